@@ -1,0 +1,81 @@
+#pragma once
+// The failure tail every fallible procedure ends in: an unexpected failure becomes one line
+// in "Errors.Log" and the procedure returns its zero value. No message box, no retry.
+//
+//   bool Settings::LoadSettings() {
+//       bool result = false;
+//       PW_PROCEDURE("LoadSettings", Unit::classModule("Settings"));
+//       pw::guarded(pwTail, [&] {
+//           PW_STEP; ...        // the number reported is that of the last step reached
+//           result = true;
+//       });
+//       return result;
+//   }
+
+#include "runtime.h"
+
+#include <QString>
+
+#include <exception>
+#include <utility>
+
+namespace pw {
+
+// The source unit a procedure belongs to; it gives the fixed suffix of its log lines.
+class Unit {
+public:
+    static Unit module(const QString &name) { return Unit(" of Module " + name + " at time"); }
+    static Unit classModule(const QString &name)
+    {
+        return Unit(" of Class Module " + name + " at time");
+    }
+    static Unit form(const QString &name) { return Unit(" of Form " + name + " at time"); }
+    // The few units whose lines lack the closing " at time"; the log's readers expect the
+    // mixed wording, so it is kept.
+    static Unit formWithoutTime(const QString &name) { return Unit(" of Form " + name); }
+
+    const QString &suffix() const { return suffix_; }
+
+private:
+    explicit Unit(QString suffix) : suffix_(std::move(suffix)) {}
+    QString suffix_;
+};
+
+// Where a procedure is: its name, its unit and the last statement reached.
+struct FailureTail {
+    QString procedure;
+    Unit unit;
+    int line = 0;
+
+    // Pieces 1 to 7 of a log line for `error`.
+    QString message(int number, const QString &description) const;
+    void log(int number, const QString &description) const;
+};
+
+// Appends `message`, "- " and the present date and time as one line to the failure log.
+// A log that cannot be written loses the line silently.
+void WriteErrorLog(const QString &message);
+
+// Runs `body`; any failure it raises is logged through `tail` and swallowed.
+// Returns true when the body ran to its end.
+template <typename Body> bool guarded(FailureTail &tail, Body &&body)
+{
+    try {
+        std::forward<Body>(body)();
+        return true;
+    } catch (const RuntimeError &e) {
+        tail.log(e.number(), e.description());
+    } catch (const std::bad_alloc &) {
+        tail.log(7, errorDescription(7));
+    } catch (const std::exception &e) {
+        tail.log(5, QString::fromLocal8Bit(e.what()));
+    } catch (...) {
+        tail.log(5, errorDescription(5));
+    }
+    return false;
+}
+
+} // namespace pw
+
+#define PW_PROCEDURE(name, unit) ::pw::FailureTail pwTail{QStringLiteral(name), (unit)}
+#define PW_STEP (pwTail.line = __LINE__)

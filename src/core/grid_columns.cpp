@@ -1,0 +1,47 @@
+#include "grid_columns.h"
+
+#include "globals.h"
+
+#include <algorithm>
+
+namespace pw {
+
+GridColumn *GridColumns::Add(const QString &ColumnKey, float ColumnWidth, int ColumnIndex,
+                             const QString &ColumnName, int ColumnDatatype, const QString &sKey)
+{
+    if (Item(sKey))
+        return nullptr;
+    columns_.push_back({ColumnKey, ColumnWidth, ColumnIndex, ColumnName, ColumnDatatype, sKey});
+    return &columns_.back();
+}
+
+GridColumn *GridColumns::Item(const QString &key)
+{
+    const auto it = std::find_if(columns_.begin(), columns_.end(),
+                                 [&](const GridColumn &c) { return c.sKey == key; });
+    return it == columns_.end() ? nullptr : &*it;
+}
+
+GridColumn *GridColumns::Item(int position)
+{
+    if (position < 1 || position > Count())
+        return nullptr;
+    return &columns_[size_t(position - 1)];
+}
+
+void GridColumns::Remove(const QString &key)
+{
+    std::erase_if(columns_, [&](const GridColumn &c) { return c.sKey == key; });
+}
+
+int GetColumnIndexByKey(const QString &key)
+{
+    if (!ColumnList)
+        return 0;
+    for (const GridColumn &column : *ColumnList)
+        if (column.ColumnKey == key)
+            return column.ColumnIndex;
+    return 0;
+}
+
+} // namespace pw

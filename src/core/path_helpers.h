@@ -1,0 +1,37 @@
+#pragma once
+// Path and file helpers with the exact answers the rest of the program depends on. The
+// separator is the native one; a root keeps its separator.
+
+#include <QString>
+
+#include <cstdint>
+
+namespace pw {
+
+// Special folder ids the program asks for.
+enum SpecialFolder : int32_t { FolderDesktop = 0, FolderAppData = 26 };
+
+inline QString separator() { return QStringLiteral("/"); }
+
+QString TrimNull(const QString &text);       // the text up to its first NUL
+QString ValidateDir(const QString &path);    // the path with one trailing separator
+QString GetSpecialfolder(int32_t folderId);  // "" when the system has no such folder
+bool FileExists(const QString &path);        // a file, not a folder
+// A folder, or a file, of that name. One trailing separator is removed from `path` itself.
+bool FolderExists(QString &path);
+bool DeleteFileIfExists(const QString &path);
+bool CreateFolderPath(const QString &path);  // makes every missing level
+QString GetFileExt(const QString &name);     // text after the last "."; the name when none
+int16_t HiWord(int32_t value);               // value / 65535 toward zero, minus 1 when negative
+QString GetFileName(const QString &path);    // last component of a path
+QString GetParentFolderName(const QString &path); // "" when the path has no parent part
+
+// The folder for temporary files, with a trailing separator.
+QString TempFolder();
+// Creates a new empty file named after `prefix` in `folder` ("" for the temporary folder)
+// and returns its path. Raises 10000 | errno with the cursor's source on failure.
+QString TempFileName(const QString &prefix, const QString &folder = {});
+// The system's text for an error code, or "".
+QString SystemErrorText(int code);
+
+} // namespace pw

@@ -1,0 +1,132 @@
+#include "settings.h"
+
+#include "failure_log.h"
+#include "globals.h"
+#include "property_bag.h"
+#include "ui_services.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QSaveFile>
+
+namespace pw {
+
+namespace {
+
+QString readAs(const QVariant &v, const QString *) { return CStr(v); }
+uint8_t readAs(const QVariant &v, const uint8_t *) { return CByte(v); }
+int16_t readAs(const QVariant &v, const int16_t *) { return CInt(v); }
+int32_t readAs(const QVariant &v, const int32_t *) { return CLng(v); }
+
+QByteArray readWholeFile(const QString &path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        throw RuntimeError::fromNumber(75);
+    return file.readAll();
+}
+
+} // namespace
+
+QString Settings::settingsFolder() const { return FileStoragePath + "/Settings"; }
+QString Settings::settingsFile() const { return FileStoragePath + "/Settings/settings.ini"; }
+
+bool Settings::LoadSettings()
+{
+    bool result = false;
+    PW_PROCEDURE("LoadSettings", Unit::classModule("Settings"));
+    guarded(pwTail, [&] {
+        PW_STEP;
+        const QString file = settingsFile();
+        const QString folder = settingsFolder();
+        PW_STEP;
+        if (!QFileInfo(folder).isDir() && !QDir().mkdir(folder))
+            throw RuntimeError::fromNumber(76);
+        PW_STEP;
+        if (!QFileInfo(file).isFile())
+            return;
+        PW_STEP;
+        PropertyBag bag;
+        bag.setContents(readWholeFile(file));
+        // A key the file lacks reads as "" or 0, not as its default.
+#define PW_SETTINGS_READ(type, key, def)                                                         \
+    PW_STEP;                                                                                     \
+    key##_ = readAs(bag.ReadProperty(QStringLiteral(#key)), &key##_);
+        PW_SETTINGS_KEYS(PW_SETTINGS_READ)
+#undef PW_SETTINGS_READ
+        result = true;
+    });
+    return result;
+}
+
+void Settings::SaveSettings()
+{
+    QByteArray block;
+    QString file;
+    try {
+        PropertyBag bag;
+#define PW_SETTINGS_WRITE(type, key, def) bag.WriteProperty(QStringLiteral(#key), key##_);
+        PW_SETTINGS_KEYS(PW_SETTINGS_WRITE)
+#undef PW_SETTINGS_WRITE
+        block = bag.Contents();
+        file = settingsFile();
+        if (!QFileInfo(settingsFolder()).isDir() && !QDir().mkpath(settingsFolder()))
+            throw RuntimeError::fromNumber(76);
+        if (!QFileInfo::exists(file)) {
+            QFile create(file);
+            if (!create.open(QIODevice::WriteOnly))
+                throw RuntimeError::fromNumber(75);
+        }
+    } catch (const RuntimeError &e) {
+        // Memory keeps the new value, the file keeps the old one.
+        MsgBox(e.description(), vbInformation);
+        return;
+    }
+    try {
+        writeBlock(file, block);
+    } catch (const RuntimeError &) {
+        recoverFromFailedWrite(file);
+    }
+}
+
+void Settings::recoverFromFailedWrite(const QString &path)
+{
+    // Deliberately harsh: a failed write throws the user's settings away, in memory and on
+    // disk. A second failure while recovering goes to whoever assigned the setting.
+    if (recovering_)
+        throw RuntimeError::fromNumber(75);
+    recovering_ = true;
+    struct Reset {
+        bool &flag;
+        ~Reset() { flag = false; }
+    } reset{recovering_};
+    QFile::remove(path);
+    QFile empty(path);
+    if (!empty.open(QIODevice::WriteOnly))
+        throw RuntimeError::fromNumber(75);
+    empty.close();
+    LoadDefaultSettings();
+}
+
+void Settings::writeBlock(const QString &path, const QByteArray &block)
+{
+    // Written beside the target and renamed into place, so a crash never leaves half a block.
+    QSaveFile out(path);
+    if (!out.open(QIODevice::WriteOnly) || out.write(block) != block.size() || !out.commit())
+        throw RuntimeError::fromNumber(75);
+}
+
+void Settings::LoadDefaultSettings()
+{
+    const uint8_t keepDefaultPathCloneDir = IsDefaultPathCloneDir_;
+#define PW_SETTINGS_DEFAULT(type, key, def) key##_ = settings_types::type(def);
+    PW_SETTINGS_KEYS(PW_SETTINGS_DEFAULT)
+#undef PW_SETTINGS_DEFAULT
+    // The defaults never touched IsDefaultPathCloneDir: resetting to defaults keeps whether
+    // the folder conversion restores its output folder.
+    IsDefaultPathCloneDir_ = keepDefaultPathCloneDir;
+    SaveSettings();
+}
+
+} // namespace pw

@@ -1,0 +1,57 @@
+#pragma once
+// What the program's logic needs from the desktop: message boxes, prompts and the shell.
+// Windows install the real implementation at start; tests install a recorder that answers.
+
+#include <QString>
+
+namespace pw {
+
+// Message box flags and answers, as the program's code writes them.
+enum MsgBoxFlag : int {
+    vbOKOnly = 0,
+    vbYesNo = 4,
+    vbCritical = 16,
+    vbQuestion = 32,
+    vbExclamation = 48,
+    vbInformation = 64,
+};
+enum MsgBoxResult : int { vbOK = 1, vbCancel = 2, vbYes = 6, vbNo = 7 };
+
+class UiServices {
+public:
+    virtual ~UiServices() = default;
+    // A modal message box; returns the button pressed.
+    virtual int MsgBox(const QString &prompt, int flags, const QString &title) = 0;
+    // Opens `file` with the verb ("open", "explore", "print"). Answers as the shell does:
+    // above 32 on success, 31 when no program is associated, 0 when out of resources.
+    virtual int ShellExecute(const QString &verb, const QString &file,
+                              const QString &parameters, const QString &folder) = 0;
+    // Lets the user pick a program for `file` when no program is associated with it.
+    virtual void OpenWith(const QString &file) = 0;
+    // A folder prompt starting at `startPath`; "" on cancel.
+    virtual QString BrowseForFolder(const QString &title, const QString &startPath,
+                                    bool includeFiles) = 0;
+    // Lets pending window events run once.
+    virtual void DoEvents() = 0;
+};
+
+// The services in force; a quiet default answers every box with its first button until
+// the application installs its own.
+UiServices &ui();
+// Installs `services` (not owned; must outlive its use). nullptr restores the default.
+void setUi(UiServices *services);
+
+// A message box with the program's title unless another is given.
+int MsgBox(const QString &prompt, int flags = vbOKOnly, const QString &title = {});
+void DoEvents();
+
+// Opens a file through the shell. Only a shell that answers 0 leads to the choice of a
+// program; a file type without association deliberately brings up nothing.
+void ShellOpenFile(const QString &verb, const QString &file, const QString &parameters = {},
+                   const QString &folder = {});
+
+// The folder prompt the dialogs use; "" on cancel.
+QString ShowFolderSelectionDialog(const QString &startPath, const QString &title,
+                                  bool includeFiles = false);
+
+} // namespace pw

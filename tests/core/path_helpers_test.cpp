@@ -1,0 +1,103 @@
+#include "core/path_helpers.h"
+#include "core/runtime.h"
+#include "core/ui_services.h"
+
+#include "recording_ui.h"
+#include "sandbox.h"
+
+#include <gtest/gtest.h>
+
+#include <QFileInfo>
+
+using namespace pw;
+
+TEST(PathHelpers, NamesAndExtensions)
+{
+    EXPECT_EQ(GetFileExt("a.b.tif"), "tif");
+    EXPECT_EQ(GetFileExt("README"), "README") << "no dot gives the whole name";
+    EXPECT_EQ(GetFileExt("scan.TIF"), "TIF");
+    EXPECT_EQ(GetFileName("/a/b/c.pdf"), "c.pdf");
+    EXPECT_EQ(GetParentFolderName("/a/b/c.pdf"), "/a/b");
+    EXPECT_EQ(GetParentFolderName("/c.pdf"), "/");
+    EXPECT_EQ(GetParentFolderName("c.pdf"), "");
+    EXPECT_EQ(TrimNull(QString("abc") + QChar(0) + "junk"), "abc");
+    EXPECT_EQ(TrimNull("plain"), "plain");
+}
+
+TEST(PathHelpers, ValidateDirAppendsOneSeparator)
+{
+    EXPECT_EQ(ValidateDir("/data"), "/data/");
+    EXPECT_EQ(ValidateDir("/data/"), "/data/");
+    EXPECT_EQ(ValidateDir("/"), "/") << "a root keeps its separator";
+    EXPECT_EQ(ValidateDir(""), "/");
+}
+
+TEST(PathHelpers, HiWordDividesBy65535)
+{
+    const struct {
+        int32_t in;
+        int16_t out;
+    } cases[] = {{65535, 1}, {131071, 2}, {-1, -1}, {0, 0}, {65534, 0}, {-65535, -2}};
+    for (const auto &c : cases)
+        EXPECT_EQ(HiWord(c.in), c.out) << c.in;
+}
+
+TEST(PathHelpers, FileAndFolderTests)
+{
+    SandboxDir box;
+    const QString file = box.write("f.tif", "x");
+    QString folder = box.mkdir("sub") + "/";
+    EXPECT_TRUE(FileExists(file));
+    EXPECT_FALSE(FileExists(box.filePath("sub")));
+    EXPECT_FALSE(FileExists("   "));
+    EXPECT_TRUE(FolderExists(folder));
+    EXPECT_FALSE(folder.endsWith('/')) << "the caller's own variable loses its separator";
+    QString fileAsFolder = file;
+    EXPECT_TRUE(FolderExists(fileAsFolder)) << "a file of that name also answers yes";
+    QString blank = " ";
+    EXPECT_FALSE(FolderExists(blank));
+
+    EXPECT_TRUE(DeleteFileIfExists(file));
+    EXPECT_FALSE(DeleteFileIfExists(file));
+    EXPECT_TRUE(CreateFolderPath(box.filePath("x/y/z")));
+    EXPECT_TRUE(QFileInfo(box.filePath("x/y/z")).isDir());
+}
+
+TEST(PathHelpers, TempFileNamesAreCreatedAndFailuresNameTheCursor)
+{
+    SandboxDir box;
+    const QString name = TempFileName("ANI", box.path());
+    EXPECT_TRUE(QFileInfo(name).isFile());
+    EXPECT_TRUE(QFileInfo(name).fileName().startsWith("ANI"));
+    EXPECT_NE(TempFileName("ANI", box.path()), name);
+    try {
+        TempFileName("ANI", box.filePath("missing"));
+        FAIL() << "no folder, no file";
+    } catch (const RuntimeError &e) {
+        EXPECT_EQ(e.number() & 10000, 10000);
+        EXPECT_FALSE(e.description().isEmpty());
+        EXPECT_TRUE(e.source().endsWith(".cAniCursor"));
+    }
+}
+
+TEST(PathHelpers, ShellOpenOffersAProgramOnlyWhenTheShellAnswersZero)
+{
+    RecordingUi ui;
+    ui.shellResult = 31; // no association: deliberately nothing more
+    ShellOpenFile("open", "/x/a.xyz");
+    EXPECT_TRUE(ui.openWith.isEmpty());
+    ui.shellResult = 0;
+    ShellOpenFile("open", "/x/a.xyz");
+    EXPECT_EQ(ui.openWith, QStringList({"/x/a.xyz"}));
+    EXPECT_EQ(ui.shell.size(), 2);
+}
+
+TEST(PathHelpers, MessageBoxesCarryTheProgramTitle)
+{
+    RecordingUi ui;
+    MsgBox("Please Select Files.", vbInformation);
+    MsgBox("Unable to get file storage folder path", vbCritical, "Other");
+    ASSERT_EQ(ui.boxes.size(), 2u);
+    EXPECT_EQ(ui.boxes[0].title, "Pagewright 3.1");
+    EXPECT_EQ(ui.boxes[1].title, "Other");
+}

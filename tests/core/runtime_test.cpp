@@ -1,0 +1,131 @@
+#include "core/runtime.h"
+
+#include "sandbox.h"
+
+#include <gtest/gtest.h>
+
+#include <QLocale>
+
+using namespace pw;
+
+namespace {
+
+// Runs `f` and returns the run-time error number it raised, or 0.
+template <typename F> int raisedNumber(F &&f)
+{
+    try {
+        f();
+    } catch (const RuntimeError &e) {
+        return e.number();
+    }
+    return 0;
+}
+
+class EnglishLocale : public ::testing::Test {
+protected:
+    void SetUp() override { QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates)); }
+    void TearDown() override { QLocale::setDefault(QLocale::system()); }
+};
+
+} // namespace
+
+TEST(Runtime, ValReadsTheLeadingNumberAndNeverFails)
+{
+    const struct {
+        const char *text;
+        double value;
+    } cases[] = {
+        {"", 0},          {"abc", 0},       {"12abc", 12},   {"  42 ", 42},  {"1 2 3", 123},
+        {"-3.5", -3.5},   {"1e3", 1000},    {"1e", 1},       {"&H1F", 31},   {"&O17", 15},
+        {"2.tif", 2},     {"1,5", 1},       {".5", 0.5},     {"+7x", 7},
+    };
+    for (const auto &c : cases)
+        EXPECT_DOUBLE_EQ(Val(c.text), c.value) << c.text;
+}
+
+TEST(Runtime, IntegerConversionsRoundToEvenAndReportOverflowAndMismatch)
+{
+    EXPECT_EQ(CInt(QString("2.5")), 2);
+    EXPECT_EQ(CInt(QString("3.5")), 4);
+    EXPECT_EQ(CInt(QString(" -7 ")), -7);
+    EXPECT_EQ(CInt(QVariant()), 0);
+    EXPECT_EQ(CLng(QString("70000")), 70000);
+    EXPECT_EQ(CByte(255), 255);
+
+    EXPECT_EQ(raisedNumber([] { CInt(QString("32768")); }), 6);
+    EXPECT_EQ(raisedNumber([] { CByte(256); }), 6);
+    EXPECT_EQ(raisedNumber([] { CByte(-1); }), 6);
+    EXPECT_EQ(raisedNumber([] { CLng(QString("3000000000")); }), 6);
+    EXPECT_EQ(raisedNumber([] { CInt(QString("abc")); }), 13);
+    EXPECT_EQ(raisedNumber([] { CInt(QString("")); }), 13);
+
+    const RuntimeError e = RuntimeError::fromNumber(13);
+    EXPECT_EQ(e.description(), "Type mismatch");
+}
+
+TEST(Runtime, IsNumericNeedsTheWholeText)
+{
+    EXPECT_TRUE(IsNumeric("12"));
+    EXPECT_TRUE(IsNumeric(" -1.5 "));
+    EXPECT_FALSE(IsNumeric(""));
+    EXPECT_FALSE(IsNumeric("Error"));
+    EXPECT_FALSE(IsNumeric("12 KB"));
+}
+
+TEST_F(EnglishLocale, FormatDateKnowsMinutesFromMonthsAndTheTwelveHourClock)
+{
+    const QDateTime afternoon(QDate(2026, 3, 7), QTime(15, 4, 9));
+    EXPECT_EQ(FormatDate(afternoon, "dd/mm/yyyy hh:mm ampm"), "07/03/2026 03:04 PM");
+    EXPECT_EQ(FormatDate(afternoon, "dd-MMM-yyyy"), "07-Mar-2026");
+    EXPECT_EQ(FormatDate(afternoon, "yyyy_MM_dd"), "2026_03_07");
+    const QDateTime midnight(QDate(2026, 3, 7), QTime(0, 30));
+    EXPECT_EQ(FormatDate(midnight, "hh:mm ampm"), "12:30 AM");
+
+    QLocale::setDefault(QLocale(QLocale::German, QLocale::Germany));
+    EXPECT_EQ(FormatDate(afternoon, "dd/mm/yyyy"), "07.03.2026") << "the locale's date separator";
+}
+
+TEST_F(EnglishLocale, FormatNumberGroupsThousands)
+{
+    EXPECT_EQ(FormatNumber(0, "###,###,##0"), "0");
+    EXPECT_EQ(FormatNumber(1234567, "###,###,##0"), "1,234,567");
+    EXPECT_EQ(FormatNumber(999, "###,###,##0"), "999");
+}
+
+TEST_F(EnglishLocale, GeneralDateHasFourDigitYearAndSeconds)
+{
+    QLocale::setDefault(QLocale(QLocale::German, QLocale::Germany));
+    EXPECT_EQ(GeneralDate(QDateTime(QDate(2026, 11, 16), QTime(6, 17, 32))),
+              "16.11.2026 06:17:32");
+}
+
+TEST(Runtime, DateAddKeepsTheCalendar)
+{
+    const QDateTime march31(QDate(2026, 3, 31), QTime(0, 0));
+    EXPECT_EQ(DateAdd("m", -1, march31).date(), QDate(2026, 2, 28));
+    EXPECT_EQ(DateAdd("m", -1, QDateTime(QDate(2024, 3, 31), QTime())).date(), QDate(2024, 2, 29));
+    EXPECT_EQ(DateAdd("d", -0, march31).date(), QDate(2026, 3, 31));
+    EXPECT_EQ(DateAdd("d", -31, march31).date(), QDate(2026, 2, 28));
+    EXPECT_EQ(DateAdd("yyyy", 1, march31).date(), QDate(2027, 3, 31));
+    EXPECT_EQ(raisedNumber([&] { DateAdd("x", 1, march31); }), 5);
+}
+
+TEST(Runtime, TextHelpersFollowTheClassicEdges)
+{
+    EXPECT_EQ(InStrRev("a.b.tif", "."), 4);
+    EXPECT_EQ(InStrRev("abc", "."), 0);
+    EXPECT_TRUE(Split("", ",").isEmpty()) << "an empty text has no element at all";
+    EXPECT_EQ(Split("a,,b", ","), QStringList({"a", "", "b"}));
+    EXPECT_EQ(Split("a;b", ","), QStringList({"a;b"}));
+}
+
+TEST(Runtime, DirAnswersOnlyForFiles)
+{
+    SandboxDir box;
+    const QString file = box.write("x.tif", "data");
+    box.mkdir("folder");
+    EXPECT_EQ(Dir(file), "x.tif");
+    EXPECT_EQ(Dir(box.filePath("folder")), "");
+    EXPECT_EQ(Dir(box.filePath("missing.tif")), "");
+    EXPECT_EQ(Dir(box.write(".hidden", "x")), "") << "hidden files are not normal files";
+}

@@ -1,0 +1,161 @@
+#include "core/globals.h"
+#include "core/master_layout.h"
+#include "core/path_helpers.h"
+
+#include "recording_ui.h"
+#include "sandbox.h"
+
+#include <gtest/gtest.h>
+
+#include <QDir>
+#include <QFile>
+#include <QStandardPaths>
+
+using namespace pw;
+
+namespace {
+
+// Records the order of start-up's windows and what existed when each was shown.
+class RecordingStartup final : public StartupUi {
+public:
+    void ShowVistaErrDlg() override { events << "vista"; }
+    void ShowProgressDialog() override
+    {
+        events << (QFile::exists(FileStoragePath + "/Settings/settings.ini") ? "bar:file"
+                                                                               : "bar:nofile");
+    }
+    void ShowMainWindow() override { events << "main"; }
+    QStringList events;
+};
+
+class Startup : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        oldHome = qgetenv("HOME");
+        qputenv("HOME", box.path().toUtf8());
+        resetGlobals();
+    }
+    void TearDown() override
+    {
+        qputenv("HOME", oldHome);
+        resetGlobals();
+    }
+    static void resetGlobals()
+    {
+        CommandLineFolder.clear();
+        CommandLineFiles.clear();
+        FileStoragePath.clear();
+        FileStoragePathSlash.clear();
+        AppSettings.reset();
+        ColumnList.reset();
+        ColumnWidths.clear();
+    }
+    QString storage() const
+    {
+        return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) +
+               "/Pagewright/Pagewright 3.1";
+    }
+    QStringList start(const QString &cmdLine = {})
+    {
+        RecordingStartup ui;
+        resetGlobals();
+        Main(cmdLine, ui);
+        return ui.events;
+    }
+
+    SandboxDir box;
+    QByteArray oldHome;
+    RecordingUi boxes;
+};
+
+} // namespace
+
+TEST_F(Startup, FirstStartShowsTheBarBeforeWritingDefaultsAndTheSecondDoesNot)
+{
+    EXPECT_EQ(start(), QStringList({"bar:nofile", "main"}));
+    EXPECT_EQ(FileStoragePath, storage());
+    EXPECT_EQ(FileStoragePathSlash, storage() + "/");
+    EXPECT_TRUE(QFile::exists(storage() + "/Settings/settings.ini"));
+    EXPECT_FALSE(QFile::exists(storage() + "/Testtemp.sys")) << "the probe cleans up";
+
+    EXPECT_EQ(start(), QStringList({"main"}));
+
+    // A damaged file brings the bar and the defaults back.
+    QFile f(storage() + "/Settings/settings.ini");
+    ASSERT_TRUE(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    f.close();
+    EXPECT_EQ(start(), QStringList({"bar:nofile", "main"}).replaceInStrings("nofile", "file"));
+    EXPECT_EQ(AppSettings->WindowStateValue(), 2);
+}
+
+TEST_F(Startup, GlobalsAreReadyForTheMainWindow)
+{
+    start();
+    ASSERT_TRUE(ColumnList);
+    ASSERT_EQ(ColumnList->Count(), 8);
+    const QStringList keys = {"Name", "Selection", "Pages", "Location", "Size (In KB)", "Type",
+                              "Created Date", "Modified Date"};
+    const int types[] = {8, 11, 14, 8, 14, 8, 7, 7};
+    int i = 0;
+    for (const GridColumn &c : *ColumnList) {
+        EXPECT_EQ(c.ColumnKey, keys[i]);
+        EXPECT_EQ(c.ColumnName, keys[i]);
+        EXPECT_EQ(c.sKey, keys[i]);
+        EXPECT_EQ(c.ColumnIndex, i);
+        EXPECT_EQ(c.ColumnDatatype, types[i]);
+        ++i;
+    }
+    // The default width string differs from the built-in table on the two date columns.
+    EXPECT_EQ(ColumnList->Item("Created Date")->ColumnWidth, 2000);
+    EXPECT_EQ(ColumnList->Item("Type")->ColumnWidth, 1400);
+    EXPECT_EQ(FilterPatterns[1], "*.tif,*.tiff");
+    EXPECT_TRUE(FilterPatterns[11].isEmpty());
+    EXPECT_EQ(GetColumnIndexByKey("Location"), 3);
+    EXPECT_EQ(GetColumnIndexByKey("No such column"), 0);
+}
+
+TEST_F(Startup, StoredWidthsApplyOnlyWithOneEntryPerColumn)
+{
+    start();
+    for (const QString &widths : {QString("1,2,3,4,5,6,7"), QString("1,2,3,4,5,6,7,8,9")}) {
+        AppSettings->setLastGridColWidth(widths);
+        start();
+        EXPECT_EQ(ColumnList->Item("Created Date")->ColumnWidth, 1400) << widths.toStdString();
+        EXPECT_EQ(ColumnWidths.size(), widths.count(',') + 1);
+    }
+    AppSettings->setLastGridColWidth("10,20,30,40,50,60,70,80.5");
+    start();
+    EXPECT_FLOAT_EQ(ColumnList->Item("Modified Date")->ColumnWidth, 80.5f);
+}
+
+TEST_F(Startup, AnUnwritableStorageFolderShowsTheDialogAndEnds)
+{
+    QDir().mkpath(storage() + "/Testtemp.sys"); // a folder where the probe must write a file
+    EXPECT_EQ(start(), QStringList({"vista"}));
+    EXPECT_FALSE(AppSettings) << "nothing of the later steps exists";
+    EXPECT_FALSE(QFile::exists(storage() + "/Settings/settings.ini"));
+}
+
+TEST_F(Startup, CommandLineChoosesTheFolderOfItsFirstPath)
+{
+    const QString a = box.mkdir("a");
+    start(a + "/x.tif|" + box.path() + "/b/y.tif");
+    EXPECT_EQ(CommandLineFolder, a);
+    EXPECT_EQ(CommandLineFiles.size(), 2);
+
+    const struct {
+        QString cmdLine;
+    } ignored[] = {
+        {box.path() + "/missing/x.tif"},         // parent does not exist
+        {"\"" + a + "/x.tif\""},                  // quotes are not stripped
+        {"x.tif"},                                // no folder at all
+    };
+    for (const auto &c : ignored) {
+        start(c.cmdLine);
+        EXPECT_TRUE(CommandLineFolder.isEmpty()) << c.cmdLine.toStdString();
+        EXPECT_TRUE(CommandLineFiles.isEmpty());
+    }
+    EXPECT_EQ(start(""), QStringList({"main"}));
+    EXPECT_TRUE(CommandLineFolder.isEmpty());
+}
