@@ -7,12 +7,15 @@
 namespace pw {
 
 GridColumn *GridColumns::Add(const QString &ColumnKey, float ColumnWidth, int ColumnIndex,
-                             const QString &ColumnName, int ColumnDatatype, const QString &sKey)
+                             const QString &ColumnName, int ColumnDatatype, const QString &sKey,
+                             int Before)
 {
     if (Item(sKey))
         return nullptr;
-    columns_.push_back({ColumnKey, ColumnWidth, ColumnIndex, ColumnName, ColumnDatatype, sKey});
-    return &columns_.back();
+    const auto where = Before >= 1 && Before <= Count() ? columns_.begin() + (Before - 1)
+                                                        : columns_.end();
+    return &*columns_.insert(where,
+                             {ColumnKey, ColumnWidth, ColumnIndex, ColumnName, ColumnDatatype, sKey});
 }
 
 GridColumn *GridColumns::Item(const QString &key)

@@ -22,9 +22,11 @@ struct GridColumn {
 // Lookups and removals never fail: a missing key gives nothing.
 class GridColumns {
 public:
-    // Appends a descriptor under `sKey`; a key already present is refused (returns nullptr).
+    // Stores a descriptor under `sKey`, before the 1-based position `Before` (0: at the end).
+    // A key already present is refused (returns nullptr).
     GridColumn *Add(const QString &ColumnKey, float ColumnWidth, int ColumnIndex,
-                    const QString &ColumnName, int ColumnDatatype, const QString &sKey);
+                    const QString &ColumnName, int ColumnDatatype, const QString &sKey,
+                    int Before = 0);
     GridColumn *Item(const QString &key);                 // nullptr when absent
     GridColumn *Item(int position);                       // 1-based, nullptr when out of range
     void Remove(const QString &key);

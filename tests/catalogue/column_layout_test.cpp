@@ -1,0 +1,117 @@
+#include "catalogue/column_layout.h"
+#include "core/globals.h"
+#include "core/master_layout.h"
+
+#include "recording_ui.h"
+#include "sandbox.h"
+
+#include <gtest/gtest.h>
+
+using namespace pw;
+
+namespace {
+
+class ColumnLayout : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        FileStoragePath = box.path();
+        AppSettings = std::make_unique<Settings>();
+        AppSettings->LoadDefaultSettings();
+        ColumnList = std::make_unique<GridColumns>();
+        const char *keys[] = {"Name", "Selection", "Pages", "Location", "Size (In KB)", "Type",
+                              "Created Date", "Modified Date"};
+        const int types[] = {8, 11, 14, 8, 14, 8, 7, 7};
+        for (int i = 0; i < 8; ++i)
+            ColumnList->Add(keys[i], 1000, i, keys[i], types[i], keys[i]);
+    }
+    void TearDown() override
+    {
+        AppSettings.reset();
+        ColumnList.reset();
+        FileStoragePath.clear();
+    }
+    QStringList order() const
+    {
+        QStringList keys;
+        for (const GridColumn &c : *ColumnList)
+            keys << c.ColumnKey + "@" + QString::number(c.ColumnIndex);
+        return keys;
+    }
+    SandboxDir box;
+    RecordingUi ui;
+};
+
+} // namespace
+
+TEST_F(ColumnLayout, MoveIsRemovalThenInsertion)
+{
+    const QStringList l = {"a", "b", "c", "d"};
+    EXPECT_EQ(MoveListElement(l, 0, 2), QStringList({"b", "c", "a", "d"}));
+    EXPECT_EQ(MoveListElement(l, 3, 0), QStringList({"d", "a", "b", "c"}));
+    EXPECT_EQ(MoveListElement(l, 1, 3), QStringList({"a", "c", "d", "b"}));
+    EXPECT_EQ(MoveListElement(l, 2, 2), l);
+}
+
+TEST_F(ColumnLayout, StoredOrderMovesColumnsWithTheirStoredWidths)
+{
+    AppSettings->setColumnReOrder(
+        "Location,Name,Selection,Pages,Size (In KB),Type,Created Date,Modified Date");
+    AppSettings->setLastGridColWidth("3000,1800,999,700,1000,1400,2000,2000");
+    LoadGridColumns();
+    EXPECT_EQ(order().mid(0, 4),
+              QStringList({"Location@0", "Name@1", "Selection@2", "Pages@3"}));
+    EXPECT_EQ(ColumnList->Item("Location")->ColumnWidth, 3000);
+    EXPECT_EQ(ColumnList->Item("Selection")->ColumnWidth, 250) << "not configurable";
+    EXPECT_EQ(ColumnList->Item("Type")->ColumnWidth, 1000) << "already in place: width kept";
+}
+
+TEST_F(ColumnLayout, DuplicatedOrMissingKeysMoveOnlyWhatIsNamed)
+{
+    AppSettings->setColumnReOrder("Type,Type,Nonsense");
+    LoadGridColumns();
+    EXPECT_EQ(ColumnList->Count(), 8) << "nothing lost";
+    EXPECT_EQ(ColumnList->Item("Type")->ColumnIndex, 1);
+    AppSettings->setColumnReOrder("");
+    LoadGridColumns();
+    EXPECT_EQ(ColumnList->Count(), 8);
+}
+
+TEST_F(ColumnLayout, AHeaderDragMovesAllThreeListsAlike)
+{
+    AppSettings->setColumnVisibility("1,1,0,1,1,1,1,1");
+    const QStringList headers = {"Name", "Pages", "Location", "Selection", "Size (In KB)", "Type",
+                                 "Created Date", "Modified Date"};
+    StoreColumnMove(headers, 1, 3);
+    EXPECT_EQ(AppSettings->ColumnReOrder(), headers.join(","));
+    EXPECT_EQ(AppSettings->LastGridColWidth(), "1800,700,1800,250,1000,1400,2000,2000");
+    EXPECT_EQ(AppSettings->ColumnVisibility(), "1,0,1,1,1,1,1,1")
+        << "a hidden column keeps its flag";
+    EXPECT_EQ(ColumnVisibilityList.size(), 8);
+    EXPECT_EQ(ColumnList->Item("Selection")->ColumnIndex, 3);
+    EXPECT_EQ(ColumnList->Item("Selection")->ColumnWidth, 250);
+
+    const QString before = AppSettings->ColumnReOrder();
+    StoreColumnMove({"x"}, 2, 2);
+    EXPECT_EQ(AppSettings->ColumnReOrder(), before) << "a drop in place writes nothing";
+}
+
+TEST_F(ColumnLayout, SortRequestsStayInTheirColumnsFamily)
+{
+    const int name = 0, pages = 2, size = 4, type = 5;
+    const struct {
+        int col;
+        int numeric;
+        int asked;
+        int sorted;
+    } cases[] = {
+        {name, 1, 2, 3}, {name, 1, 4, 4}, {name, 0, 4, 1}, {name, 0, 2, 2},
+        {pages, 0, 2, 3}, {pages, 0, 4, 4}, {size, 0, 1, 3}, {size, 1, 3, 3},
+        {type, 1, 2, 2}, {type, 0, 4, 4},
+    };
+    for (const auto &c : cases) {
+        AppSettings->setSortbyNumeric(int16_t(c.numeric));
+        EXPECT_EQ(SortOrderForColumn(c.col, c.asked), c.sorted)
+            << c.col << " " << c.numeric << " " << c.asked;
+    }
+}

@@ -1,0 +1,198 @@
+#include "catalogue/search_criteria.h"
+#include "core/globals.h"
+
+#include "sandbox.h"
+
+#include <gtest/gtest.h>
+
+#include <QFile>
+
+using namespace pw;
+
+TEST(SearchCriteria, WildcardsMatchWithoutRegardToCase)
+{
+    const struct {
+        const char *name;
+        const char *pattern;
+        bool match;
+    } cases[] = {
+        {"scan.TIF", "*.tif", true},     {"scan.tiff", "*.tif", false},
+        {"scan.tif.bak", "*.tif", false}, {"a.b.tif", "*.tif", true},
+        {"x1.png", "x?.png", true},       {"x12.png", "x?.png", false},
+        {"README", "*.*", true},          {"README", "*.", true},
+        {"scan.tif", "", false},          {"scan.tif", " *.tif", true},
+        {"scan.tif", "*.jpg;*.tif", true}, {"Ünïcode.JPG", "ü*.jpg", true},
+        {"scan.tif", "scan.tif", true},   {"scan.tif", "*", true},
+        {"report.pdf", "*.tif *.pdf", false},
+    };
+    for (const auto &c : cases)
+        EXPECT_EQ(PathMatchSpec(QString::fromUtf8(c.name), QString::fromUtf8(c.pattern)), c.match)
+            << c.name << " ~ " << c.pattern;
+}
+
+TEST(SearchCriteria, PatternTextsSplitAtSemicolonBeforeComma)
+{
+    EXPECT_EQ(*GenerateFilterPatternArray("*.tif,*.pdf"), QStringList({"*.tif", "*.pdf"}));
+    EXPECT_EQ(*GenerateFilterPatternArray("*.tif; *.pdf,*.jpg"),
+              QStringList({"*.tif", " *.pdf,*.jpg"}));
+    EXPECT_EQ(*GenerateFilterPatternArray("*.tif,,"), QStringList({"*.tif", "", ""}));
+    EXPECT_EQ(*GenerateFilterPatternArray("*.pdf"), QStringList({"*.pdf"}));
+    EXPECT_EQ(*GenerateFilterPatternArray(""), QStringList({""}));
+    EXPECT_FALSE(GenerateFilterPatternArray(" *.* ").has_value());
+
+    // A blank after ";" stays in the second pattern, and the match skips it.
+    EXPECT_TRUE(IsFileMatchWithFilterPattern("a.pdf", GenerateFilterPatternArray("*.tif; *.pdf")));
+}
+
+TEST(SearchCriteria, StarDotStarFindsNothingAndLogsOncePerFile)
+{
+    SandboxDir box;
+    FileStoragePath = box.path();
+    const auto none = GenerateFilterPatternArray("*.*");
+    EXPECT_FALSE(IsFileMatchWithFilterPattern("a.tif", none));
+    EXPECT_FALSE(IsFileMatchWithFilterPattern("b.tif", none));
+    QFile log(box.filePath("Errors.Log"));
+    ASSERT_TRUE(log.open(QIODevice::ReadOnly));
+    const QByteArray text = log.readAll();
+    EXPECT_EQ(text.count("\r\n"), 2);
+    EXPECT_TRUE(text.startsWith("Error 9 (Subscript out of range) in procedure "
+                                "IsFileMatchWithFilterPattern at Line No. "));
+    FileStoragePath.clear();
+}
+
+TEST(SearchCriteria, RoundUpToWholeIsTheCeilingOfSizes)
+{
+    EXPECT_EQ(RoundUpToWhole(0), 0);
+    EXPECT_EQ(RoundUpToWhole(1 / 1024.0), 1);
+    EXPECT_EQ(RoundUpToWhole(1.0), 1);
+    EXPECT_EQ(RoundUpToWhole(1025 / 1024.0), 2);
+    EXPECT_EQ(RoundUpToWhole(2.5), 3);
+    EXPECT_EQ(RoundUpToWhole(3.5), 4);
+    EXPECT_EQ(RoundUpToWhole(2.0), 2);
+}
+
+namespace {
+
+const QDate today(2026, 3, 31);
+
+QDateTime at(int y, int m, int d, int h = 12) { return QDateTime(QDate(y, m, d), QTime(h, 0)); }
+
+FileFacts fileOf(const QDateTime &when, qint64 size = 100)
+{
+    return {when, when, when, size};
+}
+
+AdvanceOptions dateOptions()
+{
+    AdvanceOptions o;
+    o.useAdvOpt = true;
+    o.searchByDate = 1;
+    o.inPeriod = true;
+    o.inPeriodText = "1";
+    o.dateInPeriodText = "Month(s)";
+    o.dateRangeTypeText = "Files Modified";
+    return o;
+}
+
+AdvanceOptions sizeOptions(const QString &leastMost, const QString &limit)
+{
+    AdvanceOptions o;
+    o.useAdvOpt = true;
+    o.searchBySize = 1;
+    o.sizeAt = true;
+    o.leastMostText = leastMost;
+    o.sizeLeastMostText = limit;
+    return o;
+}
+
+} // namespace
+
+TEST(AdvanceOptions, InTheLastPeriodUsesCalendarArithmetic)
+{
+    AdvanceOptions o = dateOptions();
+    EXPECT_TRUE(IsFileMatchWithAdvanceOptions(fileOf(at(2026, 2, 28, 0)), o, today));
+    EXPECT_FALSE(IsFileMatchWithAdvanceOptions(fileOf(at(2026, 2, 27, 23)), o, today));
+    EXPECT_FALSE(IsFileMatchWithAdvanceOptions(fileOf(at(2026, 4, 1)), o, today));
+
+    o.inPeriodText = "0"; // the span is today alone
+    EXPECT_TRUE(IsFileMatchWithAdvanceOptions(fileOf(at(2026, 3, 31, 23)), o, today));
+    EXPECT_FALSE(IsFileMatchWithAdvanceOptions(fileOf(at(2026, 3, 30)), o, today));
+
+    o.inPeriodText = "3";
+    o.dateInPeriodText = "Day(s)";
+    EXPECT_TRUE(IsFileMatchWithAdvanceOptions(fileOf(at(2026, 3, 28)), o, today));
+    EXPECT_FALSE(IsFileMatchWithAdvanceOptions(fileOf(at(2026, 3, 27)), o, today));
+}
+
+TEST(AdvanceOptions, BetweenIsInclusiveByWholeDaysAndNeverSwapped)
+{
+    AdvanceOptions o = dateOptions();
+    o.inPeriod = false;
+    o.dateFrom = at(2026, 1, 10, 18);
+    o.dateTo = at(2026, 1, 10, 6);
+    EXPECT_TRUE(IsFileMatchWithAdvanceOptions(fileOf(at(2026, 1, 10, 0)), o, today));
+    EXPECT_TRUE(IsFileMatchWithAdvanceOptions(fileOf(at(2026, 1, 10, 23)), o, today));
+    o.dateFrom = at(2026, 2, 1);
+    o.dateTo = at(2026, 1, 1);
+    EXPECT_FALSE(IsFileMatchWithAdvanceOptions(fileOf(at(2026, 1, 15)), o, today));
+}
+
+TEST(AdvanceOptions, WhichDateCountsAndTypedKindsSkipTheTest)
+{
+    AdvanceOptions o = dateOptions();
+    const FileFacts f{at(2020, 1, 1), at(2026, 3, 30), at(2019, 1, 1), 10};
+    o.dateRangeTypeText = "Files Created";
+    EXPECT_FALSE(IsFileMatchWithAdvanceOptions(f, o, today));
+    o.dateRangeTypeText = "Files Modified";
+    EXPECT_TRUE(IsFileMatchWithAdvanceOptions(f, o, today));
+    o.dateRangeTypeText = "Files Last Accessed";
+    EXPECT_FALSE(IsFileMatchWithAdvanceOptions(f, o, today));
+    o.dateRangeTypeText = "whatever was typed";
+    EXPECT_TRUE(IsFileMatchWithAdvanceOptions(f, o, today));
+}
+
+TEST(AdvanceOptions, SizesInRoundedUpKilobytes)
+{
+    const struct {
+        const char *leastMost;
+        const char *limit;
+        qint64 size;
+        bool pass;
+    } cases[] = {
+        {"Least", "0", 0, true},     {"Least", "0", 5000000, true},
+        {"Most", "0", 0, true},      {"Most", "0", 1, false},
+        {"Least", "2", 1025, true},  {"Least", "3", 2049, true},
+        {"Most", "1", 1024, true},   {"Most", "1", 1025, false},
+    };
+    for (const auto &c : cases)
+        EXPECT_EQ(IsFileMatchWithAdvanceOptions(fileOf(at(2026, 1, 1), c.size),
+                                                sizeOptions(c.leastMost, c.limit), today),
+                  c.pass)
+            << c.leastMost << " " << c.limit << " " << c.size;
+
+    AdvanceOptions between = sizeOptions("Least", "0");
+    between.sizeAt = false;
+    between.sizeFromText = "2";
+    between.sizeToText = "3";
+    EXPECT_TRUE(IsFileMatchWithAdvanceOptions(fileOf(at(2026, 1, 1), 3072), between, today));
+    EXPECT_FALSE(IsFileMatchWithAdvanceOptions(fileOf(at(2026, 1, 1), 3073), between, today));
+    between.sizeFromText = "5"; // low above high: nothing passes
+    EXPECT_FALSE(IsFileMatchWithAdvanceOptions(fileOf(at(2026, 1, 1), 4096), between, today));
+}
+
+TEST(AdvanceOptions, SwitchesOffAndBadNumbersFailSilently)
+{
+    AdvanceOptions o = sizeOptions("Least", "abc");
+    EXPECT_FALSE(IsFileMatchWithAdvanceOptions(fileOf(at(2026, 1, 1)), o, today));
+    o.sizeLeastMostText = "99999999999";
+    EXPECT_FALSE(IsFileMatchWithAdvanceOptions(fileOf(at(2026, 1, 1)), o, today));
+    o.useAdvOpt = false;
+    EXPECT_TRUE(IsFileMatchWithAdvanceOptions(fileOf(at(2026, 1, 1)), o, today));
+    o.useAdvOpt = true;
+    o.searchBySize = 0;
+    EXPECT_TRUE(IsFileMatchWithAdvanceOptions(fileOf(at(2026, 1, 1)), o, today));
+
+    AdvanceOptions d = dateOptions();
+    d.inPeriodText = "40000"; // overflows a 16-bit number
+    EXPECT_FALSE(IsFileMatchWithAdvanceOptions(fileOf(today.startOfDay()), d, today));
+}
