@@ -12,6 +12,8 @@ QStringList ColumnWidths;
 QStringList ColumnVisibilityList;
 QStringList ColumnOrderList;
 std::array<QString, 12> FilterPatterns;
+std::unique_ptr<::PdfPageCounter> PdfPageCounter;
+std::unique_ptr<::TiffPageCounter> TiffPageCounter;
 
 void FillFilterPatterns()
 {

@@ -2,6 +2,7 @@
 // The process-wide objects that start-up fills once and every part of the program reads.
 // They live until the process ends and are never released.
 
+#include "backends/page_count/page_count.h"
 #include "grid_columns.h"
 #include "settings.h"
 
@@ -25,6 +26,9 @@ extern QStringList ColumnWidths;           // LastGridColWidth split at ","
 extern QStringList ColumnVisibilityList;   // ColumnVisibility split at ","
 extern QStringList ColumnOrderList;        // ColumnReOrder split at ","
 extern std::array<QString, 12> FilterPatterns;
+// The two page counters, made once at start.
+extern std::unique_ptr<::PdfPageCounter> PdfPageCounter;
+extern std::unique_ptr<::TiffPageCounter> TiffPageCounter;
 
 // The wildcard lists of the pattern box, entry by entry (the last stays empty).
 void FillFilterPatterns();

@@ -77,6 +77,9 @@ void Main(const QString &commandLine, StartupUi &ui)
         PW_STEP;
         FillFilterPatterns();
         PW_STEP;
+        PdfPageCounter = std::make_unique<::PdfPageCounter>();
+        TiffPageCounter = std::make_unique<::TiffPageCounter>();
+        PW_STEP;
         ui.ShowMainWindow();
     });
 }

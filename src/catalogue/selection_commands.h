@@ -1,0 +1,31 @@
+#pragma once
+// The check marks of the "Selection" column and the commands that set them. Check marks
+// decide what is converted and exported; the grid's highlighted block is only where the
+// block commands and the Space bar act.
+
+#include <QString>
+
+namespace pw {
+
+class CatalogueGrid;
+
+// The row's "Location", a separator and its "Name", with doubled separators folded so that
+// a root location gives one.
+QString RowFullPath(CatalogueGrid &catalogue, int row);
+
+// Checks every data row, then unchecks the rows whose page count failed.
+void CheckAllRows(CatalogueGrid &catalogue);
+void UncheckAllRows(CatalogueGrid &catalogue);
+void UncheckErrorRows(CatalogueGrid &catalogue);
+// Checked rows and "Error" rows end unchecked, the others checked.
+void InvertAllChecks(CatalogueGrid &catalogue);
+
+// Over the highlighted block: check, uncheck, or flip each row by its own state. Checking
+// the block is the deliberate way to check an "Error" row.
+void CheckSelectedBlock(CatalogueGrid &catalogue);
+void UncheckSelectedBlock(CatalogueGrid &catalogue);
+void InvertSelectedBlock(CatalogueGrid &catalogue);
+// The Space bar: flips each row of the block by its own state.
+void ToggleSelectedBlock(CatalogueGrid &catalogue);
+
+} // namespace pw

@@ -1,0 +1,253 @@
+#include "catalogue/folder_scan.h"
+#include "core/globals.h"
+#include "core/master_layout.h"
+#include "widgets/flex_grid.h"
+
+#include "recording_ui.h"
+#include "sample_files.h"
+#include "sandbox.h"
+
+#include <gtest/gtest.h>
+
+#include <QStandardPaths>
+
+#include <functional>
+
+using namespace pw;
+
+namespace {
+
+class FakeWindow final : public ScanHost {
+public:
+    QString selectedFolder() override { return folder; }
+    QString searchCaption() override { return caption; }
+    void setSearchCaption(const QString &c) override { caption = c; }
+    void EnableSearchControls(bool enabled) override { controlsEnabled = enabled; }
+    void setBusyCursor(bool) override {}
+    bool searchSubFolders() override { return subFolders; }
+    int filterListIndex() override { return listIndex; }
+    QString filterText() override { return filter; }
+    AdvanceOptions advanceOptions() override
+    {
+        ++optionReads;
+        return options;
+    }
+    QDate today() override { return QDate(2026, 3, 31); }
+    void showLoading() override { loadingShown = true; }
+    void updateLoading(int count) override
+    {
+        loadingCounts << count;
+        if (onHit)
+            onHit(count);
+    }
+    void hideLoading() override { loadingShown = false; }
+    void SetStatusText(const QString &text) override { statusTexts << text; }
+
+    QString folder;
+    QString caption = "&Search";
+    bool controlsEnabled = true;
+    bool subFolders = true;
+    int listIndex = 0;
+    QString filter = "Image files";
+    AdvanceOptions options;
+    int optionReads = 0;
+    bool loadingShown = false;
+    QList<int> loadingCounts;
+    QStringList statusTexts;
+    std::function<void(int)> onHit;
+};
+
+class Scan : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        FileStoragePath = box.path();
+        AppSettings = std::make_unique<Settings>();
+        AppSettings->LoadDefaultSettings();
+        ColumnList = std::make_unique<GridColumns>();
+        const char *keys[] = {"Name", "Selection", "Pages", "Location", "Size (In KB)", "Type",
+                              "Created Date", "Modified Date"};
+        const int types[] = {8, 11, 14, 8, 14, 8, 7, 7};
+        for (int i = 0; i < 8; ++i)
+            ColumnList->Add(keys[i], 1000, i, keys[i], types[i], keys[i]);
+        FillFilterPatterns();
+        pw::PdfPageCounter = std::make_unique<::PdfPageCounter>();
+        pw::TiffPageCounter = std::make_unique<::TiffPageCounter>();
+        window.folder = box.mkdir("disk");
+        catalogue.InitFiles();
+    }
+    void TearDown() override
+    {
+        AppSettings.reset();
+        ColumnList.reset();
+        FileStoragePath.clear();
+    }
+    QString file(const QString &relative, const QByteArray &bytes = "x")
+    {
+        return box.write("disk/" + relative, bytes);
+    }
+    QStringList column(const QString &key)
+    {
+        QStringList out;
+        const int col = GetColumnIndexByKey(key);
+        for (int row = 1; row < grid.Rows(); ++row)
+            out << grid.TextMatrix(row, col);
+        return out;
+    }
+
+    SandboxDir box;
+    RecordingUi ui;
+    FlexGrid grid;
+    CatalogueGrid catalogue{grid};
+    FakeWindow window;
+    FolderScan scan{catalogue, window};
+};
+
+} // namespace
+
+TEST_F(Scan, FindsImagesBelowTheFolderAndSortsTheNamesNumerically)
+{
+    file("10.tif");
+    file("2.tif");
+    file("notes.txt");
+    file("sub/deeper/1.png");
+    file("sub/3.JPG");
+    AppSettings->setSortbyNumeric(1);
+    scan.cmdSearch_Click();
+    EXPECT_EQ(column("Name"), QStringList({"1.png", "2.tif", "3.JPG", "10.tif"}));
+    EXPECT_EQ(column("Location")[0], box.filePath("disk/sub/deeper"));
+    EXPECT_EQ(window.caption, "&Search");
+    EXPECT_TRUE(window.controlsEnabled);
+    EXPECT_FALSE(window.loadingShown);
+    EXPECT_EQ(window.loadingCounts, QList<int>({1, 2, 3, 4}));
+    EXPECT_EQ(window.statusTexts.last(), "0 file selected; Total Page count of selected Tiff files: 0");
+    EXPECT_TRUE(ui.boxes.empty());
+
+    window.subFolders = false;
+    scan.cmdSearch_Click();
+    EXPECT_EQ(column("Name"), QStringList({"2.tif", "10.tif"})) << "only the folder's own files";
+}
+
+TEST_F(Scan, RowsCarrySizeTypeAndDates)
+{
+    file("a.png", QByteArray(1025, 'x'));
+    scan.cmdSearch_Click();
+    ASSERT_EQ(grid.Rows(), 2);
+    EXPECT_EQ(column("Size (In KB)"), QStringList({"2 KB"}));
+    EXPECT_EQ(column("Type"), QStringList({"png image"}));
+    EXPECT_FALSE(column("Modified Date")[0].isEmpty());
+    EXPECT_EQ(grid.cellChecked(1, GetColumnIndexByKey("Selection")), 2) << "unchecked when made";
+    EXPECT_FALSE(grid.cellPicture(1, 0).isNull());
+}
+
+TEST_F(Scan, PageCountsDuringTheSearchFollowTheErrorRules)
+{
+    WriteTiff(file("five.tif"), 5);
+    WriteQpdfPdf(file("three.pdf"), 3);
+    WriteQpdfPdf(file("empty.pdf"), 0);
+    file("broken.tif", "II*\0nothing");
+    file("photo.jpg");
+    window.listIndex = -1;
+    window.filter = "*.tif;*.pdf;*.jpg";
+    scan.cmdSearch_Click();
+    const QStringList names = column("Name");
+    const QStringList pages = column("Pages");
+    QMap<QString, QString> byName;
+    for (int i = 0; i < names.size(); ++i)
+        byName[names[i]] = pages[i];
+    EXPECT_EQ(byName["five.tif"], "5");
+    EXPECT_EQ(byName["three.pdf"], "3");
+    EXPECT_EQ(byName["empty.pdf"], "Error") << "a PDF without pages";
+    EXPECT_EQ(byName["broken.tif"], "Error");
+    EXPECT_EQ(byName["photo.jpg"], "");
+    EXPECT_EQ(catalogue.TiffPageTotal, 5);
+    EXPECT_EQ(catalogue.PdfPageTotal, 3);
+
+    // The summary counts checked files and sums every non-PDF's pages as TIFF pages.
+    const int sel = GetColumnIndexByKey("Selection");
+    for (int row = 1; row < grid.Rows(); ++row)
+        grid.setCellChecked(row, sel, 1);
+    EXPECT_EQ(catalogue.getSelectedFileinfo(),
+              "5 file selected; Total Page count of selected Tiff files: 5");
+}
+
+TEST_F(Scan, HiddenPagesAreCountedOnlyForCheckedRowsBeforeAConversion)
+{
+    AppSettings->setColumnVisibility("1,1,0,1,1,1,1,1");
+    catalogue.InitFiles();
+    WriteTiff(file("a.tif"), 2);
+    WriteTiff(file("b.tif"), 3);
+    scan.cmdSearch_Click();
+    EXPECT_EQ(column("Pages"), QStringList({"", ""}));
+    grid.setCellChecked(2, GetColumnIndexByKey("Selection"), 1);
+    catalogue.GetPageCount();
+    EXPECT_EQ(column("Pages"), QStringList({"", "3"}));
+    WriteTiff(file("b.tif"), 4); // a later change is seen at the next conversion
+    catalogue.GetPageCount();
+    EXPECT_EQ(column("Pages"), QStringList({"", "4"}));
+}
+
+TEST_F(Scan, CancelKeepsTheRowsSortedAndSaysSoOnce)
+{
+    for (int i = 0; i < 30; ++i)
+        file(QString("d%1/f%2.png").arg(i % 3).arg(i));
+    window.onHit = [&](int count) {
+        if (count == 7)
+            scan.cmdSearch_Click(); // the nested press while the caption reads "&Cancel"
+    };
+    scan.cmdSearch_Click();
+    EXPECT_EQ(grid.Rows() - 1, 7);
+    EXPECT_EQ(ui.prompts(), QStringList({"Process is terminated."}));
+    EXPECT_EQ(ui.boxes[0].flags, vbInformation);
+    EXPECT_EQ(window.caption, "&Search");
+    EXPECT_TRUE(grid.Visible());
+    QStringList names = column("Name");
+    QStringList sorted = names;
+    sorted.sort();
+    EXPECT_EQ(names, sorted);
+
+    // Searching again starts from scratch.
+    window.onHit = nullptr;
+    ui.boxes.clear();
+    scan.cmdSearch_Click();
+    EXPECT_EQ(grid.Rows() - 1, 30);
+    EXPECT_TRUE(ui.boxes.empty());
+}
+
+TEST_F(Scan, AdvanceOptionsAreReadForEveryFileAndStarDotStarFindsNothing)
+{
+    file("a.png", QByteArray(10, 'x'));
+    file("b.png", QByteArray(5000, 'x'));
+    file("c.txt");
+    window.options.useAdvOpt = true;
+    window.options.searchBySize = 1;
+    window.options.sizeAt = true;
+    window.options.leastMostText = "Most";
+    window.options.sizeLeastMostText = "1";
+    scan.cmdSearch_Click();
+    EXPECT_EQ(column("Name"), QStringList({"a.png"}));
+    EXPECT_EQ(window.optionReads, 2) << "once per file that passed the name test";
+
+    window.listIndex = -1;
+    window.filter = "*.*";
+    window.options.useAdvOpt = false;
+    scan.cmdSearch_Click();
+    EXPECT_EQ(grid.Rows(), 1);
+}
+
+TEST_F(Scan, DesktopAtTheTreesRootMeansTheDesktopFolder)
+{
+    const QString desktop = QStandardPaths::writableLocation(QStandardPaths::DesktopLocation);
+    QDir().mkpath(desktop);
+    const QString probe = desktop + "/pw-scan-probe-4711.png";
+    QFile f(probe);
+    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+    f.close();
+    window.folder = "Desktop";
+    window.subFolders = false;
+    window.listIndex = -1;
+    window.filter = "pw-scan-probe-4711.png";
+    scan.cmdSearch_Click();
+    QFile::remove(probe);
+    EXPECT_EQ(column("Name"), QStringList({"pw-scan-probe-4711.png"}));
+}

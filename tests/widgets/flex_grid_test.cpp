@@ -1,0 +1,545 @@
+#include "flex_grid.h"
+
+#include "sandbox.h"
+
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QFile>
+#include <QHeaderView>
+#include <QKeyEvent>
+#include <QMouseEvent>
+
+#include <malloc.h>
+
+#include <string>
+#include <vector>
+
+namespace {
+
+std::vector<QString> Column(const FlexGrid &grid, int col) {
+    std::vector<QString> cells;
+    for (int row = 1; row < grid.Rows(); ++row)
+        cells.push_back(grid.TextMatrix(row, col));
+    return cells;
+}
+
+// A grid with a header row and the given data rows, one tab-separated text per row.
+void Fill(FlexGrid &grid, const QStringList &header, const QStringList &rows) {
+    grid.setCols(int(header.size()));
+    grid.setRows(1);
+    for (int col = 0; col < header.size(); ++col) {
+        grid.setTextMatrix(0, col, header[col]);
+        grid.setColKey(col, header[col]);
+    }
+    for (const QString &row : rows)
+        grid.AddItem(row);
+}
+
+TEST(FlexGridTest, RowsAndColsGrowAndShrinkKeepingCells) {
+    FlexGrid grid;
+    EXPECT_EQ(grid.Rows(), 1);
+    EXPECT_EQ(grid.Cols(), 0);
+    grid.setCols(3);
+    grid.setRows(4);
+    grid.setTextMatrix(0, 1, "Name");
+    grid.setTextMatrix(2, 1, "b.tif");
+    grid.setTextMatrix(3, 2, "last");
+    EXPECT_EQ(grid.TextMatrix(2, 1), "b.tif");
+    EXPECT_EQ(grid.TextMatrix(1, 0), "");
+    // The view sees data rows only; row 0 is its header.
+    EXPECT_EQ(grid.model()->rowCount(), 3);
+    EXPECT_EQ(grid.model()->headerData(1, Qt::Horizontal, Qt::DisplayRole).toString(), "Name");
+
+    grid.setRows(3);
+    grid.setCols(2);
+    EXPECT_EQ(grid.TextMatrix(2, 1), "b.tif");
+    EXPECT_EQ(grid.TextMatrix(3, 2), ""); // gone with its row and column
+    grid.setRows(4);
+    grid.setCols(3);
+    EXPECT_EQ(grid.TextMatrix(3, 2), ""); // regrown cells start empty
+    // Out of range reads and writes are ignored rather than fatal.
+    grid.setTextMatrix(99, 0, "x");
+    EXPECT_EQ(grid.TextMatrix(99, 0), "");
+}
+
+TEST(FlexGridTest, CheckCellsHoldOneAndTwo) {
+    FlexGrid grid;
+    Fill(grid, {"Name", "Selection"}, {"a", "b", "c", "d"});
+    grid.setColDataType(1, FlexGridModel::kBoolean);
+    EXPECT_EQ(grid.cellChecked(1, 1), 2); // a boolean column starts unchecked
+    EXPECT_EQ(grid.cellChecked(0, 1), 0); // the header has no box
+    EXPECT_EQ(grid.cellChecked(1, 0), 0); // nor has a text column
+
+    grid.setCellChecked(2, 1, 1);
+    grid.setCellChecked(3, 1, true);
+    EXPECT_EQ(grid.cellChecked(2, 1), 1);
+    EXPECT_EQ(grid.cellChecked(3, 1), 1);
+    grid.setCellChecked(3, 1, false);
+    EXPECT_EQ(grid.cellChecked(3, 1), 2);
+
+    grid.setCellChecked(1, 1, grid.Rows() - 1, 1, 1);
+    for (int row = 1; row < grid.Rows(); ++row)
+        EXPECT_EQ(grid.cellChecked(row, 1), 1) << row;
+
+    // Text written into a check cell sets the state, as the invert command does.
+    grid.setTextMatrix(2, 1, "0");
+    grid.setTextMatrix(3, 1, "-1");
+    EXPECT_EQ(grid.cellChecked(2, 1), 2);
+    EXPECT_EQ(grid.cellChecked(3, 1), 1);
+    EXPECT_EQ(grid.model()->index(1, 1).data(Qt::CheckStateRole).toInt(), int(Qt::Unchecked));
+    EXPECT_EQ(grid.model()->index(2, 1).data(Qt::CheckStateRole).toInt(), int(Qt::Checked));
+}
+
+TEST(FlexGridTest, ColumnMovesCarryCellsAndProperties) {
+    struct Case {
+        int from, to;
+        QStringList order;
+    } cases[] = {
+        {0, 2, {"B", "C", "A", "D"}},
+        {3, 0, {"D", "A", "B", "C"}},
+        {1, 2, {"A", "C", "B", "D"}},
+        {2, 2, {"A", "B", "C", "D"}},
+    };
+    for (const Case &c : cases) {
+        FlexGrid grid;
+        Fill(grid, {"A", "B", "C", "D"}, {"a1\tb1\tc1\td1", "a2\tb2\tc2\td2"});
+        grid.setCellChecked(2, 1, 1);
+        grid.setColWidth(1, 2000);
+        grid.setColHidden(1, true);
+        grid.setColPosition(c.from, c.to);
+        for (int col = 0; col < 4; ++col) {
+            const QString name = c.order[col];
+            EXPECT_EQ(grid.TextMatrix(0, col), name) << c.from << "->" << c.to;
+            EXPECT_EQ(grid.TextMatrix(2, col), name.toLower() + "2");
+            EXPECT_EQ(grid.ColKey(col), name);
+            EXPECT_EQ(grid.ColHidden(col), name == "B");
+            EXPECT_EQ(grid.isColumnHidden(col), name == "B") << "view out of step";
+            EXPECT_EQ(grid.cellChecked(2, col), name == "B" ? 1 : 0);
+        }
+        EXPECT_EQ(grid.ColWidth(grid.ColIndex("B")), 2000);
+    }
+}
+
+TEST(FlexGridTest, HeaderDragMovesTheColumnAndReportsIt) {
+    FlexGrid grid;
+    grid.setExplorerBar(7);
+    Fill(grid, {"A", "B", "C"}, {"a\tb\tc"});
+    std::vector<std::pair<int, int>> moves;
+    QObject::connect(&grid, &FlexGrid::AfterMoveColumn,
+                     [&](int col, int &position) { moves.emplace_back(col, position); });
+    grid.horizontalHeader()->moveSection(0, 2);
+    ASSERT_EQ(moves.size(), 1u);
+    EXPECT_EQ(moves[0], std::make_pair(0, 2));
+    EXPECT_EQ(grid.TextMatrix(0, 2), "A");
+    EXPECT_EQ(grid.TextMatrix(1, 2), "a");
+    // Visual and logical order stay the same, so column numbers mean screen positions.
+    for (int col = 0; col < 3; ++col)
+        EXPECT_EQ(grid.horizontalHeader()->visualIndex(col), col);
+}
+
+TEST(FlexGridTest, HiddenColumnsAndWidthsSurviveSortAndRedraw) {
+    FlexGrid grid;
+    Fill(grid, {"Name", "Pages"}, {"b\t2", "a\t1"});
+    grid.setColHidden(1, true);
+    grid.setColWidth(0, 2880);
+    grid.setCol(0);
+    grid.setSort(flexsort::kGenericAscending);
+    grid.setRedraw(false);
+    grid.AddItem("c\t3");
+    grid.setRedraw(true);
+    EXPECT_TRUE(grid.isColumnHidden(1));
+    EXPECT_FALSE(grid.isColumnHidden(0));
+    EXPECT_EQ(grid.columnWidth(0), FlexGrid::TwipsToPixels(2880, grid.logicalDpiX()));
+    EXPECT_EQ(grid.ColWidth(0), 2880);
+}
+
+TEST(FlexGridTest, TwipsFollowTheLogicalResolution) {
+    struct Case {
+        int twips, dpi, pixels;
+    } cases[] = {
+        {1440, 96, 96},   {15, 96, 1},      {1800, 96, 120}, {250, 96, 17},
+        {1440, 120, 120}, {1800, 144, 180}, {0, 96, 0},
+    };
+    for (const Case &c : cases) {
+        EXPECT_EQ(FlexGrid::TwipsToPixels(c.twips, c.dpi), c.pixels) << c.twips << "@" << c.dpi;
+        if (c.twips % 15 == 0 && c.dpi == 96) {
+            EXPECT_EQ(FlexGrid::PixelsToTwips(c.pixels, c.dpi), c.twips);
+        }
+    }
+}
+
+struct SortCase {
+    const char *name;
+    int dataType;
+    const char *format;
+    int order;
+    QStringList cells;
+    QStringList expected;
+};
+
+class FlexGridSortTest : public ::testing::TestWithParam<SortCase> {};
+
+TEST_P(FlexGridSortTest, OrdersTheColumn) {
+    const SortCase &c = GetParam();
+    FlexGrid grid;
+    Fill(grid, {"Key", "Other"}, {});
+    for (const QString &cell : c.cells)
+        grid.AddItem(cell + "\t" + "other of " + cell);
+    grid.setColDataType(0, c.dataType);
+    grid.setColFormat(0, c.format);
+    grid.setCol(0);
+    grid.setSort(c.order);
+    const std::vector<QString> sorted = Column(grid, 0);
+    EXPECT_EQ(QStringList(sorted.begin(), sorted.end()), c.expected);
+    // Every row moved as a whole.
+    for (int row = 1; row < grid.Rows(); ++row)
+        EXPECT_EQ(grid.TextMatrix(row, 1), "other of " + grid.TextMatrix(row, 0));
+}
+
+const char *const kDateFormat = "dd/mm/yyyy hh:mm ampm";
+
+INSTANTIATE_TEST_SUITE_P(
+    Codes, FlexGridSortTest,
+    ::testing::Values(
+        SortCase{"NumericNames",
+                 8,
+                 "",
+                 3,
+                 {"10.tif", "2.tif", "1.tif", "b.tif", "a10.tif", "a9.tif"},
+                 {"1.tif", "2.tif", "10.tif", "a9.tif", "a10.tif", "b.tif"}},
+        SortCase{"NumericDescending",
+                 8,
+                 "",
+                 4,
+                 {"2.tif", "10.tif", "1.tif"},
+                 {"10.tif", "2.tif", "1.tif"}},
+        SortCase{"NumericSizes",
+                 14,
+                 "",
+                 3,
+                 {"1,234 KB", "999 KB", "12 KB", "1,000,001 KB"},
+                 {"12 KB", "999 KB", "1,234 KB", "1,000,001 KB"}},
+        SortCase{"NumericPagesWithErrorAndEmpty",
+                 14,
+                 "",
+                 3,
+                 {"Error", "12", "", "3"},
+                 {"", "3", "12", "Error"}},
+        SortCase{"GenericIsTextForNames",
+                 8,
+                 "",
+                 1,
+                 {"10.tif", "2.tif", "B.tif", "a.tif"},
+                 {"10.tif", "2.tif", "a.tif", "B.tif"}},
+        SortCase{"GenericNumbersAsNumbers", 14, "", 1, {"10", "9", "100"}, {"9", "10", "100"}},
+        SortCase{"GenericDescending", 8, "", 2, {"b", "C", "a"}, {"C", "b", "a"}},
+        SortCase{"DatesAsDates",
+                 7,
+                 kDateFormat,
+                 1,
+                 {"01/02/2024 09:00 AM", "02/01/2024 09:00 AM", "01/02/2024 01:00 PM",
+                  "31/12/2023 11:59 PM"},
+                 {"31/12/2023 11:59 PM", "02/01/2024 09:00 AM", "01/02/2024 09:00 AM",
+                  "01/02/2024 01:00 PM"}},
+        SortCase{"DatesDescendingNumericCode",
+                 7,
+                 kDateFormat,
+                 4,
+                 {"02/01/2024 09:00 AM", "01/02/2024 09:00 AM"},
+                 {"01/02/2024 09:00 AM", "02/01/2024 09:00 AM"}},
+        SortCase{"StringNoCase", 8, "", 5, {"b", "B", "a", "A"}, {"A", "a", "B", "b"}},
+        SortCase{"StringWithCase", 8, "", 7, {"b", "B", "a", "A"}, {"A", "B", "a", "b"}}),
+    [](const ::testing::TestParamInfo<SortCase> &info) { return info.param.name; });
+
+TEST(FlexGridTest, SortCarriesChecksAndPicturesWithTheirRows) {
+    FlexGrid grid;
+    Fill(grid, {"Name", "Selection"}, {"c", "a", "b"});
+    grid.setColDataType(1, FlexGridModel::kBoolean);
+    const QIcon icon(QPixmap(16, 16));
+    grid.setCellChecked(1, 1, 1); // "c"
+    grid.setCellPicture(1, 0, icon);
+    grid.setCol(0);
+    grid.setSort(flexsort::kGenericAscending);
+    EXPECT_EQ(grid.TextMatrix(3, 0), "c");
+    EXPECT_EQ(grid.cellChecked(3, 1), 1);
+    EXPECT_EQ(grid.cellChecked(1, 1), 2);
+    EXPECT_EQ(grid.cellPicture(3, 0).cacheKey(), icon.cacheKey());
+    EXPECT_TRUE(grid.cellPicture(1, 0).isNull());
+}
+
+TEST(FlexGridTest, BeforeSortMayRewriteTheOrder) {
+    FlexGrid grid;
+    grid.setExplorerBar(7);
+    Fill(grid, {"Name", "Size"}, {"10.tif\t1", "2.tif\t2"});
+    std::vector<std::pair<int, int>> asked;
+    QObject::connect(&grid, &FlexGrid::BeforeSort, [&](int col, int &order) {
+        asked.emplace_back(col, order);
+        if (col == 0 && order != 3 && order != 4)
+            order = 3; // the program's numeric file-name rule
+    });
+    grid.setCol(0);
+    grid.setSort(flexsort::kGenericAscending);
+    EXPECT_EQ(Column(grid, 0), (std::vector<QString>{"2.tif", "10.tif"}));
+
+    // Header clicks raise the same event, ascending first and then descending.
+    emit grid.horizontalHeader()->sectionClicked(1);
+    emit grid.horizontalHeader()->sectionClicked(1);
+    ASSERT_EQ(asked.size(), 3u);
+    EXPECT_EQ(asked[1], std::make_pair(1, 1));
+    EXPECT_EQ(asked[2], std::make_pair(1, 2));
+    EXPECT_EQ(Column(grid, 1), (std::vector<QString>{"2", "1"}));
+    EXPECT_EQ(grid.Col(), 1);
+
+    // Order 0 from the handler cancels the sort.
+    QObject::connect(&grid, &FlexGrid::BeforeSort, [](int, int &order) { order = 0; });
+    grid.setCol(0);
+    grid.setSort(flexsort::kGenericDescending);
+    EXPECT_EQ(Column(grid, 0), (std::vector<QString>{"2.tif", "10.tif"}));
+}
+
+TEST(FlexGridTest, FindRowWalksDownFromTheStart) {
+    FlexGrid grid;
+    Fill(grid, {"Name", "Pages"}, {"a\t3", "b\tError", "c\t", "d\terror", "e\tErrors"});
+    struct Case {
+        QString text;
+        int start;
+        bool caseSensitive, fullMatch;
+        int expected;
+    } cases[] = {
+        {"Error", -1, false, true, 2}, {"Error", 3, false, true, 4},
+        {"Error", 5, false, true, -1}, {"error", -1, true, true, 4},
+        {"Error", 5, false, false, 5}, {"nothing", -1, false, true, -1},
+        {"Pages", 0, false, true, 0},
+    };
+    for (const Case &c : cases)
+        EXPECT_EQ(grid.FindRow(c.text, c.start, 1, c.caseSensitive, c.fullMatch), c.expected)
+            << c.text.toStdString() << " from " << c.start;
+    grid.setCol(0);
+    EXPECT_EQ(grid.FindRow("c"), 3); // the current column by default
+}
+
+TEST(FlexGridTest, AddItemAndRemoveItem) {
+    FlexGrid grid;
+    Fill(grid, {"A", "B"}, {"1\tx", "2\ty", "3\tz"});
+    grid.setCellChecked(2, 1, 1);
+    grid.AddItem("1.5\tw", 2);
+    grid.AddItem("only first");
+    EXPECT_EQ(Column(grid, 0), (std::vector<QString>{"1", "1.5", "2", "3", "only first"}));
+    EXPECT_EQ(grid.TextMatrix(5, 1), "");
+    EXPECT_EQ(grid.cellChecked(3, 1), 1); // followed its row down
+
+    grid.RemoveItem(3);
+    EXPECT_EQ(Column(grid, 0), (std::vector<QString>{"1", "1.5", "3", "only first"}));
+    EXPECT_EQ(grid.cellChecked(3, 1), 0);
+    EXPECT_EQ(grid.model()->rowCount(), 4);
+
+    grid.Clear();
+    EXPECT_EQ(grid.Rows(), 5);
+    EXPECT_EQ(grid.TextMatrix(0, 0), "");
+    EXPECT_EQ(grid.TextMatrix(1, 0), "");
+}
+
+TEST(FlexGridTest, SaveAndLoadTextWithSeparators) {
+    SandboxDir sandbox;
+    struct Case {
+        QString separators;
+        bool fixedCells;
+        QByteArray expected;
+    } cases[] = {
+        {"", true, "Name\tSize\r\na.tif\t1,234 KB\r\nb \xc3\xa9.pdf\t3 KB\r\n"},
+        {";\r", true, "Name;Size\r\na.tif;1,234 KB\r\nb \xc3\xa9.pdf;3 KB\r\n"},
+        {"|\n", false, "a.tif|1,234 KB\nb \xc3\xa9.pdf|3 KB\n"},
+    };
+    int n = 0;
+    for (const Case &c : cases) {
+        FlexGrid grid;
+        Fill(grid, {"Name", "Size"}, {"a.tif\t1,234 KB", QString::fromUtf8("b é.pdf\t3 KB")});
+        grid.setClipSeparators(c.separators);
+        const QString path = sandbox.filePath(QString("grid%1.txt").arg(n++));
+        ASSERT_TRUE(grid.SaveGrid(path, FlexGrid::kFileCustomText, c.fixedCells));
+        QFile file(path);
+        ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+        EXPECT_EQ(file.readAll(), c.expected) << c.separators.toStdString();
+
+        // The hidden copy of the export: one header row, as many columns as the source.
+        FlexGrid copy;
+        copy.setRows(1);
+        copy.setCols(grid.Cols());
+        copy.setTextMatrix(0, 0, "kept");
+        copy.setClipSeparators(c.separators);
+        copy.setRedraw(false);
+        ASSERT_TRUE(copy.LoadGrid(path, FlexGrid::kFileCustomText, c.fixedCells));
+        copy.setRedraw(true);
+        EXPECT_EQ(copy.Rows(), 3);
+        for (int row = c.fixedCells ? 0 : 1; row < 3; ++row) {
+            for (int col = 0; col < 2; ++col)
+                EXPECT_EQ(copy.TextMatrix(row, col), grid.TextMatrix(row, col));
+        }
+        if (!c.fixedCells) {
+            EXPECT_EQ(copy.TextMatrix(0, 0), "kept");
+        }
+    }
+    FlexGrid grid;
+    EXPECT_FALSE(grid.LoadGrid(sandbox.filePath("missing.txt")));
+    EXPECT_FALSE(grid.SaveGrid(sandbox.filePath("no/such/folder/x.txt")));
+}
+
+TEST(FlexGridTest, SelectionCornersAndBlock) {
+    FlexGrid grid;
+    Fill(grid, {"A", "B", "C", "D"}, {"1", "2", "3", "4", "5", "6"});
+    grid.Select(5, 3, 2, 1);
+    int r1 = 0, c1 = 0, r2 = 0, c2 = 0;
+    grid.GetSelection(r1, c1, r2, c2);
+    EXPECT_EQ(std::vector<int>({r1, c1, r2, c2}), std::vector<int>({2, 1, 5, 3}));
+    EXPECT_EQ(grid.Row(), 5);
+    EXPECT_EQ(grid.RowSel(), 2);
+    EXPECT_EQ(grid.selectionModel()->selectedIndexes().size(), 4 * 3);
+
+    grid.setRow(4);
+    grid.GetSelection(r1, c1, r2, c2);
+    EXPECT_EQ(std::vector<int>({r1, r2}), std::vector<int>({4, 4}));
+
+    // Rows removed under the current row pull it back into the grid.
+    grid.setRows(3);
+    EXPECT_EQ(grid.Row(), 2);
+    grid.setRows(1);
+    EXPECT_EQ(grid.Row(), 0);
+}
+
+// Sends a press and a release to the cell area, as the user's click would arrive.
+void Click(FlexGrid &grid, int row, int col, Qt::MouseButton button = Qt::LeftButton) {
+    const QRect cell = grid.visualRect(grid.model()->index(row - 1, col));
+    const QPointF at = cell.center();
+    QMouseEvent press(QEvent::MouseButtonPress, at, grid.viewport()->mapToGlobal(at), button,
+                      button, Qt::NoModifier);
+    QApplication::sendEvent(grid.viewport(), &press);
+    QMouseEvent release(QEvent::MouseButtonRelease, at, grid.viewport()->mapToGlobal(at), button,
+                        Qt::NoButton, Qt::NoModifier);
+    QApplication::sendEvent(grid.viewport(), &release);
+}
+
+TEST(FlexGridTest, ClickTogglesTheCheckOnlyWhereMouseDownAllowsIt) {
+    FlexGrid grid;
+    Fill(grid, {"Name", "Selection"}, {"a", "b", "c"});
+    grid.setColDataType(1, FlexGridModel::kBoolean);
+    grid.resize(400, 300);
+    grid.show();
+    // The catalogue's rule: only a left click in the check column may toggle.
+    std::vector<int> order, mouseRows;
+    QObject::connect(&grid, &FlexGrid::MouseDown, [&](int button, int, int, int) {
+        order.push_back(1);
+        mouseRows.push_back(grid.MouseRow());
+        grid.setEditable(grid.Col() == 1 && button == 1 ? 2 : 0);
+    });
+    QObject::connect(&grid, &FlexGrid::MouseUp, [&](int, int, int, int) { order.push_back(2); });
+    Click(grid, 2, 1);
+    EXPECT_EQ(grid.cellChecked(2, 1), 1);
+    EXPECT_EQ(grid.Row(), 2);
+    Click(grid, 2, 1);
+    EXPECT_EQ(grid.cellChecked(2, 1), 2);
+    Click(grid, 2, 0);
+    Click(grid, 2, 1, Qt::RightButton);
+    EXPECT_EQ(grid.cellChecked(2, 1), 2);
+    EXPECT_EQ(order, (std::vector<int>{1, 2, 1, 2, 1, 2, 1, 2}));
+    EXPECT_EQ(mouseRows, (std::vector<int>{2, 2, 2, 2}));
+
+    // BeforeEdit can refuse the toggle.
+    QObject::connect(&grid, &FlexGrid::BeforeEdit, [](int, int, bool &cancel) { cancel = true; });
+    Click(grid, 3, 1);
+    EXPECT_EQ(grid.cellChecked(3, 1), 2);
+}
+
+TEST(FlexGridTest, RightClickInsideTheBlockKeepsIt) {
+    FlexGrid grid;
+    Fill(grid, {"Name"}, {"a", "b", "c", "d"});
+    grid.resize(300, 300);
+    grid.show();
+    grid.Select(1, 0, 3, 0);
+    Click(grid, 2, 0, Qt::RightButton);
+    int r1 = 0, c1 = 0, r2 = 0, c2 = 0;
+    grid.GetSelection(r1, c1, r2, c2);
+    EXPECT_EQ(std::make_pair(r1, r2), std::make_pair(1, 3));
+    Click(grid, 4, 0, Qt::RightButton);
+    grid.GetSelection(r1, c1, r2, c2);
+    EXPECT_EQ(std::make_pair(r1, r2), std::make_pair(4, 4));
+}
+
+TEST(FlexGridTest, KeyDownMaySwallowTheKey) {
+    FlexGrid grid;
+    Fill(grid, {"Name", "Selection"}, {"a", "b"});
+    grid.setColDataType(1, FlexGridModel::kBoolean);
+    grid.Select(1, 1);
+    grid.setEditable(2);
+    std::vector<int> codes;
+    bool swallow = true;
+    QObject::connect(&grid, &FlexGrid::KeyDown, [&](int &keyCode, int shift) {
+        codes.push_back(keyCode * 10 + shift);
+        if (swallow)
+            keyCode = 0;
+    });
+    QKeyEvent space(QEvent::KeyPress, Qt::Key_Space, Qt::NoModifier, " ");
+    QApplication::sendEvent(&grid, &space);
+    EXPECT_EQ(grid.cellChecked(1, 1), 2); // the handler took it
+    swallow = false;
+    QApplication::sendEvent(&grid, &space);
+    EXPECT_EQ(grid.cellChecked(1, 1), 1);
+    QKeyEvent ctrlA(QEvent::KeyPress, Qt::Key_A, Qt::ControlModifier, "a");
+    QApplication::sendEvent(&grid, &ctrlA);
+    QKeyEvent down(QEvent::KeyPress, Qt::Key_Down, Qt::NoModifier);
+    QApplication::sendEvent(&grid, &down);
+    EXPECT_EQ(codes, (std::vector<int>{320, 320, 652, 400}));
+}
+
+TEST(FlexGridTest, RedrawOffHoldsTheViewUntilTurnedOn) {
+    FlexGrid grid;
+    Fill(grid, {"Name"}, {"a"});
+    grid.setRedraw(false);
+    for (int i = 0; i < 100; ++i)
+        grid.setRows(grid.Rows() + 1);
+    grid.RemoveItem(1);
+    grid.setColPosition(0, 0);
+    EXPECT_EQ(grid.Rows(), 101);
+    EXPECT_EQ(grid.model()->rowCount(), 1);                     // the view still sees the old shape
+    EXPECT_EQ(grid.model()->index(0, 0).data().toString(), ""); // but never stale cells
+    grid.setRedraw(true);
+    EXPECT_EQ(grid.model()->rowCount(), 100);
+}
+
+// A catalogue of 200,000 rows has to fit: the store must stay well under 1 KB a row.
+TEST(FlexGridTest, TwoHundredThousandRowsFitCompactly) {
+    const int rowCount = 200000;
+    const QIcon tiffIcon(QPixmap(16, 16));
+    const size_t before = mallinfo2().uordblks;
+    {
+        FlexGrid grid;
+        grid.setCols(8);
+        grid.setColDataType(1, FlexGridModel::kBoolean);
+        grid.setRedraw(false);
+        for (int i = 0; i < rowCount; ++i) {
+            const int row = grid.Rows();
+            grid.setRows(row + 1);
+            grid.setTextMatrix(row, 0, QString("scan_%1_of_the_archive.tif").arg(i));
+            grid.setCellPicture(row, 0, tiffIcon);
+            grid.setTextMatrix(row, 2, QString::number(i % 40));
+            grid.setTextMatrix(row, 3,
+                               QString("/home/user/Documents/Scans/2024/box_%1").arg(i / 500));
+            grid.setTextMatrix(row, 4, QString("%1 KB").arg(i % 9000));
+            grid.setTextMatrix(row, 5, "tiff image");
+            grid.setTextMatrix(row, 6, "03/02/2026 10:15 AM");
+            grid.setTextMatrix(row, 7, "03/02/2026 10:16 AM");
+        }
+        grid.setRedraw(true);
+        const size_t after = mallinfo2().uordblks;
+        const double perRow = double(after - before) / rowCount;
+        EXPECT_LT(perRow, 1024.0);
+        EXPECT_EQ(grid.model()->rowCount(), rowCount);
+        grid.setCol(0);
+        grid.setSort(flexsort::kNumericAscending);
+        EXPECT_EQ(grid.TextMatrix(1, 0), "scan_0_of_the_archive.tif");
+        EXPECT_EQ(grid.TextMatrix(3, 0), "scan_2_of_the_archive.tif");
+        EXPECT_EQ(grid.cellChecked(rowCount, 1), 2);
+    }
+}
+
+} // namespace
