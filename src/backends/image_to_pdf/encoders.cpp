@@ -1,0 +1,336 @@
+#include "encoders.h"
+
+#include <libdeflate.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <memory>
+
+namespace pw::i2p {
+
+namespace {
+
+struct DeflateCompressorFree {
+    void operator()(libdeflate_compressor *c) const { libdeflate_free_compressor(c); }
+};
+
+// Level 6 is where libdeflate's size stops improving much while speed still drops fast.
+constexpr int kDeflateLevel = 6;
+
+} // namespace
+
+std::vector<uint8_t> deflateBytes(const uint8_t *data, size_t size) {
+    std::unique_ptr<libdeflate_compressor, DeflateCompressorFree> c(
+        libdeflate_alloc_compressor(kDeflateLevel));
+    if (!c)
+        throw outOfMemory();
+    std::vector<uint8_t> out(libdeflate_zlib_compress_bound(c.get(), size));
+    const size_t n = libdeflate_zlib_compress(c.get(), data, size, out.data(), out.size());
+    out.resize(n);
+    return out;
+}
+
+namespace {
+
+class BitWriter {
+public:
+    explicit BitWriter(std::vector<uint8_t> &out) : out_(out) {}
+    void put(unsigned code, int width) {
+        acc_ = (acc_ << width) | code;
+        bits_ += width;
+        while (bits_ >= 8) {
+            bits_ -= 8;
+            out_.push_back(uint8_t(acc_ >> bits_));
+        }
+        acc_ &= (1u << bits_) - 1;
+    }
+    void flush() {
+        if (bits_ > 0)
+            out_.push_back(uint8_t(acc_ << (8 - bits_)));
+        bits_ = 0;
+        acc_ = 0;
+    }
+
+private:
+    std::vector<uint8_t> &out_;
+    uint32_t acc_ = 0;
+    int bits_ = 0;
+};
+
+} // namespace
+
+std::vector<uint8_t> lzwEncode(const uint8_t *data, size_t size) {
+    constexpr unsigned kClear = 256, kEod = 257, kFirst = 258, kMaxCode = 4094;
+    // Open-addressing table keyed by (prefix code, next byte).
+    constexpr size_t kTableSize = 1 << 14;
+    std::vector<uint32_t> keys(kTableSize, 0xFFFFFFFFu);
+    std::vector<uint16_t> codes(kTableSize);
+    std::vector<uint8_t> out;
+    out.reserve(size / 2 + 16);
+    BitWriter bits(out);
+    unsigned next = kFirst;
+    int width = 9;
+    bits.put(kClear, width);
+    if (size == 0) {
+        bits.put(kEod, width);
+        bits.flush();
+        return out;
+    }
+    unsigned prefix = data[0];
+    for (size_t i = 1; i < size; ++i) {
+        const uint8_t c = data[i];
+        const uint32_t key = (uint32_t(prefix) << 8) | c;
+        size_t h = (key * 2654435761u) & (kTableSize - 1);
+        while (keys[h] != 0xFFFFFFFFu && keys[h] != key)
+            h = (h + 1) & (kTableSize - 1);
+        if (keys[h] == key) {
+            prefix = codes[h];
+            continue;
+        }
+        bits.put(prefix, width);
+        keys[h] = key;
+        codes[h] = uint16_t(next++);
+        // EarlyChange 1: the decoder widens one code early, so the encoder does too.
+        if (next + 1 > (1u << width) && width < 12)
+            ++width;
+        if (next >= kMaxCode) {
+            bits.put(kClear, width);
+            std::fill(keys.begin(), keys.end(), 0xFFFFFFFFu);
+            next = kFirst;
+            width = 9;
+        }
+        prefix = c;
+    }
+    bits.put(prefix, width);
+    ++next;
+    if (next + 1 > (1u << width) && width < 12)
+        ++width;
+    bits.put(kEod, width);
+    bits.flush();
+    return out;
+}
+
+std::vector<uint8_t> runLengthEncode(const uint8_t *data, size_t size) {
+    std::vector<uint8_t> out;
+    out.reserve(size + size / 128 + 2);
+    size_t i = 0;
+    while (i < size) {
+        size_t run = 1;
+        while (i + run < size && run < 128 && data[i + run] == data[i])
+            ++run;
+        if (run >= 2) {
+            out.push_back(uint8_t(257 - run));
+            out.push_back(data[i]);
+            i += run;
+            continue;
+        }
+        // Literal block up to the next pair of equal bytes.
+        size_t j = i + 1;
+        while (j < size && j - i < 128 && !(j + 1 < size && data[j] == data[j + 1]))
+            ++j;
+        out.push_back(uint8_t(j - i - 1));
+        out.insert(out.end(), data + i, data + j);
+        i = j;
+    }
+    out.push_back(128);
+    return out;
+}
+
+bool packBitsToRunLength(std::vector<uint8_t> &data, size_t expected) {
+    size_t produced = 0;
+    size_t i = 0;
+    while (i < data.size() && produced < expected) {
+        const uint8_t n = data[i++];
+        if (n < 128) {
+            produced += n + 1u;
+            i += n + 1u;
+        } else if (n > 128) {
+            produced += 257u - n;
+            i += 1;
+        } else {
+            return false; // a PackBits no-op is the end of data for RunLengthDecode
+        }
+    }
+    if (produced != expected || i > data.size())
+        return false;
+    data.resize(i);
+    data.push_back(128);
+    return true;
+}
+
+namespace {
+
+inline uint8_t paeth(int a, int b, int c) {
+    const int p = a + b - c;
+    const int pa = std::abs(p - a), pb = std::abs(p - b), pc = std::abs(p - c);
+    if (pa <= pb && pa <= pc)
+        return uint8_t(a);
+    return uint8_t(pb <= pc ? b : c);
+}
+
+// PNG Paeth prediction on every row (Predictor 15 tells the reader each row has its tag).
+std::vector<uint8_t> paethRows(const std::vector<uint8_t> &pix, size_t rowBytes, int height,
+                               int bytesPerPixel) {
+    std::vector<uint8_t> out(size_t(height) * (rowBytes + 1));
+    const uint8_t *prev = nullptr;
+    for (int y = 0; y < height; ++y) {
+        const uint8_t *row = pix.data() + size_t(y) * rowBytes;
+        uint8_t *o = out.data() + size_t(y) * (rowBytes + 1);
+        o[0] = 4;
+        for (size_t x = 0; x < rowBytes; ++x) {
+            const int a = x >= size_t(bytesPerPixel) ? row[x - bytesPerPixel] : 0;
+            const int b = prev ? prev[x] : 0;
+            const int c = (prev && x >= size_t(bytesPerPixel)) ? prev[x - bytesPerPixel] : 0;
+            o[x + 1] = uint8_t(row[x] - paeth(a, b, c));
+        }
+        prev = row;
+    }
+    return out;
+}
+
+void encodeBytes(EncodedImage &img, const std::vector<uint8_t> &pix, size_t rowBytes,
+                 int components, Filter filter) {
+    switch (filter) {
+    case Filter::Lzw:
+        img.filter = Filter::Lzw;
+        img.bytes = lzwEncode(pix.data(), pix.size());
+        return;
+    case Filter::RunLength:
+        img.filter = Filter::RunLength;
+        img.bytes = runLengthEncode(pix.data(), pix.size());
+        return;
+    default:
+        break;
+    }
+    img.filter = Filter::Flate;
+    const bool continuousTone = img.bpc >= 8 && img.cs.model != ColourModel::Indexed;
+    if (continuousTone) {
+        const int bytesPerPixel = components * img.bpc / 8;
+        const auto predicted = paethRows(pix, rowBytes, img.height, bytesPerPixel);
+        img.bytes = deflateBytes(predicted.data(), predicted.size());
+        img.parms.predictor = 15;
+        img.parms.colors = components;
+        img.parms.bitsPerComponent = img.bpc;
+        img.parms.columns = img.width;
+    } else {
+        img.bytes = deflateBytes(pix.data(), pix.size());
+    }
+}
+
+// Widens a raster to 8-bit grey, RGB or CMYK with the inversion applied, as DCT needs it.
+Raster toEightBit(const Raster &r) {
+    Raster out;
+    out.width = r.width;
+    out.height = r.height;
+    out.bpc = 8;
+    out.cs.icc = r.cs.icc;
+    const int comps = r.cs.components();
+    const ColourModel model = r.cs.model == ColourModel::Indexed ? r.cs.base : r.cs.model;
+    out.cs.model = model;
+    if (r.cs.model == ColourModel::Indexed)
+        out.cs.icc.clear();
+    const int outComps = out.cs.components();
+    out.pixels.resize(size_t(r.width) * r.height * outComps);
+    const size_t rowBytes = r.rowBytes();
+    const int maxSample = (1 << std::min(r.bpc, 8)) - 1;
+    for (int y = 0; y < r.height; ++y) {
+        const uint8_t *row = r.pixels.data() + size_t(y) * rowBytes;
+        uint8_t *o = out.pixels.data() + size_t(y) * r.width * outComps;
+        for (int x = 0; x < r.width; ++x) {
+            for (int c = 0; c < comps; ++c) {
+                const size_t idx = size_t(x) * comps + c;
+                int v;
+                if (r.bpc == 16)
+                    v = row[idx * 2];
+                else if (r.bpc == 8)
+                    v = row[idx];
+                else {
+                    const size_t bit = idx * r.bpc;
+                    v = (row[bit / 8] >> (8 - r.bpc - bit % 8)) & maxSample;
+                }
+                if (r.cs.model == ColourModel::Indexed) {
+                    for (int k = 0; k < outComps; ++k) {
+                        const size_t p = size_t(v) * outComps + k;
+                        o[size_t(x) * outComps + k] =
+                            p < r.cs.palette.size() ? uint8_t(r.cs.palette[p]) : 0;
+                    }
+                    continue;
+                }
+                if (r.bpc < 8)
+                    v = v * 255 / maxSample;
+                if (r.invert)
+                    v = 255 - v;
+                o[idx] = uint8_t(v);
+            }
+        }
+    }
+    return out;
+}
+
+std::unique_ptr<EncodedImage> encodeAlpha(const Raster &r) {
+    auto mask = std::make_unique<EncodedImage>();
+    mask->width = r.width;
+    mask->height = r.height;
+    mask->bpc = r.alphaBpc;
+    mask->cs.model = ColourModel::Gray;
+    Raster a;
+    a.width = r.width;
+    a.height = r.height;
+    a.bpc = r.alphaBpc;
+    encodeBytes(*mask, r.alpha, a.rowBytes(), 1, Filter::Flate);
+    return mask;
+}
+
+} // namespace
+
+EncodedImage encodeRaster(Raster r, Filter wanted, bool &fellBack) {
+    fellBack = false;
+    EncodedImage img;
+    img.width = r.width;
+    img.height = r.height;
+    if (!r.alpha.empty())
+        img.smask = encodeAlpha(r);
+
+    if (wanted == Filter::CcittG3 || wanted == Filter::CcittG4) {
+        if (r.bpc == 1 && r.cs.model == ColourModel::Gray) {
+            img.bpc = 1;
+            img.cs.model = ColourModel::Gray;
+            img.cs.icc = r.cs.icc;
+            img.filter = wanted;
+            img.parms.k = wanted == Filter::CcittG4 ? -1 : 0;
+            img.parms.columns = r.width;
+            img.parms.rows = r.height;
+            img.parms.blackIs1 = false;
+            img.bytes = ccittEncode(r, wanted == Filter::CcittG4);
+            return img;
+        }
+        fellBack = true;
+        wanted = Filter::Flate;
+    }
+    if (wanted == Filter::Dct) {
+        Raster eight = (r.bpc == 8 && r.cs.model != ColourModel::Indexed && !r.invert)
+                           ? std::move(r)
+                           : toEightBit(r);
+        img.bpc = 8;
+        img.cs = eight.cs;
+        img.filter = Filter::Dct;
+        img.bytes = jpegEncode(eight, 85);
+        if (eight.cs.model == ColourModel::Cmyk)
+            img.parms.colorTransform = 0;
+        return img;
+    }
+    img.bpc = r.bpc;
+    img.cs = r.cs;
+    if (r.invert) {
+        const int n = r.cs.components();
+        for (int i = 0; i < n; ++i) {
+            img.decode.push_back(1);
+            img.decode.push_back(0);
+        }
+    }
+    encodeBytes(img, r.pixels, r.rowBytes(), r.cs.components(), wanted);
+    return img;
+}
+
+} // namespace pw::i2p

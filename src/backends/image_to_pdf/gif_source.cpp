@@ -1,0 +1,151 @@
+// GIF files through giflib. A still image without transparency stays Indexed; frames of an
+// animation are composed as a browser shows them, one page each.
+
+#include "page_image.h"
+
+#include <gif_lib.h>
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+
+namespace pw::i2p {
+
+namespace {
+
+struct GifClose {
+    void operator()(GifFileType *g) const {
+        int error = 0;
+        DGifCloseFile(g, &error);
+    }
+};
+
+int roundedBits(int bits) { return bits <= 1 ? 1 : (bits <= 4 ? 4 : 8); }
+
+class GifFrame : public PageSource {
+public:
+    GifFrame(GifFileType *gif, int index, int frames, std::vector<uint8_t> &canvas)
+        : gif_(gif), index_(index), frames_(frames), canvas_(canvas) {}
+
+    int depth() const override {
+        const SavedImage &im = gif_->SavedImages[index_];
+        const ColorMapObject *map = im.ImageDesc.ColorMap ? im.ImageDesc.ColorMap : gif_->SColorMap;
+        return roundedBits(map ? map->BitsPerPixel : 8);
+    }
+
+    std::optional<EncodedImage> asIs(Filter) override { return std::nullopt; }
+
+    Raster decode() override {
+        const SavedImage &im = gif_->SavedImages[index_];
+        const ColorMapObject *map = im.ImageDesc.ColorMap ? im.ImageDesc.ColorMap : gif_->SColorMap;
+        if (!map || !im.RasterBits)
+            throw invalidFormat("GIF: frame without colours");
+        GraphicsControlBlock gcb{};
+        gcb.TransparentColor = NO_TRANSPARENT_COLOR;
+        DGifSavedExtensionToGCB(gif_, index_, &gcb);
+        const int W = gif_->SWidth, H = gif_->SHeight;
+        const auto &d = im.ImageDesc;
+        Raster r;
+        r.width = W;
+        r.height = H;
+        const bool whole = d.Left == 0 && d.Top == 0 && d.Width == W && d.Height == H;
+        if (frames_ == 1 && whole && gcb.TransparentColor == NO_TRANSPARENT_COLOR) {
+            // A still picture keeps its palette at its own depth.
+            r.bpc = roundedBits(map->BitsPerPixel);
+            r.cs.model = ColourModel::Indexed;
+            r.cs.base = ColourModel::Rgb;
+            for (int i = 0; i < map->ColorCount; ++i) {
+                r.cs.palette.push_back(char(map->Colors[i].Red));
+                r.cs.palette.push_back(char(map->Colors[i].Green));
+                r.cs.palette.push_back(char(map->Colors[i].Blue));
+            }
+            r.pixels.assign(r.rowBytes() * H, 0);
+            const int per = 8 / r.bpc;
+            for (int y = 0; y < H; ++y)
+                for (int x = 0; x < W; ++x) {
+                    const int v = im.RasterBits[size_t(y) * W + x] & ((1 << r.bpc) - 1);
+                    r.pixels[size_t(y) * r.rowBytes() + x / per] |=
+                        uint8_t(v << (8 - r.bpc * (x % per + 1)));
+                }
+            return r;
+        }
+        // Compose this frame onto the canvas (RGBA), then hand out a copy.
+        std::vector<uint8_t> before;
+        if (gcb.DisposalMode == DISPOSE_PREVIOUS)
+            before = canvas_;
+        for (int y = 0; y < d.Height; ++y)
+            for (int x = 0; x < d.Width; ++x) {
+                const int cx = d.Left + x, cy = d.Top + y;
+                if (cx < 0 || cy < 0 || cx >= W || cy >= H)
+                    continue;
+                const int v = im.RasterBits[size_t(y) * d.Width + x];
+                if (v == gcb.TransparentColor || v >= map->ColorCount)
+                    continue;
+                uint8_t *p = &canvas_[(size_t(cy) * W + cx) * 4];
+                p[0] = map->Colors[v].Red;
+                p[1] = map->Colors[v].Green;
+                p[2] = map->Colors[v].Blue;
+                p[3] = 255;
+            }
+        r.bpc = 8;
+        r.cs.model = ColourModel::Rgb;
+        r.pixels.resize(size_t(W) * H * 3);
+        r.alpha.resize(size_t(W) * H);
+        bool opaque = true;
+        for (size_t i = 0; i < size_t(W) * H; ++i) {
+            std::memcpy(&r.pixels[i * 3], &canvas_[i * 4], 3);
+            r.alpha[i] = canvas_[i * 4 + 3];
+            opaque = opaque && r.alpha[i] == 255;
+        }
+        if (opaque)
+            r.alpha.clear();
+        if (gcb.DisposalMode == DISPOSE_BACKGROUND) {
+            for (int y = std::max(0, d.Top); y < std::min(H, d.Top + d.Height); ++y)
+                for (int x = std::max(0, d.Left); x < std::min(W, d.Left + d.Width); ++x)
+                    std::memset(&canvas_[(size_t(y) * W + x) * 4], 0, 4);
+        } else if (gcb.DisposalMode == DISPOSE_PREVIOUS) {
+            canvas_ = std::move(before);
+        }
+        return r;
+    }
+
+private:
+    GifFileType *gif_;
+    int index_;
+    int frames_;
+    std::vector<uint8_t> &canvas_;
+};
+
+} // namespace
+
+ReadOutcome readGif(const std::string &path, const PageSink &sink, bool firstOnly) {
+    int error = 0;
+    std::unique_ptr<GifFileType, GifClose> gif(DGifOpenFileName(path.c_str(), &error));
+    if (!gif)
+        throw invalidFormat(std::string("GIF: ") +
+                            (GifErrorString(error) ? GifErrorString(error) : "cannot open"));
+    const bool slurped = DGifSlurp(gif.get()) == GIF_OK;
+    int frames = 0;
+    // A missing trailer is common and harmless; frames read in full still count.
+    while (frames < gif->ImageCount && gif->SavedImages[frames].RasterBits)
+        ++frames;
+    if (frames == 0)
+        throw invalidFormat(std::string("GIF: ") +
+                            (GifErrorString(gif->Error) ? GifErrorString(gif->Error) : "no image"));
+    if (gif->SWidth <= 0 || gif->SHeight <= 0 || double(gif->SWidth) * gif->SHeight > 1e9)
+        throw invalidFormat("GIF: bad screen size");
+    if (!slurped && frames < gif->ImageCount)
+        --frames; // the last frame stopped half way
+    if (frames == 0)
+        throw invalidFormat("GIF: the data is cut short");
+    std::vector<uint8_t> canvas(size_t(gif->SWidth) * gif->SHeight * 4, 0);
+    for (int i = 0; i < frames; ++i) {
+        GifFrame frame(gif.get(), i, frames, canvas);
+        sink(frame);
+        if (firstOnly)
+            break;
+    }
+    return slurped ? ReadOutcome::Complete : ReadOutcome::Partial;
+}
+
+} // namespace pw::i2p

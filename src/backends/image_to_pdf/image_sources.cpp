@@ -1,0 +1,185 @@
+// Which reader takes a file is decided by its first bytes, never by its name: a PNG called
+// ".tif" is read as the PNG it is.
+
+#include "page_image.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cstring>
+#include <fstream>
+
+namespace pw::i2p {
+
+ApFailure invalidFormat(const std::string &cause) {
+    return ApFailure(321, "Invalid file format: " + cause);
+}
+
+ApFailure outOfMemory() { return ApFailure(7, "Out of memory"); }
+
+namespace {
+
+// Throws the classic failure for a path that is no readable regular file.
+struct stat checkedStat(const std::string &path) {
+    struct stat st {};
+    if (::stat(path.c_str(), &st) != 0)
+        throw ApFailure(53, "File not found: " + path);
+    if (!S_ISREG(st.st_mode))
+        throw ApFailure(75, "Path/File access error: not a file: " + path);
+    if (st.st_size == 0)
+        throw invalidFormat("the file is empty: " + path);
+    return st;
+}
+
+std::string head(const std::string &path, size_t n) {
+    std::ifstream f(path, std::ios::binary);
+    if (!f)
+        throw ApFailure(75, "Path/File access error: cannot open " + path);
+    std::string data(n, '\0');
+    f.read(data.data(), std::streamsize(n));
+    data.resize(size_t(f.gcount()));
+    return data;
+}
+
+bool startsWith(const std::string &s, const char *magic, size_t n, size_t at = 0) {
+    return s.size() >= at + n && std::memcmp(s.data() + at, magic, n) == 0;
+}
+
+std::string lowerExtension(const std::string &path) {
+    const auto slash = path.find_last_of('/');
+    const auto dot = path.find_last_of('.');
+    if (dot == std::string::npos || (slash != std::string::npos && dot < slash))
+        return {};
+    std::string ext = path.substr(dot + 1);
+    std::transform(ext.begin(), ext.end(), ext.begin(),
+                   [](unsigned char c) { return char(std::tolower(c)); });
+    return ext;
+}
+
+// TGA has no magic number; its header fields have to look sane instead.
+bool plausibleTga(const std::string &h) {
+    if (h.size() < 18)
+        return false;
+    const auto u = [&](size_t i) { return uint8_t(h[i]); };
+    const int mapType = u(1), type = u(2), depth = u(16);
+    const bool typeOk =
+        type == 1 || type == 2 || type == 3 || type == 9 || type == 10 || type == 11;
+    const bool depthOk = depth == 8 || depth == 15 || depth == 16 || depth == 24 || depth == 32;
+    const int w = u(12) | u(13) << 8, hgt = u(14) | u(15) << 8;
+    return mapType <= 1 && typeOk && depthOk && w > 0 && hgt > 0;
+}
+
+enum class Kind { Tiff, Jpeg, Png, Gif, Jp2, J2k, Pdf, Magick, Unknown };
+
+Kind detect(const std::string &h, const std::string &path, std::string &magickFormat) {
+    if (startsWith(h, "II*\0", 4) || startsWith(h, "MM\0*", 4) || startsWith(h, "II+\0", 4) ||
+        startsWith(h, "MM\0+", 4))
+        return Kind::Tiff;
+    if (startsWith(h, "\xFF\xD8\xFF", 3))
+        return Kind::Jpeg;
+    if (startsWith(h, "\x89PNG\r\n\x1A\n", 8))
+        return Kind::Png;
+    if (startsWith(h, "GIF87a", 6) || startsWith(h, "GIF89a", 6))
+        return Kind::Gif;
+    if (startsWith(h, "\0\0\0\x0CjP  \r\n\x87\n", 12))
+        return Kind::Jp2;
+    if (startsWith(h, "\xFF\x4F\xFF\x51", 4))
+        return Kind::J2k;
+    if (h.find("%PDF-") != std::string::npos && h.find("%PDF-") < 1024)
+        return Kind::Pdf;
+    auto magick = [&](const char *f) {
+        magickFormat = f;
+        return Kind::Magick;
+    };
+    if (startsWith(h, "BM", 2))
+        return magick("BMP");
+    if (startsWith(h, "\xB1\x68\xDE\x3A", 4))
+        return magick("DCX");
+    if (startsWith(h, "8BPS", 4))
+        return magick("PSD");
+    if (startsWith(h, "PCD_IPI", 7, 2048))
+        return magick("PCD");
+    if (startsWith(h, "\xD7\xCD\xC6\x9A", 4) || startsWith(h, "\x01\x00\x09\x00", 4) ||
+        startsWith(h, "\x02\x00\x09\x00", 4))
+        return magick("WMF");
+    if (startsWith(h, "\x01\x00\x00\x00", 4) && startsWith(h, " EMF", 4, 40))
+        return magick("EMF");
+    if (startsWith(h, "\0\0\1\0", 4) || startsWith(h, "\0\0\2\0", 4))
+        return magick("ICO");
+    if (h.size() >= 3 && h[0] == 'P' && h[1] >= '1' && h[1] <= '7' && std::isspace(uint8_t(h[2])))
+        return magick("PNM");
+    if (h.size() >= 128 && uint8_t(h[0]) == 0x0A && uint8_t(h[1]) <= 5 && uint8_t(h[2]) <= 1)
+        return magick("PCX");
+    const std::string ext = lowerExtension(path);
+    if ((ext == "tga" || ext == "targa" || ext == "icb" || ext == "vda" || ext == "vst") &&
+        plausibleTga(h))
+        return magick("TGA");
+    return Kind::Unknown;
+}
+
+} // namespace
+
+std::vector<uint8_t> readWholeFile(const std::string &path) {
+    const struct stat st = checkedStat(path);
+    std::ifstream f(path, std::ios::binary);
+    if (!f)
+        throw ApFailure(75, "Path/File access error: cannot open " + path);
+    std::vector<uint8_t> data(size_t(st.st_size));
+    f.read(reinterpret_cast<char *>(data.data()), std::streamsize(data.size()));
+    data.resize(size_t(f.gcount()));
+    return data;
+}
+
+FileRanges wholeFileRanges(const std::string &path, uint64_t offset, uint64_t length) {
+    struct stat st {};
+    if (::stat(path.c_str(), &st) != 0)
+        throw ApFailure(53, "File not found: " + path);
+    FileRanges r;
+    r.path = path;
+    r.fileSize = int64_t(st.st_size);
+    r.modified = int64_t(st.st_mtime);
+    if (length == 0 && offset == 0)
+        length = uint64_t(st.st_size);
+    r.ranges.emplace_back(offset, length);
+    return r;
+}
+
+bool isPdfFile(const std::string &path) {
+    checkedStat(path);
+    std::string format;
+    return detect(head(path, 1024), path, format) == Kind::Pdf;
+}
+
+ReadOutcome readImageFile(const std::string &path, const PageSink &sink, bool firstOnly) {
+    checkedStat(path);
+    std::string format;
+    try {
+        switch (detect(head(path, 2048 + 16), path, format)) {
+        case Kind::Tiff:
+            return readTiff(path, sink, firstOnly);
+        case Kind::Jpeg:
+            return readJpeg(path, sink);
+        case Kind::Png:
+            return readPng(path, sink);
+        case Kind::Gif:
+            return readGif(path, sink, firstOnly);
+        case Kind::Jp2:
+            return readJp2(path, sink, false);
+        case Kind::J2k:
+            return readJp2(path, sink, true);
+        case Kind::Magick:
+            return readWithMagick(path, format, sink, firstOnly);
+        case Kind::Pdf:
+            throw invalidFormat("a PDF is not an image: " + path);
+        case Kind::Unknown:
+            break;
+        }
+    } catch (const std::bad_alloc &) {
+        throw outOfMemory();
+    } catch (const std::length_error &) {
+        throw outOfMemory();
+    }
+    throw invalidFormat("unknown or unsupported image type: " + path);
+}
+
+} // namespace pw::i2p

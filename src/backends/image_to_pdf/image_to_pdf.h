@@ -1,0 +1,51 @@
+#pragma once
+
+// Image-to-PDF library: writes PDF documents from image files and PDFs behind a small C-style
+// contract of integer handles and numbered functions, so the binding that drives it can stay a
+// thin sequence of calls. Single-threaded: every function must be called from one thread.
+
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+
+// Failure of an image that cannot be read at all (missing, zero bytes, damaged, truncated,
+// mislabelled, unsupported). Carries a classic run-time error number (53 "File not found",
+// 75 "Path/File access error", 321 "Invalid file format", 7 "Out of memory" ...) and a text
+// naming the cause.
+struct ApFailure : std::runtime_error {
+    int32_t number;
+    ApFailure(int32_t n, const std::string &text);
+};
+
+// Opens a document that will be written to `pdfPath` (UTF-8) at ApClose, replacing a file of
+// that name. Returns a handle > 0, or -1 at once when the target cannot be written.
+int32_t ApCreate(const std::string &pdfPath);
+
+// Appends every page of the image (every directory of a TIFF, frame of a GIF, page of a DCX or
+// PDF). Returns 0, or a negative status for lesser problems: -1 unknown handle, -2 only the
+// first pages of the file could be read, -3 a recompression could not be applied and the
+// default encoding was used. Throws ApFailure when the file cannot be read at all; the document
+// is then left as it was before the call.
+int32_t ApAddImage(int32_t handle, const std::string &imagePath);
+
+// Code 123: n1 selects the class (1 black and white, 2 greyscale, 3 colour) and `text` names
+// the recompression for that class's next images: "Lzw", "Zip", "Packbits", "Jpeg",
+// "CCITT-G3", "CCITT-G4", or "" for the default (lossless, as stored where possible).
+// Returns 0, -1 unknown handle, -2 unknown code, -3 unknown selector, -4 unknown name,
+// -5 a name that does not fit the class (CCITT for grey or colour, Jpeg for black and white).
+int32_t ApSetFunction(int32_t handle, int32_t code, int32_t n1, int32_t n2, const std::string &text,
+                      int32_t n3);
+
+// Code 211 (handle 0 is enough): bits per pixel of the first page of the file named in `text`
+// (1, 4, 8, 16, 24, 32, 48, 64 ...), 0 for a PDF, or the negated error number when the file
+// cannot be read (-53 missing, -321 not a readable image). Never throws. Other codes: -2.
+int32_t ApGetFunction(int32_t handle, int32_t code, int32_t n1, int32_t n2, const std::string &text,
+                      int32_t n3);
+
+// Writes the document under a temporary name beside the target and renames it onto the target.
+// Returns 0, -1 unknown handle, -2 nothing was added (no file is written), -3 the write or the
+// rename failed (the target is left untouched). The handle is released in every case.
+int32_t ApClose(int32_t handle);
+
+// Test helper: output that is byte for byte the same from run to run (fixed document ID).
+void ApSetDeterministic(bool on);

@@ -1,0 +1,172 @@
+// JPEG 2000 files: embedded as they are (JPXDecode); openjpeg checks the header, and decodes
+// only for a recompression or when the codestream looks cut short.
+
+#include "page_image.h"
+
+#include <openjpeg.h>
+
+#include <cstdio>
+#include <memory>
+
+namespace pw::i2p {
+
+namespace {
+
+void quiet(const char *, void *) {}
+
+struct CodecFree {
+    void operator()(opj_codec_t *c) const { opj_destroy_codec(c); }
+};
+struct StreamFree {
+    void operator()(opj_stream_t *s) const { opj_stream_destroy(s); }
+};
+struct ImageFree {
+    void operator()(opj_image_t *i) const { opj_image_destroy(i); }
+};
+
+struct Jp2Decoder {
+    std::unique_ptr<opj_stream_t, StreamFree> stream;
+    std::unique_ptr<opj_codec_t, CodecFree> codec;
+    std::unique_ptr<opj_image_t, ImageFree> image;
+
+    Jp2Decoder(const std::string &path, bool raw) {
+        stream.reset(opj_stream_create_default_file_stream(path.c_str(), OPJ_TRUE));
+        codec.reset(opj_create_decompress(raw ? OPJ_CODEC_J2K : OPJ_CODEC_JP2));
+        if (!stream || !codec)
+            throw ApFailure(75, "Path/File access error: cannot open " + path);
+        opj_set_info_handler(codec.get(), quiet, nullptr);
+        opj_set_warning_handler(codec.get(), quiet, nullptr);
+        opj_set_error_handler(codec.get(), quiet, nullptr);
+        opj_dparameters_t params;
+        opj_set_default_decoder_parameters(&params);
+        opj_image_t *img = nullptr;
+        if (!opj_setup_decoder(codec.get(), &params) ||
+            !opj_read_header(stream.get(), codec.get(), &img)) {
+            image.reset(img);
+            throw invalidFormat("JPEG 2000: unreadable header");
+        }
+        image.reset(img);
+        if (!image || image->numcomps == 0 || image->x1 <= image->x0 || image->y1 <= image->y0)
+            throw invalidFormat("JPEG 2000: no image");
+    }
+
+    void decodeAll() {
+        opj_decoder_set_strict_mode(codec.get(), OPJ_TRUE);
+        if (!opj_decode(codec.get(), stream.get(), image.get()) ||
+            !opj_end_decompress(codec.get(), stream.get()))
+            throw invalidFormat("JPEG 2000: the data is damaged or cut short");
+    }
+};
+
+bool endsWithEoc(const std::string &path) {
+    std::unique_ptr<std::FILE, int (*)(std::FILE *)> f(std::fopen(path.c_str(), "rb"), std::fclose);
+    unsigned char tail[2] = {0, 0};
+    return f && std::fseek(f.get(), -2, SEEK_END) == 0 && std::fread(tail, 1, 2, f.get()) == 2 &&
+           tail[0] == 0xFF && tail[1] == 0xD9;
+}
+
+class Jp2Page : public PageSource {
+public:
+    Jp2Page(const std::string &path, bool raw) : path_(path), raw_(raw) {
+        Jp2Decoder d(path, raw);
+        const opj_image_t *im = d.image.get();
+        width_ = int(im->x1 - im->x0);
+        height_ = int(im->y1 - im->y0);
+        comps_ = int(im->numcomps);
+        for (int i = 0; i < comps_; ++i) {
+            depth_ += int(im->comps[i].prec);
+            alpha_ = alpha_ || im->comps[i].alpha != 0;
+        }
+        if (!endsWithEoc(path))
+            d.decodeAll();
+    }
+
+    int depth() const override { return depth_; }
+
+    std::optional<EncodedImage> asIs(Filter wanted) override {
+        if (wanted != Filter::None)
+            return std::nullopt;
+        EncodedImage img;
+        img.width = width_;
+        img.height = height_;
+        img.bpc = 0;
+        img.filter = Filter::Jpx;
+        img.smaskInData = alpha_;
+        const int colour = comps_ - (alpha_ ? 1 : 0);
+        // A bare codestream says nothing of colour; a JP2 file does, and the PDF defers to it.
+        img.statesColourSpace = raw_ && (colour == 1 || colour == 3 || colour == 4);
+        img.cs.model =
+            colour == 1 ? ColourModel::Gray : (colour == 3 ? ColourModel::Rgb : ColourModel::Cmyk);
+        if (img.statesColourSpace)
+            img.bpc = 8;
+        img.source = wholeFileRanges(path_);
+        return img;
+    }
+
+    Raster decode() override {
+        Jp2Decoder d(path_, raw_);
+        d.decodeAll();
+        const opj_image_t *im = d.image.get();
+        const int colour = comps_ - (alpha_ ? 1 : 0);
+        if (colour != 1 && colour != 3)
+            throw invalidFormat("JPEG 2000: unsupported colour layout");
+        int prec = 0;
+        for (int c = 0; c < comps_; ++c) {
+            const auto &cp = im->comps[c];
+            if (cp.dx != 1 || cp.dy != 1 || int(cp.w) != width_ || int(cp.h) != height_ || !cp.data)
+                throw invalidFormat("JPEG 2000: subsampled components");
+            prec = std::max<int>(prec, int(cp.prec));
+        }
+        Raster r;
+        r.width = width_;
+        r.height = height_;
+        r.bpc = prec > 8 ? 16 : 8;
+        r.cs.model = colour == 1 ? ColourModel::Gray : ColourModel::Rgb;
+        if (im->icc_profile_buf && im->icc_profile_len > 0)
+            r.cs.icc.assign(reinterpret_cast<const char *>(im->icc_profile_buf),
+                            im->icc_profile_len);
+        const size_t n = size_t(width_) * height_;
+        const size_t bytes = size_t(r.bpc) / 8;
+        r.pixels.resize(n * colour * bytes);
+        if (alpha_) {
+            r.alpha.resize(n * bytes);
+            r.alphaBpc = r.bpc;
+        }
+        const int outMax = r.bpc == 16 ? 65535 : 255;
+        for (int c = 0; c < comps_; ++c) {
+            const auto &cp = im->comps[c];
+            const int maxIn = (1 << cp.prec) - 1;
+            const int offset = cp.sgnd ? (1 << (cp.prec - 1)) : 0;
+            const bool isAlpha = alpha_ && c == comps_ - 1;
+            for (size_t i = 0; i < n; ++i) {
+                long v = long(cp.data[i]) + offset;
+                v = std::clamp<long>(v, 0, maxIn);
+                const uint32_t s = uint32_t(maxIn == outMax ? v : (v * outMax + maxIn / 2) / maxIn);
+                uint8_t *dst = isAlpha ? &r.alpha[i * bytes] : &r.pixels[(i * colour + c) * bytes];
+                if (bytes == 2) {
+                    dst[0] = uint8_t(s >> 8);
+                    dst[1] = uint8_t(s);
+                } else {
+                    dst[0] = uint8_t(s);
+                }
+            }
+        }
+        return r;
+    }
+
+private:
+    std::string path_;
+    bool raw_;
+    int width_ = 0, height_ = 0, comps_ = 0, depth_ = 0;
+    bool alpha_ = false;
+};
+
+} // namespace
+
+ReadOutcome readJp2(const std::string &path, const PageSink &sink, bool rawCodestream) {
+    Jp2Page page(path, rawCodestream);
+    sink(page);
+    return ReadOutcome::Complete;
+}
+
+} // namespace pw::i2p

@@ -1,0 +1,272 @@
+// JPEG files: embedded as they are (DCTDecode) after a header check; decoded only for a
+// recompression or when the data turns out to be cut short.
+
+#include "encoders.h"
+#include "page_image.h"
+
+#include <jpeglib.h>
+
+#include <csetjmp>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+
+namespace pw::i2p {
+
+namespace {
+
+struct FileClose {
+    void operator()(std::FILE *f) const { std::fclose(f); }
+};
+using FilePtr = std::unique_ptr<std::FILE, FileClose>;
+
+// libjpeg reports fatal errors by longjmp. This is the only place that jumps land: each
+// step given to jpegTry keeps nothing with a destructor on its own frame.
+struct JpegErrors {
+    jpeg_error_mgr pub{};
+    std::jmp_buf jump{};
+    char message[JMSG_LENGTH_MAX] = {};
+    int warnings = 0;
+};
+
+extern "C" void jpegErrorExit(j_common_ptr cinfo) {
+    auto *err = reinterpret_cast<JpegErrors *>(cinfo->err);
+    (*cinfo->err->format_message)(cinfo, err->message);
+    std::longjmp(err->jump, 1);
+}
+
+extern "C" void jpegEmitMessage(j_common_ptr cinfo, int level) {
+    if (level < 0)
+        ++reinterpret_cast<JpegErrors *>(cinfo->err)->warnings;
+}
+
+extern "C" void jpegOutputMessage(j_common_ptr) {}
+
+void installErrors(JpegErrors &err) {
+    jpeg_std_error(&err.pub);
+    err.pub.error_exit = jpegErrorExit;
+    err.pub.emit_message = jpegEmitMessage;
+    err.pub.output_message = jpegOutputMessage;
+}
+
+template <typename Step> [[gnu::noinline]] bool jpegTry(JpegErrors &err, Step step) {
+    if (setjmp(err.jump))
+        return false;
+    step();
+    return true;
+}
+
+struct Decompressor {
+    jpeg_decompress_struct cinfo{};
+    JpegErrors err;
+    Decompressor() {
+        installErrors(err);
+        cinfo.err = &err.pub;
+        jpeg_create_decompress(&cinfo);
+    }
+    ~Decompressor() { jpeg_destroy_decompress(&cinfo); }
+    Decompressor(const Decompressor &) = delete;
+    Decompressor &operator=(const Decompressor &) = delete;
+};
+
+struct Compressor {
+    jpeg_compress_struct cinfo{};
+    JpegErrors err;
+    unsigned char *buffer = nullptr;
+    unsigned long size = 0;
+    Compressor() {
+        installErrors(err);
+        cinfo.err = &err.pub;
+        jpeg_create_compress(&cinfo);
+    }
+    ~Compressor() {
+        jpeg_destroy_compress(&cinfo);
+        std::free(buffer);
+    }
+    Compressor(const Compressor &) = delete;
+    Compressor &operator=(const Compressor &) = delete;
+};
+
+FilePtr openFile(const std::string &path) {
+    FilePtr f(std::fopen(path.c_str(), "rb"));
+    if (!f)
+        throw ApFailure(75, "Path/File access error: cannot open " + path);
+    return f;
+}
+
+// True when an end-of-image marker closes the file (some writers pad after it).
+bool endsWithEoi(std::FILE *f) {
+    unsigned char tail[64];
+    if (std::fseek(f, 0, SEEK_END) != 0)
+        return false;
+    const long size = std::ftell(f);
+    const long n = size < long(sizeof tail) ? size : long(sizeof tail);
+    if (std::fseek(f, size - n, SEEK_SET) != 0 || std::fread(tail, 1, size_t(n), f) != size_t(n))
+        return false;
+    std::rewind(f);
+    for (long i = n - 2; i >= 0; --i)
+        if (tail[i] == 0xFF && tail[i + 1] == 0xD9)
+            return true;
+    return false;
+}
+
+class JpegPage : public PageSource {
+public:
+    explicit JpegPage(const std::string &path) : path_(path) {
+        FilePtr f = openFile(path);
+        const bool complete = endsWithEoi(f.get());
+        Decompressor d;
+        JOCTET *icc = nullptr;
+        unsigned int iccLen = 0;
+        const bool ok = jpegTry(d.err, [&] {
+            jpeg_stdio_src(&d.cinfo, f.get());
+            jpeg_save_markers(&d.cinfo, JPEG_APP0 + 2, 0xFFFF);
+            jpeg_read_header(&d.cinfo, TRUE);
+            jpeg_read_icc_profile(&d.cinfo, &icc, &iccLen);
+        });
+        if (!ok)
+            throw invalidFormat(std::string("JPEG: ") + d.err.message);
+        if (icc) {
+            icc_.assign(reinterpret_cast<const char *>(icc), iccLen);
+            std::free(icc);
+        }
+        const auto &c = d.cinfo;
+        width_ = int(c.image_width);
+        height_ = int(c.image_height);
+        comps_ = c.num_components;
+        if (width_ <= 0 || height_ <= 0 || (comps_ != 1 && comps_ != 3 && comps_ != 4))
+            throw invalidFormat("JPEG: unsupported layout");
+        adobe_ = c.saw_Adobe_marker;
+        rgbNoTransform_ = comps_ == 3 && c.jpeg_color_space == JCS_RGB;
+        embeddable_ = c.data_precision == 8 && !c.arith_code;
+        if (c.saw_JFIF_marker && c.X_density > 0 && c.Y_density > 0 && c.density_unit != 0) {
+            const double scale = c.density_unit == 2 ? 2.54 : 1.0;
+            xdpi = c.X_density * scale;
+            ydpi = c.Y_density * scale;
+        }
+        if (!complete) {
+            // Cut-off data would embed as a half-grey page: decode it all to find out.
+            const bool decoded = jpegTry(d.err, [&] { jpeg_start_decompress(&d.cinfo); });
+            if (!decoded)
+                throw invalidFormat(std::string("JPEG: ") + d.err.message);
+            std::vector<JSAMPLE> row(size_t(d.cinfo.output_width) * d.cinfo.output_components);
+            JSAMPROW rows[1] = {row.data()};
+            const bool scanned = jpegTry(d.err, [&] {
+                while (d.cinfo.output_scanline < d.cinfo.output_height)
+                    jpeg_read_scanlines(&d.cinfo, rows, 1);
+            });
+            if (!scanned || d.err.warnings > 0)
+                throw invalidFormat("JPEG: the data is damaged or cut short");
+        }
+    }
+
+    int depth() const override { return 8 * comps_; }
+
+    std::optional<EncodedImage> asIs(Filter wanted) override {
+        if (!embeddable_ || (wanted != Filter::None && wanted != Filter::Dct))
+            return std::nullopt;
+        EncodedImage img;
+        img.width = width_;
+        img.height = height_;
+        img.bpc = 8;
+        img.cs = colourSpace();
+        img.filter = Filter::Dct;
+        // Adobe's CMYK JPEGs store inverted ink values.
+        if (comps_ == 4 && adobe_)
+            img.decode = {1, 0, 1, 0, 1, 0, 1, 0};
+        if (rgbNoTransform_ && !adobe_)
+            img.parms.colorTransform = 0;
+        img.source = wholeFileRanges(path_);
+        return img;
+    }
+
+    Raster decode() override {
+        FilePtr f = openFile(path_);
+        Decompressor d;
+        Raster r;
+        r.width = width_;
+        r.height = height_;
+        r.cs = colourSpace();
+        const bool started = jpegTry(d.err, [&] {
+            jpeg_stdio_src(&d.cinfo, f.get());
+            jpeg_read_header(&d.cinfo, TRUE);
+            d.cinfo.out_color_space =
+                comps_ == 1 ? JCS_GRAYSCALE : (comps_ == 3 ? JCS_RGB : JCS_CMYK);
+            jpeg_start_decompress(&d.cinfo);
+        });
+        if (!started || int(d.cinfo.output_width) != width_ ||
+            int(d.cinfo.output_height) != height_ || d.cinfo.output_components != comps_)
+            throw invalidFormat(std::string("JPEG: ") + d.err.message);
+        r.pixels.resize(r.rowBytes() * size_t(height_));
+        uint8_t *base = r.pixels.data();
+        const size_t stride = r.rowBytes();
+        const bool read = jpegTry(d.err, [&] {
+            while (d.cinfo.output_scanline < d.cinfo.output_height) {
+                JSAMPROW row = base + stride * d.cinfo.output_scanline;
+                jpeg_read_scanlines(&d.cinfo, &row, 1);
+            }
+            jpeg_finish_decompress(&d.cinfo);
+        });
+        if (!read)
+            throw invalidFormat(std::string("JPEG: ") + d.err.message);
+        if (comps_ == 4 && adobe_)
+            for (auto &v : r.pixels)
+                v = uint8_t(255 - v);
+        return r;
+    }
+
+private:
+    ColourSpace colourSpace() const {
+        ColourSpace cs;
+        cs.model =
+            comps_ == 1 ? ColourModel::Gray : (comps_ == 3 ? ColourModel::Rgb : ColourModel::Cmyk);
+        cs.icc = icc_;
+        return cs;
+    }
+
+    std::string path_;
+    std::string icc_;
+    int width_ = 0, height_ = 0, comps_ = 0;
+    bool adobe_ = false;
+    bool rgbNoTransform_ = false;
+    bool embeddable_ = true;
+};
+
+} // namespace
+
+ReadOutcome readJpeg(const std::string &path, const PageSink &sink) {
+    JpegPage page(path);
+    sink(page);
+    return ReadOutcome::Complete;
+}
+
+std::vector<uint8_t> jpegEncode(const Raster &raster, int quality) {
+    Compressor c;
+    const int comps = raster.cs.components();
+    const uint8_t *base = raster.pixels.data();
+    const size_t stride = raster.rowBytes();
+    const bool ok = jpegTry(c.err, [&] {
+        jpeg_mem_dest(&c.cinfo, &c.buffer, &c.size);
+        c.cinfo.image_width = JDIMENSION(raster.width);
+        c.cinfo.image_height = JDIMENSION(raster.height);
+        c.cinfo.input_components = comps;
+        c.cinfo.in_color_space = comps == 1 ? JCS_GRAYSCALE : (comps == 3 ? JCS_RGB : JCS_CMYK);
+        jpeg_set_defaults(&c.cinfo);
+        // No JFIF/Adobe markers: the PDF dictionary states the colour space, and a CMYK
+        // stream stays uninverted.
+        c.cinfo.write_JFIF_header = FALSE;
+        c.cinfo.write_Adobe_marker = FALSE;
+        jpeg_set_quality(&c.cinfo, quality, TRUE);
+        jpeg_start_compress(&c.cinfo, TRUE);
+        while (c.cinfo.next_scanline < c.cinfo.image_height) {
+            JSAMPROW row = const_cast<JSAMPROW>(base + stride * c.cinfo.next_scanline);
+            jpeg_write_scanlines(&c.cinfo, &row, 1);
+        }
+        jpeg_finish_compress(&c.cinfo);
+    });
+    if (!ok)
+        throw invalidFormat(std::string("JPEG encoder: ") + c.err.message);
+    return std::vector<uint8_t>(c.buffer, c.buffer + c.size);
+}
+
+} // namespace pw::i2p

@@ -1,0 +1,142 @@
+#pragma once
+
+// The in-between forms of one page: a decoded raster, an image stream ready for the PDF, and
+// the interface through which each file reader offers its pages.
+
+#include "image_to_pdf.h"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace pw::i2p {
+
+enum class Filter { None, Flate, Lzw, RunLength, Dct, CcittG3, CcittG4, Jpx };
+
+enum class ColourModel { Gray, Rgb, Cmyk, Indexed };
+
+struct ColourSpace {
+    ColourModel model = ColourModel::Gray;
+    ColourModel base = ColourModel::Rgb; // of an Indexed space
+    std::string palette;                 // Indexed: base-space samples of each entry, 8 bit
+    std::string icc;                     // embedded profile, empty when none
+    int components() const {
+        switch (model) {
+        case ColourModel::Gray:
+        case ColourModel::Indexed:
+            return 1;
+        case ColourModel::Rgb:
+            return 3;
+        case ColourModel::Cmyk:
+            return 4;
+        }
+        return 1;
+    }
+};
+
+// Decoded pixels of one page, rows packed as PDF wants them: samples big-endian, rows padded
+// to whole bytes.
+struct Raster {
+    int width = 0;
+    int height = 0;
+    int bpc = 8;
+    ColourSpace cs;
+    bool invert = false; // samples run from white to black (min-is-white grey)
+    std::vector<uint8_t> pixels;
+    std::vector<uint8_t> alpha; // one sample per pixel at alphaBpc, empty when opaque
+    int alphaBpc = 8;
+
+    size_t rowBytes() const {
+        return (size_t(width) * size_t(cs.components()) * size_t(bpc) + 7) / 8;
+    }
+};
+
+// Byte ranges of an input file that form a stream's data as they are.
+struct FileRanges {
+    std::string path;
+    int64_t fileSize = 0;
+    int64_t modified = 0; // seconds; a changed source fails the write instead of corrupting it
+    std::vector<std::pair<uint64_t, uint64_t>> ranges; // offset, length
+};
+
+struct DecodeParms {
+    int predictor = 1;
+    int colors = 1;
+    int bitsPerComponent = 8;
+    int columns = 0;
+    // CCITT
+    int k = 0;
+    int rows = 0;
+    bool blackIs1 = false;
+    bool encodedByteAlign = false;
+    // DCT: -1 leaves the decoder's own choice
+    int colorTransform = -1;
+};
+
+// One image XObject as it will be written.
+struct EncodedImage {
+    int width = 0;
+    int height = 0;
+    int bpc = 8;                   // 0: not stated (JPX carries its own)
+    bool statesColourSpace = true; // false: JPX carries its own
+    ColourSpace cs;
+    std::vector<double> decode;
+    std::vector<int> colourKey; // /Mask ranges
+    Filter filter = Filter::None;
+    DecodeParms parms;
+    bool smaskInData = false;
+    std::vector<uint8_t> bytes; // data made here ...
+    FileRanges source;          // ... or taken from the input file as it is
+    std::unique_ptr<EncodedImage> smask;
+};
+
+// One page of an input file. The writer asks for the page as it is stored first and decodes
+// it only when that is not possible with the wanted filter.
+class PageSource {
+public:
+    virtual ~PageSource() = default;
+    // Bits per pixel of the page as stored; decides the recompression class.
+    virtual int depth() const = 0;
+    // The stored data as a PDF image when the PDF can carry it without decoding and its filter
+    // suits `wanted` (Filter::None: the default, lossless encoding).
+    virtual std::optional<EncodedImage> asIs(Filter wanted) = 0;
+    virtual Raster decode() = 0;
+
+    double xdpi = 72;
+    double ydpi = 72;
+    int orientation = 1; // EXIF / TIFF orientation code
+};
+
+using PageSink = std::function<void(PageSource &)>;
+
+enum class ReadOutcome { Complete, Partial };
+
+// Feeds every page of an image file to `sink`, in order. Throws ApFailure when the file gives
+// no page at all; returns Partial when a later page could not be read (earlier ones stand).
+// With `firstOnly` it stops after the first page.
+ReadOutcome readImageFile(const std::string &path, const PageSink &sink, bool firstOnly = false);
+
+bool isPdfFile(const std::string &path);
+
+// The classic failures.
+ApFailure invalidFormat(const std::string &cause);
+ApFailure outOfMemory();
+
+// Reads a whole file (bounded by one input, never the document). Throws ApFailure.
+std::vector<uint8_t> readWholeFile(const std::string &path);
+FileRanges wholeFileRanges(const std::string &path, uint64_t offset = 0, uint64_t length = 0);
+
+// Readers, one per family of formats.
+ReadOutcome readTiff(const std::string &path, const PageSink &sink, bool firstOnly);
+ReadOutcome readJpeg(const std::string &path, const PageSink &sink);
+ReadOutcome readPng(const std::string &path, const PageSink &sink);
+ReadOutcome readGif(const std::string &path, const PageSink &sink, bool firstOnly);
+ReadOutcome readJp2(const std::string &path, const PageSink &sink, bool rawCodestream);
+ReadOutcome readWithMagick(const std::string &path, const std::string &format, const PageSink &sink,
+                           bool firstOnly);
+
+} // namespace pw::i2p

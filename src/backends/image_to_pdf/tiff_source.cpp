@@ -1,0 +1,506 @@
+// TIFF files through libtiff. Fax, LZW and PackBits data go into the PDF as stored when the
+// PDF filters can carry them; anything else is decoded once and encoded again.
+
+#include "encoders.h"
+#include "page_image.h"
+#include "tiff_handle.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+#include <fstream>
+
+namespace pw::i2p {
+
+namespace {
+
+constexpr uint16_t kPackBits = 32773;
+
+bool hostIsBigEndian() { return std::endian::native == std::endian::big; }
+
+void swap16(std::vector<uint8_t> &buf) {
+    for (size_t i = 0; i + 1 < buf.size(); i += 2)
+        std::swap(buf[i], buf[i + 1]);
+}
+
+class TiffPage : public PageSource {
+public:
+    TiffPage(TiffHandle &h, const std::string &path) : h_(h), t_(h.get()), path_(path) {
+        if (!TIFFGetField(t_, TIFFTAG_IMAGEWIDTH, &width_) ||
+            !TIFFGetField(t_, TIFFTAG_IMAGELENGTH, &height_) || width_ == 0 || height_ == 0)
+            throw invalidFormat("TIFF: a page without size");
+        TIFFGetFieldDefaulted(t_, TIFFTAG_BITSPERSAMPLE, &bps_);
+        TIFFGetFieldDefaulted(t_, TIFFTAG_SAMPLESPERPIXEL, &spp_);
+        TIFFGetFieldDefaulted(t_, TIFFTAG_COMPRESSION, &compression_);
+        TIFFGetFieldDefaulted(t_, TIFFTAG_PLANARCONFIG, &planar_);
+        TIFFGetFieldDefaulted(t_, TIFFTAG_FILLORDER, &fillOrder_);
+        // Only the codecs with a predictor know the tag; asking another codec for its
+        // default reads that codec's private state.
+        if (compression_ == COMPRESSION_LZW || compression_ == COMPRESSION_ADOBE_DEFLATE ||
+            compression_ == COMPRESSION_DEFLATE)
+            TIFFGetField(t_, TIFFTAG_PREDICTOR, &predictor_);
+        TIFFGetFieldDefaulted(t_, TIFFTAG_SAMPLEFORMAT, &sampleFormat_);
+        TIFFGetFieldDefaulted(t_, TIFFTAG_INKSET, &inkSet_);
+        uint16_t *types = nullptr;
+        TIFFGetFieldDefaulted(t_, TIFFTAG_EXTRASAMPLES, &extraCount_, &types);
+        if (types && extraCount_ > 0)
+            extraTypes_.assign(types, types + extraCount_);
+        if (!TIFFGetField(t_, TIFFTAG_PHOTOMETRIC, &photometric_))
+            photometric_ = (bps_ == 1 && spp_ == 1)
+                               ? PHOTOMETRIC_MINISWHITE
+                               : (spp_ >= 3 ? PHOTOMETRIC_RGB : PHOTOMETRIC_MINISBLACK);
+        tiled_ = TIFFIsTiled(t_);
+        if (spp_ == 0 || extraCount_ >= spp_)
+            throw invalidFormat("TIFF: inconsistent samples per pixel");
+        colourSamples_ = spp_ - extraCount_;
+        uint32_t iccLen = 0;
+        void *icc = nullptr;
+        if (TIFFGetField(t_, TIFFTAG_ICCPROFILE, &iccLen, &icc) && icc && iccLen > 0)
+            icc_.assign(static_cast<const char *>(icc), iccLen);
+        readResolution();
+        uint16_t orientation = 1;
+        TIFFGetFieldDefaulted(t_, TIFFTAG_ORIENTATION, &orientation);
+        this->orientation = orientation;
+        const double bytes = double(width_) * height_ * spp_ * std::max<int>(bps_, 8) / 8;
+        if (bytes > double(1u << 31) * 2)
+            throw outOfMemory();
+    }
+
+    int depth() const override { return photometric_ == PHOTOMETRIC_PALETTE ? bps_ : bps_ * spp_; }
+
+    std::optional<EncodedImage> asIs(Filter wanted) override {
+        if (tiled_ || (planar_ == PLANARCONFIG_SEPARATE && spp_ > 1))
+            return std::nullopt;
+        if (compression_ == COMPRESSION_CCITTFAX4 || compression_ == COMPRESSION_CCITTFAX3 ||
+            compression_ == COMPRESSION_CCITTRLE)
+            return faxAsIs(wanted);
+        if (compression_ == COMPRESSION_LZW && (wanted == Filter::None || wanted == Filter::Lzw))
+            return lzwAsIs();
+        if (compression_ == kPackBits && (wanted == Filter::None || wanted == Filter::RunLength))
+            return packBitsAsIs();
+        return std::nullopt;
+    }
+
+    Raster decode() override {
+        if (directDecodable())
+            return decodeDirect();
+        return decodeRgba();
+    }
+
+private:
+    void readResolution() {
+        float xr = 0, yr = 0;
+        uint16_t unit = RESUNIT_INCH;
+        TIFFGetFieldDefaulted(t_, TIFFTAG_RESOLUTIONUNIT, &unit);
+        if (unit == RESUNIT_NONE || !TIFFGetField(t_, TIFFTAG_XRESOLUTION, &xr) ||
+            !TIFFGetField(t_, TIFFTAG_YRESOLUTION, &yr))
+            return;
+        const double scale = unit == RESUNIT_CENTIMETER ? 2.54 : 1.0;
+        if (xr > 0 && yr > 0 && xr * scale < 1e6 && yr * scale < 1e6) {
+            xdpi = xr * scale;
+            ydpi = yr * scale;
+        }
+    }
+
+    // Colour space of the stored samples, alpha left out.
+    std::optional<ColourSpace> colourSpace() const {
+        ColourSpace cs;
+        cs.icc = icc_;
+        switch (photometric_) {
+        case PHOTOMETRIC_MINISBLACK:
+        case PHOTOMETRIC_MINISWHITE:
+            if (colourSamples_ != 1)
+                return std::nullopt;
+            cs.model = ColourModel::Gray;
+            return cs;
+        case PHOTOMETRIC_RGB:
+            if (colourSamples_ != 3)
+                return std::nullopt;
+            cs.model = ColourModel::Rgb;
+            return cs;
+        case PHOTOMETRIC_SEPARATED:
+            if (colourSamples_ != 4 || inkSet_ != INKSET_CMYK)
+                return std::nullopt;
+            cs.model = ColourModel::Cmyk;
+            return cs;
+        case PHOTOMETRIC_PALETTE: {
+            if (colourSamples_ != 1 || bps_ > 8)
+                return std::nullopt;
+            uint16_t *r = nullptr, *g = nullptr, *b = nullptr;
+            if (!TIFFGetField(t_, TIFFTAG_COLORMAP, &r, &g, &b))
+                return std::nullopt;
+            const size_t n = size_t(1) << bps_;
+            // Some writers store 8-bit values in the 16-bit map.
+            bool eightBit = true;
+            for (size_t i = 0; i < n; ++i)
+                if (r[i] > 255 || g[i] > 255 || b[i] > 255)
+                    eightBit = false;
+            const int shift = eightBit ? 0 : 8;
+            cs.model = ColourModel::Indexed;
+            cs.base = ColourModel::Rgb;
+            cs.icc.clear();
+            for (size_t i = 0; i < n; ++i) {
+                cs.palette.push_back(char(r[i] >> shift));
+                cs.palette.push_back(char(g[i] >> shift));
+                cs.palette.push_back(char(b[i] >> shift));
+            }
+            return cs;
+        }
+        default:
+            return std::nullopt;
+        }
+    }
+
+    bool stripInFile(uint64_t offset, uint64_t count) const {
+        return count > 0 && offset + count <= uint64_t(fileSize());
+    }
+
+    int64_t fileSize() const {
+        if (fileSize_ < 0) {
+            std::ifstream f(path_, std::ios::binary | std::ios::ate);
+            fileSize_ = f ? int64_t(f.tellg()) : 0;
+        }
+        return fileSize_;
+    }
+
+    bool singleStrip(uint64_t &offset, uint64_t &count) const {
+        if (TIFFNumberOfStrips(t_) != 1)
+            return false;
+        uint64_t *offs = nullptr, *counts = nullptr;
+        if (!TIFFGetField(t_, TIFFTAG_STRIPOFFSETS, &offs) ||
+            !TIFFGetField(t_, TIFFTAG_STRIPBYTECOUNTS, &counts) || !offs || !counts)
+            return false;
+        offset = offs[0];
+        count = counts[0];
+        return stripInFile(offset, count);
+    }
+
+    std::optional<EncodedImage> faxAsIs(Filter wanted) {
+        const bool g4 = compression_ == COMPRESSION_CCITTFAX4;
+        const bool fits = wanted == Filter::None || (g4 && wanted == Filter::CcittG4) ||
+                          (!g4 && wanted == Filter::CcittG3);
+        uint64_t offset = 0, count = 0;
+        if (!fits || bps_ != 1 || spp_ != 1 || fillOrder_ != FILLORDER_MSB2LSB ||
+            (photometric_ != PHOTOMETRIC_MINISWHITE && photometric_ != PHOTOMETRIC_MINISBLACK) ||
+            !singleStrip(offset, count))
+            return std::nullopt;
+        uint32_t t4 = 0;
+        if (compression_ == COMPRESSION_CCITTFAX3)
+            TIFFGetField(t_, TIFFTAG_GROUP3OPTIONS, &t4);
+        if (t4 & GROUP3OPT_UNCOMPRESSED)
+            return std::nullopt;
+        EncodedImage img;
+        img.width = int(width_);
+        img.height = int(height_);
+        img.bpc = 1;
+        img.cs.model = ColourModel::Gray;
+        img.cs.icc = icc_;
+        img.filter = g4 ? Filter::CcittG4 : Filter::CcittG3;
+        img.parms.k = g4 ? -1 : ((t4 & GROUP3OPT_2DENCODING) ? 1 : 0);
+        img.parms.columns = int(width_);
+        img.parms.rows = int(height_);
+        // The fax codes tell white runs from black ones; min-is-black turns that round.
+        img.parms.blackIs1 = photometric_ == PHOTOMETRIC_MINISBLACK;
+        img.parms.encodedByteAlign =
+            compression_ == COMPRESSION_CCITTRLE || (t4 & GROUP3OPT_FILLBITS);
+        img.source = wholeFileRanges(path_, offset, count);
+        return img;
+    }
+
+    bool plainLayout() const {
+        if (extraCount_ != 0 || sampleFormat_ != SAMPLEFORMAT_UINT ||
+            fillOrder_ != FILLORDER_MSB2LSB || !colourSpace())
+            return false;
+        if (bps_ == 16)
+            return TIFFIsBigEndian(t_) && predictor_ == PREDICTOR_NONE;
+        return bps_ == 1 || bps_ == 2 || bps_ == 4 || bps_ == 8;
+    }
+
+    EncodedImage plainImage() const {
+        EncodedImage img;
+        img.width = int(width_);
+        img.height = int(height_);
+        img.bpc = bps_;
+        img.cs = *colourSpace();
+        if (photometric_ == PHOTOMETRIC_MINISWHITE)
+            img.decode = {1, 0};
+        return img;
+    }
+
+    std::optional<EncodedImage> lzwAsIs() {
+        uint64_t offset = 0, count = 0;
+        if (!plainLayout() || !singleStrip(offset, count) || count < 2)
+            return std::nullopt;
+        if (predictor_ != PREDICTOR_NONE && !(predictor_ == PREDICTOR_HORIZONTAL && bps_ == 8))
+            return std::nullopt;
+        // Old-style (pre-6.0) LZW codes are bit-reversed and not what LZWDecode reads.
+        unsigned char head[2] = {0, 0};
+        std::ifstream f(path_, std::ios::binary);
+        f.seekg(std::streamoff(offset));
+        f.read(reinterpret_cast<char *>(head), 2);
+        if (!f || (head[0] == 0 && (head[1] & 1)))
+            return std::nullopt;
+        EncodedImage img = plainImage();
+        img.filter = Filter::Lzw;
+        if (predictor_ == PREDICTOR_HORIZONTAL) {
+            img.parms.predictor = 2;
+            img.parms.colors = spp_;
+            img.parms.bitsPerComponent = bps_;
+            img.parms.columns = int(width_);
+        }
+        img.source = wholeFileRanges(path_, offset, count);
+        return img;
+    }
+
+    std::optional<EncodedImage> packBitsAsIs() {
+        if (!plainLayout() || predictor_ != PREDICTOR_NONE)
+            return std::nullopt;
+        const uint32_t strips = TIFFNumberOfStrips(t_);
+        uint64_t *counts = nullptr;
+        if (!TIFFGetField(t_, TIFFTAG_STRIPBYTECOUNTS, &counts) || !counts)
+            return std::nullopt;
+        std::vector<uint8_t> data;
+        for (uint32_t s = 0; s < strips; ++s) {
+            if (counts[s] > (uint64_t(1) << 31))
+                return std::nullopt;
+            const size_t at = data.size();
+            data.resize(at + counts[s]);
+            const tmsize_t n = TIFFReadRawStrip(t_, s, data.data() + at, tmsize_t(counts[s]));
+            if (n < 0)
+                return std::nullopt;
+            data.resize(at + size_t(n));
+        }
+        const size_t rowBytes = (size_t(width_) * spp_ * bps_ + 7) / 8;
+        if (!packBitsToRunLength(data, rowBytes * height_))
+            return std::nullopt;
+        EncodedImage img = plainImage();
+        img.filter = Filter::RunLength;
+        img.bytes = std::move(data);
+        return img;
+    }
+
+    bool directDecodable() {
+        if (sampleFormat_ != SAMPLEFORMAT_UINT && sampleFormat_ != SAMPLEFORMAT_VOID)
+            return false;
+        if (bps_ != 1 && bps_ != 2 && bps_ != 4 && bps_ != 8 && bps_ != 16)
+            return false;
+        if (compression_ == COMPRESSION_OJPEG)
+            return false;
+        if (photometric_ == PHOTOMETRIC_YCBCR && compression_ == COMPRESSION_JPEG) {
+            // libjpeg converts to RGB for us.
+            TIFFSetField(t_, TIFFTAG_JPEGCOLORMODE, JPEGCOLORMODE_RGB);
+            photometric_ = PHOTOMETRIC_RGB;
+        }
+        if (!colourSpace())
+            return false;
+        if (bps_ < 8 && (extraCount_ > 0 || (planar_ == PLANARCONFIG_SEPARATE && spp_ > 1)))
+            return false;
+        return true;
+    }
+
+    [[noreturn]] void fail(const char *what) const {
+        const std::string &why = h_.messages->firstError;
+        throw invalidFormat(std::string("TIFF: ") + (why.empty() ? what : why));
+    }
+
+    // All rows of one plane (`samples` samples per pixel), as libtiff decodes them.
+    std::vector<uint8_t> readPlane(uint16_t plane, int samples) {
+        const size_t rowBytes = (size_t(width_) * samples * bps_ + 7) / 8;
+        std::vector<uint8_t> out(rowBytes * height_);
+        if (tiled_) {
+            uint32_t tw = 0, th = 0;
+            TIFFGetField(t_, TIFFTAG_TILEWIDTH, &tw);
+            TIFFGetField(t_, TIFFTAG_TILELENGTH, &th);
+            if (tw == 0 || th == 0)
+                fail("bad tile size");
+            const tmsize_t tileSize = TIFFTileSize(t_);
+            const size_t tileRow = (size_t(tw) * samples * bps_ + 7) / 8;
+            if (tileSize <= 0 || size_t(tileSize) < tileRow * th)
+                fail("bad tile size");
+            std::vector<uint8_t> tile(static_cast<size_t>(tileSize));
+            for (uint32_t ty = 0; ty < height_; ty += th)
+                for (uint32_t tx = 0; tx < width_; tx += tw) {
+                    const uint32_t idx = TIFFComputeTile(t_, tx, ty, 0, plane);
+                    if (TIFFReadEncodedTile(t_, idx, tile.data(), tileSize) < 0)
+                        fail("unreadable tile");
+                    const size_t x0 = size_t(tx) * samples * bps_ / 8;
+                    const size_t n = std::min(tileRow, rowBytes - x0);
+                    for (uint32_t r = 0; r < th && ty + r < height_; ++r)
+                        std::memcpy(out.data() + (ty + r) * rowBytes + x0,
+                                    tile.data() + r * tileRow, n);
+                }
+            return out;
+        }
+        uint32_t rps = height_;
+        TIFFGetFieldDefaulted(t_, TIFFTAG_ROWSPERSTRIP, &rps);
+        rps = std::clamp<uint32_t>(rps, 1, height_);
+        const uint32_t perPlane = (height_ + rps - 1) / rps;
+        for (uint32_t s = 0; s < perPlane; ++s) {
+            const uint32_t rows = std::min(rps, height_ - s * rps);
+            if (TIFFReadEncodedStrip(t_, plane * perPlane + s,
+                                     out.data() + size_t(s) * rps * rowBytes,
+                                     tmsize_t(rows * rowBytes)) < 0)
+                fail("unreadable strip");
+        }
+        return out;
+    }
+
+    Raster decodeDirect() {
+        Raster r;
+        r.width = int(width_);
+        r.height = int(height_);
+        r.bpc = bps_;
+        r.cs = *colourSpace();
+        r.invert = photometric_ == PHOTOMETRIC_MINISWHITE;
+        std::vector<uint8_t> all;
+        if (planar_ == PLANARCONFIG_SEPARATE && spp_ > 1) {
+            const size_t bytes = bps_ / 8;
+            all.resize(size_t(width_) * height_ * spp_ * bytes);
+            for (uint16_t p = 0; p < spp_; ++p) {
+                const auto plane = readPlane(p, 1);
+                for (size_t i = 0; i < size_t(width_) * height_; ++i)
+                    std::memcpy(&all[(i * spp_ + p) * bytes], &plane[i * bytes], bytes);
+            }
+        } else {
+            all = readPlane(0, spp_);
+        }
+        if (bps_ == 16 && !hostIsBigEndian())
+            swap16(all);
+        if (extraCount_ == 0) {
+            r.pixels = std::move(all);
+            return r;
+        }
+        // Split colour and the first alpha sample; other extra samples are dropped.
+        int alphaIndex = -1;
+        bool premultiplied = false;
+        for (size_t i = 0; i < extraTypes_.size(); ++i)
+            if (extraTypes_[i] == EXTRASAMPLE_ASSOCALPHA ||
+                extraTypes_[i] == EXTRASAMPLE_UNASSALPHA) {
+                alphaIndex = colourSamples_ + int(i);
+                premultiplied = extraTypes_[i] == EXTRASAMPLE_ASSOCALPHA;
+                break;
+            }
+        const size_t bytes = bps_ / 8;
+        const size_t pixels = size_t(width_) * height_;
+        r.pixels.resize(pixels * colourSamples_ * bytes);
+        if (alphaIndex >= 0) {
+            r.alpha.resize(pixels * bytes);
+            r.alphaBpc = bps_;
+        }
+        bool opaque = true;
+        const uint32_t maxValue = bytes == 2 ? 65535 : 255;
+        for (size_t i = 0; i < pixels; ++i) {
+            const uint8_t *src = &all[i * spp_ * bytes];
+            uint8_t *dst = &r.pixels[i * colourSamples_ * bytes];
+            std::memcpy(dst, src, colourSamples_ * bytes);
+            if (alphaIndex < 0)
+                continue;
+            const uint8_t *a = src + alphaIndex * bytes;
+            std::memcpy(&r.alpha[i * bytes], a, bytes);
+            const uint32_t av = bytes == 2 ? (uint32_t(a[0]) << 8 | a[1]) : a[0];
+            if (av != maxValue)
+                opaque = false;
+            if (premultiplied && av != maxValue)
+                for (int c = 0; c < colourSamples_; ++c) {
+                    uint8_t *s = dst + c * bytes;
+                    uint32_t v = bytes == 2 ? (uint32_t(s[0]) << 8 | s[1]) : s[0];
+                    v = av == 0 ? 0 : std::min(maxValue, (v * maxValue + av / 2) / av);
+                    if (bytes == 2) {
+                        s[0] = uint8_t(v >> 8);
+                        s[1] = uint8_t(v);
+                    } else {
+                        s[0] = uint8_t(v);
+                    }
+                }
+        }
+        if (opaque)
+            r.alpha.clear();
+        return r;
+    }
+
+    Raster decodeRgba() {
+        char message[1024] = {};
+        if (!TIFFRGBAImageOK(t_, message))
+            throw invalidFormat(std::string("TIFF: ") + message);
+        std::vector<uint32_t> rgba(size_t(width_) * height_);
+        if (!TIFFReadRGBAImageOriented(t_, width_, height_, rgba.data(), ORIENTATION_TOPLEFT, 0))
+            fail("unreadable image data");
+        Raster r;
+        r.width = int(width_);
+        r.height = int(height_);
+        r.cs.model = ColourModel::Rgb;
+        r.pixels.resize(rgba.size() * 3);
+        const bool hasAlpha = extraCount_ > 0;
+        if (hasAlpha)
+            r.alpha.resize(rgba.size());
+        bool opaque = true;
+        for (size_t i = 0; i < rgba.size(); ++i) {
+            const uint32_t p = rgba[i];
+            uint8_t a = uint8_t(TIFFGetA(p));
+            uint32_t rgb[3] = {TIFFGetR(p), TIFFGetG(p), TIFFGetB(p)};
+            // libtiff hands out premultiplied colour.
+            for (int c = 0; c < 3; ++c) {
+                uint32_t v = rgb[c];
+                if (hasAlpha && a != 255)
+                    v = a == 0 ? 0 : std::min<uint32_t>(255, (v * 255 + a / 2) / a);
+                r.pixels[i * 3 + c] = uint8_t(v);
+            }
+            if (hasAlpha) {
+                r.alpha[i] = a;
+                opaque = opaque && a == 255;
+            }
+        }
+        if (opaque)
+            r.alpha.clear();
+        return r;
+    }
+
+    TiffHandle &h_;
+    TIFF *t_;
+    std::string path_;
+    std::string icc_;
+    mutable int64_t fileSize_ = -1;
+    uint32_t width_ = 0, height_ = 0;
+    uint16_t bps_ = 1, spp_ = 1, compression_ = 1, planar_ = 1, fillOrder_ = 1;
+    uint16_t predictor_ = 1, sampleFormat_ = 1, inkSet_ = 1, photometric_ = 0;
+    uint16_t extraCount_ = 0;
+    std::vector<uint16_t> extraTypes_;
+    int colourSamples_ = 1;
+    bool tiled_ = false;
+};
+
+} // namespace
+
+ReadOutcome readTiff(const std::string &path, const PageSink &sink, bool firstOnly) {
+    TiffHandle h = openTiff(path, "r");
+    if (!h.get())
+        throw invalidFormat("TIFF: " + (h.messages->firstError.empty() ? std::string("cannot open")
+                                                                       : h.messages->firstError));
+    int delivered = 0;
+    bool more = true;
+    while (more) {
+        uint32_t subfile = 0;
+        TIFFGetField(h.get(), TIFFTAG_SUBFILETYPE, &subfile);
+        // Reduced-resolution copies (thumbnails, pyramids) are not pages.
+        if (!(subfile & FILETYPE_REDUCEDIMAGE)) {
+            try {
+                TiffPage page(h, path);
+                sink(page);
+                ++delivered;
+            } catch (const ApFailure &) {
+                if (delivered == 0)
+                    throw;
+                return ReadOutcome::Partial;
+            }
+            if (firstOnly)
+                return ReadOutcome::Complete;
+        }
+        h.messages->firstError.clear();
+        more = TIFFReadDirectory(h.get()) != 0;
+    }
+    if (delivered == 0)
+        throw invalidFormat("TIFF: no page");
+    return h.messages->firstError.empty() ? ReadOutcome::Complete : ReadOutcome::Partial;
+}
+
+} // namespace pw::i2p

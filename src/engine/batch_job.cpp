@@ -1,0 +1,167 @@
+#include "batch_job.h"
+
+#include "ap_img_to_pdf.h"
+#include "catalogue/page_rules.h"
+#include "core/path_helpers.h"
+#include "core/runtime.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QObject>
+
+namespace pw {
+
+QString BatchJob::usage()
+{
+    return "Usage:\n"
+           "  pagewright-batch convert [--color NAME] [--gray NAME] [--bw NAME] [--replace]"
+           " -o DIR FILE...\n"
+           "      one PDF per image, named after the image, in DIR\n"
+           "  pagewright-batch merge -o OUT.pdf FILE...\n"
+           "      one PDF of all files (images and PDFs), in the order given\n"
+           "  pagewright-batch pages FILE...\n"
+           "      the page count of each TIFF and PDF file\n"
+           "NAME is one of: " + RecompressionNames.join(", ") + " (for the colour class it"
+           " fits: --color and --gray Lzw, Zip, Packbits, Jpeg; --bw Lzw, Zip, CCITT-G3,"
+           " CCITT-G4). Without a name each image keeps a lossless encoding.\n"
+           "The exit status is 1 when any file failed; each failure is named on stderr.\n";
+}
+
+bool BatchJob::initializeFromArgs(const QStringList &args, QString &error)
+{
+    if (args.isEmpty() || args[0] == "--help" || args[0] == "-h") {
+        error = usage();
+        return false;
+    }
+    command_ = args[0];
+    if (command_ != "convert" && command_ != "merge" && command_ != "pages") {
+        error = "Unknown command \"" + command_ + "\".\n" + usage();
+        return false;
+    }
+    for (int i = 1; i < args.size(); ++i) {
+        const QString &a = args[i];
+        const bool takesValue = a == "-o" || a == "--color" || a == "--gray" || a == "--bw";
+        if (takesValue && i + 1 >= args.size()) {
+            error = "Option " + a + " needs a value.";
+            return false;
+        }
+        if (a == "-o")
+            output_ = args[++i];
+        else if (a == "--color")
+            colour_ = args[++i];
+        else if (a == "--gray")
+            grey_ = args[++i];
+        else if (a == "--bw")
+            blackWhite_ = args[++i];
+        else if (a == "--replace")
+            replace_ = true;
+        else if (a.startsWith("--"))
+            return error = "Unknown option " + a + ".", false;
+        else
+            files_ << a;
+    }
+    for (const QString &name : {colour_, grey_, blackWhite_}) {
+        if (!name.isEmpty() && !RecompressionNames.contains(name)) {
+            error = "Unknown recompression \"" + name + "\"; use one of " +
+                    RecompressionNames.join(", ") + ".";
+            return false;
+        }
+    }
+    if (files_.isEmpty()) {
+        error = "No files given.";
+        return false;
+    }
+    if (command_ != "pages" && output_.isEmpty()) {
+        error = "The " + command_ + " command needs -o.";
+        return false;
+    }
+    return true;
+}
+
+int BatchJob::run(const std::function<void(const QString &)> &out,
+                  const std::function<void(const QString &)> &err)
+{
+    if (command_ == "convert")
+        return convert(err);
+    if (command_ == "merge")
+        return merge(err);
+    return pages(out, err);
+}
+
+int BatchJob::convert(const std::function<void(const QString &)> &err)
+{
+    if (!QDir().mkpath(output_)) {
+        err("Cannot create the output folder " + output_);
+        return 1;
+    }
+    ApImgToPdf binding;
+    int failed = 0;
+    for (const QString &file : files_) {
+        const QString pdf = PdfPathFor(output_, QFileInfo(file).fileName());
+        if (!replace_ && QFileInfo::exists(pdf))
+            continue; // counts as done, as in the dialog
+        if (!QFileInfo(file).isFile() ||
+            !binding.ConverImageToPdf(file, pdf, colour_, grey_, blackWhite_) ||
+            !QFileInfo::exists(pdf)) {
+            err(file);
+            ++failed;
+        }
+    }
+    return failed ? 1 : 0;
+}
+
+int BatchJob::merge(const std::function<void(const QString &)> &err)
+{
+    // The merge reports its progress to a window's "ProgressBar1"; here nobody watches it.
+    QObject progressWindow;
+    QObject bar(&progressWindow);
+    bar.setObjectName("ProgressBar1");
+    gfrmSetOrder = &progressWindow;
+
+    ApImgToPdf binding;
+    binding.OutputPdfFile = QFileInfo(output_).absoluteFilePath();
+    for (const QString &file : files_) {
+        const QFileInfo info(file);
+        clsColSetOrderGrid row;
+        row.setFilename(info.fileName());
+        row.setFileLocation(info.absolutePath());
+        binding.colSelectedData.push_back(row);
+    }
+    const bool ok = binding.MergeConvert_TiffToPdfx();
+    gfrmSetOrder = nullptr;
+    const int done = bar.property("value").toInt();
+    if (ok && QFileInfo::exists(binding.OutputPdfFile))
+        return 0;
+    // The file after the last one merged is the one that stopped the merge.
+    err(files_.value(done, output_));
+    return 1;
+}
+
+int BatchJob::pages(const std::function<void(const QString &)> &out,
+                    const std::function<void(const QString &)> &err)
+{
+    int failed = 0;
+    for (const QString &file : files_) {
+        const PageKind kind = PageKindOf(QFileInfo(file).fileName());
+        if (kind == PageKind::None) {
+            out(file + "\t");
+            continue;
+        }
+        const QString cell = PagesCellText(kind, CountPages(kind, file));
+        out(file + "\t" + cell);
+        if (cell == "Error") {
+            err(file);
+            ++failed;
+        }
+    }
+    return failed ? 1 : 0;
+}
+
+QString PdfPathFor(const QString &folder, const QString &fileName)
+{
+    const int dot = InStrRev(fileName, ".");
+    const QString base = dot > 0 ? fileName.left(dot - 1) : fileName;
+    return ValidateDir(folder) + base + ".pdf";
+}
+
+} // namespace pw

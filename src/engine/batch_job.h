@@ -1,0 +1,42 @@
+#pragma once
+// pagewright-batch: conversions from the command line on the same code as the windows.
+//
+//   pagewright-batch convert [--color NAME] [--gray NAME] [--bw NAME] [--replace] -o DIR FILE...
+//   pagewright-batch merge -o OUT.pdf FILE...
+//   pagewright-batch pages FILE...
+
+#include <QString>
+#include <QStringList>
+
+#include <functional>
+
+namespace pw {
+
+class BatchJob {
+public:
+    // Reads the arguments (without the program name). False with `error` set when they are off.
+    bool initializeFromArgs(const QStringList &args, QString &error);
+    // Runs the command. Every failed file gets one line on `err`; the result is the process's
+    // exit status: 0 when every file succeeded.
+    int run(const std::function<void(const QString &)> &out,
+            const std::function<void(const QString &)> &err);
+
+    static QString usage();
+
+private:
+    int convert(const std::function<void(const QString &)> &err);
+    int merge(const std::function<void(const QString &)> &err);
+    int pages(const std::function<void(const QString &)> &out,
+              const std::function<void(const QString &)> &err);
+
+    QString command_;
+    QString output_;
+    QString colour_, grey_, blackWhite_;
+    bool replace_ = false;
+    QStringList files_;
+};
+
+// The PDF an image converts to, in `folder`: the file's name up to its last dot, then ".pdf".
+QString PdfPathFor(const QString &folder, const QString &fileName);
+
+} // namespace pw

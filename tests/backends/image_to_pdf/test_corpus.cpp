@@ -1,0 +1,192 @@
+// Real files from other projects, damaged ones included: each converts to a PDF that qpdf
+// accepts, or fails with ApFailure, and never writes to stderr.
+
+#include "image_to_pdf.h"
+#include "pdf_probe.h"
+#include "sandbox.h"
+
+#include <gtest/gtest.h>
+
+#include <QDir>
+#include <QDirIterator>
+#include <QFileInfo>
+
+#include <cstdio>
+#include <unistd.h>
+
+namespace {
+
+QStringList filesUnder(const QString &folder) {
+    QStringList files;
+    QDirIterator it(folder, QDir::Files, QDirIterator::Subdirectories);
+    while (it.hasNext())
+        files << it.next();
+    files.sort();
+    return files;
+}
+
+// Runs `body` with stderr sent to a file; returns what was written there.
+template <typename Body> std::string stderrOf(Body body) {
+    std::FILE *f = std::tmpfile();
+    std::fflush(stderr);
+    const int saved = ::dup(2);
+    ::dup2(::fileno(f), 2);
+    body();
+    std::fflush(stderr);
+    ::dup2(saved, 2);
+    ::close(saved);
+    std::string out;
+    std::rewind(f);
+    char buf[512];
+    size_t n;
+    while ((n = std::fread(buf, 1, sizeof buf, f)) > 0)
+        out.append(buf, n);
+    std::fclose(f);
+    return out;
+}
+
+struct Outcome {
+    int status = 0;
+    int failure = 0; // ApFailure number, 0 when none
+    std::string why;
+    int closeStatus = 0;
+};
+
+Outcome convertOne(const QString &input, const QString &pdf) {
+    Outcome o;
+    const int32_t h = ApCreate(pdf.toStdString());
+    try {
+        o.status = ApAddImage(h, input.toStdString());
+    } catch (const ApFailure &f) {
+        o.failure = f.number;
+        o.why = f.what();
+    }
+    o.closeStatus = ApClose(h);
+    return o;
+}
+
+// Formats our libraries cannot read on this platform; these must fail cleanly.
+bool unsupportedHere(const QString &path) {
+    // EMF has no reader on Linux; GraphicsMagick here has no PSD coder; libjpeg-turbo 2.1 has
+    // no lossless JPEG; openjpeg refuses this file's header; libtiff cannot decode this fax
+    // without line ends; libwmf cannot scan this metafile.
+    static const char *const names[] = {".emf",
+                                        "rgb24jpeg.bmp",
+                                        "tm__8_ls.jpg",
+                                        ".psd",
+                                        "tm__jpeg-lossless-8bit-gray.tif",
+                                        "balloon_eciRGBv2_aware.jp2",
+                                        "testfax3_bug54_1dnoEOL.tif",
+                                        "emf__test_libuemf_ref.wmf"};
+    for (const char *n : names)
+        if (path.endsWith(n) || path.contains(n))
+            return true;
+    return false;
+}
+
+TEST(Corpus, EveryValidFileConverts) {
+    if (corpusDir().isEmpty())
+        GTEST_SKIP() << "no sample corpus beside the checkout";
+    SandboxDir box;
+    int converted = 0;
+    for (const QString &file :
+         filesUnder(corpusDir() + "/formats") + filesUnder(corpusDir() + "/scans")) {
+        SCOPED_TRACE(file.toStdString());
+        const QString pdf = box.filePath("out.pdf");
+        QFile::remove(pdf);
+        Outcome o;
+        const std::string noise = stderrOf([&] { o = convertOne(file, pdf); });
+        EXPECT_EQ(noise, "");
+        if (unsupportedHere(file)) {
+            EXPECT_TRUE(o.failure == 321 || o.status == 0) << o.why;
+            continue;
+        }
+        EXPECT_EQ(o.failure, 0) << o.why;
+        EXPECT_EQ(o.closeStatus, 0);
+        if (o.closeStatus == 0) {
+            EXPECT_TRUE(qpdfChecks(pdf));
+            EXPECT_FALSE(probePdf(pdf).empty());
+            ++converted;
+        }
+    }
+    EXPECT_GT(converted, 85);
+}
+
+TEST(Corpus, PageCountsOfMultiPageFiles) {
+    if (corpusDir().isEmpty())
+        GTEST_SKIP() << "no sample corpus beside the checkout";
+    SandboxDir box;
+    const struct {
+        const char *file;
+        size_t pages;
+    } rows[] = {
+        {"formats/tif/tm__fivepages-scan-causingerrors.tif", 5},
+        {"formats/tiff/pil__g4-multi.tiff", 3},
+        {"formats/tiff/pil__multipage.tiff", 3},
+        {"formats/dcx/derived__3pages_from_pcx.dcx", 3},
+        {"scans/multi/multi_g4_01.tif", 10},
+        {"pdfs/pdfjs__tracemonkey.pdf", 14},
+        {"pdfs/pypdf__pdflatex-4-pages.pdf", 4},
+    };
+    for (const auto &r : rows) {
+        SCOPED_TRACE(r.file);
+        const QString pdf = box.filePath("out.pdf");
+        const Outcome o = convertOne(corpusDir() + "/" + r.file, pdf);
+        ASSERT_EQ(o.failure, 0) << o.why;
+        EXPECT_EQ(probePdf(pdf).size(), r.pages);
+    }
+}
+
+TEST(Corpus, G4ScansAreEmbeddedWithoutDecoding) {
+    if (corpusDir().isEmpty())
+        GTEST_SKIP() << "no sample corpus beside the checkout";
+    SandboxDir box;
+    for (const char *file : {"scans/g4/scan_g4_084.tif", "formats/tif/pil__pport_g4.tif",
+                             "formats/tiff/tif__testfax4.tiff"}) {
+        SCOPED_TRACE(file);
+        const QString in = corpusDir() + "/" + file;
+        const QString pdf = box.filePath("out.pdf");
+        ASSERT_EQ(convertOne(in, pdf).failure, 0);
+        const auto pages = probePdf(pdf);
+        ASSERT_EQ(pages.size(), 1u);
+        EXPECT_EQ(pages[0].images.at(0).filter, "/CCITTFaxDecode");
+        // The fax data is all but the file's header and directory.
+        EXPECT_GT(pages[0].images[0].raw.size() + 4096, size_t(QFileInfo(in).size()));
+    }
+}
+
+TEST(Corpus, DamagedFilesFailCleanly) {
+    if (corpusDir().isEmpty())
+        GTEST_SKIP() << "no sample corpus beside the checkout";
+    SandboxDir box;
+    for (const QString &file :
+         filesUnder(corpusDir() + "/damaged") + filesUnder(corpusDir() + "/pdfs")) {
+        SCOPED_TRACE(file.toStdString());
+        const QString pdf = box.filePath("out.pdf");
+        QFile::remove(pdf);
+        Outcome o;
+        const std::string noise = stderrOf([&] { o = convertOne(file, pdf); });
+        EXPECT_EQ(noise, "");
+        if (o.failure != 0) {
+            EXPECT_TRUE(o.failure == 321 || o.failure == 7) << o.why;
+            continue;
+        }
+        // What was read is a valid PDF.
+        if (o.closeStatus == 0) {
+            EXPECT_TRUE(qpdfChecks(pdf));
+        }
+    }
+    // A PNG named .tif is read as the PNG it is.
+    const Outcome png =
+        convertOne(corpusDir() + "/damaged/made/png_as__hopper.tif", box.filePath("png.pdf"));
+    EXPECT_EQ(png.failure, 0) << png.why;
+    for (const char *cut :
+         {"damaged/made/trunc50__Landscape_6.jpg", "damaged/made/trunc50__pport_g4.tif",
+          "damaged/made/zero.tif", "damaged/made/text_as__note.jpg",
+          "pdfs/pypdf__libreoffice-writer-password.pdf", "pdfs/made/trunc50__tracemonkey.pdf"}) {
+        SCOPED_TRACE(cut);
+        EXPECT_EQ(convertOne(corpusDir() + "/" + cut, box.filePath("cut.pdf")).failure, 321);
+    }
+}
+
+} // namespace

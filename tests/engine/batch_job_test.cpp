@@ -1,0 +1,99 @@
+#include "core/globals.h"
+#include "engine/batch_job.h"
+
+#include "recording_ui.h"
+#include "sandbox.h"
+
+#include <gtest/gtest.h>
+
+#include <QFile>
+#include <QImage>
+
+using namespace pw;
+
+namespace {
+
+struct BatchRun {
+    int status = -1;
+    QStringList out, err;
+    QString error;
+};
+
+BatchRun batch(const QStringList &args)
+{
+    BatchRun r;
+    BatchJob job;
+    if (!job.initializeFromArgs(args, r.error))
+        return r;
+    r.status = job.run([&](const QString &l) { r.out << l; }, [&](const QString &l) { r.err << l; });
+    return r;
+}
+
+} // namespace
+
+TEST(BatchJob, ArgumentsAreCheckedBeforeAnyWork)
+{
+    const struct {
+        QStringList args;
+        const char *error;
+    } cases[] = {
+        {{}, "Usage:"},
+        {{"--help"}, "Usage:"},
+        {{"shrink", "a.tif"}, "Unknown command \"shrink\""},
+        {{"convert", "a.tif"}, "The convert command needs -o."},
+        {{"convert", "-o"}, "Option -o needs a value."},
+        {{"convert", "--color", "Gif", "-o", "x", "a.tif"}, "Unknown recompression \"Gif\""},
+        {{"merge", "-o", "x.pdf"}, "No files given."},
+        {{"pages", "--fast", "a.pdf"}, "Unknown option --fast."},
+    };
+    for (const auto &c : cases) {
+        const BatchRun r = batch(c.args);
+        EXPECT_EQ(r.status, -1);
+        EXPECT_TRUE(r.error.startsWith(c.error)) << r.error.toStdString();
+    }
+}
+
+TEST(BatchJob, OutputNamesFollowTheDialog)
+{
+    EXPECT_EQ(PdfPathFor("/out", "a.b.tif"), "/out/a.b.pdf");
+    EXPECT_EQ(PdfPathFor("/out/", "x.jpg"), "/out/x.pdf");
+    EXPECT_EQ(PdfPathFor("/out", "README"), "/out/README.pdf");
+}
+
+TEST(BatchJob, ConvertSkipsExistingUnlessToldAndNamesEveryFailure)
+{
+    SandboxDir box;
+    RecordingUi ui;
+    FileStoragePath = box.path();
+    QImage img(10, 10, QImage::Format_RGB888);
+    img.fill(Qt::blue);
+    const QString good = box.filePath("in/x.png");
+    box.mkdir("in");
+    ASSERT_TRUE(img.save(good));
+    const QString bad = box.write("in/y.jpg", "garbage");
+    const QString out = box.filePath("out");
+
+    BatchRun r = batch({"convert", "-o", out, good, bad, box.filePath("in/missing.tif")});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_EQ(r.err, QStringList({bad, box.filePath("in/missing.tif")}));
+    EXPECT_TRUE(QFile::exists(out + "/x.pdf"));
+
+    // An existing PDF counts as done without --replace; with it, it is written again.
+    QFile::resize(out + "/x.pdf", 3);
+    EXPECT_EQ(batch({"convert", "-o", out, good}).status, 0);
+    EXPECT_EQ(QFileInfo(out + "/x.pdf").size(), 3);
+    EXPECT_EQ(batch({"convert", "--replace", "-o", out, good}).status, 0);
+    EXPECT_GT(QFileInfo(out + "/x.pdf").size(), 3);
+
+    r = batch({"merge", "-o", box.filePath("m.pdf"), good, bad});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_EQ(r.err, QStringList({bad})) << "the file that stopped the merge";
+    EXPECT_EQ(batch({"merge", "-o", box.filePath("m.pdf"), good, out + "/x.pdf"}).status, 0);
+
+    pw::PdfPageCounter = std::make_unique<::PdfPageCounter>();
+    pw::TiffPageCounter = std::make_unique<::TiffPageCounter>();
+    r = batch({"pages", box.filePath("m.pdf"), good, bad + ".pdf"});
+    EXPECT_EQ(r.out, QStringList({box.filePath("m.pdf") + "\t2", good + "\t", bad + ".pdf\tError"}));
+    EXPECT_EQ(r.status, 1);
+    FileStoragePath.clear();
+}

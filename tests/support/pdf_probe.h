@@ -1,0 +1,41 @@
+#pragma once
+
+// Looks into written PDFs the way a reader would: structure checked by qpdf, image streams
+// as stored, pages as poppler paints them.
+
+#include <QImage>
+#include <QString>
+
+#include <string>
+#include <vector>
+
+struct ProbedImage {
+    std::string filter;      // first filter name, "" when none
+    std::string decodeParms; // unparsed, for spot checks
+    std::string colourSpace; // unparsed
+    std::string decode;      // unparsed /Decode
+    int width = 0, height = 0, bpc = 0;
+    bool hasSMask = false;
+    std::string raw; // stream data as stored
+};
+
+struct ProbedPage {
+    double width = 0, height = 0; // points
+    std::vector<ProbedImage> images;
+};
+
+// Pages of `pdf` with their images; empty when qpdf cannot open the file.
+std::vector<ProbedPage> probePdf(const QString &pdf);
+// `qpdf --check` passes without errors or warnings.
+bool qpdfChecks(const QString &pdf);
+// Page `index` painted by poppler at `dpi`, no anti-aliasing, as RGB32.
+QImage renderPage(const QString &pdf, int index, double dpi = 72);
+// The image pixels as painted on page `index` (the page covered by one width x height image):
+// painted four times larger and read at each pixel's centre, so edge rounding cannot blur them.
+QImage paintedPixels(const QString &pdf, int index, int width, int height);
+// Largest difference of any channel between two images of the same size; -1 when sizes differ.
+int maxChannelDifference(const QImage &a, const QImage &b);
+
+// Mean difference per channel, for lossy encodings; -1 when sizes differ.
+double meanChannelDifference(const QImage &a, const QImage &b);
+
