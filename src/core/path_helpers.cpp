@@ -103,9 +103,23 @@ QString GetParentFolderName(const QString &path)
     return cut == 0 ? separator() : p.left(cut);
 }
 
+namespace {
+
+[[noreturn]] void raiseTempFailure(int err)
+{
+    throw RuntimeError(10000 | err, SystemErrorText(err),
+                       QCoreApplication::applicationName() + ".cAniCursor");
+}
+
+} // namespace
+
 QString TempFolder()
 {
-    return ValidateDir(QDir::tempPath());
+    // A temporary folder that names nothing must not fall back to the file system's root.
+    const QString temp = QDir::tempPath();
+    if (temp.isEmpty() || !QFileInfo(temp).isDir())
+        raiseTempFailure(ENOENT);
+    return ValidateDir(temp);
 }
 
 QString TempFileName(const QString &prefix, const QString &folder)
@@ -113,11 +127,8 @@ QString TempFileName(const QString &prefix, const QString &folder)
     const QString dir = folder.isEmpty() ? TempFolder() : ValidateDir(folder);
     QByteArray pattern = QFile::encodeName(dir + prefix + "XXXXXX.tmp");
     const int fd = mkstemps(pattern.data(), 4);
-    if (fd < 0) {
-        const int err = errno;
-        throw RuntimeError(10000 | err, SystemErrorText(err),
-                           QCoreApplication::applicationName() + ".cAniCursor");
-    }
+    if (fd < 0)
+        raiseTempFailure(errno);
     ::close(fd);
     return QFile::decodeName(pattern);
 }

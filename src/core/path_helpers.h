@@ -26,7 +26,8 @@ int16_t HiWord(int32_t value);               // value / 65535 toward zero, minus
 QString GetFileName(const QString &path);    // last component of a path
 QString GetParentFolderName(const QString &path); // "" when the path has no parent part
 
-// The folder for temporary files, with a trailing separator.
+// The folder for temporary files, with a trailing separator; raises 10000 | errno when
+// there is none.
 QString TempFolder();
 // Creates a new empty file named after `prefix` in `folder` ("" for the temporary folder)
 // and returns its path. Raises 10000 | errno with the cursor's source on failure.

@@ -79,11 +79,13 @@ template <typename T> T convertChecked(const QVariant &value)
     return static_cast<T>(r);
 }
 
+// The locale's separator of numeric dates; locales whose short date spells the month out
+// (the C locale's "d MMM yyyy") have none, and keep "/".
 QString dateSeparator(const QLocale &locale)
 {
     const QString fmt = locale.dateFormat(QLocale::ShortFormat);
     for (const QChar c : fmt)
-        if (!c.isLetter() && c != '\'')
+        if (c == '/' || c == '.' || c == '-')
             return QString(c);
     return "/";
 }

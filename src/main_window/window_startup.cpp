@@ -24,6 +24,7 @@ void WindowStartup::ShowProgressDialog()
 void WindowStartup::ShowMainWindow()
 {
     mainWindow_ = std::make_unique<frmMain>();
+    mainWindow_->Form_Load();
     mainWindow_->show();
 }
 

@@ -17,6 +17,7 @@ public:
     void ShowProgressDialog() override;
     void ShowMainWindow() override;
     bool mainWindowShown() const { return mainWindow_ != nullptr; }
+    frmMain *mainWindow() const { return mainWindow_.get(); }
 
 private:
     std::unique_ptr<frmMain> mainWindow_;

@@ -67,8 +67,16 @@ int KeyCode(int qtKey) {
         return 45;
     case Qt::Key_Delete:
         return 46;
+    case Qt::Key_Shift:
+        return 16;
+    case Qt::Key_Control:
+        return 17;
+    case Qt::Key_Alt:
+        return 18;
     default:
-        return qtKey & 0xffff;
+        // Other special keys have no classic number; masking them would alias printable
+        // codes (Shift would read as Space).
+        return qtKey > 0xffff ? 0xff : qtKey;
     }
 }
 

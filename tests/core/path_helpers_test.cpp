@@ -78,6 +78,11 @@ TEST(PathHelpers, TempFileNamesAreCreatedAndFailuresNameTheCursor)
         EXPECT_FALSE(e.description().isEmpty());
         EXPECT_TRUE(e.source().endsWith(".cAniCursor"));
     }
+    // A temporary folder that does not exist is a failure, never the file system's root.
+    const QByteArray oldTmp = qgetenv("TMPDIR");
+    qputenv("TMPDIR", box.filePath("gone").toUtf8());
+    EXPECT_THROW(TempFileName("ANI"), RuntimeError);
+    qputenv("TMPDIR", oldTmp);
 }
 
 TEST(PathHelpers, ShellOpenOffersAProgramOnlyWhenTheShellAnswersZero)

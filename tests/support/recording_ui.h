@@ -2,6 +2,7 @@
 
 #include "core/ui_services.h"
 
+#include <QCoreApplication>
 #include <QString>
 #include <QStringList>
 
@@ -41,7 +42,11 @@ public:
     {
         return folderAnswer;
     }
-    void DoEvents() override { ++doEvents; }
+    void DoEvents() override
+    {
+        ++doEvents;
+        QCoreApplication::processEvents();
+    }
 
     QStringList prompts() const
     {
