@@ -14,7 +14,9 @@ namespace {
 
 const Unit masterLayout = Unit::module("modMasterLayout");
 
-void addColumns()
+} // namespace
+
+void MakeColumnList()
 {
     ColumnList = std::make_unique<GridColumns>();
     const struct {
@@ -31,6 +33,8 @@ void addColumns()
     for (const auto &c : columns)
         ColumnList->Add(c.key, c.width, index++, c.key, c.type, c.key);
 }
+
+namespace {
 
 void applyStoredWidths()
 {
@@ -71,7 +75,7 @@ void Main(const QString &commandLine, StartupUi &ui)
             AppSettings->LoadDefaultSettings();
         }
         PW_STEP;
-        addColumns();
+        MakeColumnList();
         PW_STEP;
         applyStoredWidths();
         PW_STEP;

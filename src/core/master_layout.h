@@ -19,6 +19,9 @@ public:
 // earlier, silently, when a step fails.
 void Main(const QString &commandLine, StartupUi &ui);
 
+// Makes ColumnList with the catalogue's eight columns at their built-in widths.
+void MakeColumnList();
+
 // Parses "path|path|..."; true when the first path's parent folder exists, and only then
 // are CommandLineFolder and CommandLineFiles set.
 bool ValidateCmdLine(QString &cmdLine);

@@ -35,6 +35,17 @@ template <typename Call> int32_t library(Call &&call)
     }
 }
 
+// Appends the image and finishes the document, letting window events run in between.
+void addAndClose(int32_t handle, const QString &source, FailureTail &pwTail)
+{
+    PW_STEP;
+    library([&] { return ApAddImage(handle, libraryPath(source)); });
+    PW_STEP;
+    DoEvents();
+    PW_STEP;
+    ApClose(handle);
+}
+
 void reportProgress(int counter)
 {
     QObject *bar = gfrmSetOrder ? gfrmSetOrder->findChild<QObject *>("ProgressBar1") : nullptr;
@@ -85,12 +96,7 @@ bool ApImgToPdf::Convert_EachTiffToPDFbyOne(const QString &source, const QString
             return;
         PW_STEP;
         const int32_t handle = ApCreate(libraryPath(pdf));
-        PW_STEP;
-        library([&] { return ApAddImage(handle, libraryPath(source)); });
-        PW_STEP;
-        DoEvents();
-        PW_STEP;
-        ApClose(handle);
+        addAndClose(handle, source, pwTail);
         result = true;
     });
     return result;
@@ -122,12 +128,7 @@ bool ApImgToPdf::ConverImageToPdf(const QString &source, const QString &pdf,
             ApSetFunction(handle, SetRecompression, ClassGreyscale, 0, grey.toStdString(), 0);
         else if (!colour.isEmpty() && depth == 24)
             ApSetFunction(handle, SetRecompression, ClassColour, 0, colour.toStdString(), 0);
-        PW_STEP;
-        library([&] { return ApAddImage(handle, libraryPath(source)); });
-        PW_STEP;
-        DoEvents();
-        PW_STEP;
-        ApClose(handle);
+        addAndClose(handle, source, pwTail);
         PW_STEP;
         DoEvents();
         result = true;

@@ -2,6 +2,7 @@
 #include "core/globals.h"
 #include "core/master_layout.h"
 
+#include "catalogue_globals.h"
 #include "recording_ui.h"
 #include "sandbox.h"
 
@@ -13,24 +14,6 @@ namespace {
 
 class ColumnLayout : public ::testing::Test {
 protected:
-    void SetUp() override
-    {
-        FileStoragePath = box.path();
-        AppSettings = std::make_unique<Settings>();
-        AppSettings->LoadDefaultSettings();
-        ColumnList = std::make_unique<GridColumns>();
-        const char *keys[] = {"Name", "Selection", "Pages", "Location", "Size (In KB)", "Type",
-                              "Created Date", "Modified Date"};
-        const int types[] = {8, 11, 14, 8, 14, 8, 7, 7};
-        for (int i = 0; i < 8; ++i)
-            ColumnList->Add(keys[i], 1000, i, keys[i], types[i], keys[i]);
-    }
-    void TearDown() override
-    {
-        AppSettings.reset();
-        ColumnList.reset();
-        FileStoragePath.clear();
-    }
     QStringList order() const
     {
         QStringList keys;
@@ -39,6 +22,7 @@ protected:
         return keys;
     }
     SandboxDir box;
+    CatalogueGlobals globals{box};
     RecordingUi ui;
 };
 
@@ -63,7 +47,7 @@ TEST_F(ColumnLayout, StoredOrderMovesColumnsWithTheirStoredWidths)
               QStringList({"Location@0", "Name@1", "Selection@2", "Pages@3"}));
     EXPECT_EQ(ColumnList->Item("Location")->ColumnWidth, 3000);
     EXPECT_EQ(ColumnList->Item("Selection")->ColumnWidth, 250) << "not configurable";
-    EXPECT_EQ(ColumnList->Item("Type")->ColumnWidth, 1000) << "already in place: width kept";
+    EXPECT_EQ(ColumnList->Item("Type")->ColumnWidth, 1400) << "already in place: width kept";
 }
 
 TEST_F(ColumnLayout, DuplicatedOrMissingKeysMoveOnlyWhatIsNamed)

@@ -3,6 +3,7 @@
 #include "core/master_layout.h"
 #include "widgets/flex_grid.h"
 
+#include "catalogue_globals.h"
 #include "recording_ui.h"
 #include "sample_files.h"
 #include "sandbox.h"
@@ -61,26 +62,8 @@ class Scan : public ::testing::Test {
 protected:
     void SetUp() override
     {
-        FileStoragePath = box.path();
-        AppSettings = std::make_unique<Settings>();
-        AppSettings->LoadDefaultSettings();
-        ColumnList = std::make_unique<GridColumns>();
-        const char *keys[] = {"Name", "Selection", "Pages", "Location", "Size (In KB)", "Type",
-                              "Created Date", "Modified Date"};
-        const int types[] = {8, 11, 14, 8, 14, 8, 7, 7};
-        for (int i = 0; i < 8; ++i)
-            ColumnList->Add(keys[i], 1000, i, keys[i], types[i], keys[i]);
-        FillFilterPatterns();
-        pw::PdfPageCounter = std::make_unique<::PdfPageCounter>();
-        pw::TiffPageCounter = std::make_unique<::TiffPageCounter>();
         window.folder = box.mkdir("disk");
         catalogue.InitFiles();
-    }
-    void TearDown() override
-    {
-        AppSettings.reset();
-        ColumnList.reset();
-        FileStoragePath.clear();
     }
     QString file(const QString &relative, const QByteArray &bytes = "x")
     {
@@ -96,6 +79,7 @@ protected:
     }
 
     SandboxDir box;
+    CatalogueGlobals globals{box};
     RecordingUi ui;
     FlexGrid grid;
     CatalogueGrid catalogue{grid};
