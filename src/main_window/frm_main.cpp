@@ -1,5 +1,6 @@
 #include "frm_main.h"
 
+#include "folder_tree_model.h"
 #include "frm_loading.h"
 
 #include "catalogue/search_criteria.h"
@@ -14,7 +15,6 @@
 #include <QComboBox>
 #include <QDateTimeEdit>
 #include <QDockWidget>
-#include <QFileSystemModel>
 #include <QGridLayout>
 #include <QGroupBox>
 #include <QHBoxLayout>
@@ -76,14 +76,11 @@ frmMain::~frmMain()
 
 void frmMain::buildPanes()
 {
-    folderModel = new QFileSystemModel(this);
-    folderModel->setFilter(QDir::AllDirs | QDir::NoDotAndDotDot | QDir::Hidden);
-    folderModel->setRootPath(separator());
+    folderModel = new FolderTreeModel(this);
     ftvFolder = new QTreeView;
     ftvFolder->setModel(folderModel);
-    for (int col = 1; col < folderModel->columnCount(); ++col)
-        ftvFolder->hideColumn(col);
     ftvFolder->setHeaderHidden(true);
+    connect(ftvFolder, &QTreeView::expanded, folderModel, &FolderTreeModel::populate);
     connect(ftvFolder->selectionModel(), &QItemSelectionModel::currentChanged, this,
             &frmMain::ftvFolder_SelectionChanged);
 

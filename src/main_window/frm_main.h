@@ -16,7 +16,6 @@ class QCheckBox;
 class QComboBox;
 class QDateTimeEdit;
 class QDockWidget;
-class QFileSystemModel;
 class QGroupBox;
 class QLabel;
 class QMenu;
@@ -27,6 +26,7 @@ class QTreeView;
 
 namespace pw {
 
+class FolderTreeModel;
 class frmLoading;
 
 class frmMain : public QMainWindow, public ScanHost {
@@ -46,7 +46,7 @@ public:
     QDockWidget *paneOptions;
     QDockWidget *paneAdvanceOptions;
     QTreeView *ftvFolder;
-    QFileSystemModel *folderModel;
+    FolderTreeModel *folderModel;
     FlexGrid *grdSearchList;
     QGroupBox *fraTotal;
     QLabel *lblFilter;

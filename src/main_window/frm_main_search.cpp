@@ -2,6 +2,7 @@
 // controls, and the three ways a search starts.
 #include "frm_main.h"
 
+#include "folder_tree_model.h"
 #include "frm_loading.h"
 
 #include "core/globals.h"
@@ -13,7 +14,6 @@
 #include <QComboBox>
 #include <QDateTimeEdit>
 #include <QDockWidget>
-#include <QFileSystemModel>
 #include <QGroupBox>
 #include <QPushButton>
 #include <QRadioButton>
@@ -24,7 +24,7 @@ namespace pw {
 
 void frmMain::setTreeFolder(const QString &path)
 {
-    const QModelIndex index = folderModel->index(path);
+    const QModelIndex index = folderModel->indexForPath(path);
     if (!index.isValid())
         return;
     ftvFolder->setCurrentIndex(index);
@@ -34,7 +34,7 @@ void frmMain::setTreeFolder(const QString &path)
 
 QString frmMain::selectedFolder()
 {
-    return folderModel->filePath(ftvFolder->currentIndex());
+    return folderModel->pathOf(ftvFolder->currentIndex());
 }
 
 QString frmMain::searchCaption() { return cmdSearch->text(); }

@@ -1,3 +1,4 @@
+#include "main_window/folder_tree_model.h"
 #include "main_window/frm_main.h"
 #include "main_window/window_startup.h"
 
@@ -22,6 +23,8 @@
 #include <QTest>
 #include <QTimer>
 #include <QTreeView>
+#include <QStandardPaths>
+#include <QDir>
 
 using namespace pw;
 
@@ -239,4 +242,22 @@ TEST_F(MainWindow, PlaceIsStoredOnlyOnceReadyAndRestoredAtTheNextStart)
     again.grdSearchList->setColWidth(0, 1500);
     again.close();
     EXPECT_TRUE(AppSettings->LastGridColWidth().startsWith("3000,")) << "flag 0 stores nothing";
+}
+
+TEST_F(MainWindow, TheTreesDesktopRootSearchesTheDesktopFolder)
+{
+    frmMain &w = start();
+    const QString desktop = QStandardPaths::writableLocation(QStandardPaths::DesktopLocation);
+    QDir().mkpath(desktop + "/letters");
+    box.write(QDir(box.path()).relativeFilePath(desktop + "/letters/scan.tif"), "x");
+
+    w.ftvFolder->setCurrentIndex(w.folderModel->index(0, 0));
+    EXPECT_EQ(w.selectedFolder(), "Desktop");
+    EXPECT_EQ(names(w), QStringList({"scan.tif"}));
+
+    // Deep folders are found level by level; a folder that is not there is not chosen.
+    w.setTreeFolder(disk);
+    EXPECT_EQ(w.selectedFolder(), disk);
+    w.setTreeFolder(disk + "/missing");
+    EXPECT_EQ(w.selectedFolder(), disk);
 }
