@@ -130,13 +130,21 @@ void CatalogueGrid::StoreColumnWidths()
 
 QString FileTypeName(const QFileInfo &file)
 {
-    static const QMimeDatabase mimes;
     if (file.suffix().compare("desktop", Qt::CaseInsensitive) == 0 || file.isSymLink())
         return "shortcut";
+    // The name of a type depends only on the extension here; a search meets few of them.
+    static QHash<QString, QString> byExtension;
+    const QString ext = file.suffix().toLower();
+    const auto known = byExtension.constFind(ext);
+    if (known != byExtension.constEnd())
+        return *known;
+    static const QMimeDatabase mimes;
     const QMimeType mime = mimes.mimeTypeForFile(file, QMimeDatabase::MatchExtension);
-    if (mime.inherits("application/x-executable") || mime.inherits("application/x-sharedlib"))
-        return "application";
-    return mime.comment().toLower();
+    const QString type =
+        mime.inherits("application/x-executable") || mime.inherits("application/x-sharedlib")
+            ? QStringLiteral("application")
+            : mime.comment().toLower();
+    return byExtension.insert(ext, type).value();
 }
 
 QIcon CatalogueGrid::iconFor(const QFileInfo &file, const QString &type)
@@ -174,16 +182,14 @@ void CatalogueGrid::writePageCount(int row, const QString &path, const QString &
     (kind == PageKind::Pdf ? PdfPageTotal : TiffPageTotal) += value;
 }
 
-void CatalogueGrid::AddFileToGrid(const QString &path, const QString &fileName)
+void CatalogueGrid::AddFileToGrid(const QString &path, const QFileInfo &info)
 {
-    const QString name = TrimNull(fileName);
+    const QString name = TrimNull(info.fileName());
     if (name == "." || name == "..")
         return;
-    const QFileInfo info(ValidateDir(path) + name);
     const QString type = FileTypeName(info);
     const int row = grid_.Rows();
     grid_.setRows(row + 1);
-    ColumnVisibilityList = Split(AppSettings->ColumnVisibility(), ",");
     grid_.setTextMatrix(row, columns_.name, name);
     grid_.setCellPicture(row, columns_.name, iconFor(info, type));
     grid_.setTextMatrix(row, columns_.location, path);

@@ -37,8 +37,9 @@ public:
     // Stores the current column widths when the window closes, if so set.
     void StoreColumnWidths();
 
-    // Adds one row for the file `name` in `path`, with its page count when "Pages" shows.
-    void AddFileToGrid(const QString &path, const QString &name);
+    // Adds one row for `file`, found in `path`, with its page count when "Pages" shows
+    // (as ColumnVisibilityList said when the search began).
+    void AddFileToGrid(const QString &path, const QFileInfo &file);
     // Counts the pages of the checked rows when "Pages" is hidden (nothing was counted during
     // the search); run before every conversion.
     void GetPageCount();

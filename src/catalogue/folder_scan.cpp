@@ -5,6 +5,7 @@
 #include "core/failure_log.h"
 #include "core/globals.h"
 #include "core/path_helpers.h"
+#include "core/runtime.h"
 #include "core/ui_services.h"
 #include "widgets/flex_grid.h"
 
@@ -69,6 +70,7 @@ void FolderScan::MainLoadFiles(const QString &path, bool clearFirst)
         host_.setBusyCursor(true);
         const QString folder = path == "Desktop" ? GetSpecialfolder(FolderDesktop) : path;
         catalogue_.columns().refresh();
+        ColumnVisibilityList = Split(AppSettings->ColumnVisibility(), ",");
         PW_STEP;
         host_.showLoading();
         if (clearFirst)
@@ -87,6 +89,14 @@ void FolderScan::MainLoadFiles(const QString &path, bool clearFirst)
         host_.setBusyCursor(false);
         host_.EnableSearchControls(true);
     });
+}
+
+bool FolderScan::passesAdvanceOptions(const QFileInfo &file)
+{
+    // The options are read afresh for every file; the file's dates only when they count.
+    const AdvanceOptions options = host_.advanceOptions();
+    return !AdvanceOptionsActive(options) ||
+           IsFileMatchWithAdvanceOptions(factsOf(file), options, host_.today());
 }
 
 std::optional<QStringList> FolderScan::patterns()
@@ -110,17 +120,18 @@ void FolderScan::LoadFiles(const QString &path, bool clearFirst)
         QDir dir(path);
         if (!dir.exists())
             throw RuntimeError::fromNumber(76);
-        const QFileInfoList files =
-            dir.entryInfoList(QDir::Files | QDir::Hidden | QDir::System, QDir::Unsorted);
-        for (const QFileInfo &file : files) {
+        // One listing serves the files and then the subfolders; its facts are the files' facts.
+        const QFileInfoList entries = dir.entryInfoList(
+            QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System, QDir::Unsorted);
+        for (const QFileInfo &file : entries) {
             PW_STEP;
+            if (file.isDir())
+                continue;
             if (SearchCancelled)
                 return;
-            if (IsFileMatchWithFilterPattern(file.fileName(), filter) &&
-                IsFileMatchWithAdvanceOptions(factsOf(file), host_.advanceOptions(),
-                                              host_.today()) &&
-                GetFindData(ValidateDir(path) + file.fileName()) && !SearchStopped) {
-                catalogue_.AddFileToGrid(path, file.fileName());
+            if (IsFileMatchWithFilterPattern(file.fileName(), filter) && passesAdvanceOptions(file) &&
+                GetFindData(file) && !SearchStopped) {
+                catalogue_.AddFileToGrid(path, file);
                 host_.updateLoading(grid.Rows() - 1);
             }
             DoEvents();
@@ -128,21 +139,18 @@ void FolderScan::LoadFiles(const QString &path, bool clearFirst)
         PW_STEP;
         if (!host_.searchSubFolders())
             return;
-        // Linked folders are not followed: a link back up the tree would never end.
-        const QFileInfoList folders = dir.entryInfoList(
-            QDir::Dirs | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System | QDir::NoSymLinks,
-            QDir::Unsorted);
-        for (const QFileInfo &sub : folders)
-            LoadFiles(sub.filePath(), false);
+        for (const QFileInfo &sub : entries)
+            // Linked folders are not followed: a link back up the tree would never end.
+            if (sub.isDir() && !sub.isSymLink())
+                LoadFiles(sub.filePath(), false);
     });
 }
 
-bool FolderScan::GetFindData(const QString &fullPath)
+bool FolderScan::GetFindData(const QFileInfo &file)
 {
     // A name the file system's encoding can't represent never reaches the libraries.
-    if (QFile::decodeName(QFile::encodeName(fullPath)) != fullPath)
-        return false;
-    return QFileInfo::exists(fullPath);
+    const QString name = file.fileName();
+    return QFile::decodeName(QFile::encodeName(name)) == name && file.exists();
 }
 
 } // namespace pw

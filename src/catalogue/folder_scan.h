@@ -7,6 +7,7 @@
 #include "search_criteria.h"
 
 #include <QDate>
+#include <QFileInfo>
 #include <QString>
 
 namespace pw {
@@ -42,13 +43,14 @@ public:
     void MainLoadFiles(const QString &path, bool clearFirst);
     void LoadFiles(const QString &path, bool clearFirst);
     // The existence test of a hit; false for a name the file system's encoding can't hold.
-    static bool GetFindData(const QString &fullPath);
+    static bool GetFindData(const QFileInfo &file);
 
     bool SearchCancelled = false;
     bool SearchStopped = false;
 
 private:
     std::optional<QStringList> patterns();
+    bool passesAdvanceOptions(const QFileInfo &file);
 
     CatalogueGrid &catalogue_;
     ScanHost &host_;

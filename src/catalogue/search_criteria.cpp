@@ -18,6 +18,15 @@ const QStringList LeastMostWords = {"Least", "Most"};
 
 namespace {
 
+bool sameLetter(QChar a, QChar b)
+{
+    if (a.unicode() < 128 && b.unicode() < 128) {
+        const auto lower = [](char16_t c) { return c >= 'A' && c <= 'Z' ? c + 32 : c; };
+        return lower(a.unicode()) == lower(b.unicode());
+    }
+    return a.toCaseFolded() == b.toCaseFolded();
+}
+
 // One mask, up to the end of the text or its ";".
 bool matchOne(const QChar *name, const QChar *nameEnd, const QChar *mask, const QChar *maskEnd)
 {
@@ -35,7 +44,7 @@ bool matchOne(const QChar *name, const QChar *nameEnd, const QChar *mask, const 
         }
         if (name == nameEnd)
             return false;
-        if (*mask != '?' && mask->toCaseFolded() != name->toCaseFolded())
+        if (*mask != '?' && !sameLetter(*mask, *name))
             return false;
         ++mask;
         ++name;
@@ -145,12 +154,15 @@ bool withinSize(const FileFacts &file, const AdvanceOptions &o)
 
 } // namespace
 
+bool AdvanceOptionsActive(const AdvanceOptions &options)
+{
+    return options.useAdvOpt && (options.searchByDate == 1 || options.searchBySize == 1);
+}
+
 bool IsFileMatchWithAdvanceOptions(const FileFacts &file, const AdvanceOptions &options,
                                    const QDate &today)
 {
-    if (!options.useAdvOpt)
-        return true;
-    if (options.searchByDate != 1 && options.searchBySize != 1)
+    if (!AdvanceOptionsActive(options))
         return true;
     try {
         if (options.searchByDate == 1 && !withinDates(file, options, today))

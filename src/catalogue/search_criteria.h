@@ -56,6 +56,9 @@ struct FileFacts {
     qint64 size = 0;
 };
 
+// True when the options test anything at all: only then are a file's dates and size read.
+bool AdvanceOptionsActive(const AdvanceOptions &options);
+
 // The date and size test. Any failure inside (a number box that reads as no number or
 // overflows) makes the file no hit, silently.
 bool IsFileMatchWithAdvanceOptions(const FileFacts &file, const AdvanceOptions &options,

@@ -183,8 +183,8 @@ private:
 
 } // namespace
 
-ReadOutcome readWithMagick(const std::string &path, const std::string &format, const PageSink &sink,
-                           bool firstOnly) {
+ReadOutcome readWithMagickDirect(const std::string &path, const std::string &format,
+                                 const PageSink &sink, bool firstOnly) {
     initialiseMagick();
     const std::vector<uint8_t> data = readWholeFile(path);
     std::unique_ptr<::ImageInfo, ImageInfoFree> info(::CloneImageInfo(nullptr));
@@ -212,13 +212,14 @@ ReadOutcome readWithMagick(const std::string &path, const std::string &format, c
         throw invalidFormat(format + ": no image");
     if (format == "PSD") {
         // The first image is the flattened picture; the rest are its layers.
-        frames.resize(1);
+        frames.erase(frames.begin() + 1, frames.end());
     } else if (format == "ICO") {
         // The entries are one icon at several sizes: the largest stands for it.
         auto largest = std::max_element(frames.begin(), frames.end(), [](auto *a, auto *b) {
             return a->columns * a->rows < b->columns * b->rows;
         });
-        frames = {*largest};
+        std::iter_swap(frames.begin(), largest);
+        frames.erase(frames.begin() + 1, frames.end());
     }
     for (::Image *frame : frames) {
         MagickPage page(frame);
@@ -230,3 +231,11 @@ ReadOutcome readWithMagick(const std::string &path, const std::string &format, c
 }
 
 } // namespace pw::i2p
+
+// The entry point the library looks up when it loads this reader.
+extern "C" pw::i2p::ReadOutcome pw_read_with_magick(const std::string &path,
+                                                    const std::string &format,
+                                                    const pw::i2p::PageSink &sink,
+                                                    bool firstOnly) {
+    return pw::i2p::readWithMagickDirect(path, format, sink, firstOnly);
+}

@@ -136,7 +136,12 @@ ReadOutcome readJpeg(const std::string &path, const PageSink &sink);
 ReadOutcome readPng(const std::string &path, const PageSink &sink);
 ReadOutcome readGif(const std::string &path, const PageSink &sink, bool firstOnly);
 ReadOutcome readJp2(const std::string &path, const PageSink &sink, bool rawCodestream);
+// The rarer formats go through GraphicsMagick, in a module loaded at its first use: most runs
+// never need it, and linking it would cost every start the loading of its many codecs.
 ReadOutcome readWithMagick(const std::string &path, const std::string &format, const PageSink &sink,
                            bool firstOnly);
+// The reader inside that module.
+ReadOutcome readWithMagickDirect(const std::string &path, const std::string &format,
+                                 const PageSink &sink, bool firstOnly);
 
 } // namespace pw::i2p
