@@ -103,6 +103,16 @@ void frmMain::buildPanes()
     splitDockWidget(paneFolders, paneOptions, Qt::Vertical);
     tabifyDockWidget(paneOptions, paneAdvanceOptions);
     paneOptions->raise();
+    // A pane that becomes the active one hands the focus to what it holds; the tree only
+    // while no search runs.
+    connect(paneFolders, &QDockWidget::visibilityChanged, this, [this](bool visible) {
+        if (visible && cmdSearch->text() == "&Search")
+            ftvFolder->setFocus();
+    });
+    connect(paneSearchList, &QDockWidget::visibilityChanged, this, [this](bool visible) {
+        if (visible)
+            grdSearchList->setFocus();
+    });
     resizeDocks({paneFolders, paneSearchList}, {280, 800}, Qt::Horizontal);
     resizeDocks({paneFolders, paneOptions}, {330, 300}, Qt::Vertical);
 }
