@@ -12,7 +12,7 @@
 #                  under Debian's resource policy 15 pages spill to disk (minutes) and 20 fail
 #   REPEAT=3       runs of the quick measurements (median reported); slow peers run once
 #   PAGEWRIGHT=    pagewright-batch to use (default: build-bench/src/app/pagewright-batch,
-#                  built here when missing)
+#                  brought up to date here)
 #   WORK=          scratch folder (default: a new folder under /tmp, removed unless KEEP=1)
 #
 # Prints a Markdown report and leaves it, with the raw figures, in $WORK/report.md and
@@ -29,21 +29,8 @@ REPEAT=${REPEAT:-3}
 KEEP=${KEEP:-0}
 
 # ---- tools ---------------------------------------------------------------------------------
-need_packages=()
-for pkg in img2pdf libtiff-tools imagemagick hyperfine time qpdf poppler-utils g++ \
-    libtiff-dev libjpeg-dev python3; do
-    dpkg-query -W -f='${Status}' "$pkg" 2>/dev/null | grep -q 'install ok installed' ||
-        need_packages+=("$pkg")
-done
-if ((${#need_packages[@]})); then
-    echo "== installing ${need_packages[*]}" >&2
-    apt-get update -qq
-    for pkg in "${need_packages[@]}"; do
-        apt-cache policy "$pkg" | grep -q 'Candidate: [0-9]' ||
-            { echo "no candidate for $pkg" >&2; exit 1; }
-    done
-    DEBIAN_FRONTEND=noninteractive apt-get install -y -qq "${need_packages[@]}" >/dev/null
-fi
+"$HERE/../install-tools.sh" img2pdf libtiff-tools imagemagick hyperfine time qpdf poppler-utils \
+    g++ libtiff-dev libjpeg-dev python3
 
 if [[ -z ${PAGEWRIGHT:-} ]]; then
     echo "== building pagewright-batch" >&2

@@ -19,19 +19,7 @@ RUNS=${RUNS:-5}
 ROWS=${ROWS:-200000}
 KEEP=${KEEP:-0}
 
-need_packages=()
-for pkg in hyperfine time python3 findutils; do
-    dpkg-query -W -f='${Status}' "$pkg" 2>/dev/null | grep -q 'install ok installed' ||
-        need_packages+=("$pkg")
-done
-if ((${#need_packages[@]})); then
-    apt-get update -qq
-    for pkg in "${need_packages[@]}"; do
-        apt-cache policy "$pkg" | grep -q 'Candidate: [0-9]' ||
-            { echo "no candidate for $pkg" >&2; exit 1; }
-    done
-    DEBIAN_FRONTEND=noninteractive apt-get install -y -qq "${need_packages[@]}" >/dev/null
-fi
+"$HERE/../install-tools.sh" hyperfine time python3 findutils
 
 echo "== building scan_bench and flex_grid_bench" >&2
 cmake -S "$HERE" -B "$ROOT/build-bench-scan" -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
