@@ -11,7 +11,8 @@ done
 echo "== installing ${need_packages[*]}" >&2
 apt-get update -qq
 for pkg in "${need_packages[@]}"; do
-    apt-cache policy "$pkg" | grep -q 'Candidate: [0-9]' ||
+    # grep reads the whole answer: with -q it could stop early and fail apt-cache on SIGPIPE.
+    apt-cache policy "$pkg" | grep 'Candidate: [0-9]' >/dev/null ||
         { echo "no candidate for $pkg" >&2; exit 1; }
 done
 DEBIAN_FRONTEND=noninteractive apt-get install -y -qq "${need_packages[@]}" >/dev/null

@@ -1,5 +1,7 @@
 #include "encoders.h"
 
+#include "parallel_deflate.h"
+
 #include <libdeflate.h>
 
 #include <algorithm>
@@ -21,14 +23,7 @@ constexpr int kDeflateLevel = 6;
 } // namespace
 
 std::vector<uint8_t> deflateBytes(const uint8_t *data, size_t size) {
-    std::unique_ptr<libdeflate_compressor, DeflateCompressorFree> c(
-        libdeflate_alloc_compressor(kDeflateLevel));
-    if (!c)
-        throw outOfMemory();
-    std::vector<uint8_t> out(libdeflate_zlib_compress_bound(c.get(), size));
-    const size_t n = libdeflate_zlib_compress(c.get(), data, size, out.data(), out.size());
-    out.resize(n);
-    return out;
+    return deflateInPieces(data, size, kDeflateLevel);
 }
 
 namespace {

@@ -1,0 +1,121 @@
+// The page deflate that runs on every core: joined pieces must inflate, with zlib's own checks,
+// to exactly the input, whatever kinds of deflate block each piece happened to end with.
+
+#include "parallel_deflate.h"
+
+#include <gtest/gtest.h>
+#include <zlib.h>
+
+#include <random>
+#include <string>
+
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+
+Bytes inflateAll(const Bytes &z, size_t expected) {
+    Bytes out(expected + 1);
+    uLongf n = uLongf(out.size());
+    if (uncompress(out.data(), &n, z.data(), uLong(z.size())) != Z_OK)
+        return {};
+    out.resize(n);
+    return out;
+}
+
+// Raw deflate from zlib, so that each block type can be asked for.
+Bytes rawDeflate(const Bytes &in, int level, int strategy) {
+    z_stream s{};
+    deflateInit2(&s, level, Z_DEFLATED, -15, 8, strategy);
+    Bytes out(deflateBound(&s, uLong(in.size())) + 16);
+    s.next_in = const_cast<uint8_t *>(in.data());
+    s.avail_in = uInt(in.size());
+    s.next_out = out.data();
+    s.avail_out = uInt(out.size());
+    deflate(&s, Z_FINISH);
+    out.resize(s.total_out);
+    deflateEnd(&s);
+    return out;
+}
+
+// A scanned-page-like mix: runs of paper, noisy text strokes, and stretches of pure noise.
+Bytes sampleData(size_t size, unsigned seed) {
+    std::mt19937 rng(seed);
+    Bytes d(size);
+    for (size_t i = 0; i < size; ++i) {
+        const size_t band = (i / 4096) % 5;
+        if (band == 4)
+            d[i] = uint8_t(rng());
+        else if (band == 2)
+            d[i] = uint8_t((i % 61 < 7) ? 20 + rng() % 8 : 240);
+        else
+            d[i] = uint8_t(235 + (rng() % 3));
+    }
+    return d;
+}
+
+TEST(ParallelDeflate, FindsTheFinalBlockOfEveryBlockType) {
+    const Bytes data = sampleData(300000, 1);
+    struct Case {
+        const char *what;
+        int level;
+        int strategy;
+    };
+    for (const Case c : {Case{"stored", 0, Z_DEFAULT_STRATEGY}, Case{"fixed", 6, Z_FIXED},
+                         Case{"dynamic", 9, Z_DEFAULT_STRATEGY}, Case{"runs", 6, Z_RLE},
+                         Case{"huffman only", 6, Z_HUFFMAN_ONLY}}) {
+        SCOPED_TRACE(c.what);
+        const Bytes raw = rawDeflate(data, c.level, c.strategy);
+        const auto fb = pw::i2p::findFinalBlock(raw.data(), raw.size());
+        ASSERT_TRUE(fb.has_value());
+        // The final block ends in the stream's last byte, and starts with its final mark set.
+        EXPECT_EQ((fb->end + 7) / 8, raw.size());
+        EXPECT_LT(fb->start, fb->end);
+        EXPECT_TRUE(raw[fb->start / 8] >> (fb->start % 8) & 1);
+    }
+    const Bytes empty = rawDeflate({}, 6, Z_DEFAULT_STRATEGY);
+    EXPECT_TRUE(pw::i2p::findFinalBlock(empty.data(), empty.size()).has_value());
+}
+
+TEST(ParallelDeflate, RefusesCutAndDamagedStreams) {
+    const Bytes raw = rawDeflate(sampleData(100000, 2), 6, Z_DEFAULT_STRATEGY);
+    for (size_t keep : {size_t(0), size_t(1), raw.size() / 2, raw.size() - 1})
+        EXPECT_FALSE(pw::i2p::findFinalBlock(raw.data(), keep).has_value()) << keep;
+    const Bytes reserved{0x07, 0x00}; // block type 3 does not exist
+    EXPECT_FALSE(pw::i2p::findFinalBlock(reserved.data(), reserved.size()).has_value());
+    const Bytes badStored{0x01, 0x05, 0x00, 0x00, 0x00}; // LEN and NLEN disagree
+    EXPECT_FALSE(pw::i2p::findFinalBlock(badStored.data(), badStored.size()).has_value());
+}
+
+TEST(ParallelDeflate, JoinedPiecesInflateToTheInput) {
+    for (size_t size : {size_t(0), size_t(1), size_t(70000), size_t(1000003)}) {
+        const Bytes data = sampleData(size, unsigned(size));
+        for (size_t pieceBytes : {size_t(SIZE_MAX), size_t(65536), size_t(100000)}) {
+            for (int level : {1, 6, 12}) {
+                SCOPED_TRACE(testing::Message() << size << " bytes, pieces of " << pieceBytes
+                                                << ", level " << level);
+                const Bytes z = pw::i2p::deflateInPieces(data.data(), data.size(), level,
+                                                         pieceBytes);
+                EXPECT_EQ(inflateAll(z, data.size()), data);
+                // More than one piece must really have been joined, not redone as one.
+                if (size / pieceBytes > 1) {
+                    EXPECT_NE(z, pw::i2p::deflateInPieces(data.data(), data.size(), level,
+                                                          SIZE_MAX));
+                }
+            }
+        }
+    }
+}
+
+TEST(ParallelDeflate, IncompressibleAndUniformPiecesJoin) {
+    // Pure noise ends each piece in a stored block; a uniform run in a tiny fixed one.
+    std::mt19937 rng(7);
+    Bytes data(600000);
+    for (size_t i = 0; i < data.size(); ++i)
+        data[i] = i < 300000 ? uint8_t(rng()) : 0xFF;
+    for (size_t pieceBytes : {size_t(100000), size_t(150001)}) {
+        const Bytes z = pw::i2p::deflateInPieces(data.data(), data.size(), 6, pieceBytes);
+        EXPECT_EQ(inflateAll(z, data.size()), data) << pieceBytes;
+    }
+}
+
+} // namespace
