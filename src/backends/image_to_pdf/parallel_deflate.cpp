@@ -57,7 +57,7 @@ private:
 class Huffman {
 public:
     static constexpr int kMaxBits = 15;
-    static constexpr int kTableBits = 10;
+    static constexpr int kTableBits = 12;
 
     bool build(const uint8_t *lengths, int n) {
         count_.fill(0);
@@ -77,12 +77,17 @@ public:
         for (int s = 0; s < n; ++s)
             if (lengths[s])
                 symbols_[size_t(offset[lengths[s]]++)] = uint16_t(s);
-        table_.assign(size_t(1) << kTableBits, 0);
+        // The table is no longer than the longest code, so small codes build small tables.
+        bits_ = 1;
+        for (int len = 1; len <= kMaxBits; ++len)
+            if (count_[len])
+                bits_ = std::min(len, kTableBits);
+        table_.assign(size_t(1) << bits_, 0);
         uint32_t code = 0;
         size_t index = 0;
         for (int len = 1; len <= kMaxBits; ++len, code <<= 1) {
             for (int i = 0; i < count_[len]; ++i, ++code, ++index) {
-                if (len > kTableBits)
+                if (len > bits_)
                     continue;
                 const uint32_t reversed = reverse(code, len);
                 const uint16_t entry = uint16_t(symbols_[index] << 4 | len);
@@ -95,7 +100,7 @@ public:
 
     // The next symbol, or -1 for a code that is not in the table.
     int decode(BitReader &in) const {
-        const uint16_t entry = table_[in.peek(kTableBits)];
+        const uint16_t entry = table_[in.peek(bits_)];
         if (entry) {
             in.skip(entry & 15);
             return entry >> 4;
@@ -122,6 +127,7 @@ private:
     }
 
     std::array<int, kMaxBits + 1> count_{};
+    int bits_ = 1;
     std::vector<uint16_t> symbols_;
     std::vector<uint16_t> table_;
 };

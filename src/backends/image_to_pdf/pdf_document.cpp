@@ -7,34 +7,20 @@
 #include <qpdf/QPDFLogger.hh>
 #include <qpdf/QPDFPageDocumentHelper.hh>
 #include <qpdf/QPDFPageObjectHelper.hh>
-#include <qpdf/QPDFWriter.hh>
+#include <qpdf/QPDF.hh>
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
+#include <algorithm>
 #include <cstdio>
-#include <cstring>
+#include <deque>
+#include <set>
 
 namespace pw::i2p {
 
 namespace {
-
-class Fd {
-public:
-    explicit Fd(int fd = -1) : fd_(fd) {}
-    ~Fd() {
-        if (fd_ >= 0)
-            ::close(fd_);
-    }
-    Fd(const Fd &) = delete;
-    Fd &operator=(const Fd &) = delete;
-    int get() const { return fd_; }
-
-private:
-    int fd_;
-};
 
 std::string folderOf(const std::string &path) {
     const auto slash = path.find_last_of('/');
@@ -61,32 +47,6 @@ std::shared_ptr<QPDFLogger> silentLogger() {
     logger->setWarn(logger->discard());
     logger->setError(logger->discard());
     return logger;
-}
-
-bool preadAll(int fd, uint64_t offset, uint64_t length, Pipeline *out) {
-    std::vector<unsigned char> buf(std::min<uint64_t>(length, 1u << 20));
-    while (length > 0) {
-        const ssize_t n =
-            ::pread(fd, buf.data(), std::min<uint64_t>(length, buf.size()), off_t(offset));
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0)
-            return false;
-        out->write(buf.data(), size_t(n));
-        offset += uint64_t(n);
-        length -= uint64_t(n);
-    }
-    return true;
-}
-
-std::string number(double v) {
-    char text[32];
-    std::snprintf(text, sizeof text, "%.4f", v);
-    std::string s = text;
-    s.erase(s.find_last_not_of('0') + 1);
-    if (s.back() == '.')
-        s.pop_back();
-    return s;
 }
 
 int iccComponents(const std::string &icc) {
@@ -136,64 +96,128 @@ const char *filterName(Filter f) {
 
 } // namespace
 
-// Encoded page data waiting for the write, in an unlinked file beside the target.
-class Spool {
-public:
-    explicit Spool(int fd) : fd_(fd) {}
-    int fd() const { return fd_.get(); }
-    uint64_t append(const std::vector<uint8_t> &bytes) {
-        const uint64_t at = size_;
-        size_t done = 0;
-        while (done < bytes.size()) {
-            const ssize_t n =
-                ::pwrite(fd(), bytes.data() + done, bytes.size() - done, off_t(at + done));
-            if (n < 0 && errno == EINTR)
-                continue;
-            if (n <= 0)
-                throw ApFailure(75, "Path/File access error: cannot write the page data");
-            done += size_t(n);
-        }
-        size_ += bytes.size();
-        return at;
-    }
-
-private:
-    Fd fd_;
-    uint64_t size_ = 0;
-};
 
 namespace {
 
-// Pulls a stream's data from the spool or from the input file at write time.
-class RangeProvider : public QPDFObjectHandle::StreamDataProvider {
+// Copies the pages of another PDF, and whatever they use, object by object into ours. qpdf
+// reads the source; every reference is renumbered into our file as it is met.
+class ForeignCopier {
 public:
-    RangeProvider(std::shared_ptr<Spool> spool, uint64_t offset, uint64_t length)
-        : spool_(std::move(spool)) {
-        source_.ranges.emplace_back(offset, length);
-    }
-    explicit RangeProvider(FileRanges source) : source_(std::move(source)) {}
+    ForeignCopier(PdfWriter &out, int parent) : out_(out), parent_(parent) {}
 
-    void provideStreamData(QPDFObjGen const &, Pipeline *pipeline) override {
-        Fd own(spool_ ? -1 : ::open(source_.path.c_str(), O_RDONLY | O_CLOEXEC));
-        const int fd = spool_ ? spool_->fd() : own.get();
-        if (fd < 0)
-            throw std::runtime_error("input file gone: " + source_.path);
-        if (!spool_) {
-            struct stat st {};
-            if (::fstat(fd, &st) != 0 || int64_t(st.st_size) != source_.fileSize ||
-                int64_t(st.st_mtime) != source_.modified)
-                throw std::runtime_error("input file changed: " + source_.path);
+    std::vector<int> copyPages(const std::vector<QPDFPageObjectHelper> &pages) {
+        std::vector<int> numbers;
+        // Pages first, so that links and annotations between them land on our copies.
+        for (const auto &page : pages) {
+            QPDFObjectHandle oh = page.getObjectHandle();
+            pages_.insert(oh.getObjGen());
+            numbers.push_back(numberOf(oh));
         }
-        for (const auto &[offset, length] : source_.ranges)
-            if (!preadAll(fd, offset, length, pipeline))
-                throw std::runtime_error("input file cut short: " + source_.path);
-        pipeline->finish();
+        while (!queue_.empty()) {
+            auto [oh, number] = queue_.front();
+            queue_.pop_front();
+            writeObject(oh, number);
+        }
+        return numbers;
     }
 
 private:
-    std::shared_ptr<Spool> spool_;
-    FileRanges source_;
+    int numberOf(QPDFObjectHandle oh) {
+        const auto [it, fresh] = numbers_.emplace(oh.getObjGen(), 0);
+        if (fresh) {
+            it->second = out_.reserve();
+            queue_.emplace_back(oh, it->second);
+        }
+        return it->second;
+    }
+
+    void value(QPDFObjectHandle oh, std::string &text) {
+        if (oh.isIndirect()) {
+            text += std::to_string(numberOf(oh)) + " 0 R";
+            return;
+        }
+        if (oh.isArray()) {
+            text += '[';
+            for (auto &item : oh.getArrayAsVector()) {
+                value(item, text);
+                text += ' ';
+            }
+            text += ']';
+            return;
+        }
+        if (oh.isDictionary()) {
+            text += "<<";
+            entries(oh, text, {});
+            text += ">>";
+            return;
+        }
+        text += oh.unparse();
+    }
+
+    void entries(QPDFObjectHandle dict, std::string &text, const std::set<std::string> &skip) {
+        for (auto &[key, item] : dict.getDictAsMap()) {
+            if (skip.count(key) || item.isNull())
+                continue;
+            text += ' ' + QPDFObjectHandle::newName(key).unparse() + ' ';
+            value(item, text);
+        }
+    }
+
+    void writeObject(QPDFObjectHandle oh, int number) {
+        std::string text;
+        if (oh.isStream()) {
+            entries(oh.getDict(), text, {"/Length"});
+            const int length = out_.reserve();
+            out_.beginObject(number);
+            out_.write("<<" + text + " /Length " + std::to_string(length) + " 0 R >>\nstream\n");
+            Counter data(out_);
+            bool filtered = false;
+            if (!oh.pipeStreamData(&data, &filtered, 0, qpdf_dl_none, true))
+                throw invalidFormat("PDF: a stream cannot be read");
+            out_.write("\nendstream");
+            out_.endObject();
+            out_.beginObject(length);
+            out_.write(std::to_string(data.bytes()));
+            out_.endObject();
+            return;
+        }
+        if (pages_.count(oh.getObjGen())) {
+            text = "<<";
+            entries(oh, text, {"/Parent"});
+            text += " /Parent " + std::to_string(parent_) + " 0 R>>";
+        } else {
+            value(oh.isIndirect() ? oh.shallowCopy() : oh, text);
+        }
+        out_.beginObject(number);
+        out_.write(text);
+        out_.endObject();
+    }
+
+    // Stream data on its way into our file, counted for its /Length.
+    class Counter : public Pipeline {
+    public:
+        explicit Counter(PdfWriter &out) : Pipeline("pdf copy", nullptr), out_(out) {}
+        void write(unsigned char const *data, size_t len) override {
+            out_.write(data, len);
+            bytes_ += len;
+        }
+        void finish() override {}
+        size_t bytes() const { return bytes_; }
+
+    private:
+        PdfWriter &out_;
+        size_t bytes_ = 0;
+    };
+
+    PdfWriter &out_;
+    int parent_;
+    std::map<QPDFObjGen, int> numbers_;
+    std::deque<std::pair<QPDFObjectHandle, int>> queue_;
+    std::set<QPDFObjGen> pages_;
 };
+
+constexpr int kCatalog = 1;
+constexpr int kPages = 2;
 
 } // namespace
 
@@ -214,17 +238,9 @@ std::unique_ptr<PdfDocument> PdfDocument::create(const std::string &target) {
     const mode_t mask = ::umask(0);
     ::umask(mask);
     ::fchmod(fd, 0666 & ~mask);
-    ::close(fd);
-    int spoolFd = -1;
-    const std::string spoolPath = makeTempBeside(target, ".pw-spool-", spoolFd);
-    if (spoolFd < 0)
-        return nullptr; // the destructor removes the temporary file
-    ::unlink(spoolPath.c_str());
-    doc->spool_ = std::make_shared<Spool>(spoolFd);
-    doc->pdf_ = std::make_shared<QPDF>();
-    doc->pdf_->setLogger(silentLogger());
-    doc->pdf_->setSuppressWarnings(true);
-    doc->pdf_->emptyPDF();
+    doc->out_ = std::make_unique<PdfWriter>(fd);
+    doc->out_->reserve(); // kCatalog
+    doc->out_->reserve(); // kPages
     return doc;
 }
 
@@ -249,22 +265,38 @@ Filter PdfDocument::wantedFor(int depth) const {
     }
 }
 
+void PdfDocument::needVersion(const std::string &version) { version_ = std::max(version_, version); }
+
 int PdfDocument::addFile(const std::string &path) {
+    if (!out_)
+        return -1;
+    const PdfWriter::Mark mark = out_->mark();
+    const size_t pages = pages_.size();
+    const std::string version = version_;
+    auto rollback = [&] {
+        out_->rollback(mark);
+        pages_.resize(pages);
+        version_ = version;
+        std::erase_if(iccProfiles_, [&](const auto &e) { return size_t(e.second) > mark.objects; });
+    };
     try {
         return isPdfFile(path) ? addPdfFile(path) : addImageFile(path);
     } catch (const ApFailure &) {
+        rollback();
         throw;
     } catch (const std::bad_alloc &) {
+        rollback();
         throw outOfMemory();
     } catch (const QPDFExc &e) {
+        rollback();
         throw invalidFormat(std::string("PDF: ") + e.getMessageDetail());
     } catch (const std::exception &e) {
+        rollback();
         throw invalidFormat(e.what());
     }
 }
 
 int PdfDocument::addImageFile(const std::string &path) {
-    std::vector<QPDFObjectHandle> pages;
     bool fellBack = false;
     const ReadOutcome outcome = readImageFile(path, [&](PageSource &page) {
         const Filter wanted = wantedFor(page.depth());
@@ -281,207 +313,164 @@ int PdfDocument::addImageFile(const std::string &path) {
                 fellBack = true;
             }
         }
-        pages.push_back(makePage(*img, page.xdpi, page.ydpi));
+        writePage(*img, page.xdpi, page.ydpi);
     });
-    QPDFPageDocumentHelper helper(*pdf_);
-    for (auto &p : pages)
-        helper.addPage(QPDFPageObjectHelper(p), false);
-    pageCount_ += int(pages.size());
     if (outcome == ReadOutcome::Partial)
         return -2;
     return fellBack ? -3 : 0;
 }
 
 int PdfDocument::addPdfFile(const std::string &path) {
-    auto src = std::make_shared<QPDF>();
-    src->setLogger(silentLogger());
-    src->setSuppressWarnings(true);
-    src->setAttemptRecovery(true);
+    QPDF src;
+    src.setLogger(silentLogger());
+    src.setSuppressWarnings(true);
+    src.setAttemptRecovery(true);
     try {
-        src->processFile(path.c_str());
+        src.processFile(path.c_str());
     } catch (const QPDFExc &e) {
         if (e.getErrorCode() == qpdf_e_password)
             throw invalidFormat("PDF: protected by a password: " + path);
         throw invalidFormat("PDF: " + e.getMessageDetail());
     }
-    QPDFPageDocumentHelper srcPages(*src);
+    QPDFPageDocumentHelper srcPages(src);
     // Copied pages leave the source's page tree behind, and with it what they inherit.
     srcPages.pushInheritedAttributesToPage();
     const auto pages = srcPages.getAllPages();
     if (pages.empty())
         throw invalidFormat("PDF: no pages: " + path);
-    QPDFPageDocumentHelper dest(*pdf_);
-    size_t added = 0;
-    try {
-        for (const auto &page : pages) {
-            dest.addPage(page, false);
-            ++added;
-        }
-    } catch (...) {
-        auto all = dest.getAllPages();
-        for (size_t i = 0; i < added && !all.empty(); ++i) {
-            dest.removePage(all.back());
-            all.pop_back();
-        }
-        throw;
-    }
-    pageCount_ += int(added);
-    sources_.push_back(src);
-    if (src->getPDFVersion() > version_)
-        version_ = src->getPDFVersion();
+    ForeignCopier copier(*out_, kPages);
+    for (int number : copier.copyPages(pages))
+        pages_.push_back(number);
+    needVersion(src.getPDFVersion());
     return 0;
 }
 
-QPDFObjectHandle PdfDocument::colourSpace(const ColourSpace &cs, int bpc) {
+std::string PdfDocument::colourSpace(const ColourSpace &cs, int bpc) {
     if (cs.model == ColourModel::Indexed) {
         const int baseComps = cs.base == ColourModel::Gray ? 1 : 3;
         std::string palette = cs.palette;
         const size_t maxEntries = size_t(1) << std::min(bpc, 8);
         size_t entries = std::clamp<size_t>(palette.size() / baseComps, 1, maxEntries);
         palette.resize(entries * baseComps, '\0');
-        auto arr = QPDFObjectHandle::newArray();
-        arr.appendItem(QPDFObjectHandle::newName("/Indexed"));
-        arr.appendItem(QPDFObjectHandle::newName(deviceName(cs.base)));
-        arr.appendItem(QPDFObjectHandle::newInteger(int64_t(entries) - 1));
-        arr.appendItem(QPDFObjectHandle::newString(palette));
-        return arr;
+        return std::string("[/Indexed ") + deviceName(cs.base) + ' ' +
+               std::to_string(entries - 1) + ' ' + pdfHexString(palette) + ']';
     }
     const int comps = cs.components();
-    if (!cs.icc.empty() && iccComponents(cs.icc) == comps) {
-        auto found = iccProfiles_.find(cs.icc);
-        if (found == iccProfiles_.end()) {
-            auto stream = QPDFObjectHandle::newStream(pdf_.get());
-            const auto packed =
-                deflateBytes(reinterpret_cast<const uint8_t *>(cs.icc.data()), cs.icc.size());
-            stream.replaceStreamData(std::string(packed.begin(), packed.end()),
-                                     QPDFObjectHandle::newName("/FlateDecode"),
-                                     QPDFObjectHandle::newNull());
-            stream.getDict().replaceKey("/N", QPDFObjectHandle::newInteger(comps));
-            stream.getDict().replaceKey("/Alternate",
-                                        QPDFObjectHandle::newName(deviceName(cs.model)));
-            auto arr = QPDFObjectHandle::newArray();
-            arr.appendItem(QPDFObjectHandle::newName("/ICCBased"));
-            arr.appendItem(stream);
-            found = iccProfiles_.emplace(cs.icc, pdf_->makeIndirectObject(arr)).first;
-        }
-        return found->second;
+    if (cs.icc.empty() || iccComponents(cs.icc) != comps)
+        return deviceName(cs.model);
+    auto found = iccProfiles_.find(cs.icc);
+    if (found == iccProfiles_.end()) {
+        const int number = out_->reserve();
+        const auto packed =
+            deflateBytes(reinterpret_cast<const uint8_t *>(cs.icc.data()), cs.icc.size());
+        out_->writeStream(number,
+                          " /N " + std::to_string(comps) + " /Alternate " + deviceName(cs.model) +
+                              " /Filter /FlateDecode",
+                          packed);
+        found = iccProfiles_.emplace(cs.icc, number).first;
     }
-    return QPDFObjectHandle::newName(deviceName(cs.model));
+    return "[/ICCBased " + std::to_string(found->second) + " 0 R]";
 }
 
-QPDFObjectHandle PdfDocument::makeImage(const EncodedImage &img) {
-    auto stream = QPDFObjectHandle::newStream(pdf_.get());
-    auto dict = stream.getDict();
-    dict.replaceKey("/Type", QPDFObjectHandle::newName("/XObject"));
-    dict.replaceKey("/Subtype", QPDFObjectHandle::newName("/Image"));
-    dict.replaceKey("/Width", QPDFObjectHandle::newInteger(img.width));
-    dict.replaceKey("/Height", QPDFObjectHandle::newInteger(img.height));
-    if (img.bpc > 0)
-        dict.replaceKey("/BitsPerComponent", QPDFObjectHandle::newInteger(img.bpc));
-    if (img.statesColourSpace)
-        dict.replaceKey("/ColorSpace", colourSpace(img.cs, img.bpc));
-    if (!img.decode.empty()) {
-        auto arr = QPDFObjectHandle::newArray();
-        for (double v : img.decode)
-            arr.appendItem(QPDFObjectHandle::newInteger(int64_t(v)));
-        dict.replaceKey("/Decode", arr);
-    }
-    if (!img.colourKey.empty()) {
-        auto arr = QPDFObjectHandle::newArray();
-        for (int v : img.colourKey)
-            arr.appendItem(QPDFObjectHandle::newInteger(v));
-        dict.replaceKey("/Mask", arr);
-    }
-    if (img.smask)
-        dict.replaceKey("/SMask", makeImage(*img.smask));
-    if (img.smaskInData)
-        dict.replaceKey("/SMaskInData", QPDFObjectHandle::newInteger(1));
+namespace {
 
-    auto parms = QPDFObjectHandle::newNull();
+std::string decodeParms(const EncodedImage &img) {
     const DecodeParms &p = img.parms;
-    if ((img.filter == Filter::Flate || img.filter == Filter::Lzw) && p.predictor > 1) {
-        parms = QPDFObjectHandle::newDictionary();
-        parms.replaceKey("/Predictor", QPDFObjectHandle::newInteger(p.predictor));
-        parms.replaceKey("/Colors", QPDFObjectHandle::newInteger(p.colors));
-        parms.replaceKey("/BitsPerComponent", QPDFObjectHandle::newInteger(p.bitsPerComponent));
-        parms.replaceKey("/Columns", QPDFObjectHandle::newInteger(p.columns));
-    } else if (img.filter == Filter::CcittG3 || img.filter == Filter::CcittG4) {
-        parms = QPDFObjectHandle::newDictionary();
-        parms.replaceKey("/K", QPDFObjectHandle::newInteger(p.k));
-        parms.replaceKey("/Columns", QPDFObjectHandle::newInteger(p.columns));
-        parms.replaceKey("/Rows", QPDFObjectHandle::newInteger(p.rows));
-        if (p.blackIs1)
-            parms.replaceKey("/BlackIs1", QPDFObjectHandle::newBool(true));
-        if (p.encodedByteAlign)
-            parms.replaceKey("/EncodedByteAlign", QPDFObjectHandle::newBool(true));
-    } else if (img.filter == Filter::Dct && p.colorTransform >= 0) {
-        parms = QPDFObjectHandle::newDictionary();
-        parms.replaceKey("/ColorTransform", QPDFObjectHandle::newInteger(p.colorTransform));
-    }
-    const char *name = filterName(img.filter);
-    auto filter = name ? QPDFObjectHandle::newName(name) : QPDFObjectHandle::newNull();
-    std::shared_ptr<QPDFObjectHandle::StreamDataProvider> provider;
-    if (!img.bytes.empty() || img.source.path.empty()) {
-        const uint64_t at = spool_->append(img.bytes);
-        provider = std::make_shared<RangeProvider>(spool_, at, img.bytes.size());
-    } else {
-        provider = std::make_shared<RangeProvider>(img.source);
-    }
-    stream.replaceStreamData(provider, filter, parms);
-    if (img.filter == Filter::Jpx || img.bpc == 16)
-        version_ = std::max(version_, std::string("1.5"));
-    return stream;
+    auto entry = [](const char *key, int v) { return std::string(" /") + key + ' ' + std::to_string(v); };
+    if ((img.filter == Filter::Flate || img.filter == Filter::Lzw) && p.predictor > 1)
+        return entry("Predictor", p.predictor) + entry("Colors", p.colors) +
+               entry("BitsPerComponent", p.bitsPerComponent) + entry("Columns", p.columns);
+    if (img.filter == Filter::CcittG3 || img.filter == Filter::CcittG4)
+        return entry("K", p.k) + entry("Columns", p.columns) + entry("Rows", p.rows) +
+               (p.blackIs1 ? " /BlackIs1 true" : "") +
+               (p.encodedByteAlign ? " /EncodedByteAlign true" : "");
+    if (img.filter == Filter::Dct && p.colorTransform >= 0)
+        return entry("ColorTransform", p.colorTransform);
+    return {};
 }
 
-QPDFObjectHandle PdfDocument::makePage(const EncodedImage &img, double xdpi, double ydpi) {
-    const double w = img.width * 72.0 / xdpi;
-    const double h = img.height * 72.0 / ydpi;
-    auto image = makeImage(img);
-    auto xobjects = QPDFObjectHandle::newDictionary();
-    xobjects.replaceKey("/Im0", image);
-    auto resources = QPDFObjectHandle::newDictionary();
-    resources.replaceKey("/XObject", xobjects);
-    const std::string content = "q " + number(w) + " 0 0 " + number(h) + " 0 0 cm /Im0 Do Q\n";
-    auto page = QPDFObjectHandle::newDictionary();
-    page.replaceKey("/Type", QPDFObjectHandle::newName("/Page"));
-    auto box = QPDFObjectHandle::newArray();
-    box.appendItem(QPDFObjectHandle::newInteger(0));
-    box.appendItem(QPDFObjectHandle::newInteger(0));
-    box.appendItem(QPDFObjectHandle::newReal(w, 4));
-    box.appendItem(QPDFObjectHandle::newReal(h, 4));
-    page.replaceKey("/MediaBox", box);
-    page.replaceKey("/Resources", resources);
-    page.replaceKey("/Contents", QPDFObjectHandle::newStream(pdf_.get(), content));
-    return pdf_->makeIndirectObject(page);
+std::string numberArray(const auto &values) {
+    std::string text = "[";
+    for (auto v : values)
+        text += pdfNumber(double(v)) + ' ';
+    text.back() = ']';
+    return text;
+}
+
+} // namespace
+
+int PdfDocument::writeImage(const EncodedImage &img) {
+    std::string dict = " /Type /XObject /Subtype /Image /Width " + std::to_string(img.width) +
+                       " /Height " + std::to_string(img.height);
+    if (img.bpc > 0)
+        dict += " /BitsPerComponent " + std::to_string(img.bpc);
+    if (img.statesColourSpace)
+        dict += " /ColorSpace " + colourSpace(img.cs, img.bpc);
+    if (!img.decode.empty())
+        dict += " /Decode " + numberArray(img.decode);
+    if (!img.colourKey.empty())
+        dict += " /Mask " + numberArray(img.colourKey);
+    if (img.smask)
+        dict += " /SMask " + std::to_string(writeImage(*img.smask)) + " 0 R";
+    if (img.smaskInData)
+        dict += " /SMaskInData 1";
+    if (const char *name = filterName(img.filter))
+        dict += std::string(" /Filter ") + name;
+    if (const std::string parms = decodeParms(img); !parms.empty())
+        dict += " /DecodeParms <<" + parms + " >>";
+    if (img.filter == Filter::Jpx || img.bpc == 16)
+        needVersion("1.5");
+    const int number = out_->reserve();
+    if (!img.bytes.empty() || img.source.path.empty())
+        out_->writeStream(number, dict, img.bytes);
+    else
+        out_->writeStream(number, dict, img.source);
+    return number;
+}
+
+void PdfDocument::writePage(const EncodedImage &img, double xdpi, double ydpi) {
+    const std::string w = pdfNumber(img.width * 72.0 / xdpi);
+    const std::string h = pdfNumber(img.height * 72.0 / ydpi);
+    const int image = writeImage(img);
+    const int content = out_->reserve();
+    const std::string drawing = "q " + w + " 0 0 " + h + " 0 0 cm /Im0 Do Q\n";
+    out_->writeStream(content, "", std::vector<uint8_t>(drawing.begin(), drawing.end()));
+    const int page = out_->reserve();
+    out_->beginObject(page);
+    out_->write("<< /Type /Page /Parent " + std::to_string(kPages) + " 0 R /MediaBox [0 0 " + w +
+                ' ' + h + "] /Resources << /XObject << /Im0 " + std::to_string(image) +
+                " 0 R >> >> /Contents " + std::to_string(content) + " 0 R >>");
+    out_->endObject();
+    pages_.push_back(page);
 }
 
 int PdfDocument::close(bool deterministic) {
-    if (pageCount_ == 0) {
+    finished_ = true;
+    if (pages_.empty()) {
+        out_.reset();
         ::unlink(temp_.c_str());
-        finished_ = true;
         return -2;
     }
     try {
-        QPDFWriter writer(*pdf_, temp_.c_str());
-        writer.setStaticID(deterministic);
-        // Our streams are encoded as they should stay; left to itself the writer would turn
-        // LZW and RunLength data into Flate. Content streams are a few bytes.
-        writer.setCompressStreams(false);
-        writer.setDecodeLevel(qpdf_dl_none);
-        writer.setObjectStreamMode(qpdf_o_generate);
-        writer.setMinimumPDFVersion(std::max(version_, std::string("1.5")));
-        writer.write();
+        std::string kids;
+        for (int page : pages_)
+            kids += std::to_string(page) + " 0 R ";
+        out_->beginObject(kPages);
+        out_->write("<< /Type /Pages /Kids [" + kids + "] /Count " +
+                    std::to_string(pages_.size()) + " >>");
+        out_->endObject();
+        out_->beginObject(kCatalog);
+        out_->write("<< /Type /Catalog /Pages " + std::to_string(kPages) + " 0 R >>");
+        out_->endObject();
+        out_->finish(kCatalog, version_, deterministic);
+        out_.reset();
+        if (std::rename(temp_.c_str(), target_.c_str()) != 0)
+            throw std::runtime_error("rename");
     } catch (const std::exception &) {
+        out_.reset();
         ::unlink(temp_.c_str());
-        finished_ = true;
         return -3;
     }
-    if (std::rename(temp_.c_str(), target_.c_str()) != 0) {
-        ::unlink(temp_.c_str());
-        finished_ = true;
-        return -3;
-    }
-    finished_ = true;
     return 0;
 }
 

@@ -1,13 +1,11 @@
 #pragma once
 
-// One PDF being written: the pages added so far, the recompression chosen per colour class,
-// the temporary file beside the target and the spool that holds encoded page data until the
-// write, so memory stays bounded by the page in hand.
+// One PDF being written: pages go to the temporary file beside the target as they are added,
+// with the recompression chosen per colour class; the file is renamed onto the target at the
+// end.
 
 #include "page_image.h"
-
-#include <qpdf/QPDF.hh>
-#include <qpdf/QPDFObjectHandle.hh>
+#include "pdf_writer.h"
 
 #include <array>
 #include <map>
@@ -15,9 +13,9 @@
 #include <string>
 #include <vector>
 
-namespace pw::i2p {
+class QPDF;
 
-class Spool;
+namespace pw::i2p {
 
 class PdfDocument {
 public:
@@ -31,7 +29,8 @@ public:
     PdfDocument(const PdfDocument &) = delete;
     PdfDocument &operator=(const PdfDocument &) = delete;
 
-    // Status as ApAddImage returns it; throws ApFailure for an unreadable file.
+    // Status as ApAddImage returns it; throws ApFailure for an unreadable file, and the
+    // document is then as it was before the call.
     int addFile(const std::string &path);
     // `colourClass` 0 black and white, 1 greyscale, 2 colour.
     void setRecompression(int colourClass, Filter filter) { recompression_[colourClass] = filter; }
@@ -42,19 +41,19 @@ private:
     int addImageFile(const std::string &path);
     int addPdfFile(const std::string &path);
     Filter wantedFor(int depth) const;
-    QPDFObjectHandle makeImage(const EncodedImage &img);
-    QPDFObjectHandle colourSpace(const ColourSpace &cs, int bpc);
-    QPDFObjectHandle makePage(const EncodedImage &img, double xdpi, double ydpi);
+    int writeImage(const EncodedImage &img);
+    std::string colourSpace(const ColourSpace &cs, int bpc);
+    void writePage(const EncodedImage &img, double xdpi, double ydpi);
+    void needVersion(const std::string &version);
 
     std::string target_;
     std::string temp_;
     bool finished_ = false;
-    std::shared_ptr<QPDF> pdf_;
-    std::vector<std::shared_ptr<QPDF>> sources_;
-    std::shared_ptr<Spool> spool_;
+    std::unique_ptr<PdfWriter> out_;
+    int pagesObject_ = 0;
+    std::vector<int> pages_;
     std::array<Filter, 3> recompression_{Filter::None, Filter::None, Filter::None};
-    std::map<std::string, QPDFObjectHandle> iccProfiles_;
-    int pageCount_ = 0;
+    std::map<std::string, int> iccProfiles_;
     std::string version_ = "1.4";
 };
 
