@@ -2,12 +2,8 @@
 
 #include "encoders.h"
 
-#include <qpdf/Pipeline.hh>
-#include <qpdf/QPDFExc.hh>
-#include <qpdf/QPDFLogger.hh>
-#include <qpdf/QPDFPageDocumentHelper.hh>
-#include <qpdf/QPDFPageObjectHelper.hh>
-#include <qpdf/QPDF.hh>
+#include "module_loader.h"
+#include "pdf_reading.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -15,8 +11,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <deque>
-#include <set>
 
 namespace pw::i2p {
 
@@ -39,14 +33,6 @@ std::string makeTempBeside(const std::string &target, const char *tag, int &fd) 
     std::string pattern = folderOf(target) + "/." + nameOf(target) + tag + "XXXXXX";
     fd = ::mkstemp(pattern.data());
     return fd >= 0 ? pattern : std::string();
-}
-
-std::shared_ptr<QPDFLogger> silentLogger() {
-    auto logger = QPDFLogger::create();
-    logger->setInfo(logger->discard());
-    logger->setWarn(logger->discard());
-    logger->setError(logger->discard());
-    return logger;
 }
 
 int iccComponents(const std::string &icc) {
@@ -98,123 +84,6 @@ const char *filterName(Filter f) {
 
 
 namespace {
-
-// Copies the pages of another PDF, and whatever they use, object by object into ours. qpdf
-// reads the source; every reference is renumbered into our file as it is met.
-class ForeignCopier {
-public:
-    ForeignCopier(PdfWriter &out, int parent) : out_(out), parent_(parent) {}
-
-    std::vector<int> copyPages(const std::vector<QPDFPageObjectHelper> &pages) {
-        std::vector<int> numbers;
-        // Pages first, so that links and annotations between them land on our copies.
-        for (const auto &page : pages) {
-            QPDFObjectHandle oh = page.getObjectHandle();
-            pages_.insert(oh.getObjGen());
-            numbers.push_back(numberOf(oh));
-        }
-        while (!queue_.empty()) {
-            auto [oh, number] = queue_.front();
-            queue_.pop_front();
-            writeObject(oh, number);
-        }
-        return numbers;
-    }
-
-private:
-    int numberOf(QPDFObjectHandle oh) {
-        const auto [it, fresh] = numbers_.emplace(oh.getObjGen(), 0);
-        if (fresh) {
-            it->second = out_.reserve();
-            queue_.emplace_back(oh, it->second);
-        }
-        return it->second;
-    }
-
-    void value(QPDFObjectHandle oh, std::string &text) {
-        if (oh.isIndirect()) {
-            text += std::to_string(numberOf(oh)) + " 0 R";
-            return;
-        }
-        if (oh.isArray()) {
-            text += '[';
-            for (auto &item : oh.getArrayAsVector()) {
-                value(item, text);
-                text += ' ';
-            }
-            text += ']';
-            return;
-        }
-        if (oh.isDictionary()) {
-            text += "<<";
-            entries(oh, text, {});
-            text += ">>";
-            return;
-        }
-        text += oh.unparse();
-    }
-
-    void entries(QPDFObjectHandle dict, std::string &text, const std::set<std::string> &skip) {
-        for (auto &[key, item] : dict.getDictAsMap()) {
-            if (skip.count(key) || item.isNull())
-                continue;
-            text += ' ' + QPDFObjectHandle::newName(key).unparse() + ' ';
-            value(item, text);
-        }
-    }
-
-    void writeObject(QPDFObjectHandle oh, int number) {
-        std::string text;
-        if (oh.isStream()) {
-            entries(oh.getDict(), text, {"/Length"});
-            const int length = out_.reserve();
-            out_.beginObject(number);
-            out_.write("<<" + text + " /Length " + std::to_string(length) + " 0 R >>\nstream\n");
-            Counter data(out_);
-            bool filtered = false;
-            if (!oh.pipeStreamData(&data, &filtered, 0, qpdf_dl_none, true))
-                throw invalidFormat("PDF: a stream cannot be read");
-            out_.write("\nendstream");
-            out_.endObject();
-            out_.beginObject(length);
-            out_.write(std::to_string(data.bytes()));
-            out_.endObject();
-            return;
-        }
-        if (pages_.count(oh.getObjGen())) {
-            text = "<<";
-            entries(oh, text, {"/Parent"});
-            text += " /Parent " + std::to_string(parent_) + " 0 R>>";
-        } else {
-            value(oh.isIndirect() ? oh.shallowCopy() : oh, text);
-        }
-        out_.beginObject(number);
-        out_.write(text);
-        out_.endObject();
-    }
-
-    // Stream data on its way into our file, counted for its /Length.
-    class Counter : public Pipeline {
-    public:
-        explicit Counter(PdfWriter &out) : Pipeline("pdf copy", nullptr), out_(out) {}
-        void write(unsigned char const *data, size_t len) override {
-            out_.write(data, len);
-            bytes_ += len;
-        }
-        void finish() override {}
-        size_t bytes() const { return bytes_; }
-
-    private:
-        PdfWriter &out_;
-        size_t bytes_ = 0;
-    };
-
-    PdfWriter &out_;
-    int parent_;
-    std::map<QPDFObjGen, int> numbers_;
-    std::deque<std::pair<QPDFObjectHandle, int>> queue_;
-    std::set<QPDFObjGen> pages_;
-};
 
 constexpr int kCatalog = 1;
 constexpr int kPages = 2;
@@ -287,9 +156,6 @@ int PdfDocument::addFile(const std::string &path) {
     } catch (const std::bad_alloc &) {
         rollback();
         throw outOfMemory();
-    } catch (const QPDFExc &e) {
-        rollback();
-        throw invalidFormat(std::string("PDF: ") + e.getMessageDetail());
     } catch (const std::exception &e) {
         rollback();
         throw invalidFormat(e.what());
@@ -321,27 +187,11 @@ int PdfDocument::addImageFile(const std::string &path) {
 }
 
 int PdfDocument::addPdfFile(const std::string &path) {
-    QPDF src;
-    src.setLogger(silentLogger());
-    src.setSuppressWarnings(true);
-    src.setAttemptRecovery(true);
-    try {
-        src.processFile(path.c_str());
-    } catch (const QPDFExc &e) {
-        if (e.getErrorCode() == qpdf_e_password)
-            throw invalidFormat("PDF: protected by a password: " + path);
-        throw invalidFormat("PDF: " + e.getMessageDetail());
-    }
-    QPDFPageDocumentHelper srcPages(src);
-    // Copied pages leave the source's page tree behind, and with it what they inherit.
-    srcPages.pushInheritedAttributesToPage();
-    const auto pages = srcPages.getAllPages();
-    if (pages.empty())
-        throw invalidFormat("PDF: no pages: " + path);
-    ForeignCopier copier(*out_, kPages);
-    for (int number : copier.copyPages(pages))
-        pages_.push_back(number);
-    needVersion(src.getPDFVersion());
+    static const auto copyPages =
+        reinterpret_cast<pdf::CopyPages>(moduleSymbol(pdf::kModule, pdf::kCopyPages));
+    if (!copyPages)
+        throw invalidFormat("PDF: the PDF reader is not installed");
+    copyPages(path, *out_, kPages, pages_, version_);
     return 0;
 }
 

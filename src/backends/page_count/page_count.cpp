@@ -1,12 +1,10 @@
 #include "page_count.h"
 
-#include <qpdf/QPDF.hh>
-#include <qpdf/QPDFLogger.hh>
-#include <qpdf/QPDFObjectHandle.hh>
-#include <qpdf/QPDFPageDocumentHelper.hh>
+#include "module_loader.h"
+#include "pdf_reading.h"
+
 #include <tiffio.h>
 
-#include <limits>
 #include <memory>
 
 namespace {
@@ -55,59 +53,8 @@ int32_t TiffPageCounter::GetPageCount(const std::string &utf8Path) const {
     return static_cast<int32_t>(count);
 }
 
-namespace {
-
-// The page tree's own /Count, when it is plausible enough to believe without reading a
-// single page object; -1 otherwise. The catalogue asks for every PDF of a scan, so the cheap
-// answer matters, but a forged or broken /Count (0, negative, absurdly large, or fewer than
-// the root's own kids) must not reach the grid.
-int64_t TrustworthyCount(QPDF &pdf) {
-    QPDFObjectHandle pages = pdf.getRoot().getKey("/Pages");
-    if (!pages.isDictionary())
-        return -1;
-    QPDFObjectHandle count = pages.getKey("/Count");
-    QPDFObjectHandle kids = pages.getKey("/Kids");
-    if (!count.isInteger() || !kids.isArray())
-        return -1;
-    const long long value = count.getIntValue();
-    if (value < 1 || value > std::numeric_limits<int32_t>::max())
-        return -1;
-    const int kidCount = kids.getArrayNItems();
-    if (kidCount < 1 || kidCount > value)
-        return -1;
-    return value;
-}
-
-int32_t CountPages(const std::string &path) {
-    QPDF pdf;
-    std::shared_ptr<QPDFLogger> logger = QPDFLogger::create();
-    logger->setInfo(logger->discard());
-    logger->setWarn(logger->discard());
-    logger->setError(logger->discard());
-    pdf.setLogger(logger);
-    pdf.setSuppressWarnings(true);
-    pdf.setAttemptRecovery(true);
-    pdf.processFile(path.c_str());
-
-    const int64_t trusted = TrustworthyCount(pdf);
-    if (trusted > 0)
-        return static_cast<int32_t>(trusted);
-    // Walking the tree loads every page object; qpdf repairs loops and missing /Type on the
-    // way, which is what a damaged file needs.
-    const size_t walked = QPDFPageDocumentHelper(pdf).getAllPages().size();
-    if (walked > static_cast<size_t>(std::numeric_limits<int32_t>::max()))
-        return 0;
-    return static_cast<int32_t>(walked);
-}
-
-} // namespace
-
 int32_t PdfPageCounter::GetPageCount(const std::string &utf8Path) const {
-    try {
-        return CountPages(utf8Path);
-    } catch (...) {
-        // qpdf reports unrecoverable damage, bad passwords and I/O failures by exceptions of
-        // several types; to the catalogue they are all the same "Error".
-        return 0;
-    }
+    static const auto count =
+        reinterpret_cast<pw::pdf::CountPages>(pw::moduleSymbol(pw::pdf::kModule, pw::pdf::kCountPages));
+    return count ? count(utf8Path) : 0;
 }

@@ -1,0 +1,35 @@
+#include "module_loader.h"
+
+#include <dlfcn.h>
+#include <unistd.h>
+
+#include <climits>
+#include <string>
+
+namespace pw {
+
+namespace {
+
+std::string programFolder() {
+    char exe[PATH_MAX];
+    const ssize_t n = ::readlink("/proc/self/exe", exe, sizeof exe - 1);
+    if (n <= 0)
+        return {};
+    const std::string path(exe, size_t(n));
+    return path.substr(0, path.rfind('/') + 1);
+}
+
+} // namespace
+
+void *moduleSymbol(const char *name, const char *symbol) {
+    for (const std::string &folder : {programFolder(), std::string(PW_MODULE_BUILD_DIR) + "/"}) {
+        if (folder.size() <= 1)
+            continue;
+        // Never unloaded: the libraries behind a module keep state for the rest of the process.
+        if (void *module = ::dlopen((folder + name).c_str(), RTLD_NOW | RTLD_LOCAL))
+            return ::dlsym(module, symbol);
+    }
+    return nullptr;
+}
+
+} // namespace pw

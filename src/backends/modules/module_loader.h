@@ -1,0 +1,13 @@
+#pragma once
+
+// Optional parts of the program live in modules loaded at their first use, so that a start
+// does not pay for libraries most runs never touch.
+
+namespace pw {
+
+// The address of `symbol` in the module file `name` ("pw_pdf_reading.so"), looked for beside
+// the running program (an installed copy) and then in the build's output folder. The module
+// stays loaded for the rest of the process. Null when neither has the module or the symbol.
+void *moduleSymbol(const char *name, const char *symbol);
+
+} // namespace pw

@@ -1,0 +1,238 @@
+#include "pdf_reading.h"
+
+#include "image_to_pdf.h"
+#include "page_image.h"
+#include "pdf_writer.h"
+
+#include <qpdf/Pipeline.hh>
+#include <qpdf/QPDF.hh>
+#include <qpdf/QPDFExc.hh>
+#include <qpdf/QPDFLogger.hh>
+#include <qpdf/QPDFObjectHandle.hh>
+#include <qpdf/QPDFPageDocumentHelper.hh>
+#include <qpdf/QPDFPageObjectHelper.hh>
+
+#include <deque>
+#include <limits>
+#include <map>
+#include <set>
+
+namespace {
+
+using pw::i2p::invalidFormat;
+using pw::i2p::PdfWriter;
+
+// Damaged files are the rule among the PDFs a user's disks hold; qpdf repairs what it can and
+// must not print about it.
+void openQuietly(QPDF &pdf, const std::string &path) {
+    auto logger = QPDFLogger::create();
+    logger->setInfo(logger->discard());
+    logger->setWarn(logger->discard());
+    logger->setError(logger->discard());
+    pdf.setLogger(logger);
+    pdf.setSuppressWarnings(true);
+    pdf.setAttemptRecovery(true);
+    pdf.processFile(path.c_str());
+}
+
+// The page tree's own /Count, when it is plausible enough to believe without reading a
+// single page object; -1 otherwise. The catalogue asks for every PDF of a scan, so the cheap
+// answer matters, but a forged or broken /Count (0, negative, absurdly large, or fewer than
+// the root's own kids) must not reach the grid.
+int64_t TrustworthyCount(QPDF &pdf) {
+    QPDFObjectHandle pages = pdf.getRoot().getKey("/Pages");
+    if (!pages.isDictionary())
+        return -1;
+    QPDFObjectHandle count = pages.getKey("/Count");
+    QPDFObjectHandle kids = pages.getKey("/Kids");
+    if (!count.isInteger() || !kids.isArray())
+        return -1;
+    const long long value = count.getIntValue();
+    if (value < 1 || value > std::numeric_limits<int32_t>::max())
+        return -1;
+    const int kidCount = kids.getArrayNItems();
+    if (kidCount < 1 || kidCount > value)
+        return -1;
+    return value;
+}
+
+int32_t CountPages(const std::string &path) {
+    QPDF pdf;
+    openQuietly(pdf, path);
+
+    const int64_t trusted = TrustworthyCount(pdf);
+    if (trusted > 0)
+        return static_cast<int32_t>(trusted);
+    // Walking the tree loads every page object; qpdf repairs loops and missing /Type on the
+    // way, which is what a damaged file needs.
+    const size_t walked = QPDFPageDocumentHelper(pdf).getAllPages().size();
+    if (walked > static_cast<size_t>(std::numeric_limits<int32_t>::max()))
+        return 0;
+    return static_cast<int32_t>(walked);
+}
+
+// Copies the pages of another PDF, and whatever they use, object by object into ours. qpdf
+// reads the source; every reference is renumbered into our file as it is met.
+class ForeignCopier {
+public:
+    ForeignCopier(PdfWriter &out, int parent) : out_(out), parent_(parent) {}
+
+    std::vector<int> copyPages(const std::vector<QPDFPageObjectHelper> &pages) {
+        std::vector<int> numbers;
+        // Pages first, so that links and annotations between them land on our copies.
+        for (const auto &page : pages) {
+            QPDFObjectHandle oh = page.getObjectHandle();
+            pages_.insert(oh.getObjGen());
+            numbers.push_back(numberOf(oh));
+        }
+        while (!queue_.empty()) {
+            auto [oh, number] = queue_.front();
+            queue_.pop_front();
+            writeObject(oh, number);
+        }
+        return numbers;
+    }
+
+private:
+    int numberOf(QPDFObjectHandle oh) {
+        const auto [it, fresh] = numbers_.emplace(oh.getObjGen(), 0);
+        if (fresh) {
+            it->second = out_.reserve();
+            queue_.emplace_back(oh, it->second);
+        }
+        return it->second;
+    }
+
+    void value(QPDFObjectHandle oh, std::string &text) {
+        if (oh.isIndirect()) {
+            text += std::to_string(numberOf(oh)) + " 0 R";
+            return;
+        }
+        if (oh.isArray()) {
+            text += '[';
+            for (auto &item : oh.getArrayAsVector()) {
+                value(item, text);
+                text += ' ';
+            }
+            text += ']';
+            return;
+        }
+        if (oh.isDictionary()) {
+            text += "<<";
+            entries(oh, text, {});
+            text += ">>";
+            return;
+        }
+        text += oh.unparse();
+    }
+
+    void entries(QPDFObjectHandle dict, std::string &text, const std::set<std::string> &skip) {
+        for (auto &[key, item] : dict.getDictAsMap()) {
+            if (skip.count(key) || item.isNull())
+                continue;
+            text += ' ' + QPDFObjectHandle::newName(key).unparse() + ' ';
+            value(item, text);
+        }
+    }
+
+    void writeObject(QPDFObjectHandle oh, int number) {
+        std::string text;
+        if (oh.isStream()) {
+            entries(oh.getDict(), text, {"/Length"});
+            const int length = out_.reserve();
+            out_.beginObject(number);
+            out_.write("<<" + text + " /Length " + std::to_string(length) + " 0 R >>\nstream\n");
+            Counter data(out_);
+            bool filtered = false;
+            if (!oh.pipeStreamData(&data, &filtered, 0, qpdf_dl_none, true))
+                throw invalidFormat("PDF: a stream cannot be read");
+            out_.write("\nendstream");
+            out_.endObject();
+            out_.beginObject(length);
+            out_.write(std::to_string(data.bytes()));
+            out_.endObject();
+            return;
+        }
+        if (pages_.count(oh.getObjGen())) {
+            text = "<<";
+            entries(oh, text, {"/Parent"});
+            text += " /Parent " + std::to_string(parent_) + " 0 R>>";
+        } else {
+            value(oh.isIndirect() ? oh.shallowCopy() : oh, text);
+        }
+        out_.beginObject(number);
+        out_.write(text);
+        out_.endObject();
+    }
+
+    // Stream data on its way into our file, counted for its /Length.
+    class Counter : public Pipeline {
+    public:
+        explicit Counter(PdfWriter &out) : Pipeline("pdf copy", nullptr), out_(out) {}
+        void write(unsigned char const *data, size_t len) override {
+            out_.write(data, len);
+            bytes_ += len;
+        }
+        void finish() override {}
+        size_t bytes() const { return bytes_; }
+
+    private:
+        PdfWriter &out_;
+        size_t bytes_ = 0;
+    };
+
+    PdfWriter &out_;
+    int parent_;
+    std::map<QPDFObjGen, int> numbers_;
+    std::deque<std::pair<QPDFObjectHandle, int>> queue_;
+    std::set<QPDFObjGen> pages_;
+};
+
+void copyPages(const std::string &path, PdfWriter &out, int parent, std::vector<int> &numbers,
+               std::string &version) {
+    QPDF src;
+    try {
+        openQuietly(src, path);
+    } catch (const QPDFExc &e) {
+        if (e.getErrorCode() == qpdf_e_password)
+            throw invalidFormat("PDF: protected by a password: " + path);
+        throw;
+    }
+    QPDFPageDocumentHelper srcPages(src);
+    // Copied pages leave the source's page tree behind, and with it what they inherit.
+    srcPages.pushInheritedAttributesToPage();
+    const auto pages = srcPages.getAllPages();
+    if (pages.empty())
+        throw invalidFormat("PDF: no pages: " + path);
+    ForeignCopier copier(out, parent);
+    for (int number : copier.copyPages(pages))
+        numbers.push_back(number);
+    version = std::max(version, src.getPDFVersion());
+}
+
+} // namespace
+
+extern "C" int32_t pw_pdf_count_pages(const std::string &path) {
+    try {
+        return CountPages(path);
+    } catch (...) {
+        // qpdf reports unrecoverable damage, bad passwords and I/O failures by exceptions of
+        // several types; to the catalogue they are all the same "Error".
+        return 0;
+    }
+}
+
+extern "C" void pw_pdf_copy_pages(const std::string &path, PdfWriter &out, int parent,
+                                  std::vector<int> &pages, std::string &version) {
+    try {
+        copyPages(path, out, parent, pages, version);
+    } catch (const ApFailure &) {
+        throw;
+    } catch (const std::bad_alloc &) {
+        throw pw::i2p::outOfMemory();
+    } catch (const QPDFExc &e) {
+        throw invalidFormat("PDF: " + e.getMessageDetail());
+    } catch (const std::exception &e) {
+        throw invalidFormat(std::string("PDF: ") + e.what());
+    }
+}
