@@ -301,9 +301,13 @@ std::vector<uint8_t> deflateInPieces(const uint8_t *data, size_t size, int level
                                      size_t pieceBytes) {
     const size_t count = std::clamp<size_t>(size / std::max<size_t>(pieceBytes, 1), 1, 64);
     std::vector<Piece> parts(count);
+    // Every piece but the last is also searched for its final block, about an eighth of its
+    // deflate time, so those pieces get an eighth less data and all finish together.
+    const size_t units = 7 * (count - 1) + 8;
+    auto boundary = [&](size_t i) { return i == count ? size : size / units * 7 * i; };
     for (size_t i = 0; i < count; ++i) {
-        parts[i].data = data + size * i / count;
-        parts[i].size = size * (i + 1) / count - size * i / count;
+        parts[i].data = data + boundary(i);
+        parts[i].size = boundary(i + 1) - boundary(i);
     }
     runPieces(parts, level);
     const bool joinable = std::all_of(parts.begin(), parts.end() - 1,

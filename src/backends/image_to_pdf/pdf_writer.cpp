@@ -159,7 +159,11 @@ void PdfWriter::copyRanges(const FileRanges &data) {
     }
 }
 
-PdfWriter::Mark PdfWriter::mark() { return {offset(), offsets_.size()}; }
+PdfWriter::Mark PdfWriter::mark() {
+    // Bytes still buffered belong before the mark; a rollback must not drop them.
+    flush();
+    return {offset_, offsets_.size()};
+}
 
 void PdfWriter::rollback(const Mark &m) {
     buffer_.clear();

@@ -9,6 +9,8 @@
 #include <bit>
 #include <cstring>
 #include <fstream>
+#include <optional>
+#include <thread>
 
 namespace pw::i2p {
 
@@ -334,15 +336,68 @@ private:
         uint32_t rps = height_;
         TIFFGetFieldDefaulted(t_, TIFFTAG_ROWSPERSTRIP, &rps);
         rps = std::clamp<uint32_t>(rps, 1, height_);
-        const uint32_t perPlane = (height_ + rps - 1) / rps;
-        for (uint32_t s = 0; s < perPlane; ++s) {
-            const uint32_t rows = std::min(rps, height_ - s * rps);
-            if (TIFFReadEncodedStrip(t_, plane * perPlane + s,
-                                     out.data() + size_t(s) * rps * rowBytes,
-                                     tmsize_t(rows * rowBytes)) < 0)
+        const Strips strips{plane, (height_ + rps - 1) / rps, rps, rowBytes, out.data()};
+        std::optional<TiffHandle> second;
+        if (out.size() >= kParallelDecodeBytes && strips.perPlane >= 2)
+            second = secondHandle();
+        if (!second) {
+            if (!readStrips(t_, strips, 0, strips.perPlane))
                 fail("unreadable strip");
+            return out;
         }
+        // Strips decode independently: the second half is decoded on its own handle while
+        // this one decodes the first.
+        const uint32_t half = strips.perPlane / 2;
+        bool tailRead = false;
+        std::jthread tail([&] { tailRead = readStrips(second->get(), strips, half, strips.perPlane); });
+        const bool headRead = readStrips(t_, strips, 0, half);
+        tail.join();
+        if (!tailRead && h_.messages->firstError.empty())
+            h_.messages->firstError = second->messages->firstError;
+        if (!headRead || !tailRead)
+            fail("unreadable strip");
         return out;
+    }
+
+    static constexpr size_t kParallelDecodeBytes = size_t(2) << 20;
+
+    struct Strips {
+        uint16_t plane;
+        uint32_t perPlane;
+        uint32_t rowsPerStrip;
+        size_t rowBytes;
+        uint8_t *out;
+    };
+
+    bool readStrips(TIFF *t, const Strips &s, uint32_t first, uint32_t end) const {
+        for (uint32_t i = first; i < end; ++i) {
+            const uint32_t rows = std::min(s.rowsPerStrip, height_ - i * s.rowsPerStrip);
+            if (TIFFReadEncodedStrip(t, s.plane * s.perPlane + i,
+                                     s.out + size_t(i) * s.rowsPerStrip * s.rowBytes,
+                                     tmsize_t(rows * s.rowBytes)) < 0)
+                return false;
+        }
+        return true;
+    }
+
+    // A second handle on this page, for the codecs that need nothing set on a handle beyond
+    // what the file says (JPEG-in-TIFF does); none on a single core.
+    std::optional<TiffHandle> secondHandle() const {
+        const bool plainCodec = compression_ == COMPRESSION_LZW ||
+                                compression_ == COMPRESSION_ADOBE_DEFLATE ||
+                                compression_ == COMPRESSION_DEFLATE ||
+                                compression_ == COMPRESSION_PACKBITS;
+        if (!plainCodec || std::thread::hardware_concurrency() < 2)
+            return std::nullopt;
+        TiffHandle h = openTiff(path_, "r");
+        if (!h.get() || !TIFFSetDirectory(h.get(), TIFFCurrentDirectory(t_)))
+            return std::nullopt;
+        uint32_t width = 0, height = 0;
+        TIFFGetField(h.get(), TIFFTAG_IMAGEWIDTH, &width);
+        TIFFGetField(h.get(), TIFFTAG_IMAGELENGTH, &height);
+        if (width != width_ || height != height_)
+            return std::nullopt;
+        return h;
     }
 
     Raster decodeDirect() {

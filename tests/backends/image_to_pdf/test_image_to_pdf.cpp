@@ -7,6 +7,9 @@
 #include "sandbox.h"
 
 #include <gtest/gtest.h>
+#include <qpdf/QPDF.hh>
+#include <qpdf/QPDFPageDocumentHelper.hh>
+#include <qpdf/QPDFWriter.hh>
 #include <tiffio.h>
 
 #include <QBuffer>
@@ -14,7 +17,10 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <cstring>
 #include <functional>
+#include <map>
+#include <set>
 
 #include <unistd.h>
 
@@ -372,6 +378,84 @@ TEST(Pages, MergeOfImagesAndPdfsKeepsOrder) {
     EXPECT_TRUE(qpdfChecks(merged));
 }
 
+// A 3-page PDF as other programs write them: the page size inherited from the page tree, one
+// form drawn on every page with a colour of its own, and a link on the first page to the last.
+QString linkedPdf(SandboxDir &box) {
+    QPDF pdf;
+    pdf.emptyPDF();
+    auto form = QPDFObjectHandle::newStream(&pdf, "0 0 50 50 re f\n");
+    form.getDict().replaceKey("/Type", QPDFObjectHandle::newName("/XObject"));
+    form.getDict().replaceKey("/Subtype", QPDFObjectHandle::newName("/Form"));
+    form.getDict().replaceKey("/BBox", QPDFObjectHandle::parse("[0 0 50 50]"));
+    auto pagesNode = pdf.getRoot().getKey("/Pages");
+    pagesNode.replaceKey("/MediaBox", QPDFObjectHandle::parse("[0 0 200 120]"));
+    std::vector<QPDFObjectHandle> pages;
+    const char *colours[] = {"1 0 0", "0 1 0", "0 0 1"};
+    for (const char *rgb : colours) {
+        auto resources = QPDFObjectHandle::newDictionary();
+        resources.replaceKey("/XObject", QPDFObjectHandle::newDictionary());
+        resources.getKey("/XObject").replaceKey("/F", form);
+        auto page = pdf.makeIndirectObject(QPDFObjectHandle::parse("<< /Type /Page >>"));
+        page.replaceKey("/Parent", pagesNode);
+        page.replaceKey("/Resources", resources);
+        page.replaceKey("/Contents", QPDFObjectHandle::newStream(
+                                         &pdf, std::string(rgb) + " rg q 1 0 0 1 20 20 cm /F Do Q\n"));
+        pages.push_back(page);
+    }
+    auto kids = QPDFObjectHandle::newArray();
+    for (auto &page : pages)
+        kids.appendItem(page);
+    pagesNode.replaceKey("/Kids", kids);
+    pagesNode.replaceKey("/Count", QPDFObjectHandle::newInteger(3));
+    auto link = QPDFObjectHandle::parse("<< /Type /Annot /Subtype /Link /Rect [0 0 50 50] >>");
+    auto dest = QPDFObjectHandle::newArray();
+    dest.appendItem(pages[2]);
+    dest.appendItem(QPDFObjectHandle::newName("/Fit"));
+    link.replaceKey("/Dest", dest);
+    auto annots = QPDFObjectHandle::newArray();
+    annots.appendItem(pdf.makeIndirectObject(link));
+    pages[0].replaceKey("/Annots", annots);
+    const QString path = box.filePath("linked.pdf");
+    QPDFWriter writer(pdf, s(path).c_str());
+    writer.write();
+    return path;
+}
+
+TEST(Pages, PdfPagesAreCopiedWithWhatTheyUse) {
+    SandboxDir box;
+    const QString source = linkedPdf(box);
+    const QString merged = box.filePath("merged.pdf");
+    ASSERT_EQ(convertFiles({savedImage(box, "one.png", colourPattern(30, 20), "PNG"), source},
+                           merged),
+              0);
+    ASSERT_TRUE(qpdfChecks(merged));
+    QPDF out;
+    out.processFile(s(merged).c_str());
+    auto pages = QPDFPageDocumentHelper(out).getAllPages();
+    ASSERT_EQ(pages.size(), 4u);
+    std::set<QPDFObjGen> forms;
+    for (size_t i = 1; i < 4; ++i) {
+        SCOPED_TRACE(i);
+        auto page = pages[i].getObjectHandle();
+        // What the page inherited travels with it, drawn exactly as in the source.
+        EXPECT_EQ(page.getKey("/MediaBox").unparseResolved(), "[ 0 0 200 120 ]");
+        EXPECT_EQ(renderPage(merged, int(i)), renderPage(source, int(i) - 1));
+        forms.insert(page.getKey("/Resources").getKey("/XObject").getKey("/F").getObjGen());
+    }
+    EXPECT_EQ(forms.size(), 1u) << "a resource shared by the pages is written once";
+    // The link leads to the copy of the last page, not to a stray copy of the source's.
+    auto dest = pages[1].getObjectHandle().getKey("/Annots").getArrayItem(0).getKey("/Dest");
+    EXPECT_EQ(dest.getArrayItem(0).getObjGen(), pages[3].getObjectHandle().getObjGen());
+    // Nothing of the source's page tree came along.
+    std::map<std::string, int> types;
+    for (auto &object : out.getAllObjects())
+        if (object.isDictionary() && object.getKey("/Type").isName())
+            ++types[object.getKey("/Type").getName()];
+    EXPECT_EQ(types["/Page"], 4);
+    EXPECT_EQ(types["/Pages"], 1);
+    EXPECT_EQ(types["/Catalog"], 1);
+}
+
 // --- Recompression --------------------------------------------------------------------------
 
 struct RecompressionCase {
@@ -665,6 +749,49 @@ TEST(Lifecycle, DeterministicOutputIsByteStable) {
     ASSERT_EQ(convertFiles({png, tif}, box.filePath("b.pdf")), 0);
     ApSetDeterministic(false);
     EXPECT_EQ(fileBytes(box.filePath("a.pdf")), fileBytes(box.filePath("b.pdf")));
+}
+
+// Pages of several megabytes decode their strips on two handles at once; both halves must
+// land where they belong, and damage in either half must fail the page cleanly.
+TEST(LargePages, StripsDecodedSideBySideKeepEveryRow) {
+    SandboxDir box;
+    TiffLayout layout = grey(8, PHOTOMETRIC_MINISBLACK, COMPRESSION_LZW);
+    layout.width = 1800;
+    layout.height = 1300; // 2.3 MB decoded
+    layout.rowsPerStrip = 8;
+    layout.predictor = 2;
+    QImage expected;
+    const QString in = tiff(box, "big.tif", layout, &expected);
+    const QString pdf = box.filePath("big.pdf");
+    ASSERT_EQ(convertFiles({in}, pdf), 0);
+    QPDF out;
+    out.processFile(s(pdf).c_str());
+    auto page = QPDFPageDocumentHelper(out).getAllPages().at(0);
+    const auto data = page.getImages().begin()->second.getStreamData(qpdf_dl_generalized);
+    const QImage grey = expected.convertToFormat(QImage::Format_Grayscale8);
+    ASSERT_EQ(data->getSize(), size_t(layout.width) * layout.height);
+    for (int y = 0; y < layout.height; ++y)
+        ASSERT_EQ(std::memcmp(data->getBuffer() + size_t(y) * layout.width, grey.constScanLine(y),
+                              size_t(layout.width)),
+                  0)
+            << "row " << y;
+
+    QFile file(in);
+    ASSERT_TRUE(file.open(QIODevice::ReadWrite));
+    for (double at : {0.25, 0.75}) {
+        SCOPED_TRACE(at);
+        const QByteArray original = fileBytes(in);
+        // Codes past the end of the LZW table, in the first half of the strips or the second.
+        QByteArray damaged = original;
+        damaged.replace(int(damaged.size() * at), 64, QByteArray(64, '\xFF'));
+        ASSERT_TRUE(file.seek(0) && file.write(damaged) == damaged.size() && file.flush());
+        const int32_t h = ApCreate(s(box.filePath("damaged.pdf")));
+        StderrCapture capture;
+        EXPECT_THROW(ApAddImage(h, s(in)), ApFailure);
+        EXPECT_EQ(capture.text(), "");
+        EXPECT_EQ(ApClose(h), -2);
+        ASSERT_TRUE(file.seek(0) && file.write(original) == original.size() && file.flush());
+    }
 }
 
 } // namespace
