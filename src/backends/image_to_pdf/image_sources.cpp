@@ -3,9 +3,12 @@
 
 #include "page_image.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <fstream>
 
@@ -31,13 +34,25 @@ struct stat checkedStat(const std::string &path) {
     return st;
 }
 
-std::string head(const std::string &path, size_t n) {
-    std::ifstream f(path, std::ios::binary);
-    if (!f)
+// Enough for every magic number looked at, the PCD one at 2048 included.
+constexpr size_t kHeadBytes = 2048 + 16;
+
+std::string head(const std::string &path) {
+    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
         throw ApFailure(75, "Path/File access error: cannot open " + path);
-    std::string data(n, '\0');
-    f.read(data.data(), std::streamsize(n));
-    data.resize(size_t(f.gcount()));
+    std::string data(kHeadBytes, '\0');
+    size_t got = 0;
+    while (got < data.size()) {
+        const ssize_t n = ::read(fd, data.data() + got, data.size() - got);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            break;
+        got += size_t(n);
+    }
+    ::close(fd);
+    data.resize(got);
     return data;
 }
 
@@ -144,17 +159,21 @@ FileRanges wholeFileRanges(const std::string &path, uint64_t offset, uint64_t le
     return r;
 }
 
-bool isPdfFile(const std::string &path) {
+FileHead::FileHead(const std::string &file) : path(file) {
     checkedStat(path);
-    std::string format;
-    return detect(head(path, 1024), path, format) == Kind::Pdf;
+    bytes = head(path);
 }
 
-ReadOutcome readImageFile(const std::string &path, const PageSink &sink, bool firstOnly) {
-    checkedStat(path);
+bool FileHead::isPdf() const {
+    std::string format;
+    return detect(bytes.substr(0, 1024), path, format) == Kind::Pdf;
+}
+
+ReadOutcome readImageFile(const FileHead &file, const PageSink &sink, bool firstOnly) {
+    const std::string &path = file.path;
     std::string format;
     try {
-        switch (detect(head(path, 2048 + 16), path, format)) {
+        switch (detect(file.bytes, path, format)) {
         case Kind::Tiff:
             return readTiff(path, sink, firstOnly);
         case Kind::Jpeg:

@@ -103,11 +103,12 @@ int32_t ApGetFunction(int32_t, int32_t code, int32_t, int32_t, const std::string
     if (code != kBitsPerPixel)
         return -2;
     try {
-        if (pw::i2p::isPdfFile(text))
+        const pw::i2p::FileHead file(text);
+        if (file.isPdf())
             return 0;
         int32_t depth = -321;
         pw::i2p::readImageFile(
-            text, [&](pw::i2p::PageSource &page) { depth = page.depth(); }, true);
+            file, [&](pw::i2p::PageSource &page) { depth = page.depth(); }, true);
         return depth;
     } catch (const ApFailure &f) {
         return -std::abs(f.number);

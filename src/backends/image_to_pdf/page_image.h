@@ -115,12 +115,20 @@ using PageSink = std::function<void(PageSource &)>;
 
 enum class ReadOutcome { Complete, Partial };
 
+// The first bytes of a file, read once for every decision taken on them: PDF or image, and
+// which reader. Throws ApFailure for a path that is no readable, non-empty regular file.
+struct FileHead {
+    explicit FileHead(const std::string &path);
+    bool isPdf() const;
+
+    std::string path;
+    std::string bytes;
+};
+
 // Feeds every page of an image file to `sink`, in order. Throws ApFailure when the file gives
 // no page at all; returns Partial when a later page could not be read (earlier ones stand).
 // With `firstOnly` it stops after the first page.
-ReadOutcome readImageFile(const std::string &path, const PageSink &sink, bool firstOnly = false);
-
-bool isPdfFile(const std::string &path);
+ReadOutcome readImageFile(const FileHead &file, const PageSink &sink, bool firstOnly = false);
 
 // The classic failures.
 ApFailure invalidFormat(const std::string &cause);

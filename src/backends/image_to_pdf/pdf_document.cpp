@@ -149,7 +149,8 @@ int PdfDocument::addFile(const std::string &path) {
         std::erase_if(iccProfiles_, [&](const auto &e) { return size_t(e.second) > mark.objects; });
     };
     try {
-        return isPdfFile(path) ? addPdfFile(path) : addImageFile(path);
+        const FileHead file(path);
+        return file.isPdf() ? addPdfFile(path) : addImageFile(file);
     } catch (const ApFailure &) {
         rollback();
         throw;
@@ -162,9 +163,9 @@ int PdfDocument::addFile(const std::string &path) {
     }
 }
 
-int PdfDocument::addImageFile(const std::string &path) {
+int PdfDocument::addImageFile(const FileHead &file) {
     bool fellBack = false;
-    const ReadOutcome outcome = readImageFile(path, [&](PageSource &page) {
+    const ReadOutcome outcome = readImageFile(file, [&](PageSource &page) {
         const Filter wanted = wantedFor(page.depth());
         std::optional<EncodedImage> img = page.asIs(wanted);
         if (!img) {

@@ -38,7 +38,7 @@ public:
     int close(bool deterministic);
 
 private:
-    int addImageFile(const std::string &path);
+    int addImageFile(const FileHead &file);
     int addPdfFile(const std::string &path);
     Filter wantedFor(int depth) const;
     int writeImage(const EncodedImage &img);

@@ -5,6 +5,8 @@
 #include "page_image.h"
 #include "tiff_handle.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <bit>
 #include <cstring>
@@ -159,8 +161,8 @@ private:
 
     int64_t fileSize() const {
         if (fileSize_ < 0) {
-            std::ifstream f(path_, std::ios::binary | std::ios::ate);
-            fileSize_ = f ? int64_t(f.tellg()) : 0;
+            struct stat st {};
+            fileSize_ = ::stat(path_.c_str(), &st) == 0 ? int64_t(st.st_size) : 0;
         }
         return fileSize_;
     }
