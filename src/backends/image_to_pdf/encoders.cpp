@@ -23,7 +23,8 @@ constexpr int kDeflateLevel = 5;
 
 } // namespace
 
-std::vector<uint8_t> deflateBytes(const uint8_t *data, size_t size) {
+std::vector<uint8_t> deflateBytes(const uint8_t *data, size_t size)
+{
     return deflateInPieces(data, size, kDeflateLevel);
 }
 
@@ -32,7 +33,8 @@ namespace {
 class BitWriter {
 public:
     explicit BitWriter(std::vector<uint8_t> &out) : out_(out) {}
-    void put(unsigned code, int width) {
+    void put(unsigned code, int width)
+    {
         acc_ = (acc_ << width) | code;
         bits_ += width;
         while (bits_ >= 8) {
@@ -41,7 +43,8 @@ public:
         }
         acc_ &= (1u << bits_) - 1;
     }
-    void flush() {
+    void flush()
+    {
         if (bits_ > 0)
             out_.push_back(uint8_t(acc_ << (8 - bits_)));
         bits_ = 0;
@@ -56,7 +59,8 @@ private:
 
 } // namespace
 
-std::vector<uint8_t> lzwEncode(const uint8_t *data, size_t size) {
+std::vector<uint8_t> lzwEncode(const uint8_t *data, size_t size)
+{
     constexpr unsigned kClear = 256, kEod = 257, kFirst = 258, kMaxCode = 4094;
     // Open-addressing table keyed by (prefix code, next byte).
     constexpr size_t kTableSize = 1 << 14;
@@ -107,7 +111,8 @@ std::vector<uint8_t> lzwEncode(const uint8_t *data, size_t size) {
     return out;
 }
 
-std::vector<uint8_t> runLengthEncode(const uint8_t *data, size_t size) {
+std::vector<uint8_t> runLengthEncode(const uint8_t *data, size_t size)
+{
     std::vector<uint8_t> out;
     out.reserve(size + size / 128 + 2);
     size_t i = 0;
@@ -133,7 +138,8 @@ std::vector<uint8_t> runLengthEncode(const uint8_t *data, size_t size) {
     return out;
 }
 
-bool packBitsToRunLength(std::vector<uint8_t> &data, size_t expected) {
+bool packBitsToRunLength(std::vector<uint8_t> &data, size_t expected)
+{
     size_t produced = 0;
     size_t i = 0;
     while (i < data.size() && produced < expected) {
@@ -157,7 +163,8 @@ bool packBitsToRunLength(std::vector<uint8_t> &data, size_t expected) {
 
 namespace {
 
-inline uint8_t paeth(int a, int b, int c) {
+inline uint8_t paeth(int a, int b, int c)
+{
     const int p = a + b - c;
     const int pa = std::abs(p - a), pb = std::abs(p - b), pc = std::abs(p - c);
     if (pa <= pb && pa <= pc)
@@ -167,7 +174,8 @@ inline uint8_t paeth(int a, int b, int c) {
 
 // PNG Paeth prediction on every row (Predictor 15 tells the reader each row has its tag).
 std::vector<uint8_t> paethRows(const std::vector<uint8_t> &pix, size_t rowBytes, int height,
-                               int bytesPerPixel) {
+                               int bytesPerPixel)
+{
     std::vector<uint8_t> out(size_t(height) * (rowBytes + 1));
     const uint8_t *prev = nullptr;
     for (int y = 0; y < height; ++y) {
@@ -188,8 +196,8 @@ std::vector<uint8_t> paethRows(const std::vector<uint8_t> &pix, size_t rowBytes,
 // Photographs shrink with row prediction; scanned text and line art usually grow with it and
 // cost the prediction pass for nothing. A band from the middle of the page, deflated both
 // ways at the fastest level, decides.
-bool predictionPays(const std::vector<uint8_t> &pix, size_t rowBytes, int height,
-                    int bytesPerPixel) {
+bool predictionPays(const std::vector<uint8_t> &pix, size_t rowBytes, int height, int bytesPerPixel)
+{
     const int bandRows = std::min(height, 64);
     const size_t start = size_t(height - bandRows) / 2 * rowBytes;
     const std::vector<uint8_t> band(pix.begin() + std::ptrdiff_t(start),
@@ -202,13 +210,14 @@ bool predictionPays(const std::vector<uint8_t> &pix, size_t rowBytes, int height
     std::vector<uint8_t> out(libdeflate_zlib_compress_bound(fast.get(), predicted.size()));
     const size_t plain =
         libdeflate_zlib_compress(fast.get(), band.data(), band.size(), out.data(), out.size());
-    const size_t withPrediction = libdeflate_zlib_compress(fast.get(), predicted.data(),
-                                                           predicted.size(), out.data(), out.size());
+    const size_t withPrediction = libdeflate_zlib_compress(
+        fast.get(), predicted.data(), predicted.size(), out.data(), out.size());
     return withPrediction < plain;
 }
 
 void encodeBytes(EncodedImage &img, const std::vector<uint8_t> &pix, size_t rowBytes,
-                 int components, Filter filter) {
+                 int components, Filter filter)
+{
     switch (filter) {
     case Filter::Lzw:
         img.filter = Filter::Lzw;
@@ -238,7 +247,8 @@ void encodeBytes(EncodedImage &img, const std::vector<uint8_t> &pix, size_t rowB
 }
 
 // Widens a raster to 8-bit grey, RGB or CMYK with the inversion applied, as DCT needs it.
-Raster toEightBit(const Raster &r) {
+Raster toEightBit(const Raster &r)
+{
     Raster out;
     out.width = r.width;
     out.height = r.height;
@@ -287,7 +297,8 @@ Raster toEightBit(const Raster &r) {
     return out;
 }
 
-std::unique_ptr<EncodedImage> encodeAlpha(const Raster &r) {
+std::unique_ptr<EncodedImage> encodeAlpha(const Raster &r)
+{
     auto mask = std::make_unique<EncodedImage>();
     mask->width = r.width;
     mask->height = r.height;
@@ -303,7 +314,8 @@ std::unique_ptr<EncodedImage> encodeAlpha(const Raster &r) {
 
 } // namespace
 
-EncodedImage encodeRaster(Raster r, Filter wanted, bool &fellBack) {
+EncodedImage encodeRaster(Raster r, Filter wanted, bool &fellBack)
+{
     fellBack = false;
     EncodedImage img;
     img.width = r.width;

@@ -14,16 +14,21 @@
 
 namespace pw::i2p {
 
-ApFailure invalidFormat(const std::string &cause) {
+ApFailure invalidFormat(const std::string &cause)
+{
     return ApFailure(321, "Invalid file format: " + cause);
 }
 
-ApFailure outOfMemory() { return ApFailure(7, "Out of memory"); }
+ApFailure outOfMemory()
+{
+    return ApFailure(7, "Out of memory");
+}
 
 namespace {
 
 // Throws the classic failure for a path that is no readable regular file.
-struct stat checkedStat(const std::string &path) {
+struct stat checkedStat(const std::string &path)
+{
     struct stat st {};
     if (::stat(path.c_str(), &st) != 0)
         throw ApFailure(53, "File not found: " + path);
@@ -37,7 +42,8 @@ struct stat checkedStat(const std::string &path) {
 // Enough for every magic number looked at, the PCD one at 2048 included.
 constexpr size_t kHeadBytes = 2048 + 16;
 
-std::string head(const std::string &path) {
+std::string head(const std::string &path)
+{
     const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0)
         throw ApFailure(75, "Path/File access error: cannot open " + path);
@@ -56,11 +62,13 @@ std::string head(const std::string &path) {
     return data;
 }
 
-bool startsWith(const std::string &s, const char *magic, size_t n, size_t at = 0) {
+bool startsWith(const std::string &s, const char *magic, size_t n, size_t at = 0)
+{
     return s.size() >= at + n && std::memcmp(s.data() + at, magic, n) == 0;
 }
 
-std::string lowerExtension(const std::string &path) {
+std::string lowerExtension(const std::string &path)
+{
     const auto slash = path.find_last_of('/');
     const auto dot = path.find_last_of('.');
     if (dot == std::string::npos || (slash != std::string::npos && dot < slash))
@@ -72,7 +80,8 @@ std::string lowerExtension(const std::string &path) {
 }
 
 // TGA has no magic number; its header fields have to look sane instead.
-bool plausibleTga(const std::string &h) {
+bool plausibleTga(const std::string &h)
+{
     if (h.size() < 18)
         return false;
     const auto u = [&](size_t i) { return uint8_t(h[i]); };
@@ -86,7 +95,8 @@ bool plausibleTga(const std::string &h) {
 
 enum class Kind { Tiff, Jpeg, Png, Gif, Jp2, J2k, Pdf, Magick, Unknown };
 
-Kind detect(const std::string &h, const std::string &path, std::string &magickFormat) {
+Kind detect(const std::string &h, const std::string &path, std::string &magickFormat)
+{
     if (startsWith(h, "II*\0", 4) || startsWith(h, "MM\0*", 4) || startsWith(h, "II+\0", 4) ||
         startsWith(h, "MM\0+", 4))
         return Kind::Tiff;
@@ -134,7 +144,8 @@ Kind detect(const std::string &h, const std::string &path, std::string &magickFo
 
 } // namespace
 
-std::vector<uint8_t> readWholeFile(const std::string &path) {
+std::vector<uint8_t> readWholeFile(const std::string &path)
+{
     const struct stat st = checkedStat(path);
     std::ifstream f(path, std::ios::binary);
     if (!f)
@@ -145,7 +156,8 @@ std::vector<uint8_t> readWholeFile(const std::string &path) {
     return data;
 }
 
-FileRanges wholeFileRanges(const std::string &path, uint64_t offset, uint64_t length) {
+FileRanges wholeFileRanges(const std::string &path, uint64_t offset, uint64_t length)
+{
     struct stat st {};
     if (::stat(path.c_str(), &st) != 0)
         throw ApFailure(53, "File not found: " + path);
@@ -159,17 +171,20 @@ FileRanges wholeFileRanges(const std::string &path, uint64_t offset, uint64_t le
     return r;
 }
 
-FileHead::FileHead(const std::string &file) : path(file) {
+FileHead::FileHead(const std::string &file) : path(file)
+{
     checkedStat(path);
     bytes = head(path);
 }
 
-bool FileHead::isPdf() const {
+bool FileHead::isPdf() const
+{
     std::string format;
     return detect(bytes.substr(0, 1024), path, format) == Kind::Pdf;
 }
 
-ReadOutcome readImageFile(const FileHead &file, const PageSink &sink, bool firstOnly) {
+ReadOutcome readImageFile(const FileHead &file, const PageSink &sink, bool firstOnly)
+{
     const std::string &path = file.path;
     std::string format;
     try {

@@ -23,7 +23,8 @@ constexpr int32_t kBitsPerPixel = 211;
 // qpdf's own static objects may already be gone.
 struct DocumentTable {
     std::map<int32_t, std::unique_ptr<PdfDocument>> docs;
-    ~DocumentTable() {
+    ~DocumentTable()
+    {
         for (auto &entry : docs) {
             entry.second->discardOutput();
             (void)entry.second.release();
@@ -31,19 +32,22 @@ struct DocumentTable {
     }
 };
 
-std::map<int32_t, std::unique_ptr<PdfDocument>> &documents() {
+std::map<int32_t, std::unique_ptr<PdfDocument>> &documents()
+{
     static DocumentTable table;
     return table.docs;
 }
 
 bool deterministicOutput = false;
 
-PdfDocument *find(int32_t handle) {
+PdfDocument *find(int32_t handle)
+{
     auto it = documents().find(handle);
     return it == documents().end() ? nullptr : it->second.get();
 }
 
-std::string lower(std::string s) {
+std::string lower(std::string s)
+{
     std::transform(s.begin(), s.end(), s.begin(),
                    [](unsigned char c) { return char(std::tolower(c)); });
     return s;
@@ -51,7 +55,8 @@ std::string lower(std::string s) {
 
 } // namespace
 
-int32_t ApCreate(const std::string &pdfPath) {
+int32_t ApCreate(const std::string &pdfPath)
+{
     try {
         auto doc = PdfDocument::create(pdfPath);
         if (!doc)
@@ -67,7 +72,8 @@ int32_t ApCreate(const std::string &pdfPath) {
     }
 }
 
-int32_t ApAddImage(int32_t handle, const std::string &imagePath) {
+int32_t ApAddImage(int32_t handle, const std::string &imagePath)
+{
     PdfDocument *doc = find(handle);
     if (!doc)
         return -1;
@@ -75,7 +81,8 @@ int32_t ApAddImage(int32_t handle, const std::string &imagePath) {
 }
 
 int32_t ApSetFunction(int32_t handle, int32_t code, int32_t n1, int32_t, const std::string &text,
-                      int32_t) {
+                      int32_t)
+{
     PdfDocument *doc = find(handle);
     if (!doc)
         return -1;
@@ -99,7 +106,8 @@ int32_t ApSetFunction(int32_t handle, int32_t code, int32_t n1, int32_t, const s
     return 0;
 }
 
-int32_t ApGetFunction(int32_t, int32_t code, int32_t, int32_t, const std::string &text, int32_t) {
+int32_t ApGetFunction(int32_t, int32_t code, int32_t, int32_t, const std::string &text, int32_t)
+{
     if (code != kBitsPerPixel)
         return -2;
     try {
@@ -117,7 +125,8 @@ int32_t ApGetFunction(int32_t, int32_t code, int32_t, int32_t, const std::string
     }
 }
 
-int32_t ApClose(int32_t handle) {
+int32_t ApClose(int32_t handle)
+{
     auto &table = documents();
     auto it = table.find(handle);
     if (it == table.end())
@@ -127,4 +136,7 @@ int32_t ApClose(int32_t handle) {
     return doc->close(deterministicOutput);
 }
 
-void ApSetDeterministic(bool on) { deterministicOutput = on; }
+void ApSetDeterministic(bool on)
+{
+    deterministicOutput = on;
+}

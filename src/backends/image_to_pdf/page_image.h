@@ -24,7 +24,8 @@ struct ColourSpace {
     ColourModel base = ColourModel::Rgb; // of an Indexed space
     std::string palette;                 // Indexed: base-space samples of each entry, 8 bit
     std::string icc;                     // embedded profile, empty when none
-    int components() const {
+    int components() const
+    {
         switch (model) {
         case ColourModel::Gray:
         case ColourModel::Indexed:
@@ -50,7 +51,8 @@ struct Raster {
     std::vector<uint8_t> alpha; // one sample per pixel at alphaBpc, empty when opaque
     int alphaBpc = 8;
 
-    size_t rowBytes() const {
+    size_t rowBytes() const
+    {
         return (size_t(width) * size_t(cs.components()) * size_t(bpc) + 7) / 8;
     }
 };

@@ -25,7 +25,8 @@ public:
     BitReader(const uint8_t *data, size_t size) : data_(data), size_(size) {}
 
     // The next `n` (at most 32) bits; bits past the end read as zero.
-    uint32_t peek(int n) const {
+    uint32_t peek(int n) const
+    {
         const size_t byte = pos_ >> 3;
         uint64_t v = 0;
         if (std::endian::native == std::endian::little && byte + 8 <= size_) {
@@ -36,7 +37,8 @@ public:
         }
         return uint32_t(v >> (pos_ & 7)) & uint32_t((uint64_t(1) << n) - 1);
     }
-    uint32_t take(int n) {
+    uint32_t take(int n)
+    {
         const uint32_t v = peek(n);
         pos_ += size_t(n);
         return v;
@@ -59,7 +61,8 @@ public:
     static constexpr int kMaxBits = 15;
     static constexpr int kTableBits = 12;
 
-    bool build(const uint8_t *lengths, int n) {
+    bool build(const uint8_t *lengths, int n)
+    {
         count_.fill(0);
         for (int s = 0; s < n; ++s)
             ++count_[lengths[s]];
@@ -99,7 +102,8 @@ public:
     }
 
     // The next symbol, or -1 for a code that is not in the table.
-    int decode(BitReader &in) const {
+    int decode(BitReader &in) const
+    {
         const uint16_t entry = table_[in.peek(bits_)];
         if (entry) {
             in.skip(entry & 15);
@@ -119,7 +123,8 @@ public:
     }
 
 private:
-    static uint32_t reverse(uint32_t code, int len) {
+    static uint32_t reverse(uint32_t code, int len)
+    {
         uint32_t r = 0;
         for (int i = 0; i < len; ++i, code >>= 1)
             r = (r << 1) | (code & 1);
@@ -135,7 +140,8 @@ private:
 constexpr std::array<uint8_t, 29> kLengthExtra{0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 2,
                                                2, 3, 3, 3, 3, 4, 4, 4, 4, 5, 5, 5, 5, 0};
 
-bool readDynamicCodes(BitReader &in, Huffman &lit, Huffman &dist) {
+bool readDynamicCodes(BitReader &in, Huffman &lit, Huffman &dist)
+{
     static constexpr std::array<uint8_t, 19> kOrder{16, 17, 18, 0, 8,  7, 9,  6, 10, 5,
                                                     11, 4,  12, 3, 13, 2, 14, 1, 15};
     const int nlit = int(in.take(5)) + 257;
@@ -180,7 +186,8 @@ bool readDynamicCodes(BitReader &in, Huffman &lit, Huffman &dist) {
            dist.build(lengths.data() + nlit, ndist);
 }
 
-void fixedCodes(Huffman &lit, Huffman &dist) {
+void fixedCodes(Huffman &lit, Huffman &dist)
+{
     std::array<uint8_t, 288> lengths{};
     std::fill(lengths.begin(), lengths.begin() + 144, 8);
     std::fill(lengths.begin() + 144, lengths.begin() + 256, 9);
@@ -193,7 +200,8 @@ void fixedCodes(Huffman &lit, Huffman &dist) {
 }
 
 // Steps over the symbols of one compressed block, up to and including its end code.
-bool skipSymbols(BitReader &in, const Huffman &lit, const Huffman &dist) {
+bool skipSymbols(BitReader &in, const Huffman &lit, const Huffman &dist)
+{
     for (;;) {
         const int sym = lit.decode(in);
         if (sym < 0 || sym > 285 || in.overrun())
@@ -222,7 +230,8 @@ struct Piece {
     std::optional<FinalBlock> finalBlock;
 };
 
-void deflatePiece(Piece &piece, int level, bool last) {
+void deflatePiece(Piece &piece, int level, bool last)
+{
     std::unique_ptr<libdeflate_compressor, CompressorFree> c(libdeflate_alloc_compressor(level));
     if (!c)
         throw std::bad_alloc();
@@ -236,7 +245,8 @@ void deflatePiece(Piece &piece, int level, bool last) {
         piece.finalBlock = findFinalBlock(piece.deflated.data(), piece.deflated.size());
 }
 
-void runPieces(std::vector<Piece> &pieces, int level) {
+void runPieces(std::vector<Piece> &pieces, int level)
+{
     std::atomic<size_t> next{0};
     std::exception_ptr failure;
     std::atomic_flag failed = ATOMIC_FLAG_INIT;
@@ -260,14 +270,16 @@ void runPieces(std::vector<Piece> &pieces, int level) {
         std::rethrow_exception(failure);
 }
 
-void appendBigEndian(std::vector<uint8_t> &out, uint32_t v) {
+void appendBigEndian(std::vector<uint8_t> &out, uint32_t v)
+{
     for (int shift = 24; shift >= 0; shift -= 8)
         out.push_back(uint8_t(v >> shift));
 }
 
 } // namespace
 
-std::optional<FinalBlock> findFinalBlock(const uint8_t *data, size_t size) {
+std::optional<FinalBlock> findFinalBlock(const uint8_t *data, size_t size)
+{
     BitReader in(data, size);
     Huffman lit, dist;
     for (;;) {
@@ -297,8 +309,8 @@ std::optional<FinalBlock> findFinalBlock(const uint8_t *data, size_t size) {
     }
 }
 
-std::vector<uint8_t> deflateInPieces(const uint8_t *data, size_t size, int level,
-                                     size_t pieceBytes) {
+std::vector<uint8_t> deflateInPieces(const uint8_t *data, size_t size, int level, size_t pieceBytes)
+{
     const size_t count = std::clamp<size_t>(size / std::max<size_t>(pieceBytes, 1), 1, 64);
     std::vector<Piece> parts(count);
     // Every piece but the last is also searched for its final block, about an eighth of its

@@ -1,11 +1,9 @@
 #include "pdf_document.h"
 
 #include "encoders.h"
-
 #include "module_loader.h"
 #include "pdf_reading.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -16,26 +14,30 @@ namespace pw::i2p {
 
 namespace {
 
-std::string folderOf(const std::string &path) {
+std::string folderOf(const std::string &path)
+{
     const auto slash = path.find_last_of('/');
     if (slash == std::string::npos)
         return ".";
     return slash == 0 ? "/" : path.substr(0, slash);
 }
 
-std::string nameOf(const std::string &path) {
+std::string nameOf(const std::string &path)
+{
     const auto slash = path.find_last_of('/');
     return slash == std::string::npos ? path : path.substr(slash + 1);
 }
 
 // A fresh file beside `target`; returns its path and leaves it open in `fd`.
-std::string makeTempBeside(const std::string &target, const char *tag, int &fd) {
+std::string makeTempBeside(const std::string &target, const char *tag, int &fd)
+{
     std::string pattern = folderOf(target) + "/." + nameOf(target) + tag + "XXXXXX";
     fd = ::mkstemp(pattern.data());
     return fd >= 0 ? pattern : std::string();
 }
 
-int iccComponents(const std::string &icc) {
+int iccComponents(const std::string &icc)
+{
     if (icc.size() < 132 || icc.compare(36, 4, "acsp") != 0)
         return 0;
     const std::string space = icc.substr(16, 4);
@@ -48,7 +50,8 @@ int iccComponents(const std::string &icc) {
     return 0;
 }
 
-const char *deviceName(ColourModel m) {
+const char *deviceName(ColourModel m)
+{
     switch (m) {
     case ColourModel::Rgb:
         return "/DeviceRGB";
@@ -59,7 +62,8 @@ const char *deviceName(ColourModel m) {
     }
 }
 
-const char *filterName(Filter f) {
+const char *filterName(Filter f)
+{
     switch (f) {
     case Filter::Flate:
         return "/FlateDecode";
@@ -80,17 +84,13 @@ const char *filterName(Filter f) {
     return nullptr;
 }
 
-} // namespace
-
-
-namespace {
-
 constexpr int kCatalog = 1;
 constexpr int kPages = 2;
 
 } // namespace
 
-std::unique_ptr<PdfDocument> PdfDocument::create(const std::string &target) {
+std::unique_ptr<PdfDocument> PdfDocument::create(const std::string &target)
+{
     if (target.empty() || target.back() == '/')
         return nullptr;
     struct stat st {};
@@ -113,15 +113,20 @@ std::unique_ptr<PdfDocument> PdfDocument::create(const std::string &target) {
     return doc;
 }
 
-PdfDocument::~PdfDocument() { discardOutput(); }
+PdfDocument::~PdfDocument()
+{
+    discardOutput();
+}
 
-void PdfDocument::discardOutput() {
+void PdfDocument::discardOutput()
+{
     if (!finished_ && !temp_.empty())
         ::unlink(temp_.c_str());
     temp_.clear();
 }
 
-Filter PdfDocument::wantedFor(int depth) const {
+Filter PdfDocument::wantedFor(int depth) const
+{
     switch (depth) {
     case 1:
         return recompression_[0];
@@ -134,9 +139,13 @@ Filter PdfDocument::wantedFor(int depth) const {
     }
 }
 
-void PdfDocument::needVersion(const std::string &version) { version_ = std::max(version_, version); }
+void PdfDocument::needVersion(const std::string &version)
+{
+    version_ = std::max(version_, version);
+}
 
-int PdfDocument::addFile(const std::string &path) {
+int PdfDocument::addFile(const std::string &path)
+{
     if (!out_)
         return -1;
     const PdfWriter::Mark mark = out_->mark();
@@ -163,7 +172,8 @@ int PdfDocument::addFile(const std::string &path) {
     }
 }
 
-int PdfDocument::addImageFile(const FileHead &file) {
+int PdfDocument::addImageFile(const FileHead &file)
+{
     bool fellBack = false;
     const ReadOutcome outcome = readImageFile(file, [&](PageSource &page) {
         const Filter wanted = wantedFor(page.depth());
@@ -187,7 +197,8 @@ int PdfDocument::addImageFile(const FileHead &file) {
     return fellBack ? -3 : 0;
 }
 
-int PdfDocument::addPdfFile(const std::string &path) {
+int PdfDocument::addPdfFile(const std::string &path)
+{
     static const auto copyPages =
         reinterpret_cast<pdf::CopyPages>(moduleSymbol(pdf::kModule, pdf::kCopyPages));
     if (!copyPages)
@@ -196,15 +207,16 @@ int PdfDocument::addPdfFile(const std::string &path) {
     return 0;
 }
 
-std::string PdfDocument::colourSpace(const ColourSpace &cs, int bpc) {
+std::string PdfDocument::colourSpace(const ColourSpace &cs, int bpc)
+{
     if (cs.model == ColourModel::Indexed) {
         const int baseComps = cs.base == ColourModel::Gray ? 1 : 3;
         std::string palette = cs.palette;
         const size_t maxEntries = size_t(1) << std::min(bpc, 8);
         size_t entries = std::clamp<size_t>(palette.size() / baseComps, 1, maxEntries);
         palette.resize(entries * baseComps, '\0');
-        return std::string("[/Indexed ") + deviceName(cs.base) + ' ' +
-               std::to_string(entries - 1) + ' ' + pdfHexString(palette) + ']';
+        return std::string("[/Indexed ") + deviceName(cs.base) + ' ' + std::to_string(entries - 1) +
+               ' ' + pdfHexString(palette) + ']';
     }
     const int comps = cs.components();
     if (cs.icc.empty() || iccComponents(cs.icc) != comps)
@@ -225,9 +237,12 @@ std::string PdfDocument::colourSpace(const ColourSpace &cs, int bpc) {
 
 namespace {
 
-std::string decodeParms(const EncodedImage &img) {
+std::string decodeParms(const EncodedImage &img)
+{
     const DecodeParms &p = img.parms;
-    auto entry = [](const char *key, int v) { return std::string(" /") + key + ' ' + std::to_string(v); };
+    auto entry = [](const char *key, int v) {
+        return std::string(" /") + key + ' ' + std::to_string(v);
+    };
     if ((img.filter == Filter::Flate || img.filter == Filter::Lzw) && p.predictor > 1)
         return entry("Predictor", p.predictor) + entry("Colors", p.colors) +
                entry("BitsPerComponent", p.bitsPerComponent) + entry("Columns", p.columns);
@@ -240,7 +255,8 @@ std::string decodeParms(const EncodedImage &img) {
     return {};
 }
 
-std::string numberArray(const auto &values) {
+std::string numberArray(const auto &values)
+{
     std::string text = "[";
     for (auto v : values)
         text += pdfNumber(double(v)) + ' ';
@@ -250,7 +266,8 @@ std::string numberArray(const auto &values) {
 
 } // namespace
 
-int PdfDocument::writeImage(const EncodedImage &img) {
+int PdfDocument::writeImage(const EncodedImage &img)
+{
     std::string dict = " /Type /XObject /Subtype /Image /Width " + std::to_string(img.width) +
                        " /Height " + std::to_string(img.height);
     if (img.bpc > 0)
@@ -279,7 +296,8 @@ int PdfDocument::writeImage(const EncodedImage &img) {
     return number;
 }
 
-void PdfDocument::writePage(const EncodedImage &img, double xdpi, double ydpi) {
+void PdfDocument::writePage(const EncodedImage &img, double xdpi, double ydpi)
+{
     const std::string w = pdfNumber(img.width * 72.0 / xdpi);
     const std::string h = pdfNumber(img.height * 72.0 / ydpi);
     const int image = writeImage(img);
@@ -295,7 +313,8 @@ void PdfDocument::writePage(const EncodedImage &img, double xdpi, double ydpi) {
     pages_.push_back(page);
 }
 
-int PdfDocument::close(bool deterministic) {
+int PdfDocument::close(bool deterministic)
+{
     finished_ = true;
     if (pages_.empty()) {
         out_.reset();
@@ -307,8 +326,8 @@ int PdfDocument::close(bool deterministic) {
         for (int page : pages_)
             kids += std::to_string(page) + " 0 R ";
         out_->beginObject(kPages);
-        out_->write("<< /Type /Pages /Kids [" + kids + "] /Count " +
-                    std::to_string(pages_.size()) + " >>");
+        out_->write("<< /Type /Pages /Kids [" + kids + "] /Count " + std::to_string(pages_.size()) +
+                    " >>");
         out_->endObject();
         out_->beginObject(kCatalog);
         out_->write("<< /Type /Catalog /Pages " + std::to_string(kPages) + " 0 R >>");

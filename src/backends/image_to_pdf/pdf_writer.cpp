@@ -16,7 +16,8 @@ namespace {
 
 constexpr size_t kBufferBytes = 64 * 1024;
 
-[[noreturn]] void writeFailed() {
+[[noreturn]] void writeFailed()
+{
     throw ApFailure(75, std::string("Path/File access error: cannot write the PDF: ") +
                             std::strerror(errno));
 }
@@ -24,7 +25,8 @@ constexpr size_t kBufferBytes = 64 * 1024;
 class InputFile {
 public:
     explicit InputFile(const std::string &path) : fd_(::open(path.c_str(), O_RDONLY | O_CLOEXEC)) {}
-    ~InputFile() {
+    ~InputFile()
+    {
         if (fd_ >= 0)
             ::close(fd_);
     }
@@ -38,7 +40,8 @@ private:
 
 // The kernel copies file to file without the data passing through us; where it cannot (another
 // file system on an old kernel), a plain read and write loop does.
-bool copyInKernel(int in, uint64_t from, int out, uint64_t to, uint64_t length) {
+bool copyInKernel(int in, uint64_t from, int out, uint64_t to, uint64_t length)
+{
     loff_t inOff = loff_t(from), outOff = loff_t(to);
     while (length > 0) {
         const ssize_t n = ::copy_file_range(in, &inOff, out, &outOff, size_t(length), 0);
@@ -53,30 +56,38 @@ bool copyInKernel(int in, uint64_t from, int out, uint64_t to, uint64_t length) 
 
 } // namespace
 
-PdfWriter::PdfWriter(int fd) : fd_(fd) {
+PdfWriter::PdfWriter(int fd) : fd_(fd)
+{
     buffer_.reserve(kBufferBytes);
     // The version is set at the end, when every page has said what it needs.
     write("%PDF-1.4\n%\xE2\xE3\xCF\xD3\n");
 }
 
-PdfWriter::~PdfWriter() {
+PdfWriter::~PdfWriter()
+{
     if (fd_ >= 0)
         ::close(fd_);
 }
 
-int PdfWriter::reserve() {
+int PdfWriter::reserve()
+{
     offsets_.push_back(0);
     return int(offsets_.size());
 }
 
-void PdfWriter::beginObject(int number) {
+void PdfWriter::beginObject(int number)
+{
     offsets_.at(size_t(number) - 1) = offset();
     write(std::to_string(number) + " 0 obj\n");
 }
 
-void PdfWriter::endObject() { write("\nendobj\n"); }
+void PdfWriter::endObject()
+{
+    write("\nendobj\n");
+}
 
-void PdfWriter::writeStream(int number, std::string_view dict, const std::vector<uint8_t> &data) {
+void PdfWriter::writeStream(int number, std::string_view dict, const std::vector<uint8_t> &data)
+{
     beginObject(number);
     write("<<" + std::string(dict) + " /Length " + std::to_string(data.size()) + " >>\nstream\n");
     write(data.data(), data.size());
@@ -84,7 +95,8 @@ void PdfWriter::writeStream(int number, std::string_view dict, const std::vector
     endObject();
 }
 
-void PdfWriter::writeStream(int number, std::string_view dict, const FileRanges &data) {
+void PdfWriter::writeStream(int number, std::string_view dict, const FileRanges &data)
+{
     uint64_t length = 0;
     for (const auto &range : data.ranges)
         length += range.second;
@@ -95,11 +107,13 @@ void PdfWriter::writeStream(int number, std::string_view dict, const FileRanges 
     endObject();
 }
 
-void PdfWriter::write(std::string_view text) {
+void PdfWriter::write(std::string_view text)
+{
     write(reinterpret_cast<const uint8_t *>(text.data()), text.size());
 }
 
-void PdfWriter::write(const uint8_t *data, size_t size) {
+void PdfWriter::write(const uint8_t *data, size_t size)
+{
     if (buffer_.size() + size <= kBufferBytes) {
         buffer_.append(reinterpret_cast<const char *>(data), size);
         return;
@@ -113,13 +127,15 @@ void PdfWriter::write(const uint8_t *data, size_t size) {
     offset_ += size;
 }
 
-void PdfWriter::flush() {
+void PdfWriter::flush()
+{
     writeAt(offset_, reinterpret_cast<const uint8_t *>(buffer_.data()), buffer_.size());
     offset_ += buffer_.size();
     buffer_.clear();
 }
 
-void PdfWriter::writeAt(uint64_t at, const uint8_t *data, size_t size) {
+void PdfWriter::writeAt(uint64_t at, const uint8_t *data, size_t size)
+{
     while (size > 0) {
         const ssize_t n = ::pwrite(fd_, data, size, off_t(at));
         if (n < 0 && errno == EINTR)
@@ -132,7 +148,8 @@ void PdfWriter::writeAt(uint64_t at, const uint8_t *data, size_t size) {
     }
 }
 
-void PdfWriter::copyRanges(const FileRanges &data) {
+void PdfWriter::copyRanges(const FileRanges &data)
+{
     flush();
     InputFile in(data.path);
     struct stat st {};
@@ -144,9 +161,9 @@ void PdfWriter::copyRanges(const FileRanges &data) {
         if (!copyInKernel(in.fd(), from, fd_, offset_, length)) {
             std::vector<uint8_t> chunk(std::min<uint64_t>(length, 1u << 20));
             for (uint64_t done = 0; done < length;) {
-                const ssize_t n = ::pread(in.fd(), chunk.data(),
-                                          std::min<uint64_t>(chunk.size(), length - done),
-                                          off_t(from + done));
+                const ssize_t n =
+                    ::pread(in.fd(), chunk.data(), std::min<uint64_t>(chunk.size(), length - done),
+                            off_t(from + done));
                 if (n < 0 && errno == EINTR)
                     continue;
                 if (n <= 0)
@@ -159,13 +176,15 @@ void PdfWriter::copyRanges(const FileRanges &data) {
     }
 }
 
-PdfWriter::Mark PdfWriter::mark() {
+PdfWriter::Mark PdfWriter::mark()
+{
     // Bytes still buffered belong before the mark; a rollback must not drop them.
     flush();
     return {offset_, offsets_.size()};
 }
 
-void PdfWriter::rollback(const Mark &m) {
+void PdfWriter::rollback(const Mark &m)
+{
     buffer_.clear();
     offset_ = m.offset;
     offsets_.resize(m.objects);
@@ -174,7 +193,8 @@ void PdfWriter::rollback(const Mark &m) {
         writeFailed();
 }
 
-void PdfWriter::finish(int root, const std::string &version, bool fixedId) {
+void PdfWriter::finish(int root, const std::string &version, bool fixedId)
+{
     for (size_t i = 0; i < offsets_.size(); ++i) {
         if (offsets_[i] != 0)
             continue;
@@ -187,7 +207,8 @@ void PdfWriter::finish(int root, const std::string &version, bool fixedId) {
     table += "0000000000 65535 f \n";
     char entry[24];
     for (uint64_t at : offsets_) {
-        std::snprintf(entry, sizeof entry, "%010llu 00000 n \n", static_cast<unsigned long long>(at));
+        std::snprintf(entry, sizeof entry, "%010llu 00000 n \n",
+                      static_cast<unsigned long long>(at));
         table += entry;
     }
     write(table);
@@ -202,7 +223,8 @@ void PdfWriter::finish(int root, const std::string &version, bool fixedId) {
           std::to_string(root) + " 0 R /ID [" + hexId + hexId + "] >>\nstartxref\n" +
           std::to_string(xref) + "\n%%EOF\n");
     flush();
-    writeAt(5, reinterpret_cast<const uint8_t *>(version.data()), std::min<size_t>(version.size(), 3));
+    writeAt(5, reinterpret_cast<const uint8_t *>(version.data()),
+            std::min<size_t>(version.size(), 3));
     if (::close(fd_) != 0) {
         fd_ = -1;
         writeFailed();
@@ -210,7 +232,8 @@ void PdfWriter::finish(int root, const std::string &version, bool fixedId) {
     fd_ = -1;
 }
 
-std::string pdfNumber(double v) {
+std::string pdfNumber(double v)
+{
     char text[32];
     std::snprintf(text, sizeof text, "%.4f", v);
     std::string s = text;
@@ -220,7 +243,8 @@ std::string pdfNumber(double v) {
     return s;
 }
 
-std::string pdfHexString(std::string_view bytes) {
+std::string pdfHexString(std::string_view bytes)
+{
     static constexpr char kDigits[] = "0123456789ABCDEF";
     std::string out = "<";
     for (unsigned char c : bytes) {

@@ -20,16 +20,21 @@ namespace {
 
 constexpr uint16_t kPackBits = 32773;
 
-bool hostIsBigEndian() { return std::endian::native == std::endian::big; }
+bool hostIsBigEndian()
+{
+    return std::endian::native == std::endian::big;
+}
 
-void swap16(std::vector<uint8_t> &buf) {
+void swap16(std::vector<uint8_t> &buf)
+{
     for (size_t i = 0; i + 1 < buf.size(); i += 2)
         std::swap(buf[i], buf[i + 1]);
 }
 
 class TiffPage : public PageSource {
 public:
-    TiffPage(TiffHandle &h, const std::string &path) : h_(h), t_(h.get()), path_(path) {
+    TiffPage(TiffHandle &h, const std::string &path) : h_(h), t_(h.get()), path_(path)
+    {
         if (!TIFFGetField(t_, TIFFTAG_IMAGEWIDTH, &width_) ||
             !TIFFGetField(t_, TIFFTAG_IMAGELENGTH, &height_) || width_ == 0 || height_ == 0)
             throw invalidFormat("TIFF: a page without size");
@@ -72,7 +77,8 @@ public:
 
     int depth() const override { return photometric_ == PHOTOMETRIC_PALETTE ? bps_ : bps_ * spp_; }
 
-    std::optional<EncodedImage> asIs(Filter wanted) override {
+    std::optional<EncodedImage> asIs(Filter wanted) override
+    {
         if (tiled_ || (planar_ == PLANARCONFIG_SEPARATE && spp_ > 1))
             return std::nullopt;
         if (compression_ == COMPRESSION_CCITTFAX4 || compression_ == COMPRESSION_CCITTFAX3 ||
@@ -85,14 +91,16 @@ public:
         return std::nullopt;
     }
 
-    Raster decode() override {
+    Raster decode() override
+    {
         if (directDecodable())
             return decodeDirect();
         return decodeRgba();
     }
 
 private:
-    void readResolution() {
+    void readResolution()
+    {
         float xr = 0, yr = 0;
         uint16_t unit = RESUNIT_INCH;
         TIFFGetFieldDefaulted(t_, TIFFTAG_RESOLUTIONUNIT, &unit);
@@ -107,7 +115,8 @@ private:
     }
 
     // Colour space of the stored samples, alpha left out.
-    std::optional<ColourSpace> colourSpace() const {
+    std::optional<ColourSpace> colourSpace() const
+    {
         ColourSpace cs;
         cs.icc = icc_;
         switch (photometric_) {
@@ -155,11 +164,13 @@ private:
         }
     }
 
-    bool stripInFile(uint64_t offset, uint64_t count) const {
+    bool stripInFile(uint64_t offset, uint64_t count) const
+    {
         return count > 0 && offset + count <= uint64_t(fileSize());
     }
 
-    int64_t fileSize() const {
+    int64_t fileSize() const
+    {
         if (fileSize_ < 0) {
             struct stat st {};
             fileSize_ = ::stat(path_.c_str(), &st) == 0 ? int64_t(st.st_size) : 0;
@@ -167,7 +178,8 @@ private:
         return fileSize_;
     }
 
-    bool singleStrip(uint64_t &offset, uint64_t &count) const {
+    bool singleStrip(uint64_t &offset, uint64_t &count) const
+    {
         if (TIFFNumberOfStrips(t_) != 1)
             return false;
         uint64_t *offs = nullptr, *counts = nullptr;
@@ -179,7 +191,8 @@ private:
         return stripInFile(offset, count);
     }
 
-    std::optional<EncodedImage> faxAsIs(Filter wanted) {
+    std::optional<EncodedImage> faxAsIs(Filter wanted)
+    {
         const bool g4 = compression_ == COMPRESSION_CCITTFAX4;
         const bool fits = wanted == Filter::None || (g4 && wanted == Filter::CcittG4) ||
                           (!g4 && wanted == Filter::CcittG3);
@@ -211,7 +224,8 @@ private:
         return img;
     }
 
-    bool plainLayout() const {
+    bool plainLayout() const
+    {
         if (extraCount_ != 0 || sampleFormat_ != SAMPLEFORMAT_UINT ||
             fillOrder_ != FILLORDER_MSB2LSB || !colourSpace())
             return false;
@@ -220,7 +234,8 @@ private:
         return bps_ == 1 || bps_ == 2 || bps_ == 4 || bps_ == 8;
     }
 
-    EncodedImage plainImage() const {
+    EncodedImage plainImage() const
+    {
         EncodedImage img;
         img.width = int(width_);
         img.height = int(height_);
@@ -231,7 +246,8 @@ private:
         return img;
     }
 
-    std::optional<EncodedImage> lzwAsIs() {
+    std::optional<EncodedImage> lzwAsIs()
+    {
         uint64_t offset = 0, count = 0;
         if (!plainLayout() || !singleStrip(offset, count) || count < 2)
             return std::nullopt;
@@ -256,7 +272,8 @@ private:
         return img;
     }
 
-    std::optional<EncodedImage> packBitsAsIs() {
+    std::optional<EncodedImage> packBitsAsIs()
+    {
         if (!plainLayout() || predictor_ != PREDICTOR_NONE)
             return std::nullopt;
         const uint32_t strips = TIFFNumberOfStrips(t_);
@@ -283,7 +300,8 @@ private:
         return img;
     }
 
-    bool directDecodable() {
+    bool directDecodable()
+    {
         if (sampleFormat_ != SAMPLEFORMAT_UINT && sampleFormat_ != SAMPLEFORMAT_VOID)
             return false;
         if (bps_ != 1 && bps_ != 2 && bps_ != 4 && bps_ != 8 && bps_ != 16)
@@ -302,13 +320,15 @@ private:
         return true;
     }
 
-    [[noreturn]] void fail(const char *what) const {
+    [[noreturn]] void fail(const char *what) const
+    {
         const std::string &why = h_.messages->firstError;
         throw invalidFormat(std::string("TIFF: ") + (why.empty() ? what : why));
     }
 
     // All rows of one plane (`samples` samples per pixel), as libtiff decodes them.
-    std::vector<uint8_t> readPlane(uint16_t plane, int samples) {
+    std::vector<uint8_t> readPlane(uint16_t plane, int samples)
+    {
         const size_t rowBytes = (size_t(width_) * samples * bps_ + 7) / 8;
         std::vector<uint8_t> out(rowBytes * height_);
         if (tiled_) {
@@ -351,7 +371,8 @@ private:
         // this one decodes the first.
         const uint32_t half = strips.perPlane / 2;
         bool tailRead = false;
-        std::jthread tail([&] { tailRead = readStrips(second->get(), strips, half, strips.perPlane); });
+        std::jthread tail(
+            [&] { tailRead = readStrips(second->get(), strips, half, strips.perPlane); });
         const bool headRead = readStrips(t_, strips, 0, half);
         tail.join();
         if (!tailRead && h_.messages->firstError.empty())
@@ -371,7 +392,8 @@ private:
         uint8_t *out;
     };
 
-    bool readStrips(TIFF *t, const Strips &s, uint32_t first, uint32_t end) const {
+    bool readStrips(TIFF *t, const Strips &s, uint32_t first, uint32_t end) const
+    {
         for (uint32_t i = first; i < end; ++i) {
             const uint32_t rows = std::min(s.rowsPerStrip, height_ - i * s.rowsPerStrip);
             if (TIFFReadEncodedStrip(t, s.plane * s.perPlane + i,
@@ -384,11 +406,11 @@ private:
 
     // A second handle on this page, for the codecs that need nothing set on a handle beyond
     // what the file says (JPEG-in-TIFF does); none on a single core.
-    std::optional<TiffHandle> secondHandle() const {
-        const bool plainCodec = compression_ == COMPRESSION_LZW ||
-                                compression_ == COMPRESSION_ADOBE_DEFLATE ||
-                                compression_ == COMPRESSION_DEFLATE ||
-                                compression_ == COMPRESSION_PACKBITS;
+    std::optional<TiffHandle> secondHandle() const
+    {
+        const bool plainCodec =
+            compression_ == COMPRESSION_LZW || compression_ == COMPRESSION_ADOBE_DEFLATE ||
+            compression_ == COMPRESSION_DEFLATE || compression_ == COMPRESSION_PACKBITS;
         if (!plainCodec || std::thread::hardware_concurrency() < 2)
             return std::nullopt;
         TiffHandle h = openTiff(path_, "r");
@@ -402,7 +424,8 @@ private:
         return h;
     }
 
-    Raster decodeDirect() {
+    Raster decodeDirect()
+    {
         Raster r;
         r.width = int(width_);
         r.height = int(height_);
@@ -475,7 +498,8 @@ private:
         return r;
     }
 
-    Raster decodeRgba() {
+    Raster decodeRgba()
+    {
         char message[1024] = {};
         if (!TIFFRGBAImageOK(t_, message))
             throw invalidFormat(std::string("TIFF: ") + message);
@@ -528,7 +552,8 @@ private:
 
 } // namespace
 
-ReadOutcome readTiff(const std::string &path, const PageSink &sink, bool firstOnly) {
+ReadOutcome readTiff(const std::string &path, const PageSink &sink, bool firstOnly)
+{
     TiffHandle h = openTiff(path, "r");
     if (!h.get())
         throw invalidFormat("TIFF: " + (h.messages->firstError.empty() ? std::string("cannot open")

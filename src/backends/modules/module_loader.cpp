@@ -10,7 +10,8 @@ namespace pw {
 
 namespace {
 
-std::string programFolder() {
+std::string programFolder()
+{
     char exe[PATH_MAX];
     const ssize_t n = ::readlink("/proc/self/exe", exe, sizeof exe - 1);
     if (n <= 0)
@@ -21,7 +22,8 @@ std::string programFolder() {
 
 } // namespace
 
-void *moduleSymbol(const char *name, const char *symbol) {
+void *moduleSymbol(const char *name, const char *symbol)
+{
     for (const std::string &folder : {programFolder(), std::string(PW_MODULE_BUILD_DIR) + "/"}) {
         if (folder.size() <= 1)
             continue;

@@ -12,7 +12,10 @@ namespace {
 // Returning 1 tells libtiff that the message was handled, so the process-wide handlers
 // (which print to stderr by default, and which other parts of the program may own) are
 // never reached for this handle.
-int SwallowTiffMessage(TIFF *, void *, const char *, const char *, va_list) { return 1; }
+int SwallowTiffMessage(TIFF *, void *, const char *, const char *, va_list)
+{
+    return 1;
+}
 
 struct TiffOpenOptionsDeleter {
     void operator()(TIFFOpenOptions *options) const { TIFFOpenOptionsFree(options); }
@@ -24,7 +27,8 @@ struct TiffCloser {
 };
 using TiffHandle = std::unique_ptr<TIFF, TiffCloser>;
 
-TiffHandle OpenTiffQuietly(const std::string &path) {
+TiffHandle OpenTiffQuietly(const std::string &path)
+{
     TiffOpenOptions options(TIFFOpenOptionsAlloc());
     if (!options)
         return nullptr;
@@ -36,7 +40,8 @@ TiffHandle OpenTiffQuietly(const std::string &path) {
 
 } // namespace
 
-int32_t TiffPageCounter::GetPageCount(const std::string &utf8Path) const {
+int32_t TiffPageCounter::GetPageCount(const std::string &utf8Path) const
+{
     // Opening reads the first directory, so a file whose only directory is unreadable fails
     // here rather than passing as a TIFF of 0 pages.
     TiffHandle tif = OpenTiffQuietly(utf8Path);
@@ -53,8 +58,9 @@ int32_t TiffPageCounter::GetPageCount(const std::string &utf8Path) const {
     return static_cast<int32_t>(count);
 }
 
-int32_t PdfPageCounter::GetPageCount(const std::string &utf8Path) const {
-    static const auto count =
-        reinterpret_cast<pw::pdf::CountPages>(pw::moduleSymbol(pw::pdf::kModule, pw::pdf::kCountPages));
+int32_t PdfPageCounter::GetPageCount(const std::string &utf8Path) const
+{
+    static const auto count = reinterpret_cast<pw::pdf::CountPages>(
+        pw::moduleSymbol(pw::pdf::kModule, pw::pdf::kCountPages));
     return count ? count(utf8Path) : 0;
 }

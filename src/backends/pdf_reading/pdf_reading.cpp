@@ -24,7 +24,8 @@ using pw::i2p::PdfWriter;
 
 // Damaged files are the rule among the PDFs a user's disks hold; qpdf repairs what it can and
 // must not print about it.
-void openQuietly(QPDF &pdf, const std::string &path) {
+void openQuietly(QPDF &pdf, const std::string &path)
+{
     auto logger = QPDFLogger::create();
     logger->setInfo(logger->discard());
     logger->setWarn(logger->discard());
@@ -39,7 +40,8 @@ void openQuietly(QPDF &pdf, const std::string &path) {
 // single page object; -1 otherwise. The catalogue asks for every PDF of a scan, so the cheap
 // answer matters, but a forged or broken /Count (0, negative, absurdly large, or fewer than
 // the root's own kids) must not reach the grid.
-int64_t TrustworthyCount(QPDF &pdf) {
+int64_t TrustworthyCount(QPDF &pdf)
+{
     QPDFObjectHandle pages = pdf.getRoot().getKey("/Pages");
     if (!pages.isDictionary())
         return -1;
@@ -56,7 +58,8 @@ int64_t TrustworthyCount(QPDF &pdf) {
     return value;
 }
 
-int32_t CountPages(const std::string &path) {
+int32_t CountPages(const std::string &path)
+{
     QPDF pdf;
     openQuietly(pdf, path);
 
@@ -77,7 +80,8 @@ class ForeignCopier {
 public:
     ForeignCopier(PdfWriter &out, int parent) : out_(out), parent_(parent) {}
 
-    std::vector<int> copyPages(const std::vector<QPDFPageObjectHelper> &pages) {
+    std::vector<int> copyPages(const std::vector<QPDFPageObjectHelper> &pages)
+    {
         std::vector<int> numbers;
         // Pages first, so that links and annotations between them land on our copies.
         for (const auto &page : pages) {
@@ -94,7 +98,8 @@ public:
     }
 
 private:
-    int numberOf(QPDFObjectHandle oh) {
+    int numberOf(QPDFObjectHandle oh)
+    {
         const auto [it, fresh] = numbers_.emplace(oh.getObjGen(), 0);
         if (fresh) {
             it->second = out_.reserve();
@@ -103,7 +108,8 @@ private:
         return it->second;
     }
 
-    void value(QPDFObjectHandle oh, std::string &text) {
+    void value(QPDFObjectHandle oh, std::string &text)
+    {
         if (oh.isIndirect()) {
             text += std::to_string(numberOf(oh)) + " 0 R";
             return;
@@ -126,7 +132,8 @@ private:
         text += oh.unparse();
     }
 
-    void entries(QPDFObjectHandle dict, std::string &text, const std::set<std::string> &skip) {
+    void entries(QPDFObjectHandle dict, std::string &text, const std::set<std::string> &skip)
+    {
         for (auto &[key, item] : dict.getDictAsMap()) {
             if (skip.count(key) || item.isNull())
                 continue;
@@ -135,7 +142,8 @@ private:
         }
     }
 
-    void writeObject(QPDFObjectHandle oh, int number) {
+    void writeObject(QPDFObjectHandle oh, int number)
+    {
         std::string text;
         if (oh.isStream()) {
             entries(oh.getDict(), text, {"/Length"});
@@ -169,7 +177,8 @@ private:
     class Counter : public Pipeline {
     public:
         explicit Counter(PdfWriter &out) : Pipeline("pdf copy", nullptr), out_(out) {}
-        void write(unsigned char const *data, size_t len) override {
+        void write(unsigned char const *data, size_t len) override
+        {
             out_.write(data, len);
             bytes_ += len;
         }
@@ -189,7 +198,8 @@ private:
 };
 
 void copyPages(const std::string &path, PdfWriter &out, int parent, std::vector<int> &numbers,
-               std::string &version) {
+               std::string &version)
+{
     QPDF src;
     try {
         openQuietly(src, path);
@@ -212,7 +222,8 @@ void copyPages(const std::string &path, PdfWriter &out, int parent, std::vector<
 
 } // namespace
 
-extern "C" int32_t pw_pdf_count_pages(const std::string &path) {
+extern "C" int32_t pw_pdf_count_pages(const std::string &path)
+{
     try {
         return CountPages(path);
     } catch (...) {
@@ -223,7 +234,8 @@ extern "C" int32_t pw_pdf_count_pages(const std::string &path) {
 }
 
 extern "C" void pw_pdf_copy_pages(const std::string &path, PdfWriter &out, int parent,
-                                  std::vector<int> &pages, std::string &version) {
+                                  std::vector<int> &pages, std::string &version)
+{
     try {
         copyPages(path, out, parent, pages, version);
     } catch (const ApFailure &) {

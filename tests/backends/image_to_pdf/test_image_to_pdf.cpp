@@ -27,7 +27,8 @@
 namespace {
 
 // Runs one conversion the way the binding does; returns ApClose's status.
-int convertFiles(const std::vector<QString> &inputs, const QString &pdf) {
+int convertFiles(const std::vector<QString> &inputs, const QString &pdf)
+{
     const int32_t h = ApCreate(pdf.toStdString());
     if (h <= 0)
         return -100;
@@ -36,29 +37,35 @@ int convertFiles(const std::vector<QString> &inputs, const QString &pdf) {
     return ApClose(h);
 }
 
+std::string s(const QString &q)
+{
+    return q.toStdString();
+}
 
-std::string s(const QString &q) { return q.toStdString(); }
-
-QByteArray fileBytes(const QString &path) {
+QByteArray fileBytes(const QString &path)
+{
     QFile f(path);
     return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
 }
 
 QString savedImage(const SandboxDir &box, const QString &name, const QImage &img,
-                   const char *format, int quality = -1) {
+                   const char *format, int quality = -1)
+{
     const QString path = box.filePath(name);
     img.save(path, format, quality);
     return path;
 }
 
 QString tiff(const SandboxDir &box, const QString &name, const TiffLayout &layout,
-             QImage *expected = nullptr) {
+             QImage *expected = nullptr)
+{
     const QString path = box.filePath(name);
     EXPECT_TRUE(writeTiff(path, layout, expected)) << s(name);
     return path;
 }
 
-TiffLayout g4Layout(uint16_t photometric = PHOTOMETRIC_MINISWHITE) {
+TiffLayout g4Layout(uint16_t photometric = PHOTOMETRIC_MINISWHITE)
+{
     TiffLayout t;
     t.width = 300;
     t.height = 120;
@@ -81,7 +88,8 @@ struct LosslessCase {
 
 class LosslessTest : public testing::TestWithParam<LosslessCase> {};
 
-TEST_P(LosslessTest, PaintsTheSourcePixels) {
+TEST_P(LosslessTest, PaintsTheSourcePixels)
+{
     SandboxDir box;
     QImage expected;
     const QString input = GetParam().make(box, expected);
@@ -103,7 +111,8 @@ TEST_P(LosslessTest, PaintsTheSourcePixels) {
     }
 }
 
-TiffLayout rgb(uint16_t compression, int rowsPerStrip = 0, uint16_t predictor = 1) {
+TiffLayout rgb(uint16_t compression, int rowsPerStrip = 0, uint16_t predictor = 1)
+{
     TiffLayout t;
     t.compression = compression;
     t.rowsPerStrip = rowsPerStrip;
@@ -111,7 +120,8 @@ TiffLayout rgb(uint16_t compression, int rowsPerStrip = 0, uint16_t predictor = 
     return t;
 }
 
-TiffLayout grey(int bps, uint16_t photometric, uint16_t compression = COMPRESSION_NONE) {
+TiffLayout grey(int bps, uint16_t photometric, uint16_t compression = COMPRESSION_NONE)
+{
     TiffLayout t;
     t.bps = bps;
     t.spp = 1;
@@ -120,12 +130,14 @@ TiffLayout grey(int bps, uint16_t photometric, uint16_t compression = COMPRESSIO
     return t;
 }
 
-TiffLayout palette(int bps) {
+TiffLayout palette(int bps)
+{
     TiffLayout t = grey(bps, PHOTOMETRIC_PALETTE, COMPRESSION_LZW);
     return t;
 }
 
-LosslessCase tiffCase(const char *name, TiffLayout layout, const char *filter) {
+LosslessCase tiffCase(const char *name, TiffLayout layout, const char *filter)
+{
     const int tolerance = layout.extraSamples ? 1 : 0;
     return {name,
             [layout](const SandboxDir &box, QImage &expected) {
@@ -245,7 +257,8 @@ INSTANTIATE_TEST_SUITE_P(
 
 // --- Data kept as stored ---------------------------------------------------------------------
 
-TEST(StoredData, JpegIsEmbeddedByteForByte) {
+TEST(StoredData, JpegIsEmbeddedByteForByte)
+{
     SandboxDir box;
     const QString jpg = savedImage(box, "photo.jpg", colourPattern(120, 80), "JPEG", 90);
     const QString pdf = box.filePath("out.pdf");
@@ -257,7 +270,8 @@ TEST(StoredData, JpegIsEmbeddedByteForByte) {
     EXPECT_EQ(pages[0].images[0].colourSpace, "/DeviceRGB");
 }
 
-TEST(StoredData, G4StripIsEmbeddedAsStored) {
+TEST(StoredData, G4StripIsEmbeddedAsStored)
+{
     SandboxDir box;
     for (uint16_t photometric : {PHOTOMETRIC_MINISWHITE, PHOTOMETRIC_MINISBLACK}) {
         const QString path = tiff(box, "fax.tif", g4Layout(photometric));
@@ -283,7 +297,8 @@ TEST(StoredData, G4StripIsEmbeddedAsStored) {
     }
 }
 
-TEST(StoredData, PageSizeFollowsResolution) {
+TEST(StoredData, PageSizeFollowsResolution)
+{
     SandboxDir box;
     TiffLayout layout = grey(8, PHOTOMETRIC_MINISBLACK);
     layout.width = 300;
@@ -302,7 +317,8 @@ TEST(StoredData, PageSizeFollowsResolution) {
     EXPECT_DOUBLE_EQ(pages[1].height, 150);
 }
 
-TEST(StoredData, ColourModelsAreKept) {
+TEST(StoredData, ColourModelsAreKept)
+{
     SandboxDir box;
     struct Case {
         const char *name;
@@ -347,7 +363,8 @@ TEST(StoredData, ColourModelsAreKept) {
 
 // --- Pages -------------------------------------------------------------------------------------
 
-TEST(Pages, EveryTiffPageButNoReducedCopies) {
+TEST(Pages, EveryTiffPageButNoReducedCopies)
+{
     SandboxDir box;
     TiffLayout layout = g4Layout();
     layout.pages = 5;
@@ -359,7 +376,8 @@ TEST(Pages, EveryTiffPageButNoReducedCopies) {
     EXPECT_TRUE(qpdfChecks(pdf));
 }
 
-TEST(Pages, MergeOfImagesAndPdfsKeepsOrder) {
+TEST(Pages, MergeOfImagesAndPdfsKeepsOrder)
+{
     SandboxDir box;
     TiffLayout two = rgb(COMPRESSION_LZW);
     two.pages = 2;
@@ -380,7 +398,8 @@ TEST(Pages, MergeOfImagesAndPdfsKeepsOrder) {
 
 // A 3-page PDF as other programs write them: the page size inherited from the page tree, one
 // form drawn on every page with a colour of its own, and a link on the first page to the last.
-QString linkedPdf(SandboxDir &box) {
+QString linkedPdf(SandboxDir &box)
+{
     QPDF pdf;
     pdf.emptyPDF();
     auto form = QPDFObjectHandle::newStream(&pdf, "0 0 50 50 re f\n");
@@ -398,8 +417,9 @@ QString linkedPdf(SandboxDir &box) {
         auto page = pdf.makeIndirectObject(QPDFObjectHandle::parse("<< /Type /Page >>"));
         page.replaceKey("/Parent", pagesNode);
         page.replaceKey("/Resources", resources);
-        page.replaceKey("/Contents", QPDFObjectHandle::newStream(
-                                         &pdf, std::string(rgb) + " rg q 1 0 0 1 20 20 cm /F Do Q\n"));
+        page.replaceKey("/Contents",
+                        QPDFObjectHandle::newStream(&pdf, std::string(rgb) +
+                                                              " rg q 1 0 0 1 20 20 cm /F Do Q\n"));
         pages.push_back(page);
     }
     auto kids = QPDFObjectHandle::newArray();
@@ -421,13 +441,14 @@ QString linkedPdf(SandboxDir &box) {
     return path;
 }
 
-TEST(Pages, PdfPagesAreCopiedWithWhatTheyUse) {
+TEST(Pages, PdfPagesAreCopiedWithWhatTheyUse)
+{
     SandboxDir box;
     const QString source = linkedPdf(box);
     const QString merged = box.filePath("merged.pdf");
-    ASSERT_EQ(convertFiles({savedImage(box, "one.png", colourPattern(30, 20), "PNG"), source},
-                           merged),
-              0);
+    ASSERT_EQ(
+        convertFiles({savedImage(box, "one.png", colourPattern(30, 20), "PNG"), source}, merged),
+        0);
     ASSERT_TRUE(qpdfChecks(merged));
     QPDF out;
     out.processFile(s(merged).c_str());
@@ -468,7 +489,8 @@ struct RecompressionCase {
 
 class RecompressionTest : public testing::TestWithParam<RecompressionCase> {};
 
-TEST_P(RecompressionTest, NameGivesItsFilter) {
+TEST_P(RecompressionTest, NameGivesItsFilter)
+{
     const auto &c = GetParam();
     SandboxDir box;
     QImage expected;
@@ -527,7 +549,8 @@ INSTANTIATE_TEST_SUITE_P(
         return n;
     });
 
-TEST(Recompression, AppliesOnlyToItsClass) {
+TEST(Recompression, AppliesOnlyToItsClass)
+{
     SandboxDir box;
     const QString colour = tiff(box, "rgb.tif", rgb(COMPRESSION_LZW));
     const QString fax = tiff(box, "fax.tif", g4Layout());
@@ -543,7 +566,8 @@ TEST(Recompression, AppliesOnlyToItsClass) {
     EXPECT_EQ(pages[1].images[0].filter, "/CCITTFaxDecode");
 }
 
-TEST(Recompression, RefusedSettings) {
+TEST(Recompression, RefusedSettings)
+{
     SandboxDir box;
     const int32_t h = ApCreate(s(box.filePath("out.pdf")));
     ASSERT_GT(h, 0);
@@ -565,7 +589,8 @@ TEST(Recompression, RefusedSettings) {
 
 // --- Depth query -----------------------------------------------------------------------------
 
-TEST(DepthQuery, BitsPerPixelOfTheFirstPage) {
+TEST(DepthQuery, BitsPerPixelOfTheFirstPage)
+{
     SandboxDir box;
     TiffLayout rgba = rgb(COMPRESSION_NONE);
     rgba.extraSamples = 2;
@@ -613,16 +638,19 @@ TEST(DepthQuery, BitsPerPixelOfTheFirstPage) {
 // Collects what the code under test writes to stderr.
 class StderrCapture {
 public:
-    StderrCapture() : file_(std::tmpfile()) {
+    StderrCapture() : file_(std::tmpfile())
+    {
         std::fflush(stderr);
         saved_ = ::dup(2);
         ::dup2(::fileno(file_), 2);
     }
-    ~StderrCapture() {
+    ~StderrCapture()
+    {
         restore();
         std::fclose(file_);
     }
-    std::string text() {
+    std::string text()
+    {
         restore();
         std::string out;
         std::rewind(file_);
@@ -634,7 +662,8 @@ public:
     }
 
 private:
-    void restore() {
+    void restore()
+    {
         if (saved_ >= 0) {
             std::fflush(stderr);
             ::dup2(saved_, 2);
@@ -646,7 +675,8 @@ private:
     int saved_ = -1;
 };
 
-TEST(Failures, UnreadableImagesThrowAndLeaveTheDocumentAsItWas) {
+TEST(Failures, UnreadableImagesThrowAndLeaveTheDocumentAsItWas)
+{
     SandboxDir box;
     const QString good = savedImage(box, "good.png", colourPattern(16, 16), "PNG");
     const QByteArray jpg = fileBytes(savedImage(box, "full.jpg", colourPattern(200, 200), "JPEG"));
@@ -685,7 +715,8 @@ TEST(Failures, UnreadableImagesThrowAndLeaveTheDocumentAsItWas) {
     EXPECT_EQ(probePdf(pdf).size(), 1u);
 }
 
-TEST(Failures, UnwritableTargetsAreRefusedAtCreate) {
+TEST(Failures, UnwritableTargetsAreRefusedAtCreate)
+{
     SandboxDir box;
     const QString locked = box.mkdir("locked");
     QFile::setPermissions(locked, QFileDevice::ReadOwner | QFileDevice::ExeOwner);
@@ -703,13 +734,15 @@ TEST(Failures, UnwritableTargetsAreRefusedAtCreate) {
                           QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
 }
 
-TEST(Failures, UnknownHandles) {
+TEST(Failures, UnknownHandles)
+{
     EXPECT_EQ(ApAddImage(9999, "/nonexistent.png"), -1);
     EXPECT_EQ(ApClose(9999), -1);
     EXPECT_EQ(ApClose(0), -1);
 }
 
-TEST(Lifecycle, NothingUnderTheRealNameBeforeClose) {
+TEST(Lifecycle, NothingUnderTheRealNameBeforeClose)
+{
     SandboxDir box;
     const QString pdf = box.filePath("out.pdf");
     const QString png = savedImage(box, "in.png", colourPattern(16, 16), "PNG");
@@ -723,7 +756,8 @@ TEST(Lifecycle, NothingUnderTheRealNameBeforeClose) {
         << s(QDir(box.path()).entryList(QDir::Files | QDir::Hidden).join(","));
 }
 
-TEST(Lifecycle, ReplacesAnExistingTargetAndReusesHandles) {
+TEST(Lifecycle, ReplacesAnExistingTargetAndReusesHandles)
+{
     SandboxDir box;
     const QString pdf = box.write("out.pdf", "old contents");
     const QString png = savedImage(box, "in.png", colourPattern(16, 16), "PNG");
@@ -740,7 +774,8 @@ TEST(Lifecycle, ReplacesAnExistingTargetAndReusesHandles) {
     ApClose(first);
 }
 
-TEST(Lifecycle, DeterministicOutputIsByteStable) {
+TEST(Lifecycle, DeterministicOutputIsByteStable)
+{
     SandboxDir box;
     const QString png = savedImage(box, "in.png", colourPattern(30, 30), "PNG");
     const QString tif = tiff(box, "in.tif", g4Layout());
@@ -753,7 +788,8 @@ TEST(Lifecycle, DeterministicOutputIsByteStable) {
 
 // Pages of several megabytes decode their strips on two handles at once; both halves must
 // land where they belong, and damage in either half must fail the page cleanly.
-TEST(LargePages, StripsDecodedSideBySideKeepEveryRow) {
+TEST(LargePages, StripsDecodedSideBySideKeepEveryRow)
+{
     SandboxDir box;
     TiffLayout layout = grey(8, PHOTOMETRIC_MINISBLACK, COMPRESSION_LZW);
     layout.width = 1800;

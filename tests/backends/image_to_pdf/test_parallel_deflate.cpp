@@ -13,7 +13,8 @@ namespace {
 
 using Bytes = std::vector<uint8_t>;
 
-Bytes inflateAll(const Bytes &z, size_t expected) {
+Bytes inflateAll(const Bytes &z, size_t expected)
+{
     Bytes out(expected + 1);
     uLongf n = uLongf(out.size());
     if (uncompress(out.data(), &n, z.data(), uLong(z.size())) != Z_OK)
@@ -23,7 +24,8 @@ Bytes inflateAll(const Bytes &z, size_t expected) {
 }
 
 // Raw deflate from zlib, so that each block type can be asked for.
-Bytes rawDeflate(const Bytes &in, int level, int strategy) {
+Bytes rawDeflate(const Bytes &in, int level, int strategy)
+{
     z_stream s{};
     deflateInit2(&s, level, Z_DEFLATED, -15, 8, strategy);
     Bytes out(deflateBound(&s, uLong(in.size())) + 16);
@@ -38,7 +40,8 @@ Bytes rawDeflate(const Bytes &in, int level, int strategy) {
 }
 
 // A scanned-page-like mix: runs of paper, noisy text strokes, and stretches of pure noise.
-Bytes sampleData(size_t size, unsigned seed) {
+Bytes sampleData(size_t size, unsigned seed)
+{
     std::mt19937 rng(seed);
     Bytes d(size);
     for (size_t i = 0; i < size; ++i) {
@@ -53,7 +56,8 @@ Bytes sampleData(size_t size, unsigned seed) {
     return d;
 }
 
-TEST(ParallelDeflate, FindsTheFinalBlockOfEveryBlockType) {
+TEST(ParallelDeflate, FindsTheFinalBlockOfEveryBlockType)
+{
     const Bytes data = sampleData(300000, 1);
     struct Case {
         const char *what;
@@ -76,7 +80,8 @@ TEST(ParallelDeflate, FindsTheFinalBlockOfEveryBlockType) {
     EXPECT_TRUE(pw::i2p::findFinalBlock(empty.data(), empty.size()).has_value());
 }
 
-TEST(ParallelDeflate, RefusesCutAndDamagedStreams) {
+TEST(ParallelDeflate, RefusesCutAndDamagedStreams)
+{
     const Bytes raw = rawDeflate(sampleData(100000, 2), 6, Z_DEFAULT_STRATEGY);
     for (size_t keep : {size_t(0), size_t(1), raw.size() / 2, raw.size() - 1})
         EXPECT_FALSE(pw::i2p::findFinalBlock(raw.data(), keep).has_value()) << keep;
@@ -86,27 +91,29 @@ TEST(ParallelDeflate, RefusesCutAndDamagedStreams) {
     EXPECT_FALSE(pw::i2p::findFinalBlock(badStored.data(), badStored.size()).has_value());
 }
 
-TEST(ParallelDeflate, JoinedPiecesInflateToTheInput) {
+TEST(ParallelDeflate, JoinedPiecesInflateToTheInput)
+{
     for (size_t size : {size_t(0), size_t(1), size_t(70000), size_t(1000003)}) {
         const Bytes data = sampleData(size, unsigned(size));
         for (size_t pieceBytes : {size_t(SIZE_MAX), size_t(65536), size_t(100000)}) {
             for (int level : {1, 6, 12}) {
-                SCOPED_TRACE(testing::Message() << size << " bytes, pieces of " << pieceBytes
-                                                << ", level " << level);
-                const Bytes z = pw::i2p::deflateInPieces(data.data(), data.size(), level,
-                                                         pieceBytes);
+                SCOPED_TRACE(testing::Message()
+                             << size << " bytes, pieces of " << pieceBytes << ", level " << level);
+                const Bytes z =
+                    pw::i2p::deflateInPieces(data.data(), data.size(), level, pieceBytes);
                 EXPECT_EQ(inflateAll(z, data.size()), data);
                 // More than one piece must really have been joined, not redone as one.
                 if (size / pieceBytes > 1) {
-                    EXPECT_NE(z, pw::i2p::deflateInPieces(data.data(), data.size(), level,
-                                                          SIZE_MAX));
+                    EXPECT_NE(z,
+                              pw::i2p::deflateInPieces(data.data(), data.size(), level, SIZE_MAX));
                 }
             }
         }
     }
 }
 
-TEST(ParallelDeflate, IncompressibleAndUniformPiecesJoin) {
+TEST(ParallelDeflate, IncompressibleAndUniformPiecesJoin)
+{
     // Pure noise ends each piece in a stored block; a uniform run in a tiny fixed one.
     std::mt19937 rng(7);
     Bytes data(600000);
