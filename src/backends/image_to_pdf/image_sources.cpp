@@ -93,7 +93,7 @@ bool plausibleTga(const std::string &h)
     return mapType <= 1 && typeOk && depthOk && w > 0 && hgt > 0;
 }
 
-enum class Kind { Tiff, Jpeg, Png, Gif, Jp2, J2k, Pdf, Magick, Unknown };
+enum class Kind { Tiff, Jpeg, Png, Gif, Jp2, J2k, Psd, Pdf, Magick, Unknown };
 
 Kind detect(const std::string &h, const std::string &path, std::string &magickFormat)
 {
@@ -110,6 +110,8 @@ Kind detect(const std::string &h, const std::string &path, std::string &magickFo
         return Kind::Jp2;
     if (startsWith(h, "\xFF\x4F\xFF\x51", 4))
         return Kind::J2k;
+    if (startsWith(h, "8BPS", 4))
+        return Kind::Psd;
     if (h.find("%PDF-") != std::string::npos && h.find("%PDF-") < 1024)
         return Kind::Pdf;
     auto magick = [&](const char *f) {
@@ -120,8 +122,6 @@ Kind detect(const std::string &h, const std::string &path, std::string &magickFo
         return magick("BMP");
     if (startsWith(h, "\xB1\x68\xDE\x3A", 4))
         return magick("DCX");
-    if (startsWith(h, "8BPS", 4))
-        return magick("PSD");
     if (startsWith(h, "PCD_IPI", 7, 2048))
         return magick("PCD");
     if (startsWith(h, "\xD7\xCD\xC6\x9A", 4) || startsWith(h, "\x01\x00\x09\x00", 4) ||
@@ -201,6 +201,8 @@ ReadOutcome readImageFile(const FileHead &file, const PageSink &sink, bool first
             return readJp2(path, sink, false);
         case Kind::J2k:
             return readJp2(path, sink, true);
+        case Kind::Psd:
+            return readPsd(path, sink);
         case Kind::Magick:
             return readWithMagick(path, format, sink, firstOnly);
         case Kind::Pdf:

@@ -145,6 +145,7 @@ ReadOutcome readTiff(const std::string &path, const PageSink &sink, bool firstOn
 ReadOutcome readJpeg(const std::string &path, const PageSink &sink);
 ReadOutcome readPng(const std::string &path, const PageSink &sink);
 ReadOutcome readGif(const std::string &path, const PageSink &sink, bool firstOnly);
+ReadOutcome readPsd(const std::string &path, const PageSink &sink);
 ReadOutcome readJp2(const std::string &path, const PageSink &sink, bool rawCodestream);
 // The rarer formats go through GraphicsMagick, in a module loaded at its first use: most runs
 // never need it, and linking it would cost every start the loading of its many codecs.

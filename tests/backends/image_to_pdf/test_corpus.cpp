@@ -67,13 +67,11 @@ Outcome convertOne(const QString &input, const QString &pdf) {
 
 // Formats our libraries cannot read on this platform; these must fail cleanly.
 bool unsupportedHere(const QString &path) {
-    // EMF has no reader on Linux; GraphicsMagick here has no PSD coder; libjpeg-turbo 2.1 has
-    // no lossless JPEG; openjpeg refuses this file's header; libtiff cannot decode this fax
+    // EMF has no reader on Linux; libjpeg-turbo 2.1 has no lossless JPEG; openjpeg refuses this file's header; libtiff cannot decode this fax
     // without line ends; libwmf cannot scan this metafile.
     static const char *const names[] = {".emf",
                                         "rgb24jpeg.bmp",
                                         "tm__8_ls.jpg",
-                                        ".psd",
                                         "tm__jpeg-lossless-8bit-gray.tif",
                                         "balloon_eciRGBv2_aware.jp2",
                                         "testfax3_bug54_1dnoEOL.tif",

@@ -1,0 +1,270 @@
+// Photoshop files: the merged picture of each colour mode must paint as the pixels it holds,
+// at the file's resolution, and damaged files must fail as unreadable.
+
+#include "image_to_pdf.h"
+#include "pdf_probe.h"
+#include "sample_images.h"
+#include "sandbox.h"
+
+#include <gtest/gtest.h>
+
+#include <QFile>
+#include <QFileInfo>
+
+#include <algorithm>
+#include <functional>
+
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+
+void put(Bytes &out, uint64_t v, int bytes)
+{
+    for (int i = bytes - 1; i >= 0; --i)
+        out.push_back(uint8_t(v >> (8 * i)));
+}
+
+// A Photoshop file without layers: `planes` holds each channel's rows, packed as stored.
+struct Psd {
+    Psd(uint32_t w, uint32_t h, uint32_t bits, uint32_t colourMode, std::vector<Bytes> channels)
+        : width(w), height(h), depth(bits), mode(colourMode), planes(std::move(channels))
+    {
+    }
+
+    uint32_t width, height, depth, mode;
+    std::vector<Bytes> planes;
+    Bytes colourTable;
+    double dpi = 0;
+    bool rle = false;
+    bool large = false; // PSB
+
+    Bytes bytes() const
+    {
+        Bytes out{'8', 'B', 'P', 'S'};
+        put(out, large ? 2 : 1, 2);
+        put(out, 0, 6);
+        put(out, planes.size(), 2);
+        put(out, height, 4);
+        put(out, width, 4);
+        put(out, depth, 2);
+        put(out, mode, 2);
+        put(out, colourTable.size(), 4);
+        out.insert(out.end(), colourTable.begin(), colourTable.end());
+        Bytes resources;
+        if (dpi > 0) {
+            resources = {'8', 'B', 'I', 'M', 0x03, 0xED, 0, 0};
+            put(resources, 16, 4);
+            for (int axis = 0; axis < 2; ++axis) {
+                put(resources, uint64_t(dpi * 65536), 4);
+                put(resources, 1, 2);
+                put(resources, 1, 2);
+            }
+        }
+        put(out, resources.size(), 4);
+        out.insert(out.end(), resources.begin(), resources.end());
+        put(out, 0, large ? 8 : 4); // no layers
+        put(out, rle ? 1 : 0, 2);
+        const size_t rowBytes = (size_t(width) * depth + 7) / 8;
+        if (!rle) {
+            for (const Bytes &plane : planes)
+                out.insert(out.end(), plane.begin(), plane.end());
+            return out;
+        }
+        // PackBits: a run for each repeated byte, literals between.
+        std::vector<Bytes> rows;
+        for (const Bytes &plane : planes)
+            for (uint32_t y = 0; y < height; ++y) {
+                Bytes packed;
+                const uint8_t *row = plane.data() + y * rowBytes;
+                for (size_t x = 0; x < rowBytes;) {
+                    size_t run = 1;
+                    while (x + run < rowBytes && run < 128 && row[x + run] == row[x])
+                        ++run;
+                    if (run > 1) {
+                        packed.push_back(uint8_t(1 - int(run)));
+                        packed.push_back(row[x]);
+                    } else {
+                        packed.push_back(0);
+                        packed.push_back(row[x]);
+                    }
+                    x += run;
+                }
+                put(out, packed.size(), large ? 4 : 2);
+                rows.push_back(packed);
+            }
+        for (const Bytes &row : rows)
+            out.insert(out.end(), row.begin(), row.end());
+        return out;
+    }
+};
+
+// The channels of `img` as planes: each channel of the first `channels` picked by `sample`.
+std::vector<Bytes> planesOf(const QImage &img, int channels,
+                            const std::function<uint8_t(QRgb, int)> &sample)
+{
+    auto planes = std::vector<Bytes>(size_t(channels));
+    for (int c = 0; c < channels; ++c)
+        for (int y = 0; y < img.height(); ++y)
+            for (int x = 0; x < img.width(); ++x)
+                planes[size_t(c)].push_back(sample(img.pixel(x, y), c));
+    return planes;
+}
+
+uint8_t rgbSample(QRgb p, int c)
+{
+    const int values[] = {qRed(p), qGreen(p), qBlue(p), qAlpha(p)};
+    return uint8_t(values[c]);
+}
+
+QString written(SandboxDir &box, const QString &name, const Psd &psd)
+{
+    const Bytes data = psd.bytes();
+    return box.write(
+        name, QByteArray(reinterpret_cast<const char *>(data.data()), qsizetype(data.size())));
+}
+
+struct Converted {
+    int32_t depth = 0;
+    std::vector<ProbedPage> pages;
+    QImage painted;
+};
+
+Converted convert(SandboxDir &box, const QString &in, int width, int height)
+{
+    Converted c;
+    c.depth = ApGetFunction(0, 211, 0, 0, in.toStdString(), 0);
+    const QString pdf = box.filePath(QFileInfo(in).baseName() + ".pdf");
+    const int32_t h = ApCreate(pdf.toStdString());
+    EXPECT_EQ(ApAddImage(h, in.toStdString()), 0);
+    EXPECT_EQ(ApClose(h), 0);
+    EXPECT_TRUE(qpdfChecks(pdf));
+    c.pages = probePdf(pdf);
+    c.painted = paintedPixels(pdf, 0, width, height);
+    return c;
+}
+
+TEST(Psd, EveryColourModePaintsItsPixels)
+{
+    SandboxDir box;
+    const int w = 40, h = 30;
+    const QImage colour = colourPattern(w, h);
+
+    Psd rgb{w, h, 8, 3, planesOf(colour, 3, rgbSample)};
+    rgb.rle = true;
+    rgb.dpi = 300;
+    const Converted c = convert(box, written(box, "rgb.psd", rgb), w, h);
+    EXPECT_EQ(c.depth, 24);
+    EXPECT_EQ(maxChannelDifference(c.painted, colour), 0);
+    ASSERT_EQ(c.pages.size(), 1u);
+    EXPECT_NEAR(c.pages[0].width, w * 72.0 / 300, 0.01);
+
+    // Grey at 16 bits, both bytes of a sample equal so that any reading of them agrees.
+    const QImage grey = colour.convertToFormat(QImage::Format_Grayscale8);
+    Psd grey16{w, h, 16, 1, planesOf(grey, 1, [](QRgb p, int) { return uint8_t(qGray(p)); })};
+    Bytes wide;
+    for (uint8_t v : grey16.planes[0]) {
+        wide.push_back(v);
+        wide.push_back(v);
+    }
+    grey16.planes[0] = wide;
+    grey16.large = true;
+    const Converted g = convert(box, written(box, "grey16.psb", grey16), w, h);
+    EXPECT_EQ(g.depth, 16);
+    EXPECT_EQ(maxChannelDifference(g.painted, grey.convertToFormat(QImage::Format_RGB32)), 0);
+
+    // Bitmap: a set bit is black.
+    const QImage strokes = bilevelPattern(w, h).convertToFormat(QImage::Format_RGB32);
+    Psd bitmap{w, h, 1, 0, {Bytes(size_t((w + 7) / 8) * h, 0)}};
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x)
+            if (qGray(strokes.pixel(x, y)) < 128)
+                bitmap.planes[0][size_t(y) * ((w + 7) / 8) + x / 8] |= uint8_t(0x80 >> (x % 8));
+    bitmap.rle = true;
+    const Converted b = convert(box, written(box, "bitmap.psd", bitmap), w, h);
+    EXPECT_EQ(b.depth, 1);
+    EXPECT_EQ(maxChannelDifference(b.painted, strokes), 0);
+
+    // Indexed: the table is stored as all reds, then all greens, then all blues.
+    const QImage indexed = colour.convertToFormat(QImage::Format_Indexed8);
+    Psd pal{w, h, 8, 2, {Bytes()}};
+    pal.colourTable.assign(768, 0);
+    for (int i = 0; i < indexed.colorCount(); ++i) {
+        pal.colourTable[size_t(i)] = uint8_t(qRed(indexed.color(i)));
+        pal.colourTable[size_t(256 + i)] = uint8_t(qGreen(indexed.color(i)));
+        pal.colourTable[size_t(512 + i)] = uint8_t(qBlue(indexed.color(i)));
+    }
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x)
+            pal.planes[0].push_back(uint8_t(indexed.pixelIndex(x, y)));
+    const Converted p = convert(box, written(box, "indexed.psd", pal), w, h);
+    EXPECT_EQ(maxChannelDifference(p.painted, indexed.convertToFormat(QImage::Format_RGB32)), 0);
+
+    // CMYK holds ink amounts inverted: 255 is no ink. The top half is full black ink on paper.
+    Psd cmyk{w, h, 8, 4, std::vector<Bytes>(4, Bytes(size_t(w) * h, 255))};
+    std::fill_n(cmyk.planes[3].begin(), w * h / 2, 0);
+    const Converted k = convert(box, written(box, "cmyk.psd", cmyk), w, h);
+    EXPECT_EQ(k.depth, 32);
+    EXPECT_LT(qGray(k.painted.pixel(w / 2, 2)), 60) << "black ink paints dark";
+    EXPECT_EQ(k.painted.pixel(w / 2, h - 2), qRgb(255, 255, 255)) << "no ink leaves paper";
+}
+
+TEST(Psd, TransparencyBecomesASoftMask)
+{
+    SandboxDir box;
+    const int w = 20, h = 20;
+    QImage rgba(w, h, QImage::Format_ARGB32);
+    rgba.fill(qRgba(200, 30, 30, 255));
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w / 2; ++x)
+            rgba.setPixel(x, y, qRgba(200, 30, 30, 0));
+    const QString in = written(box, "rgba.psd", Psd{w, h, 8, 3, planesOf(rgba, 4, rgbSample)});
+    const Converted c = convert(box, in, w, h);
+    EXPECT_EQ(c.depth, 32);
+    ASSERT_EQ(c.pages.size(), 1u);
+    ASSERT_EQ(c.pages[0].images.size(), 1u);
+    EXPECT_TRUE(c.pages[0].images[0].hasSMask);
+    EXPECT_EQ(c.painted.pixel(2, 5), qRgb(255, 255, 255));
+    EXPECT_EQ(c.painted.pixel(15, 5), qRgb(200, 30, 30));
+}
+
+TEST(Psd, DamagedFilesAreUnreadable)
+{
+    SandboxDir box;
+    const QImage colour = colourPattern(16, 16);
+    Psd good{16, 16, 8, 3, planesOf(colour, 3, rgbSample)};
+    good.rle = true;
+    const Bytes bytes = good.bytes();
+    Psd lab = good;
+    lab.mode = 9;
+    Psd fewChannels = good;
+    fewChannels.planes.resize(2);
+    Bytes overlong = bytes;
+    overlong[overlong.size() - 40] = 0x7F; // a literal run longer than its row
+    const struct {
+        const char *name;
+        Bytes data;
+    } rows[] = {
+        {"cut.psd", Bytes(bytes.begin(), bytes.begin() + std::ptrdiff_t(bytes.size() / 2))},
+        {"header.psd", Bytes(bytes.begin(), bytes.begin() + 20)},
+        {"lab.psd", lab.bytes()},
+        {"two_channels.psd", fewChannels.bytes()},
+        {"overlong.psd", overlong},
+    };
+    for (const auto &r : rows) {
+        SCOPED_TRACE(r.name);
+        const QString in =
+            box.write(r.name, QByteArray(reinterpret_cast<const char *>(r.data.data()),
+                                         qsizetype(r.data.size())));
+        const int32_t h = ApCreate(box.filePath("out.pdf").toStdString());
+        try {
+            ApAddImage(h, in.toStdString());
+            ADD_FAILURE() << "no failure";
+        } catch (const ApFailure &f) {
+            EXPECT_EQ(f.number, 321) << f.what();
+            EXPECT_NE(std::string(f.what()).find("PSD"), std::string::npos) << f.what();
+        }
+        EXPECT_EQ(ApClose(h), -2);
+    }
+}
+
+} // namespace
