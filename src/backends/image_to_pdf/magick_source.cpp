@@ -1,4 +1,4 @@
-// The rarer formats (BMP, PCX, DCX, PSD, PCD, TGA, PNM, ICO, WMF ...) through GraphicsMagick.
+// The rarer formats (BMP, PCX, DCX, PCD, TGA, PNM, ICO, WMF ...) through GraphicsMagick.
 // The format is always named explicitly, so a file is never read by a coder its content did
 // not ask for (GraphicsMagick would otherwise happily render a text file as an image).
 
@@ -210,10 +210,7 @@ ReadOutcome readWithMagickDirect(const std::string &path, const std::string &for
             frames.push_back(i);
     if (frames.empty())
         throw invalidFormat(format + ": no image");
-    if (format == "PSD") {
-        // The first image is the flattened picture; the rest are its layers.
-        frames.erase(frames.begin() + 1, frames.end());
-    } else if (format == "ICO") {
+    if (format == "ICO") {
         // The entries are one icon at several sizes: the largest stands for it.
         auto largest = std::max_element(frames.begin(), frames.end(), [](auto *a, auto *b) {
             return a->columns * a->rows < b->columns * b->rows;
