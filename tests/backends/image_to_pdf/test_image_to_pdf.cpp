@@ -436,7 +436,8 @@ QString linkedPdf(SandboxDir &box)
     annots.appendItem(pdf.makeIndirectObject(link));
     pages[0].replaceKey("/Annots", annots);
     const QString path = box.filePath("linked.pdf");
-    QPDFWriter writer(pdf, s(path).c_str());
+    const std::string file = s(path); // the writer keeps the name until it has written
+    QPDFWriter writer(pdf, file.c_str());
     writer.write();
     return path;
 }
