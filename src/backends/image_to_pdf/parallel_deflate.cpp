@@ -311,7 +311,9 @@ std::optional<FinalBlock> findFinalBlock(const uint8_t *data, size_t size)
 
 std::vector<uint8_t> deflateInPieces(const uint8_t *data, size_t size, int level, size_t pieceBytes)
 {
-    const size_t count = std::clamp<size_t>(size / std::max<size_t>(pieceBytes, 1), 1, 64);
+    const size_t piece = std::max<size_t>(pieceBytes, 1);
+    const size_t rounded = size / piece + (size % piece >= piece - piece / 2 ? 1 : 0);
+    const size_t count = std::clamp<size_t>(rounded, 1, 64);
     std::vector<Piece> parts(count);
     // Every piece but the last is also searched for its final block, about an eighth of its
     // deflate time, so those pieces get an eighth less data and all finish together.
