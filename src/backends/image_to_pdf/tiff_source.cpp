@@ -359,25 +359,30 @@ private:
         TIFFGetFieldDefaulted(t_, TIFFTAG_ROWSPERSTRIP, &rps);
         rps = std::clamp<uint32_t>(rps, 1, height_);
         const Strips strips{plane, (height_ + rps - 1) / rps, rps, rowBytes, out.data()};
-        std::optional<TiffHandle> second;
-        if (out.size() >= kParallelDecodeBytes && strips.perPlane >= 2)
-            second = secondHandle();
-        if (!second) {
-            if (!readStrips(t_, strips, 0, strips.perPlane))
-                fail("unreadable strip");
-            return out;
+        // Strips decode independently: on a large page every further core decodes a share of
+        // them on a handle of its own while this handle decodes the first share.
+        std::vector<TiffHandle> helpers;
+        for (uint32_t i = 1; i < decodeShares(out.size(), strips.perPlane); ++i) {
+            std::optional<TiffHandle> h = extraHandle();
+            if (!h)
+                break;
+            helpers.push_back(std::move(*h));
         }
-        // Strips decode independently: the second half is decoded on its own handle while
-        // this one decodes the first.
-        const uint32_t half = strips.perPlane / 2;
-        bool tailRead = false;
-        std::jthread tail(
-            [&] { tailRead = readStrips(second->get(), strips, half, strips.perPlane); });
-        const bool headRead = readStrips(t_, strips, 0, half);
-        tail.join();
-        if (!tailRead && h_.messages->firstError.empty())
-            h_.messages->firstError = second->messages->firstError;
-        if (!headRead || !tailRead)
+        const uint32_t shares = uint32_t(helpers.size()) + 1;
+        auto first = [&](uint32_t share) { return strips.perPlane * share / shares; };
+        std::vector<char> read(shares, 0);
+        {
+            std::vector<std::jthread> threads;
+            for (uint32_t i = 1; i < shares; ++i)
+                threads.emplace_back([&, i] {
+                    read[i] = readStrips(helpers[i - 1].get(), strips, first(i), first(i + 1));
+                });
+            read[0] = readStrips(t_, strips, 0, first(1));
+        }
+        for (uint32_t i = 1; i < shares; ++i)
+            if (!read[i] && h_.messages->firstError.empty())
+                h_.messages->firstError = helpers[i - 1].messages->firstError;
+        if (std::count(read.begin(), read.end(), 0) > 0)
             fail("unreadable strip");
         return out;
     }
@@ -404,15 +409,21 @@ private:
         return true;
     }
 
-    // A second handle on this page, for the codecs that need nothing set on a handle beyond
-    // what the file says (JPEG-in-TIFF does); none on a single core.
-    std::optional<TiffHandle> secondHandle() const
+    // How many handles decode a page's strips: one per core up to four, for pages large enough
+    // to repay opening the file again, and only for the codecs that need nothing set on a
+    // handle beyond what the file says (JPEG-in-TIFF does).
+    uint32_t decodeShares(size_t bytes, uint32_t strips) const
     {
         const bool plainCodec =
             compression_ == COMPRESSION_LZW || compression_ == COMPRESSION_ADOBE_DEFLATE ||
             compression_ == COMPRESSION_DEFLATE || compression_ == COMPRESSION_PACKBITS;
-        if (!plainCodec || std::thread::hardware_concurrency() < 2)
-            return std::nullopt;
+        if (!plainCodec || bytes < kParallelDecodeBytes)
+            return 1;
+        return std::min({std::max(1u, std::thread::hardware_concurrency()), 4u, strips});
+    }
+
+    std::optional<TiffHandle> extraHandle() const
+    {
         TiffHandle h = openTiff(path_, "r");
         if (!h.get() || !TIFFSetDirectory(h.get(), TIFFCurrentDirectory(t_)))
             return std::nullopt;

@@ -787,8 +787,9 @@ TEST(Lifecycle, DeterministicOutputIsByteStable)
     EXPECT_EQ(fileBytes(box.filePath("a.pdf")), fileBytes(box.filePath("b.pdf")));
 }
 
-// Pages of several megabytes decode their strips on two handles at once; both halves must
-// land where they belong, and damage in either half must fail the page cleanly.
+// Pages of several megabytes decode their strips on several handles at once (two on a 2-core
+// machine); every share must land where it belongs, and damage in any share must fail the
+// page cleanly.
 TEST(LargePages, StripsDecodedSideBySideKeepEveryRow)
 {
     SandboxDir box;
