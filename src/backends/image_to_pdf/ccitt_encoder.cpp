@@ -16,7 +16,8 @@ struct MemoryFile {
     toff_t pos = 0;
 };
 
-tmsize_t memRead(thandle_t h, void *buf, tmsize_t n) {
+tmsize_t memRead(thandle_t h, void *buf, tmsize_t n)
+{
     auto *m = static_cast<MemoryFile *>(h);
     if (m->pos >= m->data->size())
         return 0;
@@ -27,7 +28,8 @@ tmsize_t memRead(thandle_t h, void *buf, tmsize_t n) {
     return n;
 }
 
-tmsize_t memWrite(thandle_t h, void *buf, tmsize_t n) {
+tmsize_t memWrite(thandle_t h, void *buf, tmsize_t n)
+{
     auto *m = static_cast<MemoryFile *>(h);
     if (m->pos + toff_t(n) > m->data->size())
         m->data->resize(size_t(m->pos + toff_t(n)));
@@ -36,23 +38,37 @@ tmsize_t memWrite(thandle_t h, void *buf, tmsize_t n) {
     return n;
 }
 
-toff_t memSeek(thandle_t h, toff_t off, int whence) {
+toff_t memSeek(thandle_t h, toff_t off, int whence)
+{
     auto *m = static_cast<MemoryFile *>(h);
     toff_t base = whence == SEEK_CUR ? m->pos : (whence == SEEK_END ? m->data->size() : 0);
     m->pos = base + off;
     return m->pos;
 }
 
-int memClose(thandle_t) { return 0; }
+int memClose(thandle_t)
+{
+    return 0;
+}
 
-toff_t memSize(thandle_t h) { return static_cast<MemoryFile *>(h)->data->size(); }
+toff_t memSize(thandle_t h)
+{
+    return static_cast<MemoryFile *>(h)->data->size();
+}
 
-int memMap(thandle_t, void **, toff_t *) { return 0; }
+int memMap(thandle_t, void **, toff_t *)
+{
+    return 0;
+}
 void memUnmap(thandle_t, void *, toff_t) {}
 
-int dropMessage(TIFF *, void *, const char *, const char *, va_list) { return 1; }
+int dropMessage(TIFF *, void *, const char *, const char *, va_list)
+{
+    return 1;
+}
 
-int keepError(TIFF *, void *user, const char *module, const char *fmt, va_list ap) {
+int keepError(TIFF *, void *user, const char *module, const char *fmt, va_list ap)
+{
     auto *m = static_cast<TiffMessages *>(user);
     if (m->firstError.empty()) {
         char text[512];
@@ -66,7 +82,8 @@ struct OptionsFree {
     void operator()(TIFFOpenOptions *o) const { TIFFOpenOptionsFree(o); }
 };
 
-std::unique_ptr<TIFFOpenOptions, OptionsFree> makeOptions(TiffMessages *messages) {
+std::unique_ptr<TIFFOpenOptions, OptionsFree> makeOptions(TiffMessages *messages)
+{
     std::unique_ptr<TIFFOpenOptions, OptionsFree> opts(TIFFOpenOptionsAlloc());
     TIFFOpenOptionsSetErrorHandlerExtR(opts.get(), keepError, messages);
     TIFFOpenOptionsSetWarningHandlerExtR(opts.get(), dropMessage, nullptr);
@@ -77,14 +94,16 @@ std::unique_ptr<TIFFOpenOptions, OptionsFree> makeOptions(TiffMessages *messages
 
 } // namespace
 
-TiffHandle openTiff(const std::string &path, const char *mode) {
+TiffHandle openTiff(const std::string &path, const char *mode)
+{
     TiffHandle h;
     auto opts = makeOptions(h.messages.get());
     h.tif.reset(TIFFOpenExt(path.c_str(), mode, opts.get()));
     return h;
 }
 
-TiffHandle openMemoryTiff(std::string &buffer, const char *mode) {
+TiffHandle openMemoryTiff(std::string &buffer, const char *mode)
+{
     TiffHandle h;
     auto opts = makeOptions(h.messages.get());
     auto file = std::make_shared<MemoryFile>();
@@ -95,9 +114,10 @@ TiffHandle openMemoryTiff(std::string &buffer, const char *mode) {
     return h;
 }
 
-std::vector<uint8_t> ccittEncode(const Raster &raster, bool g4) {
+std::vector<uint8_t> ccittEncode(const Raster &raster, bool g4)
+{
     // The fax coder takes 0 as white; our grey has 0 as black unless the raster is inverted.
-    std::vector<uint8_t> bits = raster.pixels;
+    std::vector<uint8_t> bits(raster.pixels.begin(), raster.pixels.end());
     if (!raster.invert)
         for (auto &b : bits)
             b = uint8_t(~b);

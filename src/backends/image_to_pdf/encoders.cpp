@@ -8,6 +8,7 @@
 #include <array>
 #include <cstdlib>
 #include <memory>
+#include <span>
 
 namespace pw::i2p {
 
@@ -173,7 +174,7 @@ inline uint8_t paeth(int a, int b, int c)
 }
 
 // PNG Paeth prediction on every row (Predictor 15 tells the reader each row has its tag).
-std::vector<uint8_t> paethRows(const std::vector<uint8_t> &pix, size_t rowBytes, int height,
+std::vector<uint8_t> paethRows(std::span<const uint8_t> pix, size_t rowBytes, int height,
                                int bytesPerPixel)
 {
     std::vector<uint8_t> out(size_t(height) * (rowBytes + 1));
@@ -196,12 +197,11 @@ std::vector<uint8_t> paethRows(const std::vector<uint8_t> &pix, size_t rowBytes,
 // Photographs shrink with row prediction; scanned text and line art usually grow with it and
 // cost the prediction pass for nothing. A band from the middle of the page, deflated both
 // ways at the fastest level, decides.
-bool predictionPays(const std::vector<uint8_t> &pix, size_t rowBytes, int height, int bytesPerPixel)
+bool predictionPays(std::span<const uint8_t> pix, size_t rowBytes, int height, int bytesPerPixel)
 {
     const int bandRows = std::min(height, 64);
     const size_t start = size_t(height - bandRows) / 2 * rowBytes;
-    const std::vector<uint8_t> band(pix.begin() + std::ptrdiff_t(start),
-                                    pix.begin() + std::ptrdiff_t(start + bandRows * rowBytes));
+    const auto band = pix.subspan(start, size_t(bandRows) * rowBytes);
     const auto predicted = paethRows(band, rowBytes, bandRows, bytesPerPixel);
     std::unique_ptr<libdeflate_compressor, DeflateCompressorFree> fast(
         libdeflate_alloc_compressor(1));
@@ -215,8 +215,8 @@ bool predictionPays(const std::vector<uint8_t> &pix, size_t rowBytes, int height
     return withPrediction < plain;
 }
 
-void encodeBytes(EncodedImage &img, const std::vector<uint8_t> &pix, size_t rowBytes,
-                 int components, Filter filter)
+void encodeBytes(EncodedImage &img, std::span<const uint8_t> pix, size_t rowBytes, int components,
+                 Filter filter)
 {
     switch (filter) {
     case Filter::Lzw:

@@ -14,20 +14,27 @@ namespace pw::i2p {
 namespace {
 
 struct GifClose {
-    void operator()(GifFileType *g) const {
+    void operator()(GifFileType *g) const
+    {
         int error = 0;
         DGifCloseFile(g, &error);
     }
 };
 
-int roundedBits(int bits) { return bits <= 1 ? 1 : (bits <= 4 ? 4 : 8); }
+int roundedBits(int bits)
+{
+    return bits <= 1 ? 1 : (bits <= 4 ? 4 : 8);
+}
 
 class GifFrame : public PageSource {
 public:
     GifFrame(GifFileType *gif, int index, int frames, std::vector<uint8_t> &canvas)
-        : gif_(gif), index_(index), frames_(frames), canvas_(canvas) {}
+        : gif_(gif), index_(index), frames_(frames), canvas_(canvas)
+    {
+    }
 
-    int depth() const override {
+    int depth() const override
+    {
         const SavedImage &im = gif_->SavedImages[index_];
         const ColorMapObject *map = im.ImageDesc.ColorMap ? im.ImageDesc.ColorMap : gif_->SColorMap;
         return roundedBits(map ? map->BitsPerPixel : 8);
@@ -35,7 +42,8 @@ public:
 
     std::optional<EncodedImage> asIs(Filter) override { return std::nullopt; }
 
-    Raster decode() override {
+    Raster decode() override
+    {
         const SavedImage &im = gif_->SavedImages[index_];
         const ColorMapObject *map = im.ImageDesc.ColorMap ? im.ImageDesc.ColorMap : gif_->SColorMap;
         if (!map || !im.RasterBits)
@@ -89,8 +97,8 @@ public:
             }
         r.bpc = 8;
         r.cs.model = ColourModel::Rgb;
-        r.pixels.resize(size_t(W) * H * 3);
-        r.alpha.resize(size_t(W) * H);
+        r.pixels.resize(size_t(W) * H * 3, 0);
+        r.alpha.resize(size_t(W) * H, 0);
         bool opaque = true;
         for (size_t i = 0; i < size_t(W) * H; ++i) {
             std::memcpy(&r.pixels[i * 3], &canvas_[i * 4], 3);
@@ -118,7 +126,8 @@ private:
 
 } // namespace
 
-ReadOutcome readGif(const std::string &path, const PageSink &sink, bool firstOnly) {
+ReadOutcome readGif(const std::string &path, const PageSink &sink, bool firstOnly)
+{
     int error = 0;
     std::unique_ptr<GifFileType, GifClose> gif(DGifOpenFileName(path.c_str(), &error));
     if (!gif)

@@ -29,7 +29,8 @@ struct Jp2Decoder {
     std::unique_ptr<opj_codec_t, CodecFree> codec;
     std::unique_ptr<opj_image_t, ImageFree> image;
 
-    Jp2Decoder(const std::string &path, bool raw) {
+    Jp2Decoder(const std::string &path, bool raw)
+    {
         stream.reset(opj_stream_create_default_file_stream(path.c_str(), OPJ_TRUE));
         codec.reset(opj_create_decompress(raw ? OPJ_CODEC_J2K : OPJ_CODEC_JP2));
         if (!stream || !codec)
@@ -50,7 +51,8 @@ struct Jp2Decoder {
             throw invalidFormat("JPEG 2000: no image");
     }
 
-    void decodeAll() {
+    void decodeAll()
+    {
         opj_decoder_set_strict_mode(codec.get(), OPJ_TRUE);
         if (!opj_decode(codec.get(), stream.get(), image.get()) ||
             !opj_end_decompress(codec.get(), stream.get()))
@@ -58,7 +60,8 @@ struct Jp2Decoder {
     }
 };
 
-bool endsWithEoc(const std::string &path) {
+bool endsWithEoc(const std::string &path)
+{
     std::unique_ptr<std::FILE, int (*)(std::FILE *)> f(std::fopen(path.c_str(), "rb"), std::fclose);
     unsigned char tail[2] = {0, 0};
     return f && std::fseek(f.get(), -2, SEEK_END) == 0 && std::fread(tail, 1, 2, f.get()) == 2 &&
@@ -67,7 +70,8 @@ bool endsWithEoc(const std::string &path) {
 
 class Jp2Page : public PageSource {
 public:
-    Jp2Page(const std::string &path, bool raw) : path_(path), raw_(raw) {
+    Jp2Page(const std::string &path, bool raw) : path_(path), raw_(raw)
+    {
         Jp2Decoder d(path, raw);
         const opj_image_t *im = d.image.get();
         width_ = int(im->x1 - im->x0);
@@ -83,7 +87,8 @@ public:
 
     int depth() const override { return depth_; }
 
-    std::optional<EncodedImage> asIs(Filter wanted) override {
+    std::optional<EncodedImage> asIs(Filter wanted) override
+    {
         if (wanted != Filter::None)
             return std::nullopt;
         EncodedImage img;
@@ -103,7 +108,8 @@ public:
         return img;
     }
 
-    Raster decode() override {
+    Raster decode() override
+    {
         Jp2Decoder d(path_, raw_);
         d.decodeAll();
         const opj_image_t *im = d.image.get();
@@ -127,9 +133,9 @@ public:
                             im->icc_profile_len);
         const size_t n = size_t(width_) * height_;
         const size_t bytes = size_t(r.bpc) / 8;
-        r.pixels.resize(n * colour * bytes);
+        r.pixels.resize(n * colour * bytes, 0);
         if (alpha_) {
-            r.alpha.resize(n * bytes);
+            r.alpha.resize(n * bytes, 0);
             r.alphaBpc = r.bpc;
         }
         const int outMax = r.bpc == 16 ? 65535 : 255;
@@ -163,7 +169,8 @@ private:
 
 } // namespace
 
-ReadOutcome readJp2(const std::string &path, const PageSink &sink, bool rawCodestream) {
+ReadOutcome readJp2(const std::string &path, const PageSink &sink, bool rawCodestream)
+{
     Jp2Page page(path, rawCodestream);
     sink(page);
     return ReadOutcome::Complete;

@@ -29,27 +29,31 @@ struct JpegErrors {
     int warnings = 0;
 };
 
-extern "C" void jpegErrorExit(j_common_ptr cinfo) {
+extern "C" void jpegErrorExit(j_common_ptr cinfo)
+{
     auto *err = reinterpret_cast<JpegErrors *>(cinfo->err);
     (*cinfo->err->format_message)(cinfo, err->message);
     std::longjmp(err->jump, 1);
 }
 
-extern "C" void jpegEmitMessage(j_common_ptr cinfo, int level) {
+extern "C" void jpegEmitMessage(j_common_ptr cinfo, int level)
+{
     if (level < 0)
         ++reinterpret_cast<JpegErrors *>(cinfo->err)->warnings;
 }
 
 extern "C" void jpegOutputMessage(j_common_ptr) {}
 
-void installErrors(JpegErrors &err) {
+void installErrors(JpegErrors &err)
+{
     jpeg_std_error(&err.pub);
     err.pub.error_exit = jpegErrorExit;
     err.pub.emit_message = jpegEmitMessage;
     err.pub.output_message = jpegOutputMessage;
 }
 
-template <typename Step> [[gnu::noinline]] bool jpegTry(JpegErrors &err, Step step) {
+template <typename Step> [[gnu::noinline]] bool jpegTry(JpegErrors &err, Step step)
+{
     if (setjmp(err.jump))
         return false;
     step();
@@ -59,7 +63,8 @@ template <typename Step> [[gnu::noinline]] bool jpegTry(JpegErrors &err, Step st
 struct Decompressor {
     jpeg_decompress_struct cinfo{};
     JpegErrors err;
-    Decompressor() {
+    Decompressor()
+    {
         installErrors(err);
         cinfo.err = &err.pub;
         jpeg_create_decompress(&cinfo);
@@ -74,12 +79,14 @@ struct Compressor {
     JpegErrors err;
     unsigned char *buffer = nullptr;
     unsigned long size = 0;
-    Compressor() {
+    Compressor()
+    {
         installErrors(err);
         cinfo.err = &err.pub;
         jpeg_create_compress(&cinfo);
     }
-    ~Compressor() {
+    ~Compressor()
+    {
         jpeg_destroy_compress(&cinfo);
         std::free(buffer);
     }
@@ -87,7 +94,8 @@ struct Compressor {
     Compressor &operator=(const Compressor &) = delete;
 };
 
-FilePtr openFile(const std::string &path) {
+FilePtr openFile(const std::string &path)
+{
     FilePtr f(std::fopen(path.c_str(), "rb"));
     if (!f)
         throw ApFailure(75, "Path/File access error: cannot open " + path);
@@ -95,7 +103,8 @@ FilePtr openFile(const std::string &path) {
 }
 
 // True when an end-of-image marker closes the file (some writers pad after it).
-bool endsWithEoi(std::FILE *f) {
+bool endsWithEoi(std::FILE *f)
+{
     unsigned char tail[64];
     if (std::fseek(f, 0, SEEK_END) != 0)
         return false;
@@ -112,7 +121,8 @@ bool endsWithEoi(std::FILE *f) {
 
 class JpegPage : public PageSource {
 public:
-    explicit JpegPage(const std::string &path) : path_(path) {
+    explicit JpegPage(const std::string &path) : path_(path)
+    {
         FilePtr f = openFile(path);
         const bool complete = endsWithEoi(f.get());
         Decompressor d;
@@ -162,7 +172,8 @@ public:
 
     int depth() const override { return 8 * comps_; }
 
-    std::optional<EncodedImage> asIs(Filter wanted) override {
+    std::optional<EncodedImage> asIs(Filter wanted) override
+    {
         if (!embeddable_ || (wanted != Filter::None && wanted != Filter::Dct))
             return std::nullopt;
         EncodedImage img;
@@ -180,7 +191,8 @@ public:
         return img;
     }
 
-    Raster decode() override {
+    Raster decode() override
+    {
         FilePtr f = openFile(path_);
         Decompressor d;
         Raster r;
@@ -216,7 +228,8 @@ public:
     }
 
 private:
-    ColourSpace colourSpace() const {
+    ColourSpace colourSpace() const
+    {
         ColourSpace cs;
         cs.model =
             comps_ == 1 ? ColourModel::Gray : (comps_ == 3 ? ColourModel::Rgb : ColourModel::Cmyk);
@@ -234,13 +247,15 @@ private:
 
 } // namespace
 
-ReadOutcome readJpeg(const std::string &path, const PageSink &sink) {
+ReadOutcome readJpeg(const std::string &path, const PageSink &sink)
+{
     JpegPage page(path);
     sink(page);
     return ReadOutcome::Complete;
 }
 
-std::vector<uint8_t> jpegEncode(const Raster &raster, int quality) {
+std::vector<uint8_t> jpegEncode(const Raster &raster, int quality)
+{
     Compressor c;
     const int comps = raster.cs.components();
     const uint8_t *base = raster.pixels.data();

@@ -20,7 +20,8 @@ namespace {
 
 void silent(const ::ExceptionType, const char *, const char *) {}
 
-void initialiseMagick() {
+void initialiseMagick()
+{
     static const bool done = [] {
         ::InitializeMagick(nullptr);
         ::SetErrorHandler(silent);
@@ -43,7 +44,8 @@ struct MagickException {
     ~MagickException() { ::DestroyExceptionInfo(&info); }
     MagickException(const MagickException &) = delete;
     MagickException &operator=(const MagickException &) = delete;
-    std::string text() const {
+    std::string text() const
+    {
         std::string t = info.reason ? info.reason : "unreadable image";
         if (info.description)
             t += std::string(" (") + info.description + ")";
@@ -53,7 +55,8 @@ struct MagickException {
 
 class MagickPage : public PageSource {
 public:
-    explicit MagickPage(::Image *image) : image_(image) {
+    explicit MagickPage(::Image *image) : image_(image)
+    {
         if (image->x_resolution > 1 && image->y_resolution > 1) {
             const double scale = image->units == ::PixelsPerCentimeterResolution ? 2.54 : 1.0;
             if (image->units != ::UndefinedResolution) {
@@ -66,7 +69,8 @@ public:
         sixteen_ = image->depth > 8;
     }
 
-    int depth() const override {
+    int depth() const override
+    {
         const int d = sixteen_ ? 16 : 8;
         switch (type_) {
         case ::BilevelType:
@@ -91,7 +95,8 @@ public:
 
     std::optional<EncodedImage> asIs(Filter) override { return std::nullopt; }
 
-    Raster decode() override {
+    Raster decode() override
+    {
         Raster r;
         r.width = int(image_->columns);
         r.height = int(image_->rows);
@@ -110,14 +115,14 @@ public:
         const int comps = r.cs.components();
         const size_t n = size_t(r.width) * r.height;
         const size_t bytes = wide ? 2 : 1;
-        std::vector<uint8_t> pix(n * comps * bytes);
+        PixelBytes pix(n * comps * bytes, 0);
         MagickException e;
         const auto storage = wide ? ::ShortPixel : ::CharPixel;
         if (!::DispatchImage(image_, 0, 0, image_->columns, image_->rows, map, storage, pix.data(),
                              &e.info))
             throw invalidFormat(e.text());
         if (alpha) {
-            std::vector<uint8_t> a(n * bytes);
+            PixelBytes a(n * bytes, 0);
             if (!::DispatchImage(image_, 0, 0, image_->columns, image_->rows, "A", storage,
                                  a.data(), &e.info))
                 throw invalidFormat(e.text());
@@ -158,7 +163,8 @@ private:
 // libwmf prints its complaints straight to stderr; while it reads, stderr goes nowhere.
 class QuietStderr {
 public:
-    QuietStderr() {
+    QuietStderr()
+    {
         std::fflush(stderr);
         saved_ = ::dup(2);
         const int null = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
@@ -167,7 +173,8 @@ public:
             ::close(null);
         }
     }
-    ~QuietStderr() {
+    ~QuietStderr()
+    {
         std::fflush(stderr);
         if (saved_ >= 0) {
             ::dup2(saved_, 2);
@@ -184,7 +191,8 @@ private:
 } // namespace
 
 ReadOutcome readWithMagickDirect(const std::string &path, const std::string &format,
-                                 const PageSink &sink, bool firstOnly) {
+                                 const PageSink &sink, bool firstOnly)
+{
     initialiseMagick();
     const std::vector<uint8_t> data = readWholeFile(path);
     std::unique_ptr<::ImageInfo, ImageInfoFree> info(::CloneImageInfo(nullptr));
@@ -232,7 +240,7 @@ ReadOutcome readWithMagickDirect(const std::string &path, const std::string &for
 // The entry point the library looks up when it loads this reader.
 extern "C" pw::i2p::ReadOutcome pw_read_with_magick(const std::string &path,
                                                     const std::string &format,
-                                                    const pw::i2p::PageSink &sink,
-                                                    bool firstOnly) {
+                                                    const pw::i2p::PageSink &sink, bool firstOnly)
+{
     return pw::i2p::readWithMagickDirect(path, format, sink, firstOnly);
 }

@@ -39,6 +39,21 @@ struct ColourSpace {
     }
 };
 
+// A page-sized byte buffer whose growth leaves the new bytes as they are: a decoder that
+// writes every byte anyway should not pay first for zeroing a whole page on one thread.
+// resize(n, 0) still zeroes.
+template <typename T> struct UninitialisedAllocator : std::allocator<T> {
+    template <typename U> struct rebind {
+        using other = UninitialisedAllocator<U>;
+    };
+    template <typename U> void construct(U *p) noexcept { ::new (static_cast<void *>(p)) U; }
+    template <typename U, typename... Args> void construct(U *p, Args &&...args)
+    {
+        ::new (static_cast<void *>(p)) U(std::forward<Args>(args)...);
+    }
+};
+using PixelBytes = std::vector<uint8_t, UninitialisedAllocator<uint8_t>>;
+
 // Decoded pixels of one page, rows packed as PDF wants them: samples big-endian, rows padded
 // to whole bytes.
 struct Raster {
@@ -47,8 +62,8 @@ struct Raster {
     int bpc = 8;
     ColourSpace cs;
     bool invert = false; // samples run from white to black (min-is-white grey)
-    std::vector<uint8_t> pixels;
-    std::vector<uint8_t> alpha; // one sample per pixel at alphaBpc, empty when opaque
+    PixelBytes pixels;
+    PixelBytes alpha; // one sample per pixel at alphaBpc, empty when opaque
     int alphaBpc = 8;
 
     size_t rowBytes() const

@@ -14,7 +14,8 @@ namespace pw::i2p {
 
 namespace {
 
-uint32_t be32(const uint8_t *p) {
+uint32_t be32(const uint8_t *p)
+{
     return uint32_t(p[0]) << 24 | uint32_t(p[1]) << 16 | uint32_t(p[2]) << 8 | p[3];
 }
 
@@ -28,7 +29,8 @@ struct PngChunks {
     std::vector<std::pair<uint64_t, uint64_t>> idat;
 };
 
-std::string inflateProfile(const uint8_t *data, size_t size) {
+std::string inflateProfile(const uint8_t *data, size_t size)
+{
     z_stream z{};
     if (inflateInit(&z) != Z_OK)
         return {};
@@ -48,7 +50,8 @@ std::string inflateProfile(const uint8_t *data, size_t size) {
 }
 
 // Walks the chunks, checking every CRC so that damaged data is never passed on as it is.
-PngChunks parseChunks(const std::vector<uint8_t> &f) {
+PngChunks parseChunks(const std::vector<uint8_t> &f)
+{
     static const uint8_t sig[8] = {0x89, 'P', 'N', 'G', 0x0D, 0x0A, 0x1A, 0x0A};
     if (f.size() < 8 || std::memcmp(f.data(), sig, 8) != 0)
         throw invalidFormat("PNG: bad signature");
@@ -105,7 +108,8 @@ struct PngErrors {
     char message[256] = {};
 };
 
-extern "C" void pngError(png_structp png, png_const_charp msg) {
+extern "C" void pngError(png_structp png, png_const_charp msg)
+{
     auto *e = static_cast<PngErrors *>(png_get_error_ptr(png));
     std::snprintf(e->message, sizeof e->message, "%s", msg);
     png_longjmp(png, 1);
@@ -118,7 +122,8 @@ struct PngMemory {
     size_t pos = 0;
 };
 
-extern "C" void pngReadMemory(png_structp png, png_bytep out, png_size_t n) {
+extern "C" void pngReadMemory(png_structp png, png_bytep out, png_size_t n)
+{
     auto *m = static_cast<PngMemory *>(png_get_io_ptr(png));
     if (m->pos + n > m->data->size())
         png_error(png, "unexpected end of file");
@@ -130,7 +135,8 @@ struct PngReader {
     PngErrors errors;
     png_structp png = nullptr;
     png_infop info = nullptr;
-    PngReader() {
+    PngReader()
+    {
         png = png_create_read_struct(PNG_LIBPNG_VER_STRING, &errors, pngError, pngWarning);
         if (png)
             info = png_create_info_struct(png);
@@ -140,7 +146,8 @@ struct PngReader {
     PngReader &operator=(const PngReader &) = delete;
 };
 
-template <typename Step> [[gnu::noinline]] bool pngTry(PngReader &r, Step step) {
+template <typename Step> [[gnu::noinline]] bool pngTry(PngReader &r, Step step)
+{
     if (setjmp(png_jmpbuf(r.png)))
         return false;
     step();
@@ -149,7 +156,8 @@ template <typename Step> [[gnu::noinline]] bool pngTry(PngReader &r, Step step) 
 
 class PngPage : public PageSource {
 public:
-    explicit PngPage(const std::string &path) : path_(path), file_(readWholeFile(path)) {
+    explicit PngPage(const std::string &path) : path_(path), file_(readWholeFile(path))
+    {
         c_ = parseChunks(file_);
         if (c_.xdpi > 1 && c_.ydpi > 1) {
             xdpi = c_.xdpi;
@@ -159,13 +167,15 @@ public:
             throw invalidFormat("PNG: palette missing");
     }
 
-    int depth() const override {
+    int depth() const override
+    {
         static const int channels[] = {1, 0, 3, 1, 2, 0, 4};
         const int t = c_.colourType;
         return c_.bitDepth * (t >= 0 && t <= 6 ? channels[t] : 1);
     }
 
-    std::optional<EncodedImage> asIs(Filter wanted) override {
+    std::optional<EncodedImage> asIs(Filter wanted) override
+    {
         const int t = c_.colourType;
         if ((wanted != Filter::None && wanted != Filter::Flate) || c_.interlace != 0 ||
             (t != 0 && t != 2 && t != 3) || (t == 3 && !c_.trns.empty()))
@@ -197,7 +207,8 @@ public:
         return img;
     }
 
-    Raster decode() override {
+    Raster decode() override
+    {
         PngReader r;
         if (!r.png || !r.info)
             throw outOfMemory();
@@ -229,7 +240,7 @@ public:
             out.cs.palette.clear();
         }
         const size_t rowBytes = png_get_rowbytes(r.png, r.info);
-        std::vector<uint8_t> all(rowBytes * size_t(out.height));
+        PixelBytes all(rowBytes * size_t(out.height), 0);
         std::vector<png_bytep> rows(size_t(out.height));
         for (int y = 0; y < out.height; ++y)
             rows[size_t(y)] = all.data() + size_t(y) * rowBytes;
@@ -263,7 +274,8 @@ public:
     }
 
 private:
-    ColourSpace colourSpace() const {
+    ColourSpace colourSpace() const
+    {
         ColourSpace cs;
         switch (c_.colourType) {
         case 3:
@@ -289,7 +301,8 @@ private:
 
 } // namespace
 
-ReadOutcome readPng(const std::string &path, const PageSink &sink) {
+ReadOutcome readPng(const std::string &path, const PageSink &sink)
+{
     PngPage page(path);
     sink(page);
     return ReadOutcome::Complete;

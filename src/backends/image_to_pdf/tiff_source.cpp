@@ -12,6 +12,7 @@
 #include <cstring>
 #include <fstream>
 #include <optional>
+#include <span>
 #include <thread>
 
 namespace pw::i2p {
@@ -25,7 +26,7 @@ bool hostIsBigEndian()
     return std::endian::native == std::endian::big;
 }
 
-void swap16(std::vector<uint8_t> &buf)
+void swap16(std::span<uint8_t> buf)
 {
     for (size_t i = 0; i + 1 < buf.size(); i += 2)
         std::swap(buf[i], buf[i + 1]);
@@ -327,10 +328,16 @@ private:
     }
 
     // All rows of one plane (`samples` samples per pixel), as libtiff decodes them.
-    std::vector<uint8_t> readPlane(uint16_t plane, int samples)
+    PixelBytes readPlane(uint16_t plane, int samples)
     {
         const size_t rowBytes = (size_t(width_) * samples * bps_ + 7) / 8;
-        std::vector<uint8_t> out(rowBytes * height_);
+        // The plain codecs write every byte of whole-byte samples; the fax decoder leaves the
+        // padding bits of each row as it found them, and those must not vary from run to run.
+        PixelBytes out;
+        if (plainCodec() && bps_ >= 8)
+            out.resize(rowBytes * height_);
+        else
+            out.resize(rowBytes * height_, 0);
         if (tiled_) {
             uint32_t tw = 0, th = 0;
             TIFFGetField(t_, TIFFTAG_TILEWIDTH, &tw);
@@ -401,23 +408,32 @@ private:
     {
         for (uint32_t i = first; i < end; ++i) {
             const uint32_t rows = std::min(s.rowsPerStrip, height_ - i * s.rowsPerStrip);
-            if (TIFFReadEncodedStrip(t, s.plane * s.perPlane + i,
-                                     s.out + size_t(i) * s.rowsPerStrip * s.rowBytes,
-                                     tmsize_t(rows * s.rowBytes)) < 0)
+            uint8_t *at = s.out + size_t(i) * s.rowsPerStrip * s.rowBytes;
+            const tmsize_t wanted = tmsize_t(rows * s.rowBytes);
+            const tmsize_t got = TIFFReadEncodedStrip(t, s.plane * s.perPlane + i, at, wanted);
+            if (got < 0)
                 return false;
+            // A strip shorter than its rows leaves zeros, never what the memory held before.
+            if (got < wanted)
+                std::memset(at + got, 0, size_t(wanted - got));
         }
         return true;
     }
 
+    // The codecs that need nothing set on a handle beyond what the file says.
+    bool plainCodec() const
+    {
+        return compression_ == COMPRESSION_NONE || compression_ == COMPRESSION_LZW ||
+               compression_ == COMPRESSION_ADOBE_DEFLATE || compression_ == COMPRESSION_DEFLATE ||
+               compression_ == COMPRESSION_PACKBITS;
+    }
+
     // How many handles decode a page's strips: one per core up to four, for pages large enough
-    // to repay opening the file again, and only for the codecs that need nothing set on a
-    // handle beyond what the file says (JPEG-in-TIFF does).
+    // to repay opening the file again, and only for the plain codecs (JPEG-in-TIFF needs
+    // settings on its handle).
     uint32_t decodeShares(size_t bytes, uint32_t strips) const
     {
-        const bool plainCodec =
-            compression_ == COMPRESSION_LZW || compression_ == COMPRESSION_ADOBE_DEFLATE ||
-            compression_ == COMPRESSION_DEFLATE || compression_ == COMPRESSION_PACKBITS;
-        if (!plainCodec || bytes < kParallelDecodeBytes)
+        if (!plainCodec() || bytes < kParallelDecodeBytes)
             return 1;
         return std::min({std::max(1u, std::thread::hardware_concurrency()), 4u, strips});
     }
@@ -443,7 +459,7 @@ private:
         r.bpc = bps_;
         r.cs = *colourSpace();
         r.invert = photometric_ == PHOTOMETRIC_MINISWHITE;
-        std::vector<uint8_t> all;
+        PixelBytes all;
         if (planar_ == PLANARCONFIG_SEPARATE && spp_ > 1) {
             const size_t bytes = bps_ / 8;
             all.resize(size_t(width_) * height_ * spp_ * bytes);

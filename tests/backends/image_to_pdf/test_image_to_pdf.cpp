@@ -22,6 +22,7 @@
 #include <map>
 #include <set>
 
+#include <malloc.h>
 #include <unistd.h>
 
 namespace {
@@ -830,6 +831,38 @@ TEST(LargePages, StripsDecodedSideBySideKeepEveryRow)
         EXPECT_EQ(ApClose(h), -2);
         ASSERT_TRUE(file.seek(0) && file.write(original) == original.size() && file.flush());
     }
+}
+
+// Decoders write into buffers that are not cleared first; a byte they leave alone (the padding
+// bits of a row, a short strip) would make the PDF depend on what the memory held before.
+// glibc's perturb setting fills every fresh allocation with a pattern to show it.
+TEST(Lifecycle, OutputDoesNotDependOnWhatMemoryHeld)
+{
+    SandboxDir box;
+    TiffLayout fax = g4Layout();
+    fax.width = 301; // rows end in padding bits
+    fax.rowsPerStrip = 50;
+    TiffLayout big = grey(8, PHOTOMETRIC_MINISBLACK, COMPRESSION_LZW);
+    big.width = 1801;
+    big.height = 1200;
+    big.rowsPerStrip = 16;
+    TiffLayout deep = rgb(COMPRESSION_DEFLATE, 8);
+    deep.bps = 16;
+    deep.extraSamples = 2;
+    TiffLayout nibbles = palette(4);
+    nibbles.width = 63;
+    const std::vector<QString> inputs = {
+        tiff(box, "fax.tif", fax), tiff(box, "big.tif", big), tiff(box, "deep.tif", deep),
+        tiff(box, "nibbles.tif", nibbles),
+        savedImage(box, "in.png", colourPattern(33, 17), "PNG")};
+    ApSetDeterministic(true);
+    ASSERT_EQ(convertFiles(inputs, box.filePath("plain.pdf")), 0);
+    mallopt(M_PERTURB, 0xA5);
+    const int perturbed = convertFiles(inputs, box.filePath("perturbed.pdf"));
+    mallopt(M_PERTURB, 0);
+    ApSetDeterministic(false);
+    ASSERT_EQ(perturbed, 0);
+    EXPECT_EQ(fileBytes(box.filePath("plain.pdf")), fileBytes(box.filePath("perturbed.pdf")));
 }
 
 } // namespace
