@@ -17,8 +17,8 @@ struct ApFailure : std::runtime_error {
     ApFailure(int32_t n, const std::string &text);
 };
 
-// Opens a document that will be written to `pdfPath` (UTF-8) at ApClose, replacing a file of
-// that name. Returns a handle > 0, or -1 at once when the target cannot be written.
+// Opens a document for `pdfPath` (UTF-8): pages go to a temporary file beside it as they are
+// added, and ApClose puts it in place of any file of that name. Returns a handle > 0, or -1 at once when the target cannot be written.
 int32_t ApCreate(const std::string &pdfPath);
 
 // Appends every page of the image (every directory of a TIFF, frame of a GIF, page of a DCX or

@@ -76,7 +76,7 @@ struct Raster {
 struct FileRanges {
     std::string path;
     int64_t fileSize = 0;
-    int64_t modified = 0; // seconds; a changed source fails the write instead of corrupting it
+    int64_t modified = 0; // seconds; a source changed since it was read fails the copy
     std::vector<std::pair<uint64_t, uint64_t>> ranges; // offset, length
 };
 
