@@ -13,6 +13,7 @@
 #include <cstring>
 #include <exception>
 #include <memory>
+#include <system_error>
 #include <thread>
 
 namespace pw::i2p {
@@ -262,8 +263,12 @@ void runPieces(std::vector<Piece> &pieces, int level)
     };
     const unsigned cores = std::max(1u, std::thread::hardware_concurrency());
     std::vector<std::jthread> helpers;
-    for (size_t t = 1; t < std::min<size_t>(cores, pieces.size()); ++t)
-        helpers.emplace_back(worker);
+    try {
+        for (size_t t = 1; t < std::min<size_t>(cores, pieces.size()); ++t)
+            helpers.emplace_back(worker);
+    } catch (const std::system_error &) {
+        // No thread to be had: the pieces left are deflated here.
+    }
     worker();
     helpers.clear();
     if (failure)

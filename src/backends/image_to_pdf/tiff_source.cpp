@@ -13,6 +13,7 @@
 #include <fstream>
 #include <optional>
 #include <span>
+#include <system_error>
 #include <thread>
 
 namespace pw::i2p {
@@ -380,11 +381,18 @@ private:
         std::vector<char> read(shares, 0);
         {
             std::vector<std::jthread> threads;
-            for (uint32_t i = 1; i < shares; ++i)
-                threads.emplace_back([&, i] {
-                    read[i] = readStrips(helpers[i - 1].get(), strips, first(i), first(i + 1));
-                });
+            uint32_t started = 1;
+            try {
+                for (; started < shares; ++started)
+                    threads.emplace_back([&, i = started] {
+                        read[i] = readStrips(helpers[i - 1].get(), strips, first(i), first(i + 1));
+                    });
+            } catch (const std::system_error &) {
+                // No thread to be had: this handle reads the shares left over as well.
+            }
             read[0] = readStrips(t_, strips, 0, first(1));
+            for (uint32_t i = started; i < shares; ++i)
+                read[i] = readStrips(t_, strips, first(i), first(i + 1));
         }
         for (uint32_t i = 1; i < shares; ++i)
             if (!read[i] && h_.messages->firstError.empty())
