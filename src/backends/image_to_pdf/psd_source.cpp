@@ -4,7 +4,12 @@
 
 #include "page_image.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 
 namespace pw::i2p {
@@ -50,6 +55,45 @@ private:
     size_t at_;
 };
 
+// The parts of a file that a page needs, read when needed: a layered document can be many
+// times the size of its merged picture, and its layers are never read.
+class PsdFile {
+public:
+    explicit PsdFile(const std::string &path) : fd_(::open(path.c_str(), O_RDONLY | O_CLOEXEC))
+    {
+        struct stat st {};
+        if (fd_ < 0 || ::fstat(fd_, &st) != 0)
+            throw ApFailure(75, "Path/File access error: cannot open " + path);
+        size_ = uint64_t(st.st_size);
+    }
+    ~PsdFile() { ::close(fd_); }
+    PsdFile(const PsdFile &) = delete;
+    PsdFile &operator=(const PsdFile &) = delete;
+
+    uint64_t size() const { return size_; }
+
+    std::vector<uint8_t> read(uint64_t offset, uint64_t length) const
+    {
+        if (offset > size_ || length > size_ - offset)
+            damaged("the file is cut short");
+        std::vector<uint8_t> data(size_t(length), 0);
+        for (size_t done = 0; done < data.size();) {
+            const ssize_t n =
+                ::pread(fd_, data.data() + done, data.size() - done, off_t(offset + done));
+            if (n < 0 && errno == EINTR)
+                continue;
+            if (n <= 0)
+                damaged("the file is cut short");
+            done += size_t(n);
+        }
+        return data;
+    }
+
+private:
+    int fd_;
+    uint64_t size_ = 0;
+};
+
 enum Mode : uint32_t {
     kBitmap = 0,
     kGrayscale = 1,
@@ -83,9 +127,11 @@ int colourChannels(uint32_t mode)
     }
 }
 
-void readResources(Cursor &in, uint64_t length, Header &h)
+// The image resources at the start of `data`, `length` bytes of them.
+void readResources(const std::vector<uint8_t> &data, uint64_t length, Header &h)
 {
-    const size_t end = in.position() + size_t(length);
+    Cursor in(data);
+    const size_t end = size_t(length);
     while (in.position() + 12 <= end) {
         if (std::memcmp(in.take(4), "8BIM", 4) != 0)
             return; // other signatures carry nothing a page needs
@@ -112,9 +158,11 @@ void readResources(Cursor &in, uint64_t length, Header &h)
     }
 }
 
-Header readHeader(const std::vector<uint8_t> &file)
+Header readHeader(const PsdFile &file)
 {
-    Cursor in(file);
+    constexpr uint64_t kFixedHeader = 26 + 4; // up to the colour table's length
+    const std::vector<uint8_t> head = file.read(0, kFixedHeader);
+    Cursor in(head);
     Header h;
     if (std::memcmp(in.take(4), "8BPS", 4) != 0)
         damaged("not a Photoshop file");
@@ -140,7 +188,9 @@ Header readHeader(const std::vector<uint8_t> &file)
         damaged("too few channels for the colour mode");
 
     const uint32_t colourData = in.u32();
-    const uint8_t *table = in.take(colourData);
+    // The colour table and the length of the resources after it.
+    const std::vector<uint8_t> tableAndLength = file.read(kFixedHeader, uint64_t(colourData) + 4);
+    const uint8_t *table = tableAndLength.data();
     if (h.mode == kIndexed) {
         if (colourData < 768)
             damaged("indexed colours without a colour table");
@@ -149,12 +199,17 @@ Header readHeader(const std::vector<uint8_t> &file)
             for (int c = 0; c < 3; ++c)
                 h.palette.push_back(char(table[c * 256 + i]));
     }
-    const uint32_t resources = in.u32();
-    const uint64_t layersAt = in.position() + uint64_t(resources);
-    readResources(in, resources, h);
-    Cursor rest(file, layersAt);
-    rest.take(rest.number(h.large ? 8 : 4)); // the layers, not needed for the merged picture
-    h.imageData = rest.position();
+    const uint32_t resources = Cursor(tableAndLength, colourData).u32();
+    const uint64_t resourcesAt = kFixedHeader + uint64_t(colourData) + 4;
+    const int layerLengthBytes = h.large ? 8 : 4;
+    const std::vector<uint8_t> rest =
+        file.read(resourcesAt, uint64_t(resources) + uint64_t(layerLengthBytes));
+    readResources(rest, resources, h);
+    // The layers are skipped: the merged picture follows them.
+    const uint64_t layers = Cursor(rest, resources).number(layerLengthBytes);
+    h.imageData = resourcesAt + resources + uint64_t(layerLengthBytes) + layers;
+    if (h.imageData > file.size())
+        damaged("the file is cut short");
     return h;
 }
 
@@ -185,7 +240,7 @@ void unpackRow(const uint8_t *in, size_t inSize, std::vector<uint8_t> &out)
 
 class PsdPage : public PageSource {
 public:
-    PsdPage(const std::vector<uint8_t> &file, Header header) : file_(file), h_(std::move(header))
+    PsdPage(const PsdFile &file, Header header) : file_(file), h_(std::move(header))
     {
         xdpi = h_.xdpi;
         ydpi = h_.ydpi;
@@ -267,7 +322,8 @@ private:
 
     template <typename RowSink> void readChannels(int wanted, RowSink &&sink)
     {
-        Cursor in(file_, h_.imageData);
+        const std::vector<uint8_t> data = file_.read(h_.imageData, file_.size() - h_.imageData);
+        Cursor in(data);
         const uint32_t compression = in.u16();
         const size_t rowBytes = (size_t(h_.width) * h_.depth + 7) / 8;
         std::vector<uint8_t> row(rowBytes);
@@ -282,7 +338,7 @@ private:
         // Byte counts of every row of every channel come first, then the rows in that order.
         const size_t rows = size_t(h_.channels) * h_.height;
         const int countBytes = h_.large ? 4 : 2;
-        Cursor counts(file_, in.position());
+        Cursor counts(data, in.position());
         in.take(uint64_t(rows) * countBytes);
         for (int c = 0; c < wanted; ++c)
             for (uint32_t y = 0; y < h_.height; ++y) {
@@ -292,7 +348,7 @@ private:
             }
     }
 
-    const std::vector<uint8_t> &file_;
+    const PsdFile &file_;
     Header h_;
 };
 
@@ -300,7 +356,7 @@ private:
 
 ReadOutcome readPsd(const std::string &path, const PageSink &sink)
 {
-    const std::vector<uint8_t> file = readWholeFile(path);
+    const PsdFile file(path);
     PsdPage page(file, readHeader(file));
     sink(page);
     return ReadOutcome::Complete;
