@@ -121,6 +121,15 @@ TiffLayout rgb(uint16_t compression, int rowsPerStrip = 0, uint16_t predictor = 
     return t;
 }
 
+// Uncompressed RGB; `extraSamples` 1 associated alpha, 2 unassociated.
+TiffLayout plainRgb(int bps, int extraSamples)
+{
+    TiffLayout t = rgb(COMPRESSION_NONE);
+    t.bps = bps;
+    t.extraSamples = extraSamples;
+    return t;
+}
+
 TiffLayout grey(int bps, uint16_t photometric, uint16_t compression = COMPRESSION_NONE)
 {
     TiffLayout t;
@@ -230,30 +239,9 @@ INSTANTIATE_TEST_SUITE_P(
         tiffCase("tiff_grey16", grey(16, PHOTOMETRIC_MINISBLACK), "/FlateDecode"),
         tiffCase("tiff_palette4", palette(4), "/LZWDecode"),
         tiffCase("tiff_palette8", palette(8), "/LZWDecode"),
-        tiffCase(
-            "tiff_rgb16",
-            [] {
-                auto t = rgb(COMPRESSION_NONE);
-                t.bps = 16;
-                return t;
-            }(),
-            "/FlateDecode"),
-        tiffCase(
-            "tiff_rgba_unassociated",
-            [] {
-                auto t = rgb(COMPRESSION_NONE);
-                t.extraSamples = 2;
-                return t;
-            }(),
-            "/FlateDecode"),
-        tiffCase(
-            "tiff_rgba_associated",
-            [] {
-                auto t = rgb(COMPRESSION_NONE);
-                t.extraSamples = 1;
-                return t;
-            }(),
-            "/FlateDecode")),
+        tiffCase("tiff_rgb16", plainRgb(16, 0), "/FlateDecode"),
+        tiffCase("tiff_rgba_unassociated", plainRgb(8, 2), "/FlateDecode"),
+        tiffCase("tiff_rgba_associated", plainRgb(8, 1), "/FlateDecode")),
     [](const auto &info) { return std::string(info.param.name); });
 
 // --- Data kept as stored ---------------------------------------------------------------------
@@ -333,9 +321,7 @@ TEST(StoredData, ColourModelsAreKept)
     cmyk.photometric = PHOTOMETRIC_SEPARATED;
     TiffLayout cmyk16 = cmyk;
     cmyk16.bps = 16;
-    TiffLayout rgba16 = rgb(COMPRESSION_NONE);
-    rgba16.bps = 16;
-    rgba16.extraSamples = 2;
+    const TiffLayout rgba16 = plainRgb(16, 2);
     const Case cases[] = {
         {"cmyk", cmyk, "/DeviceCMYK", 8, false},
         {"cmyk16", cmyk16, "/DeviceCMYK", 16, false},
@@ -594,12 +580,6 @@ TEST(Recompression, RefusedSettings)
 TEST(DepthQuery, BitsPerPixelOfTheFirstPage)
 {
     SandboxDir box;
-    TiffLayout rgba = rgb(COMPRESSION_NONE);
-    rgba.extraSamples = 2;
-    TiffLayout rgb48 = rgb(COMPRESSION_NONE);
-    rgb48.bps = 16;
-    TiffLayout rgba64 = rgba;
-    rgba64.bps = 16;
     TiffLayout cmyk = rgb(COMPRESSION_NONE);
     cmyk.spp = 4;
     cmyk.photometric = PHOTOMETRIC_SEPARATED;
@@ -612,10 +592,10 @@ TEST(DepthQuery, BitsPerPixelOfTheFirstPage)
         {tiff(box, "8.tif", grey(8, PHOTOMETRIC_MINISBLACK)), 8},
         {tiff(box, "16.tif", grey(16, PHOTOMETRIC_MINISBLACK)), 16},
         {tiff(box, "24.tif", rgb(COMPRESSION_LZW)), 24},
-        {tiff(box, "32.tif", rgba), 32},
+        {tiff(box, "32.tif", plainRgb(8, 2)), 32},
         {tiff(box, "32cmyk.tif", cmyk), 32},
-        {tiff(box, "48.tif", rgb48), 48},
-        {tiff(box, "64.tif", rgba64), 64},
+        {tiff(box, "48.tif", plainRgb(16, 0)), 48},
+        {tiff(box, "64.tif", plainRgb(16, 2)), 64},
         {savedImage(box, "24.jpg", colourPattern(10, 10), "JPEG"), 24},
         {savedImage(box, "8.jpg", colourPattern(10, 10).convertToFormat(QImage::Format_Grayscale8),
                     "JPEG"),
@@ -853,8 +833,7 @@ TEST(Lifecycle, OutputDoesNotDependOnWhatMemoryHeld)
     nibbles.width = 63;
     const std::vector<QString> inputs = {
         tiff(box, "fax.tif", fax), tiff(box, "big.tif", big), tiff(box, "deep.tif", deep),
-        tiff(box, "nibbles.tif", nibbles),
-        savedImage(box, "in.png", colourPattern(33, 17), "PNG")};
+        tiff(box, "nibbles.tif", nibbles), savedImage(box, "in.png", colourPattern(33, 17), "PNG")};
     ApSetDeterministic(true);
     ASSERT_EQ(convertFiles(inputs, box.filePath("plain.pdf")), 0);
     mallopt(M_PERTURB, 0xA5);
