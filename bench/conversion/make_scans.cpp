@@ -184,22 +184,31 @@ void renderPage(Canvas &c, Rng &rng, int textLeft)
     }
 }
 
-bool writeBilevel(const std::string &path, const Canvas &c)
+// A one-sample A4 page at Dpi, open for its scanlines; null when it cannot be created.
+TIFF *openPage(const std::string &path, int bits, uint16_t photometric, uint16_t compression)
 {
     TIFF *t = TIFFOpen(path.c_str(), "w");
     if (!t)
-        return false;
+        return nullptr;
     TIFFSetField(t, TIFFTAG_IMAGEWIDTH, W);
     TIFFSetField(t, TIFFTAG_IMAGELENGTH, H);
-    TIFFSetField(t, TIFFTAG_BITSPERSAMPLE, 1);
+    TIFFSetField(t, TIFFTAG_BITSPERSAMPLE, bits);
     TIFFSetField(t, TIFFTAG_SAMPLESPERPIXEL, 1);
-    TIFFSetField(t, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISWHITE);
-    TIFFSetField(t, TIFFTAG_COMPRESSION, COMPRESSION_CCITTFAX4);
-    TIFFSetField(t, TIFFTAG_FILLORDER, FILLORDER_MSB2LSB);
-    TIFFSetField(t, TIFFTAG_ROWSPERSTRIP, H);
+    TIFFSetField(t, TIFFTAG_PHOTOMETRIC, photometric);
+    TIFFSetField(t, TIFFTAG_COMPRESSION, compression);
     TIFFSetField(t, TIFFTAG_XRESOLUTION, Dpi);
     TIFFSetField(t, TIFFTAG_YRESOLUTION, Dpi);
     TIFFSetField(t, TIFFTAG_RESOLUTIONUNIT, RESUNIT_INCH);
+    return t;
+}
+
+bool writeBilevel(const std::string &path, const Canvas &c)
+{
+    TIFF *t = openPage(path, 1, PHOTOMETRIC_MINISWHITE, COMPRESSION_CCITTFAX4);
+    if (!t)
+        return false;
+    TIFFSetField(t, TIFFTAG_FILLORDER, FILLORDER_MSB2LSB);
+    TIFFSetField(t, TIFFTAG_ROWSPERSTRIP, H);
     std::vector<uint8_t> row((W + 7) / 8);
     bool ok = true;
     for (int y = 0; y < H && ok; ++y) {
@@ -215,19 +224,10 @@ bool writeBilevel(const std::string &path, const Canvas &c)
 
 bool writeGrey(const std::string &path, const Canvas &c, Rng &rng)
 {
-    TIFF *t = TIFFOpen(path.c_str(), "w");
+    TIFF *t = openPage(path, 8, PHOTOMETRIC_MINISBLACK, COMPRESSION_LZW);
     if (!t)
         return false;
-    TIFFSetField(t, TIFFTAG_IMAGEWIDTH, W);
-    TIFFSetField(t, TIFFTAG_IMAGELENGTH, H);
-    TIFFSetField(t, TIFFTAG_BITSPERSAMPLE, 8);
-    TIFFSetField(t, TIFFTAG_SAMPLESPERPIXEL, 1);
-    TIFFSetField(t, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK);
-    TIFFSetField(t, TIFFTAG_COMPRESSION, COMPRESSION_LZW);
     TIFFSetField(t, TIFFTAG_ROWSPERSTRIP, TIFFDefaultStripSize(t, 0));
-    TIFFSetField(t, TIFFTAG_XRESOLUTION, Dpi);
-    TIFFSetField(t, TIFFTAG_YRESOLUTION, Dpi);
-    TIFFSetField(t, TIFFTAG_RESOLUTIONUNIT, RESUNIT_INCH);
     std::vector<uint8_t> row(W);
     const double tilt = 0.6 * rng.unit();
     bool ok = true;
