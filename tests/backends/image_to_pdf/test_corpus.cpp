@@ -4,6 +4,7 @@
 #include "image_to_pdf.h"
 #include "pdf_probe.h"
 #include "sandbox.h"
+#include "stderr_capture.h"
 
 #include <gtest/gtest.h>
 
@@ -16,33 +17,14 @@
 
 namespace {
 
-QStringList filesUnder(const QString &folder) {
+QStringList filesUnder(const QString &folder)
+{
     QStringList files;
     QDirIterator it(folder, QDir::Files, QDirIterator::Subdirectories);
     while (it.hasNext())
         files << it.next();
     files.sort();
     return files;
-}
-
-// Runs `body` with stderr sent to a file; returns what was written there.
-template <typename Body> std::string stderrOf(Body body) {
-    std::FILE *f = std::tmpfile();
-    std::fflush(stderr);
-    const int saved = ::dup(2);
-    ::dup2(::fileno(f), 2);
-    body();
-    std::fflush(stderr);
-    ::dup2(saved, 2);
-    ::close(saved);
-    std::string out;
-    std::rewind(f);
-    char buf[512];
-    size_t n;
-    while ((n = std::fread(buf, 1, sizeof buf, f)) > 0)
-        out.append(buf, n);
-    std::fclose(f);
-    return out;
 }
 
 struct Outcome {
@@ -52,7 +34,8 @@ struct Outcome {
     int closeStatus = 0;
 };
 
-Outcome convertOne(const QString &input, const QString &pdf) {
+Outcome convertOne(const QString &input, const QString &pdf)
+{
     Outcome o;
     const int32_t h = ApCreate(pdf.toStdString());
     try {
@@ -66,9 +49,11 @@ Outcome convertOne(const QString &input, const QString &pdf) {
 }
 
 // Formats our libraries cannot read on this platform; these must fail cleanly.
-bool unsupportedHere(const QString &path) {
-    // EMF has no reader on Linux; libjpeg-turbo 2.1 has no lossless JPEG; openjpeg refuses this file's header; libtiff cannot decode this fax
-    // without line ends; libwmf cannot scan this metafile.
+bool unsupportedHere(const QString &path)
+{
+    // EMF has no reader on Linux; libjpeg-turbo 2.1 has no lossless JPEG; openjpeg refuses this
+    // file's header; libtiff cannot decode this fax without line ends; libwmf cannot scan this
+    // metafile.
     static const char *const names[] = {".emf",
                                         "rgb24jpeg.bmp",
                                         "tm__8_ls.jpg",
@@ -83,13 +68,15 @@ bool unsupportedHere(const QString &path) {
 }
 
 // Converts one file and expects nothing on stderr, whatever the outcome.
-Outcome convertQuietly(const QString &file, const QString &pdf) {
+Outcome convertQuietly(const QString &file, const QString &pdf)
+{
     Outcome o;
     EXPECT_EQ(stderrOf([&] { o = convertOne(file, pdf); }), "");
     return o;
 }
 
-TEST(Corpus, EveryValidFileConverts) {
+TEST(Corpus, EveryValidFileConverts)
+{
     if (corpusDir().isEmpty())
         GTEST_SKIP() << "no sample corpus beside the checkout";
     SandboxDir box;
@@ -115,7 +102,8 @@ TEST(Corpus, EveryValidFileConverts) {
     EXPECT_GT(converted, 85);
 }
 
-TEST(Corpus, PageCountsOfMultiPageFiles) {
+TEST(Corpus, PageCountsOfMultiPageFiles)
+{
     if (corpusDir().isEmpty())
         GTEST_SKIP() << "no sample corpus beside the checkout";
     SandboxDir box;
@@ -140,7 +128,8 @@ TEST(Corpus, PageCountsOfMultiPageFiles) {
     }
 }
 
-TEST(Corpus, G4ScansAreEmbeddedWithoutDecoding) {
+TEST(Corpus, G4ScansAreEmbeddedWithoutDecoding)
+{
     if (corpusDir().isEmpty())
         GTEST_SKIP() << "no sample corpus beside the checkout";
     SandboxDir box;
@@ -158,7 +147,8 @@ TEST(Corpus, G4ScansAreEmbeddedWithoutDecoding) {
     }
 }
 
-TEST(Corpus, DamagedFilesFailCleanly) {
+TEST(Corpus, DamagedFilesFailCleanly)
+{
     if (corpusDir().isEmpty())
         GTEST_SKIP() << "no sample corpus beside the checkout";
     SandboxDir box;

@@ -5,6 +5,7 @@
 #include "pdf_probe.h"
 #include "sample_images.h"
 #include "sandbox.h"
+#include "stderr_capture.h"
 
 #include <gtest/gtest.h>
 #include <qpdf/QPDF.hh>
@@ -616,46 +617,6 @@ TEST(DepthQuery, BitsPerPixelOfTheFirstPage)
 }
 
 // --- Failures --------------------------------------------------------------------------------
-
-// Collects what the code under test writes to stderr.
-class StderrCapture {
-public:
-    StderrCapture() : file_(std::tmpfile())
-    {
-        std::fflush(stderr);
-        saved_ = ::dup(2);
-        ::dup2(::fileno(file_), 2);
-    }
-    ~StderrCapture()
-    {
-        restore();
-        std::fclose(file_);
-    }
-    std::string text()
-    {
-        restore();
-        std::string out;
-        std::rewind(file_);
-        char buf[512];
-        size_t n;
-        while ((n = std::fread(buf, 1, sizeof buf, file_)) > 0)
-            out.append(buf, n);
-        return out;
-    }
-
-private:
-    void restore()
-    {
-        if (saved_ >= 0) {
-            std::fflush(stderr);
-            ::dup2(saved_, 2);
-            ::close(saved_);
-            saved_ = -1;
-        }
-    }
-    std::FILE *file_;
-    int saved_ = -1;
-};
 
 TEST(Failures, UnreadableImagesThrowAndLeaveTheDocumentAsItWas)
 {
