@@ -11,35 +11,31 @@
 
 using namespace pw;
 
-TEST(PathHelpers, NamesAndExtensions)
-{
-    EXPECT_EQ(GetFileExt("a.b.tif"), "tif");
-    EXPECT_EQ(GetFileExt("README"), "README") << "no dot gives the whole name";
-    EXPECT_EQ(GetFileExt("scan.TIF"), "TIF");
-    EXPECT_EQ(GetFileName("/a/b/c.pdf"), "c.pdf");
-    EXPECT_EQ(GetParentFolderName("/a/b/c.pdf"), "/a/b");
-    EXPECT_EQ(GetParentFolderName("/c.pdf"), "/");
-    EXPECT_EQ(GetParentFolderName("c.pdf"), "");
-    EXPECT_EQ(TrimNull(QString("abc") + QChar(0) + "junk"), "abc");
-    EXPECT_EQ(TrimNull("plain"), "plain");
-}
-
-TEST(PathHelpers, ValidateDirAppendsOneSeparator)
-{
-    EXPECT_EQ(ValidateDir("/data"), "/data/");
-    EXPECT_EQ(ValidateDir("/data/"), "/data/");
-    EXPECT_EQ(ValidateDir("/"), "/") << "a root keeps its separator";
-    EXPECT_EQ(ValidateDir(""), "/");
-}
-
-TEST(PathHelpers, HiWordDividesBy65535)
+TEST(PathHelpers, NamesExtensionsAndSeparators)
 {
     const struct {
-        int32_t in;
-        int16_t out;
-    } cases[] = {{65535, 1}, {131071, 2}, {-1, -1}, {0, 0}, {65534, 0}, {-65535, -2}};
+        QString (*helper)(const QString &);
+        QString in;
+        const char *out;
+    } cases[] = {{GetFileExt, "a.b.tif", "tif"},
+                 {GetFileExt, "README", "README"}, // no dot gives the whole name
+                 {GetFileName, "/a/b/c.pdf", "c.pdf"},
+                 {GetParentFolderName, "/a/b/c.pdf", "/a/b"},
+                 {GetParentFolderName, "/c.pdf", "/"},
+                 {GetParentFolderName, "c.pdf", ""},
+                 {TrimNull, QString("abc") + QChar(0) + "junk", "abc"},
+                 {ValidateDir, "/data", "/data/"},
+                 {ValidateDir, "/data/", "/data/"},
+                 {ValidateDir, "/", "/"}, // a root keeps its one separator
+                 {ValidateDir, "", "/"}};
     for (const auto &c : cases)
-        EXPECT_EQ(HiWord(c.in), c.out) << c.in;
+        EXPECT_EQ(c.helper(c.in), c.out) << c.in.toStdString();
+
+    // Divides by 65535, not 65536, toward zero and then one lower for a negative value.
+    const int32_t words[][2] = {{65535, 1}, {131071, 2}, {-1, -1},
+                                {0, 0},     {65534, 0},  {-65535, -2}};
+    for (const auto &[in, out] : words)
+        EXPECT_EQ(HiWord(in), out) << in;
 }
 
 TEST(PathHelpers, FileAndFolderTests)

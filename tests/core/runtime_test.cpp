@@ -29,21 +29,25 @@ protected:
 
 } // namespace
 
-TEST(Runtime, ValReadsTheLeadingNumberAndNeverFails)
+TEST(Runtime, ValReadsTheLeadingNumberWhileIsNumericNeedsTheWholeText)
 {
     const struct {
         const char *text;
         double value;
     } cases[] = {
-        {"", 0},          {"abc", 0},       {"12abc", 12},   {"  42 ", 42},  {"1 2 3", 123},
-        {"-3.5", -3.5},   {"1e3", 1000},    {"1e", 1},       {"&H1F", 31},   {"&O17", 15},
-        {"2.tif", 2},     {"1,5", 1},       {".5", 0.5},     {"+7x", 7},
+        {"", 0},        {"abc", 0},    {"12abc", 12}, {"  42 ", 42}, {"1 2 3", 123},
+        {"-3.5", -3.5}, {"1e3", 1000}, {"1e", 1},     {"&H1F", 31},  {"&O17", 15},
+        {"2.tif", 2},   {"1,5", 1},    {".5", 0.5},   {"+7x", 7},
     };
     for (const auto &c : cases)
         EXPECT_DOUBLE_EQ(Val(c.text), c.value) << c.text;
+    for (const char *numeric : {"12", " -1.5 "})
+        EXPECT_TRUE(IsNumeric(numeric)) << numeric;
+    for (const char *text : {"", "Error", "12 KB"})
+        EXPECT_FALSE(IsNumeric(text)) << text;
 }
 
-TEST(Runtime, IntegerConversionsRoundToEvenAndReportOverflowAndMismatch)
+TEST(Runtime, IntegerConversionsRoundToEvenAndRaiseOverflowOrTypeMismatch)
 {
     EXPECT_EQ(CInt(QString("2.5")), 2);
     EXPECT_EQ(CInt(QString("3.5")), 4);
@@ -58,45 +62,25 @@ TEST(Runtime, IntegerConversionsRoundToEvenAndReportOverflowAndMismatch)
     EXPECT_EQ(raisedNumber([] { CLng(QString("3000000000")); }), 6);
     EXPECT_EQ(raisedNumber([] { CInt(QString("abc")); }), 13);
     EXPECT_EQ(raisedNumber([] { CInt(QString("")); }), 13);
-
-    const RuntimeError e = RuntimeError::fromNumber(13);
-    EXPECT_EQ(e.description(), "Type mismatch");
+    EXPECT_EQ(RuntimeError::fromNumber(13).description(), "Type mismatch");
 }
 
-TEST(Runtime, IsNumericNeedsTheWholeText)
-{
-    EXPECT_TRUE(IsNumeric("12"));
-    EXPECT_TRUE(IsNumeric(" -1.5 "));
-    EXPECT_FALSE(IsNumeric(""));
-    EXPECT_FALSE(IsNumeric("Error"));
-    EXPECT_FALSE(IsNumeric("12 KB"));
-}
-
-TEST_F(EnglishLocale, FormatDateKnowsMinutesFromMonthsAndTheTwelveHourClock)
+TEST_F(EnglishLocale, DatesAndNumbersFormatByTheClassicPatterns)
 {
     const QDateTime afternoon(QDate(2026, 3, 7), QTime(15, 4, 9));
-    EXPECT_EQ(FormatDate(afternoon, "dd/mm/yyyy hh:mm ampm"), "07/03/2026 03:04 PM");
+    const QDateTime midnight(QDate(2026, 3, 7), QTime(0, 30));
+    EXPECT_EQ(FormatDate(afternoon, "dd/mm/yyyy hh:mm ampm"), "07/03/2026 03:04 PM")
+        << "mm after an hour token means minutes";
     EXPECT_EQ(FormatDate(afternoon, "dd-MMM-yyyy"), "07-Mar-2026");
     EXPECT_EQ(FormatDate(afternoon, "yyyy_MM_dd"), "2026_03_07");
-    const QDateTime midnight(QDate(2026, 3, 7), QTime(0, 30));
     EXPECT_EQ(FormatDate(midnight, "hh:mm ampm"), "12:30 AM");
+    EXPECT_EQ(FormatNumber(0, "###,###,##0"), "0");
+    EXPECT_EQ(FormatNumber(999, "###,###,##0"), "999");
+    EXPECT_EQ(FormatNumber(1234567, "###,###,##0"), "1,234,567");
 
     QLocale::setDefault(QLocale(QLocale::German, QLocale::Germany));
     EXPECT_EQ(FormatDate(afternoon, "dd/mm/yyyy"), "07.03.2026") << "the locale's date separator";
-}
-
-TEST_F(EnglishLocale, FormatNumberGroupsThousands)
-{
-    EXPECT_EQ(FormatNumber(0, "###,###,##0"), "0");
-    EXPECT_EQ(FormatNumber(1234567, "###,###,##0"), "1,234,567");
-    EXPECT_EQ(FormatNumber(999, "###,###,##0"), "999");
-}
-
-TEST_F(EnglishLocale, GeneralDateHasFourDigitYearAndSeconds)
-{
-    QLocale::setDefault(QLocale(QLocale::German, QLocale::Germany));
-    EXPECT_EQ(GeneralDate(QDateTime(QDate(2026, 11, 16), QTime(6, 17, 32))),
-              "16.11.2026 06:17:32");
+    EXPECT_EQ(GeneralDate(QDateTime(QDate(2026, 11, 16), QTime(6, 17, 32))), "16.11.2026 06:17:32");
 }
 
 TEST(Runtime, DateAddKeepsTheCalendar)
@@ -119,12 +103,11 @@ TEST(Runtime, TextHelpersFollowTheClassicEdges)
     EXPECT_EQ(Split("a;b", ","), QStringList({"a;b"}));
 }
 
-TEST(Runtime, DirAnswersOnlyForFiles)
+TEST(Runtime, DirAnswersOnlyForNormalFiles)
 {
     SandboxDir box;
-    const QString file = box.write("x.tif", "data");
     box.mkdir("folder");
-    EXPECT_EQ(Dir(file), "x.tif");
+    EXPECT_EQ(Dir(box.write("x.tif", "data")), "x.tif");
     EXPECT_EQ(Dir(box.filePath("folder")), "");
     EXPECT_EQ(Dir(box.filePath("missing.tif")), "");
     EXPECT_EQ(Dir(box.write(".hidden", "x")), "") << "hidden files are not normal files";
