@@ -1,4 +1,4 @@
-#include "core/globals.h"
+#include "core/app_context.h"
 #include "core/master_layout.h"
 #include "engine/batch_job.h"
 
@@ -10,7 +10,9 @@ int main(int argc, char **argv)
 {
     QCoreApplication app(argc, argv);
     app.setApplicationName("pagewright-batch");
-    pw::BatchJob job;
+    pw::QuietUi ui;
+    pw::AppContext context(ui);
+    pw::BatchJob job(context);
     QString error;
     if (!job.initializeFromArgs(app.arguments().mid(1), error)) {
         const bool help = app.arguments().size() > 1 &&
@@ -19,10 +21,8 @@ int main(int argc, char **argv)
         return help ? 0 : 2;
     }
     // Failures are logged where the windows log them.
-    if (!pw::EnsureFileStoragePath())
+    if (!pw::EnsureFileStoragePath(context))
         return 2;
-    pw::PdfPageCounter = std::make_unique<::PdfPageCounter>();
-    pw::TiffPageCounter = std::make_unique<::TiffPageCounter>();
     const auto print = [](FILE *to) {
         return [to](const QString &line) { std::fputs(qPrintable(line + "\n"), to); };
     };

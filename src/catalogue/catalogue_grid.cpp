@@ -1,17 +1,16 @@
 #include "catalogue_grid.h"
 
 #include "column_layout.h"
-#include "page_rules.h"
 #include "search_criteria.h"
 
+#include "backends/page_count/page_rules.h"
+#include "core/app_context.h"
 #include "core/failure_log.h"
-#include "core/globals.h"
 #include "core/path_helpers.h"
 #include "core/runtime.h"
-#include "core/ui_services.h"
-#include "widgets/flex_grid.h"
+#include "grid/flex_grid_model.h"
 
-#include <QFileIconProvider>
+#include <QFile>
 #include <QFileInfo>
 #include <QMimeDatabase>
 
@@ -24,41 +23,39 @@ const Unit mainForm = Unit::form("frmMain");
 constexpr int AlignLeftCentre = 1;
 constexpr int AlignRightCentre = 7;
 
-void applyColumnLook(FlexGrid &grid, const GridColumn &column)
+void applyColumnLook(FlexGridModel &model, const GridColumn &column)
 {
-    grid.setColWidth(column.ColumnIndex, int(column.ColumnWidth));
-    if (column.ColumnDatatype == DataTypeDate)
-        grid.setColFormat(column.ColumnIndex, CatalogueDateFormat);
-    if (column.ColumnDatatype == DataTypeDecimal)
-        grid.setColAlignment(column.ColumnIndex, AlignRightCentre);
-}
-
-void applyVisibility(FlexGrid &grid)
-{
-    ColumnVisibilityList = Split(AppSettings->ColumnVisibility(), ",");
-    for (int i = 0; i < ColumnVisibilityList.size() && i < grid.Cols(); ++i)
-        grid.setColHidden(i, ColumnVisibilityList[i] != "1");
-}
-
-QDateTime createdTime(const QFileInfo &info)
-{
-    // Not every file system records a birth time; the last status change stands in.
-    const QDateTime birth = info.birthTime();
-    return birth.isValid() ? birth : info.metadataChangeTime();
+    model.setColumnWidth(column.ColumnIndex, std::max(0, int(column.ColumnWidth)));
+    if (column.ColumnDatatype == flexgrid::kDate)
+        model.setColumnFormat(column.ColumnIndex, CatalogueDateFormat);
+    if (column.ColumnDatatype == flexgrid::kDecimal)
+        model.setColumnAlignment(column.ColumnIndex, AlignRightCentre);
 }
 
 } // namespace
 
-void ColumnIndices::refresh()
+void ColumnIndices::refresh(const GridColumns &columns)
 {
-    name = GetColumnIndexByKey("Name");
-    selection = GetColumnIndexByKey("Selection");
-    location = GetColumnIndexByKey("Location");
-    size = GetColumnIndexByKey("Size (In KB)");
-    type = GetColumnIndexByKey("Type");
-    created = GetColumnIndexByKey("Created Date");
-    modified = GetColumnIndexByKey("Modified Date");
-    pages = GetColumnIndexByKey("Pages");
+    name = columns.GetColumnIndexByKey("Name");
+    selection = columns.GetColumnIndexByKey("Selection");
+    location = columns.GetColumnIndexByKey("Location");
+    size = columns.GetColumnIndexByKey("Size (In KB)");
+    type = columns.GetColumnIndexByKey("Type");
+    created = columns.GetColumnIndexByKey("Created Date");
+    modified = columns.GetColumnIndexByKey("Modified Date");
+    pages = columns.GetColumnIndexByKey("Pages");
+}
+
+void CatalogueGrid::applyVisibility()
+{
+    context_.ColumnVisibilityList = Split(context_.settings().ColumnVisibility(), ",");
+    for (int i = 0; i < context_.ColumnVisibilityList.size() && i < model_.cols(); ++i)
+        model_.setColumnHidden(i, context_.ColumnVisibilityList[i] != "1");
+}
+
+void CatalogueGrid::sortColumn(int col, int order)
+{
+    model_.sortRows(col, col, SortOrderForColumn(context_, col, order));
 }
 
 void CatalogueGrid::InitFiles()
@@ -66,27 +63,24 @@ void CatalogueGrid::InitFiles()
     PW_PROCEDURE("InitFiles", mainForm);
     guarded(pwTail, [&] {
         PW_STEP;
-        LoadGridColumns();
+        LoadGridColumns(context_);
         PW_STEP;
-        grid_.setExplorerBar(FlexGrid::kExplorerSort | FlexGrid::kExplorerMove);
-        grid_.setEditable(0);
-        grid_.setFixedCols(0);
-        grid_.setFixedRows(1);
-        grid_.setRows(1);
-        grid_.setCols(ColumnList->Count());
-        grid_.setColAlignment(-1, AlignLeftCentre);
+        model_.setRows(1);
+        model_.setCols(context_.ColumnList.Count());
+        for (int col = 0; col < model_.cols(); ++col)
+            model_.setColumnAlignment(col, AlignLeftCentre);
         PW_STEP;
-        for (const GridColumn &column : *ColumnList) {
-            grid_.setTextMatrix(0, column.ColumnIndex, column.ColumnName);
-            grid_.setColKey(column.ColumnIndex, column.ColumnKey);
-            grid_.setColDataType(column.ColumnIndex, column.ColumnDatatype);
-            applyColumnLook(grid_, column);
+        for (const GridColumn &column : context_.ColumnList) {
+            model_.setText(0, column.ColumnIndex, column.ColumnName);
+            model_.setColumnKey(column.ColumnIndex, column.ColumnKey);
+            model_.setColumnDataType(column.ColumnIndex, column.ColumnDatatype);
+            applyColumnLook(model_, column);
         }
         PW_STEP;
-        grid_.setSort(SortGenericDescending);
+        sortColumn(0, flexgrid::kGenericDescending);
         PW_STEP;
-        applyVisibility(grid_);
-        columns_.refresh();
+        applyVisibility();
+        columns_.refresh(context_.ColumnList);
     });
 }
 
@@ -95,90 +89,86 @@ void CatalogueGrid::RefreshGrid()
     PW_PROCEDURE("RefreshGrid", mainForm);
     guarded(pwTail, [&] {
         PW_STEP;
-        LoadGridColumns();
-        ColumnWidths = Split(AppSettings->LastGridColWidth(), ",");
-        ColumnOrderList = Split(AppSettings->ColumnReOrder(), ",");
+        LoadGridColumns(context_);
+        context_.ColumnWidths = Split(context_.settings().LastGridColWidth(), ",");
+        context_.ColumnOrderList = Split(context_.settings().ColumnReOrder(), ",");
         int i = 0;
-        for (GridColumn &column : *ColumnList)
-            if (i < ColumnWidths.size())
-                column.ColumnWidth = CSng(ColumnWidths[i++]);
+        for (GridColumn &column : context_.ColumnList)
+            if (i < context_.ColumnWidths.size())
+                column.ColumnWidth = CSng(context_.ColumnWidths[i++]);
         PW_STEP;
-        for (const GridColumn &column : *ColumnList) {
-            for (int col = 0; col < grid_.Cols(); ++col) {
-                if (grid_.TextMatrix(0, col) == column.ColumnName) {
-                    grid_.setColPosition(col, column.ColumnIndex);
+        for (const GridColumn &column : context_.ColumnList) {
+            for (int col = 0; col < model_.cols(); ++col) {
+                if (model_.text(0, col) == column.ColumnName) {
+                    model_.moveColumn(col, column.ColumnIndex);
                     break;
                 }
             }
-            applyColumnLook(grid_, column);
+            applyColumnLook(model_, column);
         }
         PW_STEP;
-        applyVisibility(grid_);
-        columns_.refresh();
+        applyVisibility();
+        columns_.refresh(context_.ColumnList);
     });
 }
 
 void CatalogueGrid::StoreColumnWidths()
 {
-    if (AppSettings->LastGridColWidthFlag() != 1)
+    if (context_.settings().LastGridColWidthFlag() != 1)
         return;
     QStringList widths;
-    for (int col = 0; col < grid_.Cols(); ++col)
-        widths << QString::number(grid_.ColWidth(col));
-    AppSettings->setLastGridColWidth(widths.join(","));
+    for (int col = 0; col < model_.cols(); ++col)
+        widths << QString::number(model_.column(col).widthTwips);
+    context_.settings().setLastGridColWidth(widths.join(","));
 }
 
-QString FileTypeName(const QFileInfo &file)
+void CatalogueGrid::SortByName()
+{
+    sortColumn(columns_.name, context_.settings().SortbyNumeric() != 0
+                                  ? flexgrid::kNumericAscending
+                                  : flexgrid::kGenericAscending);
+}
+
+FileType FileTypeOf(const QFileInfo &file)
 {
     if (file.suffix().compare("desktop", Qt::CaseInsensitive) == 0 || file.isSymLink())
-        return "shortcut";
-    // The name of a type depends only on the extension here; a search meets few of them.
-    static QHash<QString, QString> byExtension;
+        return {QStringLiteral("shortcut"), file.absoluteFilePath()};
+    // A type depends only on the extension here, and a search meets few of them; the cache
+    // also lets every row of a type share one copy of its texts.
+    static QHash<QString, FileType> byExtension;
     const QString ext = file.suffix().toLower();
     const auto known = byExtension.constFind(ext);
     if (known != byExtension.constEnd())
         return *known;
     static const QMimeDatabase mimes;
     const QMimeType mime = mimes.mimeTypeForFile(file, QMimeDatabase::MatchExtension);
-    const QString type =
-        mime.inherits("application/x-executable") || mime.inherits("application/x-sharedlib")
-            ? QStringLiteral("application")
-            : mime.comment().toLower();
+    const bool program =
+        mime.inherits("application/x-executable") || mime.inherits("application/x-sharedlib");
+    // All programs share one picture.
+    const FileType type = program ? FileType{QStringLiteral("application"),
+                                             QStringLiteral("application/x-executable")}
+                                  : FileType{mime.comment().toLower(), mime.name()};
     return byExtension.insert(ext, type).value();
-}
-
-QIcon CatalogueGrid::iconFor(const QFileInfo &file, const QString &type)
-{
-    // One picture per type name; launchers carry pictures of their own, and all programs
-    // share one.
-    const QString key = type == "shortcut" ? file.fileName()
-                        : type == "application" ? QStringLiteral("DOSExeIcon")
-                                                : type;
-    auto it = imlFile_.find(key);
-    if (it == imlFile_.end()) {
-        static const QFileIconProvider provider;
-        it = imlFile_.insert(key, provider.icon(file));
-    }
-    return *it;
 }
 
 bool CatalogueGrid::pagesVisible() const
 {
-    const QString flag = ColumnVisibilityList.value(columns_.pages);
+    const QString flag = context_.ColumnVisibilityList.value(columns_.pages);
     return IsNumeric(flag) ? Val(flag) != 0 : flag.compare("True", Qt::CaseInsensitive) == 0;
 }
 
 void CatalogueGrid::writePageCount(int row, const QString &path, const QString &name,
                                    bool addToTotals)
 {
-    const PageKind kind = PageKindOf(name);
+    const PageKind kind = PageKindOf(name.toStdString());
     if (kind == PageKind::None)
         return;
-    const int32_t count = CountPages(kind, ValidateDir(path) + name);
-    grid_.setTextMatrix(row, columns_.pages, PagesCellText(kind, count));
+    const int32_t count = context_.pageCounters.CountPages(
+        kind, QFile::encodeName(ValidateDir(path) + name).toStdString());
+    model_.setText(row, columns_.pages, QString::fromStdString(PagesCellText(kind, count)));
     if (!addToTotals || count < 1)
         return;
-    const int32_t value = int32_t(Val(grid_.TextMatrix(row, columns_.pages)));
+    const int32_t value = int32_t(Val(model_.text(row, columns_.pages)));
     (kind == PageKind::Pdf ? PdfPageTotal : TiffPageTotal) += value;
 }
 
@@ -187,22 +177,21 @@ void CatalogueGrid::AddFileToGrid(const QString &path, const QFileInfo &info)
     const QString name = TrimNull(info.fileName());
     if (name == "." || name == "..")
         return;
-    const QString type = FileTypeName(info);
-    const int row = grid_.Rows();
-    grid_.setRows(row + 1);
-    grid_.setTextMatrix(row, columns_.name, name);
-    grid_.setCellPicture(row, columns_.name, iconFor(info, type));
-    grid_.setTextMatrix(row, columns_.location, path);
-    grid_.setTextMatrix(row, columns_.size,
-                        FormatNumber(RoundUpToWhole(double(info.size()) / 1024.0), "###,###,##0") +
-                            " KB");
-    grid_.setTextMatrix(row, columns_.type, type);
-    grid_.setTextMatrix(row, columns_.created, FormatDate(createdTime(info), CatalogueDateFormat));
-    grid_.setTextMatrix(row, columns_.modified,
-                        FormatDate(info.lastModified(), CatalogueDateFormat));
+    const FileType type = FileTypeOf(info);
+    const int row = model_.rows();
+    model_.setRows(row + 1);
+    model_.setText(row, columns_.name, name);
+    model_.setPicture(row, columns_.name, type.pictureKey);
+    model_.setText(row, columns_.location, path);
+    model_.setText(row, columns_.size,
+                   FormatNumber(RoundUpToWhole(double(info.size()) / 1024.0), "###,###,##0") +
+                       " KB");
+    model_.setText(row, columns_.type, type.name);
+    model_.setText(row, columns_.created, FormatDate(CreatedTime(info), CatalogueDateFormat));
+    model_.setText(row, columns_.modified, FormatDate(info.lastModified(), CatalogueDateFormat));
     if (pagesVisible())
         writePageCount(row, path, name, true);
-    DoEvents();
+    context_.ui.DoEvents();
 }
 
 void CatalogueGrid::GetPageCount()
@@ -210,15 +199,15 @@ void CatalogueGrid::GetPageCount()
     PW_PROCEDURE("GetPageCount", mainForm);
     guarded(pwTail, [&] {
         PW_STEP;
-        columns_.refresh();
-        if (Val(ColumnVisibilityList.value(columns_.pages)) != 0)
+        columns_.refresh(context_.ColumnList);
+        if (Val(context_.ColumnVisibilityList.value(columns_.pages)) != 0)
             return;
-        for (int row = 1; row < grid_.Rows(); ++row) {
+        for (int row = 1; row < model_.rows(); ++row) {
             PW_STEP;
-            if (grid_.cellChecked(row, columns_.selection) != 1)
+            if (model_.check(row, columns_.selection) != flexgrid::kChecked)
                 continue;
-            writePageCount(row, grid_.TextMatrix(row, columns_.location),
-                           grid_.TextMatrix(row, columns_.name), false);
+            writePageCount(row, model_.text(row, columns_.location),
+                           model_.text(row, columns_.name), false);
         }
     });
 }
@@ -229,16 +218,16 @@ QString CatalogueGrid::getSelectedFileinfo()
     PW_PROCEDURE("getSelectedFileinfo", mainForm);
     guarded(pwTail, [&] {
         PW_STEP;
-        columns_.refresh();
+        columns_.refresh(context_.ColumnList);
         int selected = 0;
         long long tiffSum = 0;
         long long pdfSum = 0;
-        for (int row = 1; row < grid_.Rows(); ++row) {
-            if (grid_.cellChecked(row, columns_.selection) != 1)
+        for (int row = 1; row < model_.rows(); ++row) {
+            if (model_.check(row, columns_.selection) != flexgrid::kChecked)
                 continue;
-            const QString name = grid_.TextMatrix(row, columns_.name);
+            const QString name = model_.text(row, columns_.name);
             const QString ext = name.mid(name.lastIndexOf('.')).toLower();
-            const QString pages = grid_.TextMatrix(row, columns_.pages);
+            const QString pages = model_.text(row, columns_.pages);
             const long long value = IsNumeric(pages) ? (long long)Val(pages) : 0;
             // Every file that is not a PDF adds to the sum shown as TIFF pages; the PDF sum
             // is kept and not shown.

@@ -1,33 +1,45 @@
 #pragma once
-// The catalogue grid: its columns, its rows (one per hit), page counts and the summary of
-// checked rows. The grid's cells are the catalogue's only store.
+// The catalogue: its columns, its rows (one per hit), page counts and the summary of checked
+// rows. The grid's model is the catalogue's only store; windows show it through a FlexGrid.
 
 #include <QHash>
-#include <QIcon>
 #include <QString>
 
 #include <cstdint>
 
-class FlexGrid;
+class FlexGridModel;
 class QFileInfo;
 
 namespace pw {
+
+struct AppContext;
+class GridColumns;
 
 // Cached positions of the eight column keys, refreshed at the start of each search.
 struct ColumnIndices {
     int name = 0, selection = 0, location = 0, size = 0, type = 0, created = 0, modified = 0,
         pages = 0;
-    void refresh();
+    void refresh(const GridColumns &columns);
 };
 
 // The date format of the two date columns.
 inline constexpr const char *CatalogueDateFormat = "dd/mm/yyyy hh:mm ampm";
 
+// A file's type as the catalogue shows it: the shell's name in lower case ("png image";
+// executables read "application" and desktop launchers "shortcut"), and the key of its picture
+// (a MIME type name, or a launcher's own path), which a view turns into an icon.
+struct FileType {
+    QString name;
+    QString pictureKey;
+};
+FileType FileTypeOf(const QFileInfo &file);
+
 class CatalogueGrid {
 public:
-    explicit CatalogueGrid(FlexGrid &grid) : grid_(grid) {}
+    CatalogueGrid(FlexGridModel &model, AppContext &context) : model_(model), context_(context) {}
 
-    FlexGrid &grid() { return grid_; }
+    FlexGridModel &model() { return model_; }
+    AppContext &context() { return context_; }
     ColumnIndices &columns() { return columns_; }
 
     // Builds the grid from the column descriptors, once, at the window's load.
@@ -36,6 +48,8 @@ public:
     void RefreshGrid();
     // Stores the current column widths when the window closes, if so set.
     void StoreColumnWidths();
+    // Sorts by name at the end of a search, numerically when the user's setting says so.
+    void SortByName();
 
     // Adds one row for `file`, found in `path`, with its page count when "Pages" shows
     // (as ColumnVisibilityList said when the search began).
@@ -50,20 +64,16 @@ public:
     int32_t PdfPageTotal = 0;
     int32_t TiffPageTotal = 0;
 
-    // The shared picture of each file type, gathered for the whole run.
-    QIcon iconFor(const QFileInfo &file, const QString &type);
-
 private:
     bool pagesVisible() const;
     void writePageCount(int row, const QString &path, const QString &name, bool addToTotals);
+    void applyVisibility();
+    // Sorts the data rows by `col`, in the order the column's rules make of `order`.
+    void sortColumn(int col, int order);
 
-    FlexGrid &grid_;
+    FlexGridModel &model_;
+    AppContext &context_;
     ColumnIndices columns_;
-    QHash<QString, QIcon> imlFile_;
 };
-
-// The shell's type name of a file, in lower case ("png image"); executables read
-// "application" and desktop launchers "shortcut".
-QString FileTypeName(const QFileInfo &file);
 
 } // namespace pw

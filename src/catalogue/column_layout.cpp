@@ -1,33 +1,35 @@
 #include "column_layout.h"
 
 #include "core/failure_log.h"
-#include "core/globals.h"
+#include "core/app_context.h"
 #include "core/runtime.h"
 
 namespace pw {
 
-void LoadGridColumns()
+void LoadGridColumns(AppContext &context)
 {
     PW_PROCEDURE("LoadGridColumns", Unit::form("frmMain"));
     guarded(pwTail, [&] {
         PW_STEP;
-        ColumnOrderList = Split(AppSettings->ColumnReOrder(), ",");
-        const QStringList widths = Split(AppSettings->LastGridColWidth(), ",");
-        for (int i = 0; i < ColumnOrderList.size(); ++i) {
+        QStringList &order = context.ColumnOrderList;
+        GridColumns &columns = context.ColumnList;
+        order = Split(context.settings().ColumnReOrder(), ",");
+        const QStringList widths = Split(context.settings().LastGridColWidth(), ",");
+        for (int i = 0; i < order.size(); ++i) {
             PW_STEP;
-            const QString key = ColumnOrderList[i].trimmed();
-            const GridColumn *found = ColumnList->Item(key);
+            const QString key = order[i].trimmed();
+            const GridColumn *found = columns.Item(key);
             if (!found || found->ColumnIndex == i)
                 continue;
             GridColumn column = *found;
-            ColumnList->Remove(key);
+            columns.Remove(key);
             PW_STEP;
             if (column.ColumnName == "Selection")
                 column.ColumnWidth = 250; // the check column's width is not configurable
             else if (Val(widths.value(i)) >= 0)
                 column.ColumnWidth = float(CLng(widths.value(i)));
-            const bool last = i == ColumnOrderList.size() - 1;
-            ColumnList->Add(column.ColumnKey, column.ColumnWidth, i, column.ColumnName,
+            const bool last = i == order.size() - 1;
+            columns.Add(column.ColumnKey, column.ColumnWidth, i, column.ColumnName,
                             column.ColumnDatatype, key, last ? 0 : i + 1);
         }
     });
@@ -52,7 +54,7 @@ QStringList MoveListElement(const QStringList &list, int from, int to)
     return out;
 }
 
-void StoreColumnMove(const QStringList &headers, int col, int position)
+void StoreColumnMove(AppContext &context, const QStringList &headers, int col, int position)
 {
     PW_PROCEDURE("grdSearchList_AfterMoveColumn", Unit::form("frmMain"));
     guarded(pwTail, [&] {
@@ -60,34 +62,39 @@ void StoreColumnMove(const QStringList &headers, int col, int position)
         if (col == position)
             return;
         PW_STEP;
-        AppSettings->setColumnReOrder(headers.join(","));
+        Settings &settings = context.settings();
+        settings.setColumnReOrder(headers.join(","));
         PW_STEP;
-        ColumnWidths = MoveListElement(Split(AppSettings->LastGridColWidth(), ","), col, position);
-        AppSettings->setLastGridColWidth(ColumnWidths.join(","));
+        QStringList &widths = context.ColumnWidths;
+        widths = MoveListElement(Split(settings.LastGridColWidth(), ","), col, position);
+        settings.setLastGridColWidth(widths.join(","));
         int i = 0;
-        for (GridColumn &column : *ColumnList)
-            if (i < ColumnWidths.size())
-                column.ColumnWidth = CSng(ColumnWidths[i++]);
+        for (GridColumn &column : context.ColumnList)
+            if (i < widths.size())
+                column.ColumnWidth = CSng(widths[i++]);
         PW_STEP;
-        AppSettings->setColumnVisibility(
-            MoveListElement(Split(AppSettings->ColumnVisibility(), ","), col, position).join(","));
-        ColumnVisibilityList = Split(AppSettings->ColumnVisibility(), ",");
+        settings.setColumnVisibility(
+            MoveListElement(Split(settings.ColumnVisibility(), ","), col, position).join(","));
+        context.ColumnVisibilityList = Split(settings.ColumnVisibility(), ",");
         PW_STEP;
-        LoadGridColumns();
+        LoadGridColumns(context);
     });
 }
 
-int SortOrderForColumn(int col, int order)
+int SortOrderForColumn(AppContext &context, int col, int order)
 {
-    const bool numericFamily = order == SortNumericAscending || order == SortNumericDescending;
-    const bool genericFamily = order == SortGenericAscending || order == SortGenericDescending;
-    if (col == GetColumnIndexByKey("Name")) {
-        if (AppSettings->SortbyNumeric() != 0)
-            return numericFamily ? order : SortNumericAscending;
-        return genericFamily ? order : SortGenericAscending;
+    using namespace flexgrid;
+    const bool numericFamily = order == kNumericAscending || order == kNumericDescending;
+    const bool genericFamily = order == kGenericAscending || order == kGenericDescending;
+    const GridColumns &columns = context.ColumnList;
+    if (col == columns.GetColumnIndexByKey("Name")) {
+        if (context.settings().SortbyNumeric() != 0)
+            return numericFamily ? order : kNumericAscending;
+        return genericFamily ? order : kGenericAscending;
     }
-    if (col == GetColumnIndexByKey("Pages") || col == GetColumnIndexByKey("Size (In KB)"))
-        return numericFamily ? order : SortNumericAscending;
+    if (col == columns.GetColumnIndexByKey("Pages") ||
+        col == columns.GetColumnIndexByKey("Size (In KB)"))
+        return numericFamily ? order : kNumericAscending;
     return order;
 }
 

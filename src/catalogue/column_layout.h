@@ -6,13 +6,11 @@
 
 namespace pw {
 
-// Grid sort order codes.
-enum SortOrder : int { SortGenericAscending = 1, SortGenericDescending = 2,
-                       SortNumericAscending = 3, SortNumericDescending = 4 };
+struct AppContext;
 
 // Brings ColumnList into the order stored in ColumnReOrder, taking the stored widths of the
 // columns that move. Unknown keys are skipped; a column already in place keeps its width.
-void LoadGridColumns();
+void LoadGridColumns(AppContext &context);
 
 // Removes the element at `from` and inserts it at `to`, so that lists stay aligned with the
 // columns after a header drag.
@@ -20,10 +18,10 @@ QStringList MoveListElement(const QStringList &list, int from, int to);
 
 // Stores a header drag: the new caption order, and the width and visibility lists moved the
 // same way, then reloads the column order. `headers` are the captions in their new order.
-void StoreColumnMove(const QStringList &headers, int col, int position);
+void StoreColumnMove(AppContext &context, const QStringList &headers, int col, int position);
 
 // The order the grid really sorts `col` by: names follow the numeric-sort setting, pages
 // and sizes always sort numerically; only the direction inside a family survives.
-int SortOrderForColumn(int col, int order);
+int SortOrderForColumn(AppContext &context, int col, int order);
 
 } // namespace pw

@@ -2,12 +2,11 @@
 
 #include "column_layout.h"
 
+#include "core/app_context.h"
 #include "core/failure_log.h"
-#include "core/globals.h"
 #include "core/path_helpers.h"
 #include "core/runtime.h"
-#include "core/ui_services.h"
-#include "widgets/flex_grid.h"
+#include "grid/flex_grid_model.h"
 
 #include <QDir>
 #include <QFile>
@@ -21,9 +20,7 @@ const Unit mainForm = Unit::form("frmMain");
 
 FileFacts factsOf(const QFileInfo &info)
 {
-    const QDateTime birth = info.birthTime();
-    return {birth.isValid() ? birth : info.metadataChangeTime(), info.lastModified(),
-            info.lastRead(), info.size()};
+    return {CreatedTime(info), info.lastModified(), info.lastRead(), info.size()};
 }
 
 } // namespace
@@ -33,27 +30,25 @@ void FolderScan::cmdSearch_Click()
     PW_PROCEDURE("cmdSearch_Click", mainForm);
     guarded(pwTail, [&] {
         PW_STEP;
-        FlexGrid &grid = catalogue_.grid();
-        if (host_.searchCaption() == "&Search") {
+        if (!searching_) {
             SearchCancelled = false;
+            searching_ = true;
             host_.setSearchCaption("&Cancel");
             SearchStopped = false;
             catalogue_.PdfPageTotal = 0;
             catalogue_.TiffPageTotal = 0;
             PW_STEP;
             MainLoadFiles(host_.selectedFolder(), true);
+            searching_ = false;
             host_.setSearchCaption("&Search");
         } else {
             SearchCancelled = true;
             SearchStopped = true;
-            grid.setRedraw(true);
-            grid.setVisible(true);
+            host_.endBulkUpdate();
         }
         PW_STEP;
         // A cancelled search passes here twice: in the nested press and when the walk returns.
-        grid.setCol(catalogue_.columns().name);
-        grid.setSort(AppSettings->SortbyNumeric() != 0 ? SortNumericAscending
-                                                       : SortGenericAscending);
+        catalogue_.SortByName();
         host_.SetStatusText(catalogue_.getSelectedFileinfo());
     });
 }
@@ -63,29 +58,28 @@ void FolderScan::MainLoadFiles(const QString &path, bool clearFirst)
     PW_PROCEDURE("MainLoadFiles", mainForm);
     guarded(pwTail, [&] {
         PW_STEP;
-        FlexGrid &grid = catalogue_.grid();
+        FlexGridModel &model = catalogue_.model();
+        AppContext &context = catalogue_.context();
         SearchCancelled = false;
         SearchStopped = false;
         host_.EnableSearchControls(false);
         host_.setBusyCursor(true);
         const QString folder = path == "Desktop" ? GetSpecialfolder(FolderDesktop) : path;
-        catalogue_.columns().refresh();
-        ColumnVisibilityList = Split(AppSettings->ColumnVisibility(), ",");
+        catalogue_.columns().refresh(context.ColumnList);
+        context.ColumnVisibilityList = Split(context.settings().ColumnVisibility(), ",");
         PW_STEP;
         host_.showLoading();
         if (clearFirst)
-            grid.setRows(1);
-        DoEvents();
+            model.setRows(1);
+        context.ui.DoEvents();
         PW_STEP;
-        grid.setRedraw(false);
-        grid.setVisible(false);
+        host_.beginBulkUpdate();
         LoadFiles(folder, clearFirst);
         PW_STEP;
-        grid.setRedraw(true);
-        grid.setVisible(true);
+        host_.endBulkUpdate();
         host_.hideLoading();
         if (SearchCancelled)
-            MsgBox("Process is terminated.", vbInformation);
+            context.ui.MsgBox("Process is terminated.", vbInformation);
         host_.setBusyCursor(false);
         host_.EnableSearchControls(true);
     });
@@ -101,8 +95,9 @@ bool FolderScan::passesAdvanceOptions(const QFileInfo &file)
 
 std::optional<QStringList> FolderScan::patterns()
 {
-    return GenerateFilterPatternArray(host_.filterListIndex() == 0 ? FilterPatterns[0]
-                                                                   : host_.filterText());
+    return GenerateFilterPatternArray(host_.filterListIndex() == 0
+                                          ? catalogue_.context().FilterPatterns[0]
+                                          : host_.filterText());
 }
 
 void FolderScan::LoadFiles(const QString &path, bool clearFirst)
@@ -113,9 +108,9 @@ void FolderScan::LoadFiles(const QString &path, bool clearFirst)
         if (SearchCancelled)
             return;
         const std::optional<QStringList> filter = patterns();
-        FlexGrid &grid = catalogue_.grid();
+        FlexGridModel &model = catalogue_.model();
         if (clearFirst)
-            grid.setRows(1);
+            model.setRows(1);
         PW_STEP;
         QDir dir(path);
         if (!dir.exists())
@@ -132,9 +127,9 @@ void FolderScan::LoadFiles(const QString &path, bool clearFirst)
             if (IsFileMatchWithFilterPattern(file.fileName(), filter) && passesAdvanceOptions(file) &&
                 GetFindData(file) && !SearchStopped) {
                 catalogue_.AddFileToGrid(path, file);
-                host_.updateLoading(grid.Rows() - 1);
+                host_.updateLoading(model.rows() - 1);
             }
-            DoEvents();
+            catalogue_.context().ui.DoEvents();
         }
         PW_STEP;
         if (!host_.searchSubFolders())

@@ -6,6 +6,8 @@
 #include "catalogue_grid.h"
 #include "search_criteria.h"
 
+#include <optional>
+
 #include <QDate>
 #include <QFileInfo>
 #include <QString>
@@ -18,8 +20,12 @@ class ScanHost {
 public:
     virtual ~ScanHost() = default;
     virtual QString selectedFolder() = 0;          // the tree's selection ("Desktop" at its root)
-    virtual QString searchCaption() = 0;           // cmdSearch
-    virtual void setSearchCaption(const QString &caption) = 0;
+    virtual void setSearchCaption(const QString &caption) = 0; // cmdSearch
+    // Around a walk that adds many rows: views of the catalogue stop showing each change and
+    // show the whole result at the end. Both may come twice for one search (a cancel ends it
+    // early); the second call does nothing.
+    virtual void beginBulkUpdate() = 0;
+    virtual void endBulkUpdate() = 0;
     virtual void EnableSearchControls(bool enabled) = 0;
     virtual void setBusyCursor(bool busy) = 0;
     virtual bool searchSubFolders() = 0;           // chkSearchSubFolder
@@ -37,9 +43,10 @@ class FolderScan {
 public:
     FolderScan(CatalogueGrid &catalogue, ScanHost &host) : catalogue_(catalogue), host_(host) {}
 
-    // The Search/Cancel button. "&Search" runs a whole search; any other caption (a press
-    // that arrives nested inside a running search) asks it to stop.
+    // The Search/Cancel button: runs a whole search, or, pressed again inside a running one
+    // (the walk lets events run), asks it to stop.
     void cmdSearch_Click();
+    bool isSearching() const { return searching_; }
     void MainLoadFiles(const QString &path, bool clearFirst);
     void LoadFiles(const QString &path, bool clearFirst);
     // The existence test of a hit; false for a name the file system's encoding can't hold.
@@ -54,6 +61,7 @@ private:
 
     CatalogueGrid &catalogue_;
     ScanHost &host_;
+    bool searching_ = false;
 };
 
 } // namespace pw

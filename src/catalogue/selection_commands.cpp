@@ -2,35 +2,33 @@
 
 #include "catalogue_grid.h"
 
+#include "core/app_context.h"
 #include "core/failure_log.h"
 #include "core/path_helpers.h"
-#include "widgets/flex_grid.h"
+#include "grid/flex_grid_model.h"
 
 namespace pw {
 
 namespace {
 
 const Unit mainForm = Unit::form("frmMain");
-constexpr int Checked = 1;
-constexpr int Unchecked = 2;
+using flexgrid::kChecked;
+using flexgrid::kUnchecked;
 
 void setAllChecks(CatalogueGrid &catalogue, int state)
 {
-    FlexGrid &grid = catalogue.grid();
-    if (grid.Rows() < 2)
-        return;
+    FlexGridModel &model = catalogue.model();
     const int sel = catalogue.columns().selection;
-    grid.setCellChecked(1, sel, grid.Rows() - 1, sel, state);
+    for (int row = 1; row < model.rows(); ++row)
+        model.setCheck(row, sel, state);
 }
 
 // Runs `body` for each row of the highlighted block, when there is one.
-template <typename Body> void forBlock(CatalogueGrid &catalogue, Body &&body)
+template <typename Body> void forBlock(RowBlock block, Body &&body)
 {
-    int row1 = 0, col1 = 0, row2 = 0, col2 = 0;
-    catalogue.grid().GetSelection(row1, col1, row2, col2);
-    if (row1 < 0 || row2 < 0)
+    if (block.first < 0 || block.last < 0)
         return;
-    for (int row = row1; row <= row2; ++row)
+    for (int row = block.first; row <= block.last; ++row)
         body(row);
 }
 
@@ -44,94 +42,96 @@ template <typename Body> void command(const char *name, Body &&body)
 
 QString RowFullPath(CatalogueGrid &catalogue, int row)
 {
-    const FlexGrid &grid = catalogue.grid();
-    QString path = grid.TextMatrix(row, catalogue.columns().location) + separator() +
-                   grid.TextMatrix(row, catalogue.columns().name);
+    const FlexGridModel &model = catalogue.model();
+    QString path = model.text(row, catalogue.columns().location) + separator() +
+                   model.text(row, catalogue.columns().name);
     return path.replace(separator() + separator(), separator());
 }
 
 void CheckAllRows(CatalogueGrid &catalogue)
 {
     command("mnuCtxSelectAll_Click", [&] {
-        if (catalogue.grid().Rows() < 2)
+        if (catalogue.model().rows() < 2)
             return;
-        setAllChecks(catalogue, Checked);
+        setAllChecks(catalogue, kChecked);
         UncheckErrorRows(catalogue);
     });
 }
 
 void UncheckAllRows(CatalogueGrid &catalogue)
 {
-    command("mnuCtxDeSelectAll_Click", [&] { setAllChecks(catalogue, Unchecked); });
+    command("mnuCtxDeSelectAll_Click", [&] { setAllChecks(catalogue, kUnchecked); });
 }
 
 void UncheckErrorRows(CatalogueGrid &catalogue)
 {
     command("UncheckErrorRows", [&] {
-        catalogue.columns().refresh();
-        FlexGrid &grid = catalogue.grid();
-        const bool redraw = grid.Redraw();
-        grid.setRedraw(false);
-        for (int row = grid.FindRow("Error", 1, catalogue.columns().pages, false, true); row >= 0;
-             row = grid.FindRow("Error", row + 1, catalogue.columns().pages, false, true))
-            grid.setCellChecked(row, catalogue.columns().selection, false);
-        grid.setRedraw(redraw);
+        catalogue.columns().refresh(catalogue.context().ColumnList);
+        FlexGridModel &model = catalogue.model();
+        const bool suspended = model.isSuspended();
+        model.suspend();
+        const int pages = catalogue.columns().pages;
+        for (int row = model.findRow("Error", 1, pages, false, true); row >= 0;
+             row = model.findRow("Error", row + 1, pages, false, true))
+            model.setCheck(row, catalogue.columns().selection, kUnchecked);
+        if (!suspended)
+            model.resume();
     });
 }
 
 void InvertAllChecks(CatalogueGrid &catalogue)
 {
     command("mnuInvSelect_Click", [&] {
-        FlexGrid &grid = catalogue.grid();
-        if (grid.Rows() < 2)
+        FlexGridModel &model = catalogue.model();
+        if (model.rows() < 2)
             return;
-        catalogue.columns().refresh();
+        catalogue.columns().refresh(catalogue.context().ColumnList);
         const int sel = catalogue.columns().selection;
         const int pages = catalogue.columns().pages;
-        for (int row = 1; row < grid.Rows(); ++row) {
-            const bool off = grid.cellChecked(row, sel) == Checked ||
-                             grid.TextMatrix(row, pages) == "Error";
-            grid.setCellChecked(row, sel, off ? Unchecked : Checked);
+        for (int row = 1; row < model.rows(); ++row) {
+            const bool off =
+                model.check(row, sel) == kChecked || model.text(row, pages) == "Error";
+            model.setCheck(row, sel, off ? kUnchecked : kChecked);
         }
     });
 }
 
-void CheckSelectedBlock(CatalogueGrid &catalogue)
+void CheckSelectedBlock(CatalogueGrid &catalogue, RowBlock block)
 {
     command("mnuCtxCheckSelection_Click", [&] {
-        forBlock(catalogue, [&](int row) {
-            catalogue.grid().setCellChecked(row, catalogue.columns().selection, Checked);
+        forBlock(block, [&](int row) {
+            catalogue.model().setCheck(row, catalogue.columns().selection, kChecked);
         });
     });
 }
 
-void UncheckSelectedBlock(CatalogueGrid &catalogue)
+void UncheckSelectedBlock(CatalogueGrid &catalogue, RowBlock block)
 {
     command("mnuCtxUnCheckSelection_Click", [&] {
-        forBlock(catalogue, [&](int row) {
-            catalogue.grid().setCellChecked(row, catalogue.columns().selection, Unchecked);
+        forBlock(block, [&](int row) {
+            catalogue.model().setCheck(row, catalogue.columns().selection, kUnchecked);
         });
     });
 }
 
-void InvertSelectedBlock(CatalogueGrid &catalogue)
+void InvertSelectedBlock(CatalogueGrid &catalogue, RowBlock block)
 {
     command("mnuCtxCheckInvertSelection_Click", [&] {
         const int sel = catalogue.columns().selection;
-        forBlock(catalogue, [&](int row) {
-            FlexGrid &grid = catalogue.grid();
-            grid.setTextMatrix(row, sel, grid.cellChecked(row, sel) == Checked ? "0" : "1");
+        FlexGridModel &model = catalogue.model();
+        forBlock(block, [&](int row) {
+            model.setText(row, sel, model.check(row, sel) == kChecked ? "0" : "1");
         });
     });
 }
 
-void ToggleSelectedBlock(CatalogueGrid &catalogue)
+void ToggleSelectedBlock(CatalogueGrid &catalogue, RowBlock block)
 {
     command("grdSearchList_KeyDown", [&] {
         const int sel = catalogue.columns().selection;
-        forBlock(catalogue, [&](int row) {
-            FlexGrid &grid = catalogue.grid();
-            grid.setCellChecked(row, sel, grid.cellChecked(row, sel) != Checked);
+        FlexGridModel &model = catalogue.model();
+        forBlock(block, [&](int row) {
+            model.setCheck(row, sel, model.check(row, sel) != kChecked ? kChecked : kUnchecked);
         });
     });
 }

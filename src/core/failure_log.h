@@ -55,6 +55,10 @@ struct FailureTail {
 // Appends `message`, "- " and the present date and time as one line to the failure log.
 // A log that cannot be written loses the line silently.
 void WriteErrorLog(const QString &message);
+// Where "Errors.Log" lives: the storage folder, set once it is known. Failures can arise in
+// any procedure, before and outside of anything that holds the program's context, so this one
+// place is process-wide; before it is set, lines are lost.
+void SetErrorLogFolder(const QString &folder);
 
 // Runs `body`; any failure it raises is logged through `tail` and swallowed.
 // Returns true when the body ran to its end.

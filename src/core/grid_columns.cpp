@@ -1,6 +1,5 @@
 #include "grid_columns.h"
 
-#include "globals.h"
 
 #include <algorithm>
 
@@ -37,11 +36,9 @@ void GridColumns::Remove(const QString &key)
     std::erase_if(columns_, [&](const GridColumn &c) { return c.sKey == key; });
 }
 
-int GetColumnIndexByKey(const QString &key)
+int GridColumns::GetColumnIndexByKey(const QString &key) const
 {
-    if (!ColumnList)
-        return 0;
-    for (const GridColumn &column : *ColumnList)
+    for (const GridColumn &column : columns_)
         if (column.ColumnKey == key)
             return column.ColumnIndex;
     return 0;

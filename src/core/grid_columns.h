@@ -1,21 +1,20 @@
 #pragma once
 // The catalogue's column descriptors: an ordered collection keyed by column key.
 
+#include "grid/grid_codes.h"
+
 #include <QString>
 
 #include <vector>
 
 namespace pw {
 
-// Column data types of the grid.
-enum ColumnDataType : int { DataTypeDate = 7, DataTypeText = 8, DataTypeBoolean = 11, DataTypeDecimal = 14 };
-
 struct GridColumn {
     QString ColumnKey;
     float ColumnWidth = 0; // twips
     int ColumnIndex = 0;   // display position from 0
     QString ColumnName;
-    int ColumnDatatype = DataTypeText;
+    int ColumnDatatype = flexgrid::kText; // a flexgrid::DataType
     QString sKey;
 };
 
@@ -31,6 +30,8 @@ public:
     GridColumn *Item(int position);                       // 1-based, nullptr when out of range
     void Remove(const QString &key);
     int Count() const { return int(columns_.size()); }
+    // The display position of the column with exactly this key; an unknown key gives 0.
+    int GetColumnIndexByKey(const QString &key) const;
 
     auto begin() { return columns_.begin(); }
     auto end() { return columns_.end(); }
@@ -40,8 +41,5 @@ public:
 private:
     std::vector<GridColumn> columns_;
 };
-
-// The display position of the column with exactly this key; an unknown key gives 0.
-int GetColumnIndexByKey(const QString &key);
 
 } // namespace pw

@@ -2,6 +2,7 @@
 
 #include "failure_log.h"
 #include "globals.h"
+#include "grid/grid_codes.h"
 #include "path_helpers.h"
 #include "property_bag.h"
 #include "ui_services.h"
@@ -16,39 +17,40 @@ const Unit masterLayout = Unit::module("modMasterLayout");
 
 } // namespace
 
-void MakeColumnList()
+GridColumns MakeColumnList()
 {
-    ColumnList = std::make_unique<GridColumns>();
+    GridColumns list;
     const struct {
         const char *key;
         float width;
         int type;
     } columns[] = {
-        {"Name", 1800, DataTypeText},         {"Selection", 250, DataTypeBoolean},
-        {"Pages", 700, DataTypeDecimal},      {"Location", 1800, DataTypeText},
-        {"Size (In KB)", 1000, DataTypeDecimal}, {"Type", 1400, DataTypeText},
-        {"Created Date", 1400, DataTypeDate}, {"Modified Date", 1400, DataTypeDate},
+        {"Name", 1800, flexgrid::kText},          {"Selection", 250, flexgrid::kBoolean},
+        {"Pages", 700, flexgrid::kDecimal},       {"Location", 1800, flexgrid::kText},
+        {"Size (In KB)", 1000, flexgrid::kDecimal}, {"Type", 1400, flexgrid::kText},
+        {"Created Date", 1400, flexgrid::kDate},  {"Modified Date", 1400, flexgrid::kDate},
     };
     int index = 0;
     for (const auto &c : columns)
-        ColumnList->Add(c.key, c.width, index++, c.key, c.type, c.key);
+        list.Add(c.key, c.width, index++, c.key, c.type, c.key);
+    return list;
 }
 
 namespace {
 
-void applyStoredWidths()
+void applyStoredWidths(AppContext &context)
 {
-    ColumnWidths = AppSettings->LastGridColWidth().split(',');
-    if (ColumnWidths.size() != ColumnList->Count())
+    context.ColumnWidths = context.settings().LastGridColWidth().split(',');
+    if (context.ColumnWidths.size() != context.ColumnList.Count())
         return;
     int i = 0;
-    for (GridColumn &column : *ColumnList)
-        column.ColumnWidth = CSng(ColumnWidths[i++]);
+    for (GridColumn &column : context.ColumnList)
+        column.ColumnWidth = CSng(context.ColumnWidths[i++]);
 }
 
 } // namespace
 
-void Main(const QString &commandLine, StartupUi &ui)
+void Main(const QString &commandLine, StartupUi &ui, AppContext &context)
 {
     PW_PROCEDURE("Main", masterLayout);
     guarded(pwTail, [&] {
@@ -56,39 +58,34 @@ void Main(const QString &commandLine, StartupUi &ui)
         QString cmdLine = commandLine;
         PW_STEP;
         if (!cmdLine.isEmpty())
-            ValidateCmdLine(cmdLine);
+            ValidateCmdLine(cmdLine, context);
         PW_STEP;
-        if (!EnsureFileStoragePath())
+        if (!EnsureFileStoragePath(context))
             return;
         PW_STEP;
-        FileStoragePathSlash = ValidateDir(FileStoragePath);
-        PW_STEP;
-        if (IsVista() && !TestFileWrite(FileStoragePathSlash + "Testtemp.sys")) {
+        if (IsVista() && !TestFileWrite(context.FileStoragePathSlash + "Testtemp.sys")) {
             ui.ShowVistaErrDlg();
             return;
         }
         PW_STEP;
-        AppSettings = std::make_unique<Settings>();
-        if (!AppSettings->LoadSettings()) {
+        context.AppSettings = std::make_unique<Settings>(context.FileStoragePath, context.ui);
+        if (!context.settings().LoadSettings()) {
             // The bar runs first; the defaults are applied only once it has closed.
             ui.ShowProgressDialog();
-            AppSettings->LoadDefaultSettings();
+            context.settings().LoadDefaultSettings();
         }
         PW_STEP;
-        MakeColumnList();
+        context.ColumnList = MakeColumnList();
         PW_STEP;
-        applyStoredWidths();
+        applyStoredWidths(context);
         PW_STEP;
-        FillFilterPatterns();
+        context.FilterPatterns = FillFilterPatterns();
         PW_STEP;
-        PdfPageCounter = std::make_unique<::PdfPageCounter>();
-        TiffPageCounter = std::make_unique<::TiffPageCounter>();
-        PW_STEP;
-        ui.ShowMainWindow();
+        ui.ShowMainWindow(context);
     });
 }
 
-bool ValidateCmdLine(QString &cmdLine)
+bool ValidateCmdLine(QString &cmdLine, AppContext &context)
 {
     bool result = false;
     PW_PROCEDURE("ValidateCmdLine", Unit::module("modMasterLayout"));
@@ -103,23 +100,26 @@ bool ValidateCmdLine(QString &cmdLine)
         if (folder.isEmpty() || !FolderExists(folder))
             return;
         PW_STEP;
-        CommandLineFolder = GetParentFolderName(files.first());
-        CommandLineFiles = files;
+        context.CommandLineFolder = GetParentFolderName(files.first());
+        context.CommandLineFiles = files;
         result = true;
     });
     return result;
 }
 
-bool EnsureFileStoragePath()
+bool EnsureFileStoragePath(AppContext &context)
 {
     const QString appData = GetSpecialfolder(FolderAppData);
     if (appData.isEmpty()) {
         // No per-user data folder to build the path on.
-        MsgBox("Unable to get file storage folder path", vbCritical);
+        context.ui.MsgBox("Unable to get file storage folder path", vbCritical);
         return false;
     }
-    FileStoragePath = appData + separator() + PAGEWRIGHT_COMPANY + separator() + AppTitle;
-    return CreateFolderPath(FileStoragePath);
+    context.FileStoragePath =
+        appData + separator() + PAGEWRIGHT_COMPANY + separator() + AppTitle;
+    context.FileStoragePathSlash = ValidateDir(context.FileStoragePath);
+    SetErrorLogFolder(context.FileStoragePath);
+    return CreateFolderPath(context.FileStoragePath);
 }
 
 bool IsVista() { return true; }

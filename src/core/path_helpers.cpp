@@ -69,6 +69,12 @@ bool CreateFolderPath(const QString &path)
     return QDir().mkpath(ValidateDir(path));
 }
 
+QDateTime CreatedTime(const QFileInfo &file)
+{
+    const QDateTime birth = file.birthTime();
+    return birth.isValid() ? birth : file.metadataChangeTime();
+}
+
 QString GetFileExt(const QString &name)
 {
     const qsizetype dot = name.lastIndexOf('.');

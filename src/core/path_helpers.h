@@ -2,9 +2,12 @@
 // Path and file helpers with the exact answers the rest of the program depends on. The
 // separator is the native one; a root keeps its separator.
 
+#include <QDateTime>
 #include <QString>
 
 #include <cstdint>
+
+class QFileInfo;
 
 namespace pw {
 
@@ -25,6 +28,10 @@ QString GetFileExt(const QString &name);     // text after the last "."; the nam
 int16_t HiWord(int32_t value);               // value / 65535 toward zero, minus 1 when negative
 QString GetFileName(const QString &path);    // last component of a path
 QString GetParentFolderName(const QString &path); // "" when the path has no parent part
+
+// When the file was made. Not every file system records a birth time; the last status
+// change stands in.
+QDateTime CreatedTime(const QFileInfo &file);
 
 // The folder for temporary files, with a trailing separator; raises 10000 | errno when
 // there is none.

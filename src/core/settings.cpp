@@ -1,7 +1,6 @@
 #include "settings.h"
 
 #include "failure_log.h"
-#include "globals.h"
 #include "property_bag.h"
 #include "ui_services.h"
 
@@ -29,8 +28,8 @@ QByteArray readWholeFile(const QString &path)
 
 } // namespace
 
-QString Settings::settingsFolder() const { return FileStoragePath + "/Settings"; }
-QString Settings::settingsFile() const { return FileStoragePath + "/Settings/settings.ini"; }
+QString Settings::settingsFolder() const { return storagePath_ + "/Settings"; }
+QString Settings::settingsFile() const { return storagePath_ + "/Settings/settings.ini"; }
 
 bool Settings::LoadSettings()
 {
@@ -80,7 +79,7 @@ void Settings::SaveSettings()
         }
     } catch (const RuntimeError &e) {
         // Memory keeps the new value, the file keeps the old one.
-        MsgBox(e.description(), vbInformation);
+        ui_.MsgBox(e.description(), vbInformation);
         return;
     }
     try {

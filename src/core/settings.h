@@ -70,8 +70,12 @@ using Integer = int16_t;
 using Long = int32_t;
 } // namespace settings_types
 
+class UiServices;
+
 class Settings {
 public:
+    // The file lives in "Settings" below `storagePath`; `ui` shows why a save could not start.
+    Settings(const QString &storagePath, UiServices &ui) : storagePath_(storagePath), ui_(ui) {}
     virtual ~Settings() = default;
 
 #define PW_SETTINGS_ACCESSORS(type, key, def)                                                    \
@@ -108,6 +112,8 @@ private:
     PW_SETTINGS_KEYS(PW_SETTINGS_FIELD)
 #undef PW_SETTINGS_FIELD
 
+    QString storagePath_;
+    UiServices &ui_;
     bool recovering_ = false;
 };
 

@@ -1,6 +1,7 @@
 #pragma once
 // What the program's logic needs from the desktop: message boxes, prompts and the shell.
-// Windows install the real implementation at start; tests install a recorder that answers.
+// The application builds the real implementation into its AppContext; tests pass a recorder
+// that answers.
 
 #include <QString>
 
@@ -14,6 +15,7 @@ enum MsgBoxFlag : int {
     vbQuestion = 32,
     vbExclamation = 48,
     vbInformation = 64,
+    vbButtonsMask = 7, // the bits that choose the buttons
 };
 enum MsgBoxResult : int { vbOK = 1, vbCancel = 2, vbYes = 6, vbNo = 7 };
 
@@ -21,11 +23,11 @@ class UiServices {
 public:
     virtual ~UiServices() = default;
     // A modal message box; returns the button pressed.
-    virtual int MsgBox(const QString &prompt, int flags, const QString &title) = 0;
+    virtual int MessageBox(const QString &prompt, int flags, const QString &title) = 0;
     // Opens `file` with the verb ("open", "explore", "print"). Answers as the shell does:
     // above 32 on success, 31 when no program is associated, 0 when out of resources.
     virtual int ShellExecute(const QString &verb, const QString &file,
-                              const QString &parameters, const QString &folder) = 0;
+                             const QString &parameters, const QString &folder) = 0;
     // Lets the user pick a program for `file` when no program is associated with it.
     virtual void OpenWith(const QString &file) = 0;
     // A folder prompt starting at `startPath`; "" on cancel.
@@ -33,25 +35,28 @@ public:
                                     bool includeFiles) = 0;
     // Lets pending window events run once.
     virtual void DoEvents() = 0;
+
+    // A message box with the program's title unless another is given.
+    int MsgBox(const QString &prompt, int flags = vbOKOnly, const QString &title = {});
+    // Opens a file through the shell. Only a shell that answers 0 leads to the choice of a
+    // program; a file type without association deliberately brings up nothing.
+    void ShellOpenFile(const QString &verb, const QString &file, const QString &parameters = {},
+                       const QString &folder = {});
+    // The folder prompt the dialogs use; "" on cancel.
+    QString ShowFolderSelectionDialog(const QString &startPath, const QString &title,
+                                      bool includeFiles = false);
 };
 
-// The services in force; a quiet default answers every box with its first button until
-// the application installs its own.
-UiServices &ui();
-// Installs `services` (not owned; must outlive its use). nullptr restores the default.
-void setUi(UiServices *services);
-
-// A message box with the program's title unless another is given.
-int MsgBox(const QString &prompt, int flags = vbOKOnly, const QString &title = {});
-void DoEvents();
-
-// Opens a file through the shell. Only a shell that answers 0 leads to the choice of a
-// program; a file type without association deliberately brings up nothing.
-void ShellOpenFile(const QString &verb, const QString &file, const QString &parameters = {},
-                   const QString &folder = {});
-
-// The folder prompt the dialogs use; "" on cancel.
-QString ShowFolderSelectionDialog(const QString &startPath, const QString &title,
-                                  bool includeFiles = false);
+// Services for a run without windows: every box is answered with its first button, nothing
+// is opened, and events still run so that queued work finishes.
+class QuietUi final : public UiServices {
+public:
+    int MessageBox(const QString &, int flags, const QString &) override;
+    int ShellExecute(const QString &, const QString &, const QString &,
+                     const QString &) override;
+    void OpenWith(const QString &) override {}
+    QString BrowseForFolder(const QString &, const QString &, bool) override { return {}; }
+    void DoEvents() override;
+};
 
 } // namespace pw

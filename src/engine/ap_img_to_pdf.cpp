@@ -1,6 +1,5 @@
 #include "ap_img_to_pdf.h"
 
-#include "backends/image_to_pdf/image_to_pdf.h"
 #include "core/failure_log.h"
 #include "core/path_helpers.h"
 #include "core/ui_services.h"
@@ -24,37 +23,26 @@ const Unit binding = Unit::classModule("ApImgToPdf");
 // Paths reach the library as the file system spells them.
 std::string libraryPath(const QString &path) { return QFile::encodeName(path).toStdString(); }
 
-// The library reports an unreadable image by raising; the binding sees that as a run-time
-// failure with the library's number and text.
-template <typename Call> int32_t library(Call &&call)
-{
-    try {
-        return call();
-    } catch (const ApFailure &e) {
-        throw RuntimeError(e.number, QString::fromUtf8(e.what()), "imagetopdf");
-    }
-}
+} // namespace
 
-// Appends the image and finishes the document, letting window events run in between.
-void addAndClose(int32_t handle, const QString &source, FailureTail &pwTail)
-{
-    PW_STEP;
-    library([&] { return ApAddImage(handle, libraryPath(source)); });
-    PW_STEP;
-    DoEvents();
-    PW_STEP;
-    ApClose(handle);
-}
-
-void reportProgress(int counter)
+void SetOrderProgressBar::setValue(int done)
 {
     QObject *bar = gfrmSetOrder ? gfrmSetOrder->findChild<QObject *>("ProgressBar1") : nullptr;
     if (!bar)
         throw RuntimeError::fromNumber(91);
-    bar->setProperty("value", counter);
+    bar->setProperty("value", done);
 }
 
-} // namespace
+// Appends the image and finishes the document, letting window events run in between.
+void ApImgToPdf::addAndClose(int32_t handle, const QString &source, FailureTail &pwTail)
+{
+    PW_STEP;
+    library_.ApAddImage(handle, libraryPath(source));
+    PW_STEP;
+    ui_.DoEvents();
+    PW_STEP;
+    library_.ApClose(handle);
+}
 
 bool ApImgToPdf::MergeConvert_TiffToPdfx()
 {
@@ -62,25 +50,28 @@ bool ApImgToPdf::MergeConvert_TiffToPdfx()
     PW_PROCEDURE("MergeConvert_TiffToPdfx", binding);
     guarded(pwTail, [&] {
         PW_STEP;
+        FailedFile.clear();
         if (OutputPdfFile.isEmpty()) {
             result = true;
             return;
         }
         PW_STEP;
         int counter = 0;
-        const int32_t handle = ApCreate(libraryPath(OutputPdfFile));
+        const int32_t handle = library_.ApCreate(libraryPath(OutputPdfFile));
         for (const clsColSetOrderGrid &row : colSelectedData) {
             PW_STEP;
-            DoEvents();
+            ui_.DoEvents();
             const QString source = ValidateDir(row.FileLocation()) + row.filename();
             PW_STEP;
-            library([&] { return ApAddImage(handle, libraryPath(source)); });
+            FailedFile = source;
+            library_.ApAddImage(handle, libraryPath(source));
+            FailedFile.clear();
             ++counter;
             PW_STEP;
-            reportProgress(counter);
+            progress_->setValue(counter);
         }
         PW_STEP;
-        ApClose(handle);
+        library_.ApClose(handle);
         result = true;
     });
     return result;
@@ -95,7 +86,7 @@ bool ApImgToPdf::Convert_EachTiffToPDFbyOne(const QString &source, const QString
         if (pdf.isEmpty() || source.isEmpty())
             return;
         PW_STEP;
-        const int32_t handle = ApCreate(libraryPath(pdf));
+        const int32_t handle = library_.ApCreate(libraryPath(pdf));
         addAndClose(handle, source, pwTail);
         result = true;
     });
@@ -113,24 +104,29 @@ bool ApImgToPdf::ConverImageToPdf(const QString &source, const QString &pdf,
         if (pdf.isEmpty() || source.isEmpty())
             return;
         PW_STEP;
-        const int32_t handle = ApCreate(libraryPath(pdf));
+        const int32_t handle = library_.ApCreate(libraryPath(pdf));
         if (!(handle > 0)) {
             result = true;
             return;
         }
         PW_STEP;
         // The depth query names the file and needs no document: handle 0 on purpose.
-        const int32_t depth = ApGetFunction(0, GetBitDepth, 0, 0, libraryPath(source), 0);
+        const int32_t depth =
+            library_.ApGetFunction(0, GetBitDepth, 0, 0, libraryPath(source), 0);
         PW_STEP;
+        const auto recompress = [&](int32_t colourClass, const QString &name) {
+            library_.ApSetFunction(handle, SetRecompression, colourClass, 0, name.toStdString(),
+                                   0);
+        };
         if (!blackWhite.isEmpty() && depth == 1)
-            ApSetFunction(handle, SetRecompression, ClassBlackWhite, 0, blackWhite.toStdString(), 0);
+            recompress(ClassBlackWhite, blackWhite);
         else if (!grey.isEmpty() && depth == 8)
-            ApSetFunction(handle, SetRecompression, ClassGreyscale, 0, grey.toStdString(), 0);
+            recompress(ClassGreyscale, grey);
         else if (!colour.isEmpty() && depth == 24)
-            ApSetFunction(handle, SetRecompression, ClassColour, 0, colour.toStdString(), 0);
+            recompress(ClassColour, colour);
         addAndClose(handle, source, pwTail);
         PW_STEP;
-        DoEvents();
+        ui_.DoEvents();
         result = true;
     });
     return result;

@@ -3,6 +3,9 @@
 // are made, in which order and with which constants; the library does the writing.
 
 #include "conversion_row.h"
+#include "image_to_pdf_library.h"
+
+#include "core/progress.h"
 
 #include <QPointer>
 #include <QString>
@@ -12,8 +15,19 @@ class QObject;
 
 namespace pw {
 
+struct FailureTail;
+class UiServices;
+
 // The open merge dialog; the merge reports its progress to that window's "ProgressBar1".
 extern QPointer<QObject> gfrmSetOrder;
+
+// The merge's progress as the merge dialog shows it: "Value" of its "ProgressBar1", looked up
+// by name on the window in gfrmSetOrder at every step, so that the binding knows nothing of the
+// dialog. With no such window the step fails with 91, and the merge with it.
+class SetOrderProgressBar final : public Progress {
+public:
+    void setValue(int done) override;
+};
 
 // The recompression names in their fixed order, and the class selectors they apply to.
 extern const QStringList RecompressionNames; // "Lzw", "Zip", "Packbits", "Jpeg", "CCITT-G3", "CCITT-G4"
@@ -21,9 +35,19 @@ enum ColourClass : int { ClassBlackWhite = 1, ClassGreyscale = 2, ClassColour = 
 
 class ApImgToPdf {
 public:
+    // `ui` lets window events run between library calls.
+    explicit ApImgToPdf(UiServices &ui, ImageToPdfLibrary &library = ImageToPdfLibrary::ours())
+        : ui_(ui), library_(library)
+    {
+    }
+
     // Files to merge, in merge order, and the merged PDF's path: read by the merge alone.
     SelectedData colSelectedData;
     QString OutputPdfFile;
+    // Where the merge reports each file added; the merge dialog's bar unless set.
+    void setProgress(Progress &progress) { progress_ = &progress; }
+    // After a merge that failed: the file it was adding, "" when the failure was elsewhere.
+    QString FailedFile;
 
     // Writes every row of colSelectedData into OutputPdfFile, in order, with the library's own
     // encoding. An empty output path succeeds without writing anything.
@@ -35,6 +59,14 @@ public:
     // A target the library refuses to create reads as success, deliberately.
     bool ConverImageToPdf(const QString &source, const QString &pdf, const QString &colour,
                           const QString &grey, const QString &blackWhite);
+
+private:
+    void addAndClose(int32_t handle, const QString &source, FailureTail &pwTail);
+
+    UiServices &ui_;
+    ImageToPdfLibrary &library_;
+    SetOrderProgressBar dialogBar_;
+    Progress *progress_ = &dialogBar_;
 };
 
 } // namespace pw

@@ -1,13 +1,15 @@
 #include "batch_job.h"
 
 #include "ap_img_to_pdf.h"
-#include "catalogue/page_rules.h"
+
+#include "backends/page_count/page_rules.h"
+#include "core/app_context.h"
 #include "core/path_helpers.h"
 #include "core/runtime.h"
 
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
-#include <QObject>
 
 namespace pw {
 
@@ -94,7 +96,7 @@ int BatchJob::convert(const std::function<void(const QString &)> &err)
         err("Cannot create the output folder " + output_);
         return 1;
     }
-    ApImgToPdf binding;
+    ApImgToPdf binding(context_.ui);
     int failed = 0;
     for (const QString &file : files_) {
         const QString pdf = PdfPathFor(output_, QFileInfo(file).fileName());
@@ -112,13 +114,12 @@ int BatchJob::convert(const std::function<void(const QString &)> &err)
 
 int BatchJob::merge(const std::function<void(const QString &)> &err)
 {
-    // The merge reports its progress to a window's "ProgressBar1"; here nobody watches it.
-    QObject progressWindow;
-    QObject bar(&progressWindow);
-    bar.setObjectName("ProgressBar1");
-    gfrmSetOrder = &progressWindow;
-
-    ApImgToPdf binding;
+    // A terminal has no bar to fill; a merge is quiet until it fails.
+    struct Quiet final : Progress {
+        void setValue(int) override {}
+    } quiet;
+    ApImgToPdf binding(context_.ui);
+    binding.setProgress(quiet);
     binding.OutputPdfFile = QFileInfo(output_).absoluteFilePath();
     for (const QString &file : files_) {
         const QFileInfo info(file);
@@ -127,13 +128,9 @@ int BatchJob::merge(const std::function<void(const QString &)> &err)
         row.setFileLocation(info.absolutePath());
         binding.colSelectedData.push_back(row);
     }
-    const bool ok = binding.MergeConvert_TiffToPdfx();
-    gfrmSetOrder = nullptr;
-    const int done = bar.property("value").toInt();
-    if (ok && QFileInfo::exists(binding.OutputPdfFile))
+    if (binding.MergeConvert_TiffToPdfx() && QFileInfo::exists(binding.OutputPdfFile))
         return 0;
-    // The file after the last one merged is the one that stopped the merge.
-    err(files_.value(done, output_));
+    err(binding.FailedFile.isEmpty() ? output_ : binding.FailedFile);
     return 1;
 }
 
@@ -142,12 +139,13 @@ int BatchJob::pages(const std::function<void(const QString &)> &out,
 {
     int failed = 0;
     for (const QString &file : files_) {
-        const PageKind kind = PageKindOf(QFileInfo(file).fileName());
+        const PageKind kind = PageKindOf(QFileInfo(file).fileName().toStdString());
         if (kind == PageKind::None) {
             out(file + "\t");
             continue;
         }
-        const QString cell = PagesCellText(kind, CountPages(kind, file));
+        const QString cell = QString::fromStdString(PagesCellText(
+            kind, context_.pageCounters.CountPages(kind, QFile::encodeName(file).toStdString())));
         out(file + "\t" + cell);
         if (cell == "Error") {
             err(file);

@@ -12,8 +12,12 @@
 
 namespace pw {
 
+struct AppContext;
+
 class BatchJob {
 public:
+    explicit BatchJob(AppContext &context) : context_(context) {}
+
     // Reads the arguments (without the program name). False with `error` set when they are off.
     bool initializeFromArgs(const QStringList &args, QString &error);
     // Runs the command. Every failed file gets one line on `err`; the result is the process's
@@ -29,6 +33,7 @@ private:
     int pages(const std::function<void(const QString &)> &out,
               const std::function<void(const QString &)> &err);
 
+    AppContext &context_;
     QString command_;
     QString output_;
     QString colour_, grey_, blackWhite_;

@@ -5,9 +5,11 @@
 
 #include "catalogue/search_criteria.h"
 #include "core/failure_log.h"
+#include "core/app_context.h"
 #include "core/globals.h"
 #include "core/master_layout.h"
 #include "core/path_helpers.h"
+#include "file_icons.h"
 #include "widgets/flex_grid.h"
 
 #include <QApplication>
@@ -52,9 +54,9 @@ QSpinBox *numberBox(QWidget *parent)
 
 } // namespace
 
-frmMain::frmMain(QWidget *parent)
-    : QMainWindow(parent), grdSearchList(new FlexGrid), catalogue_(*grdSearchList),
-      scan_(catalogue_, *this)
+frmMain::frmMain(AppContext &context, QWidget *parent)
+    : QMainWindow(parent), grdSearchList(new FlexGrid), context_(context),
+      catalogue_(*grdSearchList->gridModel(), context), scan_(catalogue_, *this)
 {
     setMinimumSize(700, 403);
     resize(1100, 700);
@@ -106,7 +108,7 @@ void frmMain::buildPanes()
     // A pane that becomes the active one hands the focus to what it holds; the tree only
     // while no search runs.
     connect(paneFolders, &QDockWidget::visibilityChanged, this, [this](bool visible) {
-        if (visible && cmdSearch->text() == "&Search")
+        if (visible && !scan_.isSearching())
             ftvFolder->setFocus();
     });
     connect(paneSearchList, &QDockWidget::visibilityChanged, this, [this](bool visible) {
@@ -280,15 +282,15 @@ void frmMain::Form_Load()
         dtpDateTo->setDateTime(QDateTime::currentDateTime());
         PW_STEP;
         loaded_ = true;
-        if (CommandLineFolder.trimmed().isEmpty()) {
-            setTreeFolder(AppSettings->StartupFolder());
+        if (context_.CommandLineFolder.trimmed().isEmpty()) {
+            setTreeFolder(context_.settings().StartupFolder());
         } else {
-            setTreeFolder(CommandLineFolder);
+            setTreeFolder(context_.CommandLineFolder);
             applyCommandLineFiles();
-            CommandLineFolder.clear();
+            context_.CommandLineFolder.clear();
         }
         PW_STEP;
-        if (AppSettings->WindowStateFlag() == 1)
+        if (context_.settings().WindowStateFlag() == 1)
             SetWindowState();
     });
 }
@@ -298,10 +300,10 @@ void frmMain::applyCommandLineFiles()
     const int nameCol = catalogue_.columns().name;
     const int selCol = catalogue_.columns().selection;
     for (int row = 1; row < grdSearchList->Rows(); ++row)
-        for (const QString &file : CommandLineFiles)
+        for (const QString &file : context_.CommandLineFiles)
             if (grdSearchList->TextMatrix(row, nameCol).toUpper() ==
                 GetFileName(file).toUpper())
-                grdSearchList->setCellChecked(row, selCol, 1);
+                grdSearchList->setCellChecked(row, selCol, flexgrid::kChecked);
 }
 
 void frmMain::SetStatusText(const QString &text)

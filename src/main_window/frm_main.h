@@ -4,6 +4,7 @@
 
 #include "catalogue/catalogue_grid.h"
 #include "catalogue/folder_scan.h"
+#include "catalogue/selection_commands.h"
 
 #include <QMainWindow>
 #include <QTimer>
@@ -32,7 +33,7 @@ class frmLoading;
 class frmMain : public QMainWindow, public ScanHost {
     Q_OBJECT
 public:
-    explicit frmMain(QWidget *parent = nullptr);
+    explicit frmMain(AppContext &context, QWidget *parent = nullptr);
     ~frmMain() override;
 
     // The load step, in its fixed order; the first search runs here, before the window shows.
@@ -90,11 +91,13 @@ public:
     CatalogueGrid &catalogue() { return catalogue_; }
     FolderScan &scan() { return scan_; }
     bool windowReady() const { return WindowReady; }
+    AppContext &context() { return context_; }
 
     // ScanHost: what the search reads of the window.
     QString selectedFolder() override;
-    QString searchCaption() override;
     void setSearchCaption(const QString &caption) override;
+    void beginBulkUpdate() override;
+    void endBulkUpdate() override;
     void EnableSearchControls(bool enabled) override;
     void setBusyCursor(bool busy) override;
     bool searchSubFolders() override;
@@ -148,8 +151,11 @@ private:
     void refreshStatus();
     // Stores the window's state and, when normal, its place (twips). `gated`: only once ready.
     void storePlace(bool gated);
-    int twipsPerPixel() const;
+    int dpi() const;
+    // The highlighted rows of the grid, where the block commands act.
+    RowBlock selectedBlock() const;
 
+    AppContext &context_;
     CatalogueGrid catalogue_;
     FolderScan scan_;
     std::unique_ptr<frmLoading> loading_;

@@ -3,7 +3,8 @@
 #include "frm_main.h"
 
 #include "core/failure_log.h"
-#include "core/globals.h"
+#include "core/app_context.h"
+#include "grid/grid_codes.h"
 
 #include <QApplication>
 #include <QCloseEvent>
@@ -29,27 +30,23 @@ int stateOf(const QWidget *w)
 
 } // namespace
 
-int frmMain::twipsPerPixel() const
-{
-    const int dpi = logicalDpiX() > 0 ? logicalDpiX() : 96;
-    return std::max(1, 1440 / dpi);
-}
+int frmMain::dpi() const { return logicalDpiX() > 0 ? logicalDpiX() : 96; }
 
 void frmMain::SetWindowState()
 {
     PW_PROCEDURE("SetWindowState", Unit::form("frmMain"));
     guarded(pwTail, [&] {
         PW_STEP;
-        const int tpp = twipsPerPixel();
-        const int left = AppSettings->LastWindowLeft(), top = AppSettings->LastWindowTop();
-        const int width = AppSettings->LastWindowWidth(),
-                  height = AppSettings->LastWindowHeight();
+        const auto pixels = [this](int twips) { return flexgrid::TwipsToPixels(twips, dpi()); };
+        const int left = context_.settings().LastWindowLeft(), top = context_.settings().LastWindowTop();
+        const int width = context_.settings().LastWindowWidth(),
+                  height = context_.settings().LastWindowHeight();
         const auto moveToStored = [&] {
-            move(left / tpp, top / tpp);
-            resize(width / tpp, height / tpp);
+            move(pixels(left), pixels(top));
+            resize(pixels(width), pixels(height));
         };
         PW_STEP;
-        switch (AppSettings->WindowStateValue()) {
+        switch (context_.settings().WindowStateValue()) {
         case 0: // "Maximum"
             moveToStored();
             setWindowState(Qt::WindowMaximized);
@@ -64,9 +61,9 @@ void frmMain::SetWindowState()
                 break;
             }
             moveToStored();
-            setWindowState(AppSettings->LastWindowState() == StateMaximised
+            setWindowState(context_.settings().LastWindowState() == StateMaximised
                                ? Qt::WindowMaximized
-                               : AppSettings->LastWindowState() == StateMinimised
+                               : context_.settings().LastWindowState() == StateMinimised
                                      ? Qt::WindowMinimized
                                      : Qt::WindowNoState);
             break;
@@ -85,15 +82,16 @@ void frmMain::storePlace(bool gated)
         PW_STEP;
         const int state = stateOf(this);
         if (state != StateMinimised)
-            AppSettings->setLastWindowState(state);
+            context_.settings().setLastWindowState(state);
         if (state != StateNormal)
             return;
         PW_STEP;
-        const int tpp = twipsPerPixel();
-        AppSettings->setLastWindowLeft(pos().x() * tpp);
-        AppSettings->setLastWindowTop(pos().y() * tpp);
-        AppSettings->setLastWindowWidth(width() * tpp);
-        AppSettings->setLastWindowHeight(height() * tpp);
+        const auto twips = [this](int pixels) { return flexgrid::PixelsToTwips(pixels, dpi()); };
+        Settings &settings = context_.settings();
+        settings.setLastWindowLeft(twips(pos().x()));
+        settings.setLastWindowTop(twips(pos().y()));
+        settings.setLastWindowWidth(twips(width()));
+        settings.setLastWindowHeight(twips(height()));
     });
 }
 

@@ -5,7 +5,6 @@
 #include "folder_tree_model.h"
 #include "frm_loading.h"
 
-#include "core/globals.h"
 #include "core/path_helpers.h"
 #include "widgets/flex_grid.h"
 
@@ -37,8 +36,19 @@ QString frmMain::selectedFolder()
     return folderModel->pathOf(ftvFolder->currentIndex());
 }
 
-QString frmMain::searchCaption() { return cmdSearch->text(); }
 void frmMain::setSearchCaption(const QString &caption) { cmdSearch->setText(caption); }
+
+void frmMain::beginBulkUpdate()
+{
+    grdSearchList->setRedraw(false);
+    grdSearchList->setVisible(false);
+}
+
+void frmMain::endBulkUpdate()
+{
+    grdSearchList->setRedraw(true);
+    grdSearchList->setVisible(true);
+}
 
 void frmMain::EnableSearchControls(bool enabled)
 {
@@ -110,14 +120,14 @@ void frmMain::ftvFolder_SelectionChanged()
 {
     if (!loaded_)
         return;
-    if (cmdSearch->text() == "&Search")
+    if (!scan_.isSearching())
         cmdSearch_Click();
     refreshStatus();
 }
 
 void frmMain::cboFilterPattern_Click()
 {
-    if (cmdSearch->text() == "&Search")
+    if (!scan_.isSearching())
         cmdSearch_Click();
 }
 

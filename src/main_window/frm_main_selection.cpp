@@ -2,12 +2,15 @@
 // and refresh the status line where the user expects it.
 #include "frm_main.h"
 
+#include "file_icons.h"
+
 #include "catalogue/column_layout.h"
 #include "catalogue/selection_commands.h"
+#include "core/app_context.h"
 #include "core/failure_log.h"
 #include "core/path_helpers.h"
-#include "core/ui_services.h"
 #include "widgets/flex_grid.h"
+#include "widgets/key_codes.h"
 
 #include <QMenu>
 #include <QPrintDialog>
@@ -17,24 +20,28 @@ namespace pw {
 
 void frmMain::connectGrid()
 {
+    grdSearchList->setExplorerBar(FlexGrid::kExplorerSort | FlexGrid::kExplorerMove);
+    grdSearchList->setEditable(FlexGrid::kEditNone);
+    grdSearchList->setFixedCols(0);
+    grdSearchList->setPictureResolver(FileIcons());
     connect(grdSearchList, &FlexGrid::MouseDown, this, &frmMain::grdSearchList_MouseDown);
     connect(grdSearchList, &FlexGrid::MouseUp, this, &frmMain::grdSearchList_MouseUp);
     connect(grdSearchList, &FlexGrid::KeyDown, this, &frmMain::grdSearchList_KeyDown);
     connect(grdSearchList, &FlexGrid::BeforeSort, this,
-            [](int col, int &order) { order = SortOrderForColumn(col, order); });
+            [this](int col, int &order) { order = SortOrderForColumn(context_, col, order); });
     connect(grdSearchList, &FlexGrid::AfterMoveColumn, this, [this](int col, int &position) {
         QStringList headers;
         for (int c = 0; c < grdSearchList->Cols(); ++c)
             headers << grdSearchList->TextMatrix(0, c);
-        StoreColumnMove(headers, col, position);
-        catalogue_.columns().refresh();
+        StoreColumnMove(context_, headers, col, position);
+        catalogue_.columns().refresh(context_.ColumnList);
     });
 }
 
 void frmMain::mnuCtxOpen_Click()
 {
     if (grdSearchList->Row() >= 1)
-        ShellOpenFile("open", RowFullPath(catalogue_, grdSearchList->Row()));
+        context_.ui.ShellOpenFile("open", RowFullPath(catalogue_, grdSearchList->Row()));
 }
 
 void frmMain::mnuCtxOpenFolder_Click()
@@ -42,7 +49,8 @@ void frmMain::mnuCtxOpenFolder_Click()
     if (grdSearchList->Row() < 1)
         return;
     QString location = grdSearchList->TextMatrix(grdSearchList->Row(), catalogue_.columns().location);
-    ShellOpenFile("Open", location.replace(separator() + separator(), separator()));
+    context_.ui.ShellOpenFile("Open",
+                              location.replace(separator() + separator(), separator()));
 }
 
 void frmMain::mnuCtxPrintFile_Click()
@@ -56,7 +64,7 @@ void frmMain::mnuCtxPrintFile_Click()
     QPrintDialog dialog(&printer, this);
     if (dialog.exec() != QDialog::Accepted)
         return; // a cancelled printer choice prints nothing and says nothing
-    ShellOpenFile("Print", file, printer.printerName());
+    context_.ui.ShellOpenFile("Print", file, printer.printerName());
 }
 
 void frmMain::mnuCtxSelectAll_Click()
@@ -79,19 +87,19 @@ void frmMain::mnuInvSelect_Click()
 
 void frmMain::mnuCtxCheckSelection_Click()
 {
-    CheckSelectedBlock(catalogue_);
+    CheckSelectedBlock(catalogue_, selectedBlock());
     refreshStatus();
 }
 
 void frmMain::mnuCtxUnCheckSelection_Click()
 {
-    UncheckSelectedBlock(catalogue_);
+    UncheckSelectedBlock(catalogue_, selectedBlock());
     refreshStatus();
 }
 
 void frmMain::mnuCtxCheckInvertSelection_Click()
 {
-    InvertSelectedBlock(catalogue_);
+    InvertSelectedBlock(catalogue_, selectedBlock());
     refreshStatus();
 }
 
@@ -101,10 +109,13 @@ void frmMain::grdSearchList_MouseDown(int button, int, int x, int y)
     guarded(pwTail, [&] {
         PW_STEP;
         // Only a left click in the check column may toggle; every other cell stays read-only.
-        const bool checkClick = grdSearchList->Col() == catalogue_.columns().selection && button == 1;
-        grdSearchList->setEditable(checkClick ? 2 : 0);
+        const bool checkClick = grdSearchList->Col() == catalogue_.columns().selection &&
+                                button == FlexGrid::kLeftButton;
+        grdSearchList->setEditable(checkClick ? FlexGrid::kEditKeyboardAndChecks
+                                              : FlexGrid::kEditNone);
         PW_STEP;
-        if (button == 2 && grdSearchList->MouseRow() >= 1 && grdSearchList->MouseCol() >= 0)
+        if (button == FlexGrid::kRightButton && grdSearchList->MouseRow() >= 1 &&
+            grdSearchList->MouseCol() >= 0)
             mnuCtxMenu->popup(grdSearchList->viewport()->mapToGlobal(QPoint(x, y)));
     });
 }
@@ -113,11 +124,18 @@ void frmMain::grdSearchList_MouseUp() { refreshStatus(); }
 
 void frmMain::grdSearchList_KeyDown(int &keyCode, int)
 {
-    if (keyCode != 32)
+    if (keyCode != vk::kSpace)
         return;
     // The status line is deliberately not refreshed here; the next click or command does it.
-    ToggleSelectedBlock(catalogue_);
+    ToggleSelectedBlock(catalogue_, selectedBlock());
     keyCode = 0;
+}
+
+RowBlock frmMain::selectedBlock() const
+{
+    int row1 = 0, col1 = 0, row2 = 0, col2 = 0;
+    grdSearchList->GetSelection(row1, col1, row2, col2);
+    return {row1, row2};
 }
 
 } // namespace pw

@@ -34,11 +34,11 @@ constexpr int shellNoAssociation = 31;
 
 } // namespace
 
-int QtUiServices::MsgBox(const QString &prompt, int flags, const QString &title)
+int QtUiServices::MessageBox(const QString &prompt, int flags, const QString &title)
 {
     QMessageBox box(iconFor(flags), title, prompt, QMessageBox::NoButton,
                     QApplication::activeWindow());
-    if ((flags & 7) == vbYesNo) {
+    if ((flags & vbButtonsMask) == vbYesNo) {
         box.setStandardButtons(QMessageBox::Yes | QMessageBox::No);
         return box.exec() == QMessageBox::Yes ? vbYes : vbNo;
     }

@@ -7,7 +7,7 @@ namespace pw {
 // The desktop's own message boxes, folder prompt and shell, on Qt.
 class QtUiServices final : public UiServices {
 public:
-    int MsgBox(const QString &prompt, int flags, const QString &title) override;
+    int MessageBox(const QString &prompt, int flags, const QString &title) override;
     int ShellExecute(const QString &verb, const QString &file, const QString &parameters,
                      const QString &folder) override;
     void OpenWith(const QString &file) override;

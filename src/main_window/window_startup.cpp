@@ -21,9 +21,9 @@ void WindowStartup::ShowProgressDialog()
     dialog.exec();
 }
 
-void WindowStartup::ShowMainWindow()
+void WindowStartup::ShowMainWindow(AppContext &context)
 {
-    mainWindow_ = std::make_unique<frmMain>();
+    mainWindow_ = std::make_unique<frmMain>(context);
     mainWindow_->Form_Load();
     mainWindow_->show();
 }

@@ -15,7 +15,7 @@ public:
     ~WindowStartup() override;
     void ShowVistaErrDlg() override;
     void ShowProgressDialog() override;
-    void ShowMainWindow() override;
+    void ShowMainWindow(AppContext &context) override;
     bool mainWindowShown() const { return mainWindow_ != nullptr; }
     frmMain *mainWindow() const { return mainWindow_.get(); }
 

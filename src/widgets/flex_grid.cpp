@@ -1,29 +1,33 @@
 #include "flex_grid.h"
 
 #include "flex_grid_sort.h"
+#include "key_codes.h"
 
+#include <QHash>
 #include <QHeaderView>
 #include <QItemSelectionModel>
 #include <QKeyEvent>
 #include <QMouseEvent>
+#include <QStyledItemDelegate>
 
 #include <algorithm>
 
 namespace {
 
 int ShiftState(Qt::KeyboardModifiers modifiers) {
-    return (modifiers & Qt::ShiftModifier ? 1 : 0) | (modifiers & Qt::ControlModifier ? 2 : 0) |
-           (modifiers & Qt::AltModifier ? 4 : 0);
+    return (modifiers & Qt::ShiftModifier ? FlexGrid::kShiftMask : 0) |
+           (modifiers & Qt::ControlModifier ? FlexGrid::kCtrlMask : 0) |
+           (modifiers & Qt::AltModifier ? FlexGrid::kAltMask : 0);
 }
 
 int ButtonCode(Qt::MouseButton button) {
     switch (button) {
     case Qt::LeftButton:
-        return 1;
+        return FlexGrid::kLeftButton;
     case Qt::RightButton:
-        return 2;
+        return FlexGrid::kRightButton;
     case Qt::MiddleButton:
-        return 4;
+        return FlexGrid::kMiddleButton;
     default:
         return 0;
     }
@@ -36,49 +40,46 @@ int KeyCode(int qtKey) {
         qtKey == Qt::Key_Space)
         return qtKey;
     if (qtKey >= Qt::Key_F1 && qtKey <= Qt::Key_F12)
-        return 112 + (qtKey - Qt::Key_F1);
-    switch (qtKey) {
-    case Qt::Key_Backspace:
-        return 8;
-    case Qt::Key_Tab:
-        return 9;
-    case Qt::Key_Return:
-    case Qt::Key_Enter:
-        return 13;
-    case Qt::Key_Escape:
-        return 27;
-    case Qt::Key_PageUp:
-        return 33;
-    case Qt::Key_PageDown:
-        return 34;
-    case Qt::Key_End:
-        return 35;
-    case Qt::Key_Home:
-        return 36;
-    case Qt::Key_Left:
-        return 37;
-    case Qt::Key_Up:
-        return 38;
-    case Qt::Key_Right:
-        return 39;
-    case Qt::Key_Down:
-        return 40;
-    case Qt::Key_Insert:
-        return 45;
-    case Qt::Key_Delete:
-        return 46;
-    case Qt::Key_Shift:
-        return 16;
-    case Qt::Key_Control:
-        return 17;
-    case Qt::Key_Alt:
-        return 18;
-    default:
-        // Other special keys have no classic number; masking them would alias printable
-        // codes (Shift would read as Space).
-        return qtKey > 0xffff ? 0xff : qtKey;
-    }
+        return vk::kF1 + (qtKey - Qt::Key_F1);
+    static const QHash<int, int> special = {
+        {Qt::Key_Backspace, vk::kBack},   {Qt::Key_Tab, vk::kTab},
+        {Qt::Key_Return, vk::kReturn},    {Qt::Key_Enter, vk::kReturn},
+        {Qt::Key_Escape, vk::kEscape},    {Qt::Key_PageUp, vk::kPageUp},
+        {Qt::Key_PageDown, vk::kPageDown}, {Qt::Key_End, vk::kEnd},
+        {Qt::Key_Home, vk::kHome},        {Qt::Key_Left, vk::kLeft},
+        {Qt::Key_Up, vk::kUp},            {Qt::Key_Right, vk::kRight},
+        {Qt::Key_Down, vk::kDown},        {Qt::Key_Insert, vk::kInsert},
+        {Qt::Key_Delete, vk::kDelete},    {Qt::Key_Shift, vk::kShift},
+        {Qt::Key_Control, vk::kControl},  {Qt::Key_Alt, vk::kMenu},
+    };
+    // Other special keys have no classic number; masking them would alias printable codes
+    // (Shift would read as Space).
+    return special.value(qtKey, qtKey > 0xffff ? int(vk::kUnknown) : qtKey);
 }
+
+// Draws a cell's picture key as the icon the grid's resolver gives for it.
+class PictureDelegate : public QStyledItemDelegate {
+  public:
+    PictureDelegate(const FlexGrid::PictureResolver &resolver, QObject *parent)
+        : QStyledItemDelegate(parent), resolver_(resolver) {}
+
+  protected:
+    void initStyleOption(QStyleOptionViewItem *option, const QModelIndex &index) const override {
+        QStyledItemDelegate::initStyleOption(option, index);
+        const QString key = index.data(FlexGridModel::PictureKeyRole).toString();
+        if (key.isEmpty() || !resolver_)
+            return;
+        option->icon = resolver_(key);
+        if (option->icon.isNull())
+            return;
+        option->features |= QStyleOptionViewItem::HasDecoration;
+        option->decorationSize =
+            option->icon.actualSize(option->decorationSize, QIcon::Normal, QIcon::Off);
+    }
+
+  private:
+    const FlexGrid::PictureResolver &resolver_;
+};
 
 } // namespace
 
@@ -102,6 +103,13 @@ FlexGrid::FlexGrid(QWidget *parent) : QTableView(parent), model_(new FlexGridMod
         pushSelection();
     });
     connect(model_, &FlexGridModel::cellEdited, this, &FlexGrid::AfterEdit);
+    // Sorts made on the model by the program's logic show on the header as the user's do.
+    connect(model_, &FlexGridModel::rowsSorted, this, [this](int col, int order) {
+        if (explorerBar_ & kExplorerSort)
+            horizontalHeader()->setSortIndicator(
+                col, flexsort::IsDescending(order) ? Qt::DescendingOrder : Qt::AscendingOrder);
+    });
+    setItemDelegate(new PictureDelegate(resolver_, this));
     connect(model_, &QAbstractItemModel::modelAboutToBeReset, this, [this] { syncing_ = true; });
     connect(model_, &QAbstractItemModel::modelReset, this, [this] { syncing_ = false; });
     connect(selectionModel(), &QItemSelectionModel::selectionChanged, this,
@@ -113,10 +121,6 @@ FlexGrid::FlexGrid(QWidget *parent) : QTableView(parent), model_(new FlexGridMod
 }
 
 int FlexGrid::dpi() const { return logicalDpiX() > 0 ? logicalDpiX() : 96; }
-
-int FlexGrid::TwipsToPixels(int twips, int dpi) { return qRound(twips * double(dpi) / 1440.0); }
-
-int FlexGrid::PixelsToTwips(int pixels, int dpi) { return qRound(pixels * 1440.0 / dpi); }
 
 int FlexGrid::Rows() const { return model_->rows(); }
 
@@ -137,7 +141,7 @@ int FlexGrid::cellChecked(int row, int col) const { return model_->check(row, co
 void FlexGrid::setCellChecked(int row, int col, int state) { model_->setCheck(row, col, state); }
 
 void FlexGrid::setCellChecked(int row, int col, bool checked) {
-    model_->setCheck(row, col, checked ? FlexGridModel::kChecked : FlexGridModel::kUnchecked);
+    model_->setCheck(row, col, checked ? flexgrid::kChecked : flexgrid::kUnchecked);
 }
 
 void FlexGrid::setCellChecked(int row1, int col1, int row2, int col2, int state) {
@@ -147,10 +151,15 @@ void FlexGrid::setCellChecked(int row1, int col1, int row2, int col2, int state)
     }
 }
 
-QIcon FlexGrid::cellPicture(int row, int col) const { return model_->picture(row, col); }
+QString FlexGrid::cellPicture(int row, int col) const { return model_->picture(row, col); }
 
-void FlexGrid::setCellPicture(int row, int col, const QIcon &picture) {
-    model_->setPicture(row, col, picture);
+void FlexGrid::setCellPicture(int row, int col, const QString &pictureKey) {
+    model_->setPicture(row, col, pictureKey);
+}
+
+void FlexGrid::setPictureResolver(PictureResolver resolver) {
+    resolver_ = std::move(resolver);
+    viewport()->update();
 }
 
 void FlexGrid::AddItem(const QString &item, int row) { model_->addItem(item, row); }
@@ -163,29 +172,16 @@ bool FlexGrid::ColHidden(int col) const {
     return col >= 0 && col < Cols() && model_->column(col).hidden;
 }
 
-void FlexGrid::setColHidden(int col, bool hidden) {
-    model_->setColumnHidden(col, hidden);
-    if (col >= 0 && col < Cols() && col < model_->columnCount())
-        setColumnHidden(col, hidden);
-}
+void FlexGrid::setColHidden(int col, bool hidden) { model_->setColumnHidden(col, hidden); }
 
 int FlexGrid::ColWidth(int col) const {
     if (col < 0 || col >= Cols())
         return 0;
     const int twips = model_->column(col).widthTwips;
-    return twips >= 0 ? twips : PixelsToTwips(horizontalHeader()->defaultSectionSize(), dpi());
+    return twips >= 0 ? twips : flexgrid::PixelsToTwips(horizontalHeader()->defaultSectionSize(), dpi());
 }
 
-void FlexGrid::setColWidth(int col, int twips) {
-    if (col < 0 || col >= Cols())
-        return;
-    model_->setColumnWidth(col, std::max(0, twips));
-    if (col < model_->columnCount()) {
-        syncing_ = true;
-        setColumnWidth(col, TwipsToPixels(std::max(0, twips), dpi()));
-        syncing_ = false;
-    }
-}
+void FlexGrid::setColWidth(int col, int twips) { model_->setColumnWidth(col, std::max(0, twips)); }
 
 int FlexGrid::ColDataType(int col) const {
     return col >= 0 && col < Cols() ? model_->column(col).dataType : 0;
@@ -241,13 +237,9 @@ void FlexGrid::sortBy(int firstCol, int lastCol, int order) {
     if (Cols() == 0)
         return;
     emit BeforeSort(firstCol, order);
-    if (order == flexsort::kNone)
+    if (order == flexgrid::kSortNone)
         return;
     model_->sortRows(firstCol, lastCol, order);
-    if (explorerBar_ & kExplorerSort) {
-        horizontalHeader()->setSortIndicator(
-            firstCol, flexsort::IsDescending(order) ? Qt::DescendingOrder : Qt::AscendingOrder);
-    }
     emit AfterSort(firstCol, order);
 }
 
@@ -386,8 +378,8 @@ void FlexGrid::setRedraw(bool redraw) {
 
 void FlexGrid::setEditable(int editable) {
     editable_ = editable;
-    model_->setEditable(editable != 0);
-    setEditTriggers(editable != 0
+    model_->setEditable(editable != kEditNone);
+    setEditTriggers(editable != kEditNone
                         ? QAbstractItemView::DoubleClicked | QAbstractItemView::EditKeyPressed |
                               QAbstractItemView::AnyKeyPressed
                         : QAbstractItemView::NoEditTriggers);
@@ -426,7 +418,7 @@ void FlexGrid::syncColumns() {
         const FlexGridModel::Column &c = model_->column(col);
         setColumnHidden(col, c.hidden);
         if (c.widthTwips >= 0)
-            setColumnWidth(col, TwipsToPixels(c.widthTwips, dpi()));
+            setColumnWidth(col, flexgrid::TwipsToPixels(c.widthTwips, dpi()));
     }
     syncing_ = false;
 }
@@ -436,9 +428,9 @@ void FlexGrid::headerClicked(int section) {
         return;
     // A second click on the same header turns the direction round.
     const int order =
-        section == lastHeaderSortCol_ && lastHeaderSortOrder_ == flexsort::kGenericAscending
-            ? flexsort::kGenericDescending
-            : flexsort::kGenericAscending;
+        section == lastHeaderSortCol_ && lastHeaderSortOrder_ == flexgrid::kGenericAscending
+            ? flexgrid::kGenericDescending
+            : flexgrid::kGenericAscending;
     lastHeaderSortCol_ = section;
     lastHeaderSortOrder_ = order;
     col_ = colSel_ = section;
@@ -461,20 +453,20 @@ void FlexGrid::headerMoved(int, int oldVisual, int newVisual) {
 void FlexGrid::headerResized(int logical, int, int newSize) {
     if (syncing_ || newSize <= 0 || logical < 0 || logical >= Cols())
         return;
-    model_->setColumnWidth(logical, PixelsToTwips(newSize, dpi()));
+    model_->setColumnWidth(logical, flexgrid::PixelsToTwips(newSize, dpi()));
 }
 
 void FlexGrid::toggleCheck(int row, int col) {
     const int state = model_->check(row, col);
-    if (state == FlexGridModel::kNoCheck)
+    if (state == flexgrid::kNoCheck)
         return;
     bool cancel = false;
     emit BeforeEdit(row, col, cancel);
     if (cancel)
         return;
     model_->setCheck(row, col,
-                     state == FlexGridModel::kChecked ? FlexGridModel::kUnchecked
-                                                      : FlexGridModel::kChecked);
+                     state == flexgrid::kChecked ? flexgrid::kUnchecked
+                                                      : flexgrid::kChecked);
     emit AfterEdit(row, col);
 }
 
@@ -496,7 +488,8 @@ void FlexGrid::mousePressEvent(QMouseEvent *event) {
     const int shift = ShiftState(event->modifiers());
     emit MouseDown(ButtonCode(event->button()), shift, pos.x(), pos.y());
     // The handler of MouseDown decides by Editable whether this very click toggles.
-    if (event->button() == Qt::LeftButton && editable_ == 2 && hit.isValid() && !(shift & 3))
+    if (event->button() == Qt::LeftButton && editable_ == kEditKeyboardAndChecks && hit.isValid() &&
+        !(shift & (kShiftMask | kCtrlMask)))
         toggleCheck(hit.row() + 1, hit.column());
 }
 
@@ -524,8 +517,8 @@ void FlexGrid::keyPressEvent(QKeyEvent *event) {
         event->accept();
         return;
     }
-    if (event->key() == Qt::Key_Space && editable_ != 0 &&
-        cellChecked(Row(), Col()) != FlexGridModel::kNoCheck && Row() >= 1) {
+    if (event->key() == Qt::Key_Space && editable_ != kEditNone &&
+        cellChecked(Row(), Col()) != flexgrid::kNoCheck && Row() >= 1) {
         toggleCheck(Row(), Col());
         event->accept();
         return;
@@ -534,7 +527,7 @@ void FlexGrid::keyPressEvent(QKeyEvent *event) {
 }
 
 bool FlexGrid::edit(const QModelIndex &index, EditTrigger trigger, QEvent *event) {
-    if (editable_ != 0 && index.isValid() && (editTriggers() & trigger) &&
+    if (editable_ != kEditNone && index.isValid() && (editTriggers() & trigger) &&
         (model_->flags(index) & Qt::ItemIsEditable)) {
         bool cancel = false;
         emit BeforeEdit(index.row() + 1, index.column(), cancel);

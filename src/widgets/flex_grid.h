@@ -1,10 +1,11 @@
 #pragma once
 
 #include "flex_grid_model.h"
-#include "flex_grid_sort.h"
 
 #include <QIcon>
 #include <QTableView>
+
+#include <functional>
 
 // FlexGrid: the grid control of the catalogue and of the dialogs, with the operations and
 // events the program's algorithms are written against. Rows and columns are addressed by
@@ -23,6 +24,17 @@ class FlexGrid : public QTableView {
     // ExplorerBar bits: header click sorts (with the sort arrow), header drag moves columns.
     static constexpr int kExplorerSort = 1;
     static constexpr int kExplorerMove = 2;
+    // Editable values: read-only, text cells by keyboard, and check boxes by click and Space.
+    static constexpr int kEditNone = 0;
+    static constexpr int kEditKeyboard = 1;
+    static constexpr int kEditKeyboardAndChecks = 2;
+    // Mouse buttons of MouseDown and MouseUp, and the shift bits of them and of KeyDown.
+    static constexpr int kLeftButton = 1;
+    static constexpr int kRightButton = 2;
+    static constexpr int kMiddleButton = 4;
+    static constexpr int kShiftMask = 1;
+    static constexpr int kCtrlMask = 2;
+    static constexpr int kAltMask = 4;
     // SelectionMode values.
     static constexpr int kSelectionFree = 0;
     static constexpr int kSelectionByRow = 1;
@@ -51,9 +63,12 @@ class FlexGrid : public QTableView {
     // The same over the block between two corners, in any order.
     void setCellChecked(int row1, int col1, int row2, int col2, int state);
 
-    // Pictures are shared: pass the same QIcon for every row of a file type.
-    QIcon cellPicture(int row, int col) const;
-    void setCellPicture(int row, int col, const QIcon &picture);
+    // A cell's picture is a key that the resolver turns into an icon when the cell is drawn;
+    // pass the same QString for every row of a kind.
+    QString cellPicture(int row, int col) const;
+    void setCellPicture(int row, int col, const QString &pictureKey);
+    using PictureResolver = std::function<QIcon(const QString &pictureKey)>;
+    void setPictureResolver(PictureResolver resolver);
 
     // Appends a row (or inserts it at `row`) with tab-separated cell texts.
     void AddItem(const QString &item, int row = -1);
@@ -121,8 +136,8 @@ class FlexGrid : public QTableView {
     void setRedraw(bool redraw);
     bool Visible() const { return !isHidden(); }
 
-    // 0 read-only; 1 text cells editable by keyboard; 2 as 1, and check boxes toggle by mouse
-    // click and Space.
+    // kEditNone, kEditKeyboard (text cells), or kEditKeyboardAndChecks (check boxes toggle by
+    // click and Space too).
     int Editable() const { return editable_; }
     void setEditable(int editable);
     int ExplorerBar() const { return explorerBar_; }
@@ -136,9 +151,6 @@ class FlexGrid : public QTableView {
     bool SaveGrid(const QString &file, int mode = kFileCustomText, bool fixedCells = true) const;
     bool LoadGrid(const QString &file, int mode = kFileCustomText, bool fixedCells = true);
 
-    static int TwipsToPixels(int twips, int dpi);
-    static int PixelsToTwips(int pixels, int dpi);
-
     FlexGridModel *gridModel() const { return model_; }
 
   signals:
@@ -149,10 +161,10 @@ class FlexGrid : public QTableView {
     // Before a cell is edited or its check box toggled; set `cancel` to refuse.
     void BeforeEdit(int row, int col, bool &cancel);
     void AfterEdit(int row, int col);
-    // keyCode uses the classic virtual-key numbers (Space 32, "A" 65, arrows 37-40); set it
-    // to 0 to swallow the key. shift: 1 Shift, 2 Ctrl, 4 Alt.
+    // keyCode uses the classic virtual-key numbers (key_codes.h); set it to 0 to swallow the key.
+    // shift: the k...Mask bits.
     void KeyDown(int &keyCode, int shift);
-    // button: 1 left, 2 right, 4 middle; x, y in pixels of the cell area.
+    // button: a k...Button value; x, y in pixels of the cell area.
     void MouseDown(int button, int shift, int x, int y);
     void MouseUp(int button, int shift, int x, int y);
     void DblClick();
@@ -184,7 +196,7 @@ class FlexGrid : public QTableView {
     int row_ = 1, col_ = 0, rowSel_ = 1, colSel_ = 0;
     int mouseRow_ = -1, mouseCol_ = -1;
     int fixedCols_ = 0;
-    int editable_ = 0;
+    int editable_ = kEditNone;
     int explorerBar_ = 0;
     int selectionMode_ = kSelectionFree;
     int lastHeaderSortCol_ = -1;
@@ -192,4 +204,5 @@ class FlexGrid : public QTableView {
     bool redraw_ = true;
     bool syncing_ = false; // set while the grid itself moves the view's selection or header
     QString clipSeparators_;
+    PictureResolver resolver_;
 };

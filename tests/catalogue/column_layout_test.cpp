@@ -1,8 +1,7 @@
 #include "catalogue/column_layout.h"
-#include "core/globals.h"
 #include "core/master_layout.h"
 
-#include "catalogue_globals.h"
+#include "test_context.h"
 #include "recording_ui.h"
 #include "sandbox.h"
 
@@ -17,13 +16,14 @@ protected:
     QStringList order() const
     {
         QStringList keys;
-        for (const GridColumn &c : *ColumnList)
+        for (const GridColumn &c : context.ColumnList)
             keys << c.ColumnKey + "@" + QString::number(c.ColumnIndex);
         return keys;
     }
     SandboxDir box;
-    CatalogueGlobals globals{box};
-    RecordingUi ui;
+    TestContext test{box};
+    RecordingUi &ui = test.ui;
+    AppContext &context = test.context;
 };
 
 } // namespace
@@ -39,45 +39,45 @@ TEST_F(ColumnLayout, MoveIsRemovalThenInsertion)
 
 TEST_F(ColumnLayout, StoredOrderMovesColumnsWithTheirStoredWidths)
 {
-    AppSettings->setColumnReOrder(
+    context.settings().setColumnReOrder(
         "Location,Name,Selection,Pages,Size (In KB),Type,Created Date,Modified Date");
-    AppSettings->setLastGridColWidth("3000,1800,999,700,1000,1400,2000,2000");
-    LoadGridColumns();
+    context.settings().setLastGridColWidth("3000,1800,999,700,1000,1400,2000,2000");
+    LoadGridColumns(context);
     EXPECT_EQ(order().mid(0, 4),
               QStringList({"Location@0", "Name@1", "Selection@2", "Pages@3"}));
-    EXPECT_EQ(ColumnList->Item("Location")->ColumnWidth, 3000);
-    EXPECT_EQ(ColumnList->Item("Selection")->ColumnWidth, 250) << "not configurable";
-    EXPECT_EQ(ColumnList->Item("Type")->ColumnWidth, 1400) << "already in place: width kept";
+    EXPECT_EQ(context.ColumnList.Item("Location")->ColumnWidth, 3000);
+    EXPECT_EQ(context.ColumnList.Item("Selection")->ColumnWidth, 250) << "not configurable";
+    EXPECT_EQ(context.ColumnList.Item("Type")->ColumnWidth, 1400) << "already in place: width kept";
 }
 
 TEST_F(ColumnLayout, DuplicatedOrMissingKeysMoveOnlyWhatIsNamed)
 {
-    AppSettings->setColumnReOrder("Type,Type,Nonsense");
-    LoadGridColumns();
-    EXPECT_EQ(ColumnList->Count(), 8) << "nothing lost";
-    EXPECT_EQ(ColumnList->Item("Type")->ColumnIndex, 1);
-    AppSettings->setColumnReOrder("");
-    LoadGridColumns();
-    EXPECT_EQ(ColumnList->Count(), 8);
+    context.settings().setColumnReOrder("Type,Type,Nonsense");
+    LoadGridColumns(context);
+    EXPECT_EQ(context.ColumnList.Count(), 8) << "nothing lost";
+    EXPECT_EQ(context.ColumnList.Item("Type")->ColumnIndex, 1);
+    context.settings().setColumnReOrder("");
+    LoadGridColumns(context);
+    EXPECT_EQ(context.ColumnList.Count(), 8);
 }
 
 TEST_F(ColumnLayout, AHeaderDragMovesAllThreeListsAlike)
 {
-    AppSettings->setColumnVisibility("1,1,0,1,1,1,1,1");
+    context.settings().setColumnVisibility("1,1,0,1,1,1,1,1");
     const QStringList headers = {"Name", "Pages", "Location", "Selection", "Size (In KB)", "Type",
                                  "Created Date", "Modified Date"};
-    StoreColumnMove(headers, 1, 3);
-    EXPECT_EQ(AppSettings->ColumnReOrder(), headers.join(","));
-    EXPECT_EQ(AppSettings->LastGridColWidth(), "1800,700,1800,250,1000,1400,2000,2000");
-    EXPECT_EQ(AppSettings->ColumnVisibility(), "1,0,1,1,1,1,1,1")
+    StoreColumnMove(context, headers, 1, 3);
+    EXPECT_EQ(context.settings().ColumnReOrder(), headers.join(","));
+    EXPECT_EQ(context.settings().LastGridColWidth(), "1800,700,1800,250,1000,1400,2000,2000");
+    EXPECT_EQ(context.settings().ColumnVisibility(), "1,0,1,1,1,1,1,1")
         << "a hidden column keeps its flag";
-    EXPECT_EQ(ColumnVisibilityList.size(), 8);
-    EXPECT_EQ(ColumnList->Item("Selection")->ColumnIndex, 3);
-    EXPECT_EQ(ColumnList->Item("Selection")->ColumnWidth, 250);
+    EXPECT_EQ(context.ColumnVisibilityList.size(), 8);
+    EXPECT_EQ(context.ColumnList.Item("Selection")->ColumnIndex, 3);
+    EXPECT_EQ(context.ColumnList.Item("Selection")->ColumnWidth, 250);
 
-    const QString before = AppSettings->ColumnReOrder();
-    StoreColumnMove({"x"}, 2, 2);
-    EXPECT_EQ(AppSettings->ColumnReOrder(), before) << "a drop in place writes nothing";
+    const QString before = context.settings().ColumnReOrder();
+    StoreColumnMove(context, {"x"}, 2, 2);
+    EXPECT_EQ(context.settings().ColumnReOrder(), before) << "a drop in place writes nothing";
 }
 
 TEST_F(ColumnLayout, SortRequestsStayInTheirColumnsFamily)
@@ -94,8 +94,8 @@ TEST_F(ColumnLayout, SortRequestsStayInTheirColumnsFamily)
         {type, 1, 2, 2}, {type, 0, 4, 4},
     };
     for (const auto &c : cases) {
-        AppSettings->setSortbyNumeric(int16_t(c.numeric));
-        EXPECT_EQ(SortOrderForColumn(c.col, c.asked), c.sorted)
+        context.settings().setSortbyNumeric(int16_t(c.numeric));
+        EXPECT_EQ(SortOrderForColumn(context, c.col, c.asked), c.sorted)
             << c.col << " " << c.numeric << " " << c.asked;
     }
 }

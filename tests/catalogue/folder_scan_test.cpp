@@ -1,9 +1,8 @@
 #include "catalogue/folder_scan.h"
-#include "core/globals.h"
 #include "core/master_layout.h"
-#include "widgets/flex_grid.h"
+#include "grid/flex_grid_model.h"
 
-#include "catalogue_globals.h"
+#include "test_context.h"
 #include "recording_ui.h"
 #include "sample_files.h"
 #include "sandbox.h"
@@ -21,8 +20,9 @@ namespace {
 class FakeWindow final : public ScanHost {
 public:
     QString selectedFolder() override { return folder; }
-    QString searchCaption() override { return caption; }
     void setSearchCaption(const QString &c) override { caption = c; }
+    void beginBulkUpdate() override { bulk = true; }
+    void endBulkUpdate() override { bulk = false; }
     void EnableSearchControls(bool enabled) override { controlsEnabled = enabled; }
     void setBusyCursor(bool) override {}
     bool searchSubFolders() override { return subFolders; }
@@ -47,6 +47,7 @@ public:
     QString folder;
     QString caption = "&Search";
     bool controlsEnabled = true;
+    bool bulk = false;
     bool subFolders = true;
     int listIndex = 0;
     QString filter = "Image files";
@@ -72,17 +73,18 @@ protected:
     QStringList column(const QString &key)
     {
         QStringList out;
-        const int col = GetColumnIndexByKey(key);
-        for (int row = 1; row < grid.Rows(); ++row)
-            out << grid.TextMatrix(row, col);
+        const int col = context.ColumnList.GetColumnIndexByKey(key);
+        for (int row = 1; row < grid.rows(); ++row)
+            out << grid.text(row, col);
         return out;
     }
 
     SandboxDir box;
-    CatalogueGlobals globals{box};
-    RecordingUi ui;
-    FlexGrid grid;
-    CatalogueGrid catalogue{grid};
+    TestContext test{box};
+    RecordingUi &ui = test.ui;
+    AppContext &context = test.context;
+    FlexGridModel grid;
+    CatalogueGrid catalogue{grid, context};
     FakeWindow window;
     FolderScan scan{catalogue, window};
 };
@@ -96,7 +98,7 @@ TEST_F(Scan, FindsImagesBelowTheFolderAndSortsTheNamesNumerically)
     file("notes.txt");
     file("sub/deeper/1.png");
     file("sub/3.JPG");
-    AppSettings->setSortbyNumeric(1);
+    context.settings().setSortbyNumeric(1);
     scan.cmdSearch_Click();
     EXPECT_EQ(column("Name"), QStringList({"1.png", "2.tif", "3.JPG", "10.tif"}));
     EXPECT_EQ(column("Location")[0], box.filePath("disk/sub/deeper"));
@@ -116,12 +118,12 @@ TEST_F(Scan, RowsCarrySizeTypeAndDates)
 {
     file("a.png", QByteArray(1025, 'x'));
     scan.cmdSearch_Click();
-    ASSERT_EQ(grid.Rows(), 2);
+    ASSERT_EQ(grid.rows(), 2);
     EXPECT_EQ(column("Size (In KB)"), QStringList({"2 KB"}));
     EXPECT_EQ(column("Type"), QStringList({"png image"}));
     EXPECT_FALSE(column("Modified Date")[0].isEmpty());
-    EXPECT_EQ(grid.cellChecked(1, GetColumnIndexByKey("Selection")), 2) << "unchecked when made";
-    EXPECT_FALSE(grid.cellPicture(1, 0).isNull());
+    EXPECT_EQ(grid.check(1, context.ColumnList.GetColumnIndexByKey("Selection")), 2) << "unchecked when made";
+    EXPECT_EQ(grid.picture(1, 0), "image/png");
 }
 
 TEST_F(Scan, PageCountsDuringTheSearchFollowTheErrorRules)
@@ -148,22 +150,22 @@ TEST_F(Scan, PageCountsDuringTheSearchFollowTheErrorRules)
     EXPECT_EQ(catalogue.PdfPageTotal, 3);
 
     // The summary counts checked files and sums every non-PDF's pages as TIFF pages.
-    const int sel = GetColumnIndexByKey("Selection");
-    for (int row = 1; row < grid.Rows(); ++row)
-        grid.setCellChecked(row, sel, 1);
+    const int sel = context.ColumnList.GetColumnIndexByKey("Selection");
+    for (int row = 1; row < grid.rows(); ++row)
+        grid.setCheck(row, sel, 1);
     EXPECT_EQ(catalogue.getSelectedFileinfo(),
               "5 file selected; Total Page count of selected Tiff files: 5");
 }
 
 TEST_F(Scan, HiddenPagesAreCountedOnlyForCheckedRowsBeforeAConversion)
 {
-    AppSettings->setColumnVisibility("1,1,0,1,1,1,1,1");
+    context.settings().setColumnVisibility("1,1,0,1,1,1,1,1");
     catalogue.InitFiles();
     WriteTiff(file("a.tif"), 2);
     WriteTiff(file("b.tif"), 3);
     scan.cmdSearch_Click();
     EXPECT_EQ(column("Pages"), QStringList({"", ""}));
-    grid.setCellChecked(2, GetColumnIndexByKey("Selection"), 1);
+    grid.setCheck(2, context.ColumnList.GetColumnIndexByKey("Selection"), 1);
     catalogue.GetPageCount();
     EXPECT_EQ(column("Pages"), QStringList({"", "3"}));
     WriteTiff(file("b.tif"), 4); // a later change is seen at the next conversion
@@ -180,11 +182,11 @@ TEST_F(Scan, CancelKeepsTheRowsSortedAndSaysSoOnce)
             scan.cmdSearch_Click(); // the nested press while the caption reads "&Cancel"
     };
     scan.cmdSearch_Click();
-    EXPECT_EQ(grid.Rows() - 1, 7);
+    EXPECT_EQ(grid.rows() - 1, 7);
     EXPECT_EQ(ui.prompts(), QStringList({"Process is terminated."}));
     EXPECT_EQ(ui.boxes[0].flags, vbInformation);
     EXPECT_EQ(window.caption, "&Search");
-    EXPECT_TRUE(grid.Visible());
+    EXPECT_FALSE(window.bulk) << "the views show the rows again";
     QStringList names = column("Name");
     QStringList sorted = names;
     sorted.sort();
@@ -194,7 +196,7 @@ TEST_F(Scan, CancelKeepsTheRowsSortedAndSaysSoOnce)
     window.onHit = nullptr;
     ui.boxes.clear();
     scan.cmdSearch_Click();
-    EXPECT_EQ(grid.Rows() - 1, 30);
+    EXPECT_EQ(grid.rows() - 1, 30);
     EXPECT_TRUE(ui.boxes.empty());
 }
 
@@ -216,7 +218,7 @@ TEST_F(Scan, AdvanceOptionsAreReadForEveryFileAndStarDotStarFindsNothing)
     window.filter = "*.*";
     window.options.useAdvOpt = false;
     scan.cmdSearch_Click();
-    EXPECT_EQ(grid.Rows(), 1);
+    EXPECT_EQ(grid.rows(), 1);
 }
 
 TEST_F(Scan, DesktopAtTheTreesRootMeansTheDesktopFolder)

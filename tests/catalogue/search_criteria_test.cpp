@@ -1,5 +1,5 @@
 #include "catalogue/search_criteria.h"
-#include "core/globals.h"
+#include "core/failure_log.h"
 
 #include "sandbox.h"
 
@@ -47,7 +47,7 @@ TEST(SearchCriteria, PatternTextsSplitAtSemicolonBeforeComma)
 TEST(SearchCriteria, StarDotStarFindsNothingAndLogsOncePerFile)
 {
     SandboxDir box;
-    FileStoragePath = box.path();
+    SetErrorLogFolder(box.path());
     const auto none = GenerateFilterPatternArray("*.*");
     EXPECT_FALSE(IsFileMatchWithFilterPattern("a.tif", none));
     EXPECT_FALSE(IsFileMatchWithFilterPattern("b.tif", none));
@@ -57,7 +57,7 @@ TEST(SearchCriteria, StarDotStarFindsNothingAndLogsOncePerFile)
     EXPECT_EQ(text.count("\r\n"), 2);
     EXPECT_TRUE(text.startsWith("Error 9 (Subscript out of range) in procedure "
                                 "IsFileMatchWithFilterPattern at Line No. "));
-    FileStoragePath.clear();
+    SetErrorLogFolder({});
 }
 
 TEST(SearchCriteria, RoundUpToWholeIsTheCeilingOfSizes)

@@ -1,5 +1,4 @@
 #include "core/failure_log.h"
-#include "core/globals.h"
 
 #include "sandbox.h"
 
@@ -22,12 +21,12 @@ protected:
     {
         // The time stamp follows the user's locale; a fixed one makes it matchable.
         QLocale::setDefault(QLocale(QLocale::German, QLocale::Germany));
-        FileStoragePath = box.path();
+        SetErrorLogFolder(box.path());
     }
     void TearDown() override
     {
         QLocale::setDefault(QLocale::system());
-        FileStoragePath.clear();
+        SetErrorLogFolder({});
     }
     // The log's bytes with each time stamp replaced by "<date>".
     QString log() const
@@ -97,7 +96,7 @@ TEST_F(FailureLog, SuccessWritesNothingAndAnUnwritableLogLosesTheLineSilently)
     EXPECT_TRUE(guarded(pwTail, [] {}));
     EXPECT_FALSE(QFile::exists(box.filePath("Errors.Log")));
 
-    FileStoragePath = box.filePath("no/such/folder");
+    SetErrorLogFolder(box.filePath("no/such/folder"));
     EXPECT_FALSE(guarded(pwTail, [] { throw RuntimeError::fromNumber(6); }));
     EXPECT_FALSE(QFile::exists(box.filePath("no/such/folder/Errors.Log")));
 }

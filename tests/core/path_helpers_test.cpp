@@ -85,10 +85,10 @@ TEST(PathHelpers, ShellOpenOffersAProgramOnlyWhenTheShellAnswersZero)
 {
     RecordingUi ui;
     ui.shellResult = 31; // no association: deliberately nothing more
-    ShellOpenFile("open", "/x/a.xyz");
+    ui.ShellOpenFile("open", "/x/a.xyz");
     EXPECT_TRUE(ui.openWith.isEmpty());
     ui.shellResult = 0;
-    ShellOpenFile("open", "/x/a.xyz");
+    ui.ShellOpenFile("open", "/x/a.xyz");
     EXPECT_EQ(ui.openWith, QStringList({"/x/a.xyz"}));
     EXPECT_EQ(ui.shell.size(), 2);
 }
@@ -96,8 +96,8 @@ TEST(PathHelpers, ShellOpenOffersAProgramOnlyWhenTheShellAnswersZero)
 TEST(PathHelpers, MessageBoxesCarryTheProgramTitle)
 {
     RecordingUi ui;
-    MsgBox("Please Select Files.", vbInformation);
-    MsgBox("Unable to get file storage folder path", vbCritical, "Other");
+    ui.MsgBox("Please Select Files.", vbInformation);
+    ui.MsgBox("Unable to get file storage folder path", vbCritical, "Other");
     ASSERT_EQ(ui.boxes.size(), 2u);
     EXPECT_EQ(ui.boxes[0].title, "Pagewright 3.1");
     EXPECT_EQ(ui.boxes[1].title, "Other");

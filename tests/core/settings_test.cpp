@@ -1,4 +1,4 @@
-#include "core/globals.h"
+#include "core/failure_log.h"
 #include "core/property_bag.h"
 #include "core/runtime.h"
 #include "core/settings.h"
@@ -20,11 +20,9 @@ using namespace pw;
 
 namespace {
 
-// The one place that tells the settings where their storage folder is.
-void useStorageFolder(const QString &path)
-{
-    FileStoragePath = path;
-}
+// The settings find their file below the storage folder they are made with; failures are
+// logged there too.
+void useStorageFolder(const QString &path) { SetErrorLogFolder(path); }
 
 // Every key as the file spells it, in the order it is written, with its type (Text, Byte,
 // Integer, Long). Written out by hand, odd spellings included: a key renamed in the code would
@@ -121,6 +119,7 @@ protected:
 // Fails the first `failures` writes of the settings block.
 class FailingWriteSettings : public Settings {
 public:
+    using Settings::Settings;
     int failures = 1;
 
 protected:
@@ -136,7 +135,7 @@ protected:
 
 TEST_F(SettingsStore, MissingFileLoadsNothingButCreatesTheFolder)
 {
-    Settings s;
+    Settings s(box.path(), ui);
     EXPECT_FALSE(s.LoadSettings());
     EXPECT_TRUE(QFileInfo(box.filePath("Settings")).isDir());
     EXPECT_EQ(s.StartupFolder(), "") << "fields keep what they had";
@@ -167,7 +166,7 @@ TEST_F(SettingsStore, EveryKeyKeepsItsSpellingTypeOrderAndValueThroughARoundTrip
         expected << QString(name) + "=" + type + ":" + value;
     }
     writeFile(bag.Contents());
-    Settings s;
+    Settings s(box.path(), ui);
     ASSERT_TRUE(s.LoadSettings());
     s.SaveSettings();
     EXPECT_EQ(blockEntries(bytes()).join('\n'), expected.join('\n'));
@@ -175,7 +174,7 @@ TEST_F(SettingsStore, EveryKeyKeepsItsSpellingTypeOrderAndValueThroughARoundTrip
 
 TEST_F(SettingsStore, EveryAssignmentRewritesTheFileEvenWithTheSameValue)
 {
-    Settings s;
+    Settings s(box.path(), ui);
     s.LoadDefaultSettings();
     QFile::remove(file());
     s.setSortbyNumeric(s.SortbyNumeric());
@@ -192,15 +191,15 @@ TEST_F(SettingsStore, DamagedEmptyOrForeignFilesFailTheLoadAndAreLogged)
     int expectedLog = 0;
     for (const QByteArray &data : damaged) {
         writeFile(data);
-        Settings s;
+        Settings s(box.path(), ui);
         EXPECT_FALSE(s.LoadSettings()) << data.toHex().toStdString();
         EXPECT_EQ(log().count("\r\n"), ++expectedLog);
     }
     // A valid block with bytes behind it (an older, longer block) still reads.
-    Settings good;
+    Settings good(box.path(), ui);
     good.LoadDefaultSettings();
     writeFile(bytes() + QByteArray(64, 'x'));
-    EXPECT_TRUE(Settings().LoadSettings());
+    EXPECT_TRUE(Settings(box.path(), ui).LoadSettings());
 }
 
 TEST_F(SettingsStore, AbsentKeysReadEmptyNotDefault)
@@ -208,7 +207,7 @@ TEST_F(SettingsStore, AbsentKeysReadEmptyNotDefault)
     PropertyBag bag;
     bag.WriteProperty("StartupFolder", QStringLiteral("/data"));
     writeFile(bag.Contents());
-    Settings s;
+    Settings s(box.path(), ui);
     ASSERT_TRUE(s.LoadSettings());
     EXPECT_EQ(s.StartupFolder(), "/data");
     EXPECT_EQ(s.ColumnReOrder(), "");
@@ -227,7 +226,7 @@ TEST_F(SettingsStore, AByteKeyOutOfRangeOrNotANumberFailsTheLoadAtThatKey)
             bag.WriteProperty("LanguageFile", int32_t(300));
         bag.WriteProperty("StartupFolder", QStringLiteral("/never/read"));
         writeFile(bag.Contents());
-        Settings s;
+        Settings s(box.path(), ui);
         EXPECT_FALSE(s.LoadSettings());
         EXPECT_EQ(s.ColumnVisibility(), "1,0") << "read before the bad key";
         EXPECT_EQ(s.StartupFolder(), "") << "not reached";
@@ -240,7 +239,7 @@ TEST_F(SettingsStore, AByteKeyOutOfRangeOrNotANumberFailsTheLoadAtThatKey)
 
 TEST_F(SettingsStore, DefaultsKeepIsDefaultPathCloneDir)
 {
-    Settings s;
+    Settings s(box.path(), ui);
     s.LoadDefaultSettings();
     s.setIsDefaultPathCloneDir(1);
     s.setIsOpenFolderCloneDir(1);
@@ -254,7 +253,7 @@ TEST_F(SettingsStore, DefaultsKeepIsDefaultPathCloneDir)
 
 TEST_F(SettingsStore, FailedWriteThrowsEverythingAwayAndStartsFromDefaults)
 {
-    FailingWriteSettings s;
+    FailingWriteSettings s(box.path(), ui);
     s.failures = 0;
     s.LoadDefaultSettings();
     s.setStartupFolder("/kept/before");
@@ -262,7 +261,7 @@ TEST_F(SettingsStore, FailedWriteThrowsEverythingAwayAndStartsFromDefaults)
     s.setSortbyNumeric(1);
     EXPECT_EQ(s.SortbyNumeric(), 0) << "the new value is gone too";
     EXPECT_EQ(s.StartupFolder(), "/");
-    Settings reread;
+    Settings reread(box.path(), ui);
     ASSERT_TRUE(reread.LoadSettings());
     EXPECT_EQ(reread.StartupFolder(), "/");
     EXPECT_TRUE(ui.boxes.empty());
@@ -274,7 +273,7 @@ TEST_F(SettingsStore, FailedWriteThrowsEverythingAwayAndStartsFromDefaults)
 
 TEST_F(SettingsStore, FailureBeforeTheWriteShowsItsTextAndKeepsTheValueInMemory)
 {
-    Settings s;
+    Settings s(box.path(), ui);
     s.LoadDefaultSettings();
     // A file where the settings folder should be.
     QFile::remove(file());

@@ -1,4 +1,4 @@
-#include "core/globals.h"
+#include "core/failure_log.h"
 #include "core/master_layout.h"
 #include "core/path_helpers.h"
 
@@ -18,14 +18,18 @@ namespace {
 // Records the order of start-up's windows and what existed when each was shown.
 class RecordingStartup final : public StartupUi {
 public:
+    explicit RecordingStartup(const AppContext &context) : context_(context) {}
     void ShowVistaErrDlg() override { events << "vista"; }
     void ShowProgressDialog() override
     {
-        events << (QFile::exists(FileStoragePath + "/Settings/settings.ini") ? "bar:file"
-                                                                             : "bar:nofile");
+        const QString file = context_.FileStoragePath + "/Settings/settings.ini";
+        events << (QFile::exists(file) ? "bar:file" : "bar:nofile");
     }
-    void ShowMainWindow() override { events << "main"; }
+    void ShowMainWindow(AppContext &) override { events << "main"; }
     QStringList events;
+
+private:
+    const AppContext &context_;
 };
 
 class Startup : public ::testing::Test {
@@ -34,22 +38,11 @@ protected:
     {
         oldHome = qgetenv("HOME");
         qputenv("HOME", box.path().toUtf8());
-        resetGlobals();
     }
     void TearDown() override
     {
         qputenv("HOME", oldHome);
-        resetGlobals();
-    }
-    static void resetGlobals()
-    {
-        CommandLineFolder.clear();
-        CommandLineFiles.clear();
-        FileStoragePath.clear();
-        FileStoragePathSlash.clear();
-        AppSettings.reset();
-        ColumnList.reset();
-        ColumnWidths.clear();
+        SetErrorLogFolder({});
     }
     QString storage() const
     {
@@ -58,15 +51,16 @@ protected:
     }
     QStringList start(const QString &cmdLine = {})
     {
-        RecordingStartup ui;
-        resetGlobals();
-        Main(cmdLine, ui);
+        context = std::make_unique<AppContext>(boxes);
+        RecordingStartup ui(*context);
+        Main(cmdLine, ui, *context);
         return ui.events;
     }
 
     SandboxDir box;
     QByteArray oldHome;
     RecordingUi boxes;
+    std::unique_ptr<AppContext> context;
 };
 
 } // namespace
@@ -74,8 +68,8 @@ protected:
 TEST_F(Startup, FirstStartShowsTheBarBeforeWritingDefaultsAndTheSecondDoesNot)
 {
     EXPECT_EQ(start(), QStringList({"bar:nofile", "main"}));
-    EXPECT_EQ(FileStoragePath, storage());
-    EXPECT_EQ(FileStoragePathSlash, storage() + "/");
+    EXPECT_EQ(context->FileStoragePath, storage());
+    EXPECT_EQ(context->FileStoragePathSlash, storage() + "/");
     EXPECT_TRUE(QFile::exists(storage() + "/Settings/settings.ini"));
     EXPECT_FALSE(QFile::exists(storage() + "/Testtemp.sys")) << "the probe cleans up";
 
@@ -86,42 +80,41 @@ TEST_F(Startup, FirstStartShowsTheBarBeforeWritingDefaultsAndTheSecondDoesNot)
     ASSERT_TRUE(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
     f.close();
     EXPECT_EQ(start(), QStringList({"bar:file", "main"}));
-    EXPECT_EQ(AppSettings->WindowStateValue(), 2);
+    EXPECT_EQ(context->settings().WindowStateValue(), 2);
 }
 
-TEST_F(Startup, GlobalsAreReadyForTheMainWindow)
+TEST_F(Startup, TheContextIsReadyForTheMainWindow)
 {
     start();
-    ASSERT_TRUE(ColumnList);
-    EXPECT_EQ(ColumnList->Count(), 8);
+    EXPECT_EQ(context->ColumnList.Count(), 8);
     // The default width string differs from the built-in table on the two date columns.
-    EXPECT_EQ(ColumnList->Item("Created Date")->ColumnWidth, 2000);
-    EXPECT_EQ(ColumnList->Item("Type")->ColumnWidth, 1400);
-    EXPECT_EQ(GetColumnIndexByKey("Location"), 3);
-    EXPECT_EQ(GetColumnIndexByKey("No such column"), 0);
-    EXPECT_EQ(FilterPatterns[1], "*.tif,*.tiff");
-    EXPECT_TRUE(FilterPatterns[11].isEmpty());
+    EXPECT_EQ(context->ColumnList.Item("Created Date")->ColumnWidth, 2000);
+    EXPECT_EQ(context->ColumnList.Item("Type")->ColumnWidth, 1400);
+    EXPECT_EQ(context->ColumnList.GetColumnIndexByKey("Location"), 3);
+    EXPECT_EQ(context->ColumnList.GetColumnIndexByKey("No such column"), 0);
+    EXPECT_EQ(context->FilterPatterns[1], "*.tif,*.tiff");
+    EXPECT_TRUE(context->FilterPatterns[11].isEmpty());
 }
 
 TEST_F(Startup, StoredWidthsApplyOnlyWithOneEntryPerColumn)
 {
     start();
     for (const QString &widths : {QString("1,2,3,4,5,6,7"), QString("1,2,3,4,5,6,7,8,9")}) {
-        AppSettings->setLastGridColWidth(widths);
+        context->settings().setLastGridColWidth(widths);
         start();
-        EXPECT_EQ(ColumnList->Item("Created Date")->ColumnWidth, 1400) << widths.toStdString();
-        EXPECT_EQ(ColumnWidths.size(), widths.count(',') + 1);
+        EXPECT_EQ(context->ColumnList.Item("Created Date")->ColumnWidth, 1400) << widths.toStdString();
+        EXPECT_EQ(context->ColumnWidths.size(), widths.count(',') + 1);
     }
-    AppSettings->setLastGridColWidth("10,20,30,40,50,60,70,80.5");
+    context->settings().setLastGridColWidth("10,20,30,40,50,60,70,80.5");
     start();
-    EXPECT_FLOAT_EQ(ColumnList->Item("Modified Date")->ColumnWidth, 80.5f);
+    EXPECT_FLOAT_EQ(context->ColumnList.Item("Modified Date")->ColumnWidth, 80.5f);
 }
 
 TEST_F(Startup, AnUnwritableStorageFolderShowsTheDialogAndEnds)
 {
     QDir().mkpath(storage() + "/Testtemp.sys"); // a folder where the probe must write a file
     EXPECT_EQ(start(), QStringList({"vista"}));
-    EXPECT_FALSE(AppSettings) << "nothing of the later steps exists";
+    EXPECT_FALSE(context->AppSettings) << "nothing of the later steps exists";
     EXPECT_FALSE(QFile::exists(storage() + "/Settings/settings.ini"));
 }
 
@@ -129,8 +122,8 @@ TEST_F(Startup, CommandLineChoosesTheFolderOfItsFirstPath)
 {
     const QString a = box.mkdir("a");
     start(a + "/x.tif|" + box.path() + "/b/y.tif");
-    EXPECT_EQ(CommandLineFolder, a);
-    EXPECT_EQ(CommandLineFiles.size(), 2);
+    EXPECT_EQ(context->CommandLineFolder, a);
+    EXPECT_EQ(context->CommandLineFiles.size(), 2);
 
     const QString ignored[] = {
         box.path() + "/missing/x.tif", // parent does not exist
@@ -139,9 +132,9 @@ TEST_F(Startup, CommandLineChoosesTheFolderOfItsFirstPath)
     };
     for (const QString &cmdLine : ignored) {
         start(cmdLine);
-        EXPECT_TRUE(CommandLineFolder.isEmpty()) << cmdLine.toStdString();
-        EXPECT_TRUE(CommandLineFiles.isEmpty());
+        EXPECT_TRUE(context->CommandLineFolder.isEmpty()) << cmdLine.toStdString();
+        EXPECT_TRUE(context->CommandLineFiles.isEmpty());
     }
     EXPECT_EQ(start(""), QStringList({"main"}));
-    EXPECT_TRUE(CommandLineFolder.isEmpty());
+    EXPECT_TRUE(context->CommandLineFolder.isEmpty());
 }

@@ -1,4 +1,5 @@
-#include "core/globals.h"
+#include "core/failure_log.h"
+#include "core/runtime.h"
 #include "engine/ap_img_to_pdf.h"
 
 #include "pdf_probe.h"
@@ -10,21 +11,12 @@
 
 #include <QFile>
 #include <QImage>
+#include <QFileInfo>
 #include <QPointer>
-
 
 using namespace pw;
 
 namespace {
-
-QStringList filtersOf(const QString &pdf)
-{
-    QStringList filters;
-    for (const ProbedPage &page : probePdf(pdf))
-        for (const ProbedImage &image : page.images)
-            filters << QString::fromStdString(image.filter);
-    return filters;
-}
 
 QList<int> widthsOf(const QString &pdf)
 {
@@ -36,8 +28,8 @@ QList<int> widthsOf(const QString &pdf)
 
 class Binding : public ::testing::Test {
 protected:
-    void SetUp() override { FileStoragePath = box.path(); }
-    void TearDown() override { FileStoragePath.clear(); }
+    void SetUp() override { SetErrorLogFolder(box.path()); }
+    void TearDown() override { SetErrorLogFolder({}); }
 
     QString image(const QString &name, QImage::Format format, int width = 40)
     {
@@ -59,47 +51,134 @@ protected:
 
     SandboxDir box;
     RecordingUi ui;
-    ApImgToPdf binding;
+    ApImgToPdf binding{ui};
+};
+
+// Records the library calls the binding makes, and answers them as told.
+class RecordingLibrary final : public ImageToPdfLibrary {
+public:
+    int32_t ApCreate(const std::string &) override
+    {
+        calls << "create";
+        return createResult;
+    }
+    int32_t ApAddImage(int32_t handle, const std::string &path) override
+    {
+        calls << QString("add %1 %2").arg(handle).arg(name(path));
+        if (name(path) == unreadable)
+            throw RuntimeError(321, "Invalid file format");
+        return 0;
+    }
+    int32_t ApSetFunction(int32_t handle, int32_t code, int32_t n1, int32_t n2,
+                          const std::string &text, int32_t n3) override
+    {
+        calls << QString("set %1 %2 %3 %4 %5 %6")
+                     .arg(handle)
+                     .arg(code)
+                     .arg(n1)
+                     .arg(n2)
+                     .arg(QString::fromStdString(text))
+                     .arg(n3);
+        return 0;
+    }
+    int32_t ApGetFunction(int32_t handle, int32_t code, int32_t, int32_t,
+                          const std::string &text, int32_t) override
+    {
+        calls << QString("get %1 %2 %3").arg(handle).arg(code).arg(name(text));
+        return depth;
+    }
+    int32_t ApClose(int32_t handle) override
+    {
+        calls << QString("close %1").arg(handle);
+        return 0;
+    }
+
+    static QString name(const std::string &path)
+    {
+        return QFileInfo(QString::fromStdString(path)).fileName();
+    }
+
+    QStringList calls;
+    int32_t createResult = 7;
+    int32_t depth = 24;
+    QString unreadable;
 };
 
 } // namespace
 
-TEST_F(Binding, RecompressionFollowsTheImagesColourClassOnly)
+TEST_F(Binding, CallsTheLibraryInItsFixedOrder)
 {
-    TiffLayout bilevel;
-    bilevel.bps = 1;
-    bilevel.spp = 1;
-    bilevel.photometric = 0; // white is zero, as scanners write
-    const QString bw = box.filePath("bw.tif");
-    ASSERT_TRUE(writeTiff(bw, bilevel));
-    const QString grey = image("grey.png", QImage::Format_Grayscale8);
-    const QString colour = image("colour.png", QImage::Format_RGB888);
-    const QString rgba = image("rgba.png", QImage::Format_ARGB32);
+    const QString in = box.filePath("in.tif"), out = box.filePath("out.pdf");
     const struct {
-        QString source;
+        int32_t depth;
         const char *colour, *grey, *bw;
-        const char *filter;
+        const char *set; // the one recompression call, or nothing
     } cases[] = {
-        {bw, "Jpeg", "", "CCITT-G4", "/CCITTFaxDecode"},
-        {grey, "", "Jpeg", "", "/DCTDecode"},
-        {grey, "Jpeg", "", "", "/FlateDecode"},   // only the colour name: grey keeps its own
-        {colour, "Jpeg", "Lzw", "Zip", "/DCTDecode"},
-        {colour, "", "Jpeg", "CCITT-G4", "/FlateDecode"},
-        {colour, "Packbits", "", "", "/RunLengthDecode"},
-        {colour, "Lzw", "", "", "/LZWDecode"},
-        {rgba, "Jpeg", "Jpeg", "CCITT-G4", "/FlateDecode"}, // 32 bits belong to no class
+        {1, "Jpeg", "", "CCITT-G4", "set 7 123 1 0 CCITT-G4 0"},
+        {8, "", "Jpeg", "", "set 7 123 2 0 Jpeg 0"},
+        {8, "Jpeg", "", "", nullptr}, // only the colour name: grey keeps the library's own
+        {24, "Jpeg", "Lzw", "Zip", "set 7 123 3 0 Jpeg 0"},
+        {24, "", "Jpeg", "CCITT-G4", nullptr},
+        {32, "Jpeg", "Jpeg", "CCITT-G4", nullptr}, // 32 bits belong to no class
     };
-    int n = 0;
     for (const auto &c : cases) {
-        const QString pdf = box.filePath(QString("out%1.pdf").arg(n++));
-        ASSERT_TRUE(binding.ConverImageToPdf(c.source, pdf, c.colour, c.grey, c.bw));
-        EXPECT_TRUE(qpdfChecks(pdf));
-        const QStringList filters = filtersOf(pdf);
-        ASSERT_FALSE(filters.isEmpty()) << pdf.toStdString();
-        EXPECT_EQ(filters.first(), c.filter) << c.source.toStdString() << " " << c.colour
-                                                   << "/" << c.grey << "/" << c.bw;
+        RecordingLibrary library;
+        library.depth = c.depth;
+        ApImgToPdf recorded(ui, library);
+        ASSERT_TRUE(recorded.ConverImageToPdf(in, out, c.colour, c.grey, c.bw));
+        // The depth query names the file and needs no document: handle 0 while 7 is open.
+        QStringList expected = {"create", "get 0 211 in.tif"};
+        if (c.set)
+            expected << c.set;
+        expected << "add 7 in.tif" << "close 7";
+        EXPECT_EQ(library.calls, expected) << c.depth << " " << c.colour << c.grey << c.bw;
     }
-    EXPECT_TRUE(log().isEmpty());
+
+    RecordingLibrary refused;
+    refused.createResult = -1;
+    EXPECT_TRUE(ApImgToPdf(ui, refused).ConverImageToPdf(in, out, "Jpeg", "", ""));
+    EXPECT_EQ(refused.calls, QStringList({"create"})) << "a refused create calls nothing more";
+
+    RecordingLibrary failing;
+    failing.unreadable = "in.tif";
+    EXPECT_FALSE(ApImgToPdf(ui, failing).ConverImageToPdf(in, out, "", "", ""));
+    EXPECT_EQ(failing.calls, QStringList({"create", "get 0 211 in.tif", "add 7 in.tif"}))
+        << "no close after a failure: the handle stays open";
+
+    RecordingLibrary plain;
+    EXPECT_TRUE(ApImgToPdf(ui, plain).Convert_EachTiffToPDFbyOne(in, out));
+    EXPECT_EQ(plain.calls, QStringList({"create", "add 7 in.tif", "close 7"}));
+}
+
+TEST_F(Binding, MergeAddsRowsInOrderAndNamesTheFileThatStoppedIt)
+{
+    RecordingLibrary library;
+    library.unreadable = "b.tif";
+    ApImgToPdf merge(ui, library);
+    struct Counter final : Progress {
+        void setValue(int done) override { values << done; }
+        QList<int> values;
+    } progress;
+    merge.setProgress(progress);
+    for (const char *name : {"a.tif", "b.tif", "c.tif"}) {
+        clsColSetOrderGrid row;
+        row.setFilename(name);
+        row.setFileLocation(box.path());
+        merge.colSelectedData.push_back(row);
+    }
+    merge.OutputPdfFile = box.filePath("m.pdf");
+    EXPECT_FALSE(merge.MergeConvert_TiffToPdfx());
+    EXPECT_EQ(library.calls, QStringList({"create", "add 7 a.tif", "add 7 b.tif"}));
+    EXPECT_EQ(progress.values, QList<int>({1}));
+    EXPECT_EQ(merge.FailedFile, box.filePath("b.tif"));
+
+    library.unreadable.clear();
+    library.calls.clear();
+    progress.values.clear();
+    EXPECT_TRUE(merge.MergeConvert_TiffToPdfx());
+    EXPECT_EQ(library.calls.size(), 5) << "no recompression call in a merge";
+    EXPECT_EQ(progress.values, QList<int>({1, 2, 3}));
+    EXPECT_TRUE(merge.FailedFile.isEmpty());
 }
 
 TEST_F(Binding, ResultTableHoldsCaseByCase)

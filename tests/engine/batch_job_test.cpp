@@ -1,7 +1,7 @@
-#include "core/globals.h"
+#include "core/app_context.h"
+#include "core/failure_log.h"
 #include "engine/batch_job.h"
 
-#include "recording_ui.h"
 #include "sandbox.h"
 
 #include <gtest/gtest.h>
@@ -22,7 +22,9 @@ struct BatchRun {
 BatchRun batch(const QStringList &args)
 {
     BatchRun r;
-    BatchJob job;
+    QuietUi ui;
+    AppContext context(ui);
+    BatchJob job(context);
     if (!job.initializeFromArgs(args, r.error))
         return r;
     r.status = job.run([&](const QString &l) { r.out << l; }, [&](const QString &l) { r.err << l; });
@@ -63,8 +65,7 @@ TEST(BatchJob, OutputNamesFollowTheDialog)
 TEST(BatchJob, ConvertSkipsExistingUnlessToldAndNamesEveryFailure)
 {
     SandboxDir box;
-    RecordingUi ui;
-    FileStoragePath = box.path();
+    SetErrorLogFolder(box.path());
     QImage img(10, 10, QImage::Format_RGB888);
     img.fill(Qt::blue);
     const QString good = box.filePath("in/x.png");
@@ -90,10 +91,8 @@ TEST(BatchJob, ConvertSkipsExistingUnlessToldAndNamesEveryFailure)
     EXPECT_EQ(r.err, QStringList({bad})) << "the file that stopped the merge";
     EXPECT_EQ(batch({"merge", "-o", box.filePath("m.pdf"), good, out + "/x.pdf"}).status, 0);
 
-    pw::PdfPageCounter = std::make_unique<::PdfPageCounter>();
-    pw::TiffPageCounter = std::make_unique<::TiffPageCounter>();
     r = batch({"pages", box.filePath("m.pdf"), good, bad + ".pdf"});
     EXPECT_EQ(r.out, QStringList({box.filePath("m.pdf") + "\t2", good + "\t", bad + ".pdf\tError"}));
     EXPECT_EQ(r.status, 1);
-    FileStoragePath.clear();
+    SetErrorLogFolder({});
 }

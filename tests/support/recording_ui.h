@@ -18,10 +18,7 @@ public:
         QString title;
     };
 
-    RecordingUi() { pw::setUi(this); }
-    ~RecordingUi() override { pw::setUi(nullptr); }
-
-    int MsgBox(const QString &prompt, int flags, const QString &title) override
+    int MessageBox(const QString &prompt, int flags, const QString &title) override
     {
         boxes.push_back({prompt, flags, title});
         if (!answers.empty()) {
@@ -29,7 +26,7 @@ public:
             answers.pop_front();
             return a;
         }
-        return (flags & 7) == pw::vbYesNo ? pw::vbYes : pw::vbOK;
+        return (flags & pw::vbButtonsMask) == pw::vbYesNo ? pw::vbYes : pw::vbOK;
     }
     int ShellExecute(const QString &verb, const QString &file, const QString &,
                      const QString &) override

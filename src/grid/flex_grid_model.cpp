@@ -25,18 +25,18 @@ template <typename T> void MoveElement(std::vector<T> &items, int from, int to) 
 bool CheckFromText(const QString &text, int &state) {
     const QString t = text.trimmed();
     if (t.compare(u"true", Qt::CaseInsensitive) == 0) {
-        state = FlexGridModel::kChecked;
+        state = flexgrid::kChecked;
         return true;
     }
     if (t.compare(u"false", Qt::CaseInsensitive) == 0) {
-        state = FlexGridModel::kUnchecked;
+        state = flexgrid::kUnchecked;
         return true;
     }
     bool ok = false;
     const double value = t.toDouble(&ok);
     if (!ok)
         return false;
-    state = value != 0 ? FlexGridModel::kChecked : FlexGridModel::kUnchecked;
+    state = value != 0 ? flexgrid::kChecked : flexgrid::kUnchecked;
     return true;
 }
 
@@ -56,7 +56,7 @@ uint32_t FlexGridModel::takeSlot() {
     for (Column &c : columns_) {
         c.text.emplace_back();
         if (!c.check.empty())
-            c.check.push_back(kNoCheck);
+            c.check.push_back(flexgrid::kNoCheck);
         if (!c.picture.empty())
             c.picture.emplace_back();
     }
@@ -67,9 +67,9 @@ void FlexGridModel::releaseSlot(uint32_t slot) {
     for (Column &c : columns_) {
         c.text[slot] = QString();
         if (!c.check.empty())
-            c.check[slot] = kNoCheck;
+            c.check[slot] = flexgrid::kNoCheck;
         if (!c.picture.empty())
-            c.picture[slot] = QIcon();
+            c.picture[slot] = QString();
     }
     freeSlots_.push_back(slot);
 }
@@ -158,8 +158,8 @@ void FlexGridModel::setText(int row, int col, const QString &text) {
     if (!validCell(row, col))
         return;
     Column &c = columns_[size_t(col)];
-    int state = kNoCheck;
-    if (row > 0 && (c.dataType == kBoolean || check(row, col) != kNoCheck) &&
+    int state = flexgrid::kNoCheck;
+    if (row > 0 && (c.dataType == flexgrid::kBoolean || check(row, col) != flexgrid::kNoCheck) &&
         CheckFromText(text, state)) {
         setCheck(row, col, state);
         return;
@@ -170,39 +170,39 @@ void FlexGridModel::setText(int row, int col, const QString &text) {
 
 int FlexGridModel::check(int row, int col) const {
     if (!validCell(row, col))
-        return kNoCheck;
+        return flexgrid::kNoCheck;
     const Column &c = columns_[size_t(col)];
-    const int state = c.check.empty() ? int(kNoCheck) : int(c.check[slot(row)]);
-    if (state == kNoCheck && row > 0 && c.dataType == kBoolean)
-        return kUnchecked;
+    const int state = c.check.empty() ? int(flexgrid::kNoCheck) : int(c.check[slot(row)]);
+    if (state == flexgrid::kNoCheck && row > 0 && c.dataType == flexgrid::kBoolean)
+        return flexgrid::kUnchecked;
     return state;
 }
 
 void FlexGridModel::setCheck(int row, int col, int state) {
-    if (!validCell(row, col) || state < kNoCheck || state > kUnchecked)
+    if (!validCell(row, col) || state < flexgrid::kNoCheck || state > flexgrid::kUnchecked)
         return;
     Column &c = columns_[size_t(col)];
     if (c.check.empty()) {
-        if (state == kNoCheck)
+        if (state == flexgrid::kNoCheck)
             return;
-        c.check.resize(capacity_, kNoCheck);
+        c.check.resize(capacity_, flexgrid::kNoCheck);
     }
     c.check[slot(row)] = uint8_t(state);
     cellChanged(row, col);
 }
 
-QIcon FlexGridModel::picture(int row, int col) const {
+QString FlexGridModel::picture(int row, int col) const {
     if (!validCell(row, col) || columns_[size_t(col)].picture.empty())
         return {};
     return columns_[size_t(col)].picture[slot(row)];
 }
 
-void FlexGridModel::setPicture(int row, int col, const QIcon &picture) {
+void FlexGridModel::setPicture(int row, int col, const QString &picture) {
     if (!validCell(row, col))
         return;
     Column &c = columns_[size_t(col)];
     if (c.picture.empty()) {
-        if (picture.isNull())
+        if (picture.isEmpty())
             return;
         c.picture.resize(capacity_);
     }
@@ -273,13 +273,24 @@ void FlexGridModel::moveRow(int from, int to) {
 }
 
 void FlexGridModel::setColumnWidth(int col, int twips) {
-    if (col >= 0 && col < cols())
-        columns_[size_t(col)].widthTwips = twips;
+    if (col < 0 || col >= cols() || columns_[size_t(col)].widthTwips == twips)
+        return;
+    columns_[size_t(col)].widthTwips = twips;
+    columnLookChanged();
 }
 
 void FlexGridModel::setColumnHidden(int col, bool hidden) {
-    if (col >= 0 && col < cols())
-        columns_[size_t(col)].hidden = hidden;
+    if (col < 0 || col >= cols() || columns_[size_t(col)].hidden == hidden)
+        return;
+    columns_[size_t(col)].hidden = hidden;
+    columnLookChanged();
+}
+
+void FlexGridModel::columnLookChanged() {
+    if (suspended_)
+        dirty_ = true;
+    else
+        emit columnsChanged();
 }
 
 void FlexGridModel::setColumnDataType(int col, int type) {
@@ -329,8 +340,12 @@ void FlexGridModel::sortRows(int firstCol, int lastCol, int order) {
     firstCol = std::max(0, firstCol);
     lastCol = std::min(cols() - 1, lastCol);
     const int dataRows = rows_ - 1;
-    if (order == flexsort::kNone || firstCol > lastCol || dataRows < 2)
+    if (order == flexgrid::kSortNone || firstCol > lastCol)
         return;
+    if (dataRows < 2) {
+        emit rowsSorted(firstCol, order);
+        return;
+    }
     const QLocale locale;
     const int keysPerRow = lastCol - firstCol + 1;
     // Keys are made once per cell, so the comparisons of the sort only compare.
@@ -338,7 +353,7 @@ void FlexGridModel::sortRows(int firstCol, int lastCol, int order) {
     for (int k = 0; k < keysPerRow; ++k) {
         const Column &c = columns_[size_t(firstCol + k)];
         flexsort::ColumnSortInfo info;
-        info.isDate = c.dataType == kDate;
+        info.isDate = c.dataType == flexgrid::kDate;
         info.dateFormat = c.format;
         info.group = locale.groupSeparator().size() == 1 ? locale.groupSeparator()[0] : u',';
         info.point = locale.decimalPoint().size() == 1 ? locale.decimalPoint()[0] : u'.';
@@ -359,6 +374,7 @@ void FlexGridModel::sortRows(int firstCol, int lastCol, int order) {
             sorted.push_back(slots_[size_t(from) + 1]);
         slots_.swap(sorted);
     });
+    emit rowsSorted(firstCol, order);
 }
 
 bool FlexGridModel::saveText(const QString &path, QChar colSep, QChar rowSep,
@@ -419,7 +435,7 @@ bool FlexGridModel::loadText(const QString &path, QChar colSep, QChar rowSep, bo
             // Fresh vectors, so the memory of a larger earlier load is given back.
             std::vector<QString>(capacity_).swap(column.text);
             std::vector<uint8_t>().swap(column.check);
-            std::vector<QIcon>().swap(column.picture);
+            std::vector<QString>().swap(column.picture);
             if (first == 1)
                 column.text[0] = header[c];
             for (size_t r = 0; r < cells.size(); ++r) {
@@ -462,13 +478,13 @@ QVariant FlexGridModel::data(const QModelIndex &index, int role) const {
         return c.text[slot(row)];
     case Qt::CheckStateRole: {
         const int state = check(row, col);
-        if (state == kNoCheck)
+        if (state == flexgrid::kNoCheck)
             return {};
-        return state == kChecked ? Qt::Checked : Qt::Unchecked;
+        return state == flexgrid::kChecked ? Qt::Checked : Qt::Unchecked;
     }
-    case Qt::DecorationRole:
-        return c.picture.empty() || c.picture[slot(row)].isNull() ? QVariant()
-                                                                  : c.picture[slot(row)];
+    case PictureKeyRole:
+        return c.picture.empty() || c.picture[slot(row)].isEmpty() ? QVariant()
+                                                                   : c.picture[slot(row)];
     case Qt::TextAlignmentRole: {
         static constexpr Qt::Alignment horizontal[] = {Qt::AlignLeft, Qt::AlignHCenter,
                                                        Qt::AlignRight};
@@ -503,7 +519,7 @@ Qt::ItemFlags FlexGridModel::flags(const QModelIndex &index) const {
         return Qt::NoItemFlags;
     Qt::ItemFlags f = Qt::ItemIsEnabled | Qt::ItemIsSelectable;
     // Check boxes are toggled by the grid itself, so that the program can allow it per click.
-    if (editable_ && check(index.row() + 1, index.column()) == kNoCheck)
+    if (editable_ && check(index.row() + 1, index.column()) == flexgrid::kNoCheck)
         f |= Qt::ItemIsEditable;
     return f;
 }

@@ -9,8 +9,8 @@
 namespace flexsort {
 
 bool IsDescending(int order) {
-    return order == kGenericDescending || order == kNumericDescending ||
-           order == kStringNoCaseDescending || order == kStringDescending;
+    return order == flexgrid::kGenericDescending || order == flexgrid::kNumericDescending ||
+           order == flexgrid::kStringNoCaseDescending || order == flexgrid::kStringDescending;
 }
 
 double LeadingNumber(const QString &text, int &consumed, QChar group, QChar point) {
@@ -209,7 +209,7 @@ SortKey MakeKey(const QString &text, int order, const ColumnSortInfo &info) {
     if (text.isEmpty())
         return key;
     key.original = text;
-    const bool stringOrder = order >= kStringNoCaseAscending;
+    const bool stringOrder = order >= flexgrid::kStringNoCaseAscending;
     if (info.isDate && !stringOrder) {
         int64_t dateKey = 0;
         bool ok = false;
@@ -227,7 +227,7 @@ SortKey MakeKey(const QString &text, int order, const ColumnSortInfo &info) {
         }
     }
     key.kind = KeyKind::Text;
-    if (order == kStringAscending || order == kStringDescending)
+    if (order == flexgrid::kStringAscending || order == flexgrid::kStringDescending)
         key.folded = text;
     else
         key.folded = text.toCaseFolded();
@@ -240,7 +240,7 @@ SortKey MakeKey(const QString &text, int order, const ColumnSortInfo &info) {
     const bool whole = QStringView(text).mid(consumed).trimmed().isEmpty();
     // Generic order takes a cell as a number only when it is one; numeric order takes its
     // leading number and lets the rest break ties, which is what puts 2.tif before 10.tif.
-    if (whole || order == kNumericAscending || order == kNumericDescending) {
+    if (whole || order == flexgrid::kNumericAscending || order == flexgrid::kNumericDescending) {
         key.kind = KeyKind::Number;
         key.number = number;
     }
@@ -252,7 +252,7 @@ int CompareKeys(const SortKey &a, const SortKey &b, int order) {
         return a.kind < b.kind ? -1 : 1;
     if (a.kind == KeyKind::Empty)
         return 0;
-    const bool numeric = order == kNumericAscending || order == kNumericDescending;
+    const bool numeric = order == flexgrid::kNumericAscending || order == flexgrid::kNumericDescending;
     if (a.kind == KeyKind::Number) {
         if (a.number != b.number)
             return a.number < b.number ? -1 : 1;
@@ -269,7 +269,7 @@ std::vector<int> SortPermutation(const std::vector<SortKey> &keys, int rowCount,
                                  int order) {
     std::vector<int> permutation(rowCount);
     std::iota(permutation.begin(), permutation.end(), 0);
-    if (order == kNone || keysPerRow < 1)
+    if (order == flexgrid::kSortNone || keysPerRow < 1)
         return permutation;
     const bool descending = IsDescending(order);
     std::stable_sort(permutation.begin(), permutation.end(), [&](int x, int y) {

@@ -1,4 +1,4 @@
-#include "catalogue/page_rules.h"
+#include "page_rules.h"
 
 #include <gtest/gtest.h>
 

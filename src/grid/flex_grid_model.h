@@ -1,7 +1,8 @@
 #pragma once
 
+#include "grid_codes.h"
+
 #include <QAbstractTableModel>
-#include <QIcon>
 #include <QString>
 
 #include <cstdint>
@@ -22,19 +23,18 @@ class FlexGridModel : public QAbstractTableModel {
     Q_OBJECT
 
   public:
-    // Column data types, as the program stores them with its columns.
-    enum DataType { kDate = 7, kText = 8, kBoolean = 11, kDecimal = 14 };
-    // Check states of a cell.
-    enum Check { kNoCheck = 0, kChecked = 1, kUnchecked = 2 };
+    // Cells may name a picture; only a view knows how to draw it, so the model hands out the
+    // name under this role and nothing under Qt::DecorationRole.
+    static constexpr int PictureKeyRole = Qt::UserRole + 1;
 
     struct Column {
         // Cells by slot, not by row.
         std::vector<QString> text;
         std::vector<uint8_t> check; // empty until a cell of the column gets a state
-        std::vector<QIcon> picture; // empty until a cell of the column gets a picture
+        std::vector<QString> picture; // keys; empty until a cell of the column gets one
         int widthTwips = -1;        // -1: the view's default width
         bool hidden = false;
-        int dataType = kText;
+        int dataType = flexgrid::kText;
         QString format;
         QString key;
         int alignment = 1; // 0..8: left/centre/right by top/centre/bottom, 1 is left centre
@@ -52,8 +52,9 @@ class FlexGridModel : public QAbstractTableModel {
     // kChecked, kUnchecked, or kNoCheck; cells of a boolean column read kUnchecked until set.
     int check(int row, int col) const;
     void setCheck(int row, int col, int state);
-    QIcon picture(int row, int col) const;
-    void setPicture(int row, int col, const QIcon &picture);
+    // Pass the same QString for every row of a kind, so that the rows share its storage.
+    QString picture(int row, int col) const;
+    void setPicture(int row, int col, const QString &pictureKey);
 
     // Appends (row < 0) or inserts a row; `cells` holds the texts of consecutive columns
     // separated by tabs.
@@ -79,7 +80,7 @@ class FlexGridModel : public QAbstractTableModel {
     int findRow(const QString &text, int startRow, int col, bool caseSensitive,
                 bool fullMatch) const;
 
-    // Sorts the data rows by the columns `firstCol`..`lastCol` with one of flexsort's codes.
+    // Sorts the data rows by the columns `firstCol`..`lastCol` with a flexgrid::SortOrder.
     void sortRows(int firstCol, int lastCol, int order);
 
     // Delimited text: one line per row, cells joined by `colSep`, each line ended by
@@ -87,6 +88,8 @@ class FlexGridModel : public QAbstractTableModel {
     bool saveText(const QString &path, QChar colSep, QChar rowSep, bool withFixedRows) const;
     bool loadText(const QString &path, QChar colSep, QChar rowSep, bool withFixedRows);
 
+    // Bulk updates: while suspended the model changes silently and views keep what they were
+    // last told; resume() publishes everything in one reset.
     void suspend();
     void resume();
     bool isSuspended() const { return suspended_; }
@@ -105,6 +108,8 @@ class FlexGridModel : public QAbstractTableModel {
     void columnsChanged();
     // A data cell changed from a view's editor.
     void cellEdited(int row, int col);
+    // The data rows were sorted; views show the order on their header.
+    void rowsSorted(int firstCol, int order);
 
   private:
     bool validCell(int row, int col) const;
@@ -113,6 +118,7 @@ class FlexGridModel : public QAbstractTableModel {
     void releaseSlot(uint32_t slot);
     void changeStructure(const std::function<void()> &change);
     void cellChanged(int row, int col);
+    void columnLookChanged();
 
     std::vector<Column> columns_;
     std::vector<uint32_t> slots_; // row -> slot of its cells

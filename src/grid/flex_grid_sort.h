@@ -1,5 +1,7 @@
 #pragma once
 
+#include "grid_codes.h"
+
 #include <QString>
 
 #include <cstdint>
@@ -9,18 +11,6 @@
 // users notice at once when they are wrong ("10.tif" before "2.tif"), can be checked alone.
 namespace flexsort {
 
-// Order codes of FlexGrid::setSort.
-enum Order {
-    kNone = 0,
-    kGenericAscending = 1,
-    kGenericDescending = 2,
-    kNumericAscending = 3,
-    kNumericDescending = 4,
-    kStringNoCaseAscending = 5,
-    kStringNoCaseDescending = 6,
-    kStringAscending = 7,
-    kStringDescending = 8,
-};
 
 bool IsDescending(int order);
 

@@ -1,0 +1,46 @@
+#include "image_to_pdf_library.h"
+
+#include "backends/image_to_pdf/image_to_pdf.h"
+#include "core/runtime.h"
+
+#include <QString>
+
+namespace pw {
+
+namespace {
+
+class OurLibrary final : public ImageToPdfLibrary {
+public:
+    int32_t ApCreate(const std::string &pdfPath) override { return ::ApCreate(pdfPath); }
+    int32_t ApAddImage(int32_t handle, const std::string &imagePath) override
+    {
+        // The library reports an unreadable image by raising; the binding sees that as a
+        // run-time failure with the library's number and text.
+        try {
+            return ::ApAddImage(handle, imagePath);
+        } catch (const ApFailure &e) {
+            throw RuntimeError(e.number, QString::fromUtf8(e.what()), "imagetopdf");
+        }
+    }
+    int32_t ApSetFunction(int32_t handle, int32_t code, int32_t n1, int32_t n2,
+                          const std::string &text, int32_t n3) override
+    {
+        return ::ApSetFunction(handle, code, n1, n2, text, n3);
+    }
+    int32_t ApGetFunction(int32_t handle, int32_t code, int32_t n1, int32_t n2,
+                          const std::string &text, int32_t n3) override
+    {
+        return ::ApGetFunction(handle, code, n1, n2, text, n3);
+    }
+    int32_t ApClose(int32_t handle) override { return ::ApClose(handle); }
+};
+
+} // namespace
+
+ImageToPdfLibrary &ImageToPdfLibrary::ours()
+{
+    static OurLibrary library;
+    return library;
+}
+
+} // namespace pw

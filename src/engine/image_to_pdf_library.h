@@ -1,0 +1,26 @@
+#pragma once
+// The image-to-PDF library's contract as the binding calls it. The binding decides the calls,
+// their order and their constants; this seam lets a test record them without writing PDFs.
+
+#include <cstdint>
+#include <string>
+
+namespace pw {
+
+class ImageToPdfLibrary {
+public:
+    virtual ~ImageToPdfLibrary() = default;
+    virtual int32_t ApCreate(const std::string &pdfPath) = 0;
+    // Raises a RuntimeError with the library's number and text when the file can't be read.
+    virtual int32_t ApAddImage(int32_t handle, const std::string &imagePath) = 0;
+    virtual int32_t ApSetFunction(int32_t handle, int32_t code, int32_t n1, int32_t n2,
+                                  const std::string &text, int32_t n3) = 0;
+    virtual int32_t ApGetFunction(int32_t handle, int32_t code, int32_t n1, int32_t n2,
+                                  const std::string &text, int32_t n3) = 0;
+    virtual int32_t ApClose(int32_t handle) = 0;
+
+    // Our library, in this process.
+    static ImageToPdfLibrary &ours();
+};
+
+} // namespace pw

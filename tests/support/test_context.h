@@ -1,0 +1,26 @@
+#pragma once
+// The program's context as start-up makes it, with the storage folder in a sandbox and a
+// recorder for the desktop; the failure log goes back to nowhere when the object goes.
+
+#include "core/app_context.h"
+#include "core/failure_log.h"
+#include "core/master_layout.h"
+
+#include "recording_ui.h"
+#include "sandbox.h"
+
+struct TestContext {
+    explicit TestContext(const SandboxDir &box) : context(ui)
+    {
+        context.FileStoragePath = box.path();
+        context.FileStoragePathSlash = box.path() + "/";
+        pw::SetErrorLogFolder(box.path());
+        context.AppSettings = std::make_unique<pw::Settings>(box.path(), ui);
+        context.settings().LoadDefaultSettings();
+        context.ColumnList = pw::MakeColumnList();
+    }
+    ~TestContext() { pw::SetErrorLogFolder({}); }
+
+    RecordingUi ui;
+    pw::AppContext context;
+};
