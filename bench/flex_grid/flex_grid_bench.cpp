@@ -38,7 +38,7 @@ int main(int argc, char **argv) {
     grid.setColDataType(1, 11);
     grid.setColDataType(6, 7);
     grid.setColFormat(6, "dd/mm/yyyy hh:mm ampm");
-    const QIcon icon(QPixmap(16, 16));
+    const QString icon = "image/tiff";
 
     const size_t heapBefore = mallinfo2().uordblks;
     QElapsedTimer timer;

@@ -12,7 +12,8 @@
 
 #include "catalogue/catalogue_grid.h"
 #include "catalogue/folder_scan.h"
-#include "core/globals.h"
+#include "core/app_context.h"
+#include "core/failure_log.h"
 #include "core/master_layout.h"
 #include "core/grid_columns.h"
 #include "widgets/flex_grid.h"
@@ -202,13 +203,16 @@ int makeTree(const QString &root, int files, int folders)
 
 // ---- the search --------------------------------------------------------------------------
 
+// The window's side of a search, without a window: the grid's view is told to hold its
+// updates during the walk, as the main window does.
 class HeadlessWindow final : public ScanHost {
 public:
+    explicit HeadlessWindow(FlexGrid &grid) : grid_(grid) {}
     QString folder;
-    QString caption = "&Search";
     QString selectedFolder() override { return folder; }
-    QString searchCaption() override { return caption; }
-    void setSearchCaption(const QString &c) override { caption = c; }
+    void setSearchCaption(const QString &) override {}
+    void beginBulkUpdate() override { grid_.setRedraw(false); }
+    void endBulkUpdate() override { grid_.setRedraw(true); }
     void EnableSearchControls(bool) override {}
     void setBusyCursor(bool) override {}
     bool searchSubFolders() override { return true; }
@@ -220,31 +224,34 @@ public:
     void updateLoading(int) override {}
     void hideLoading() override {}
     void SetStatusText(const QString &) override {}
+
+private:
+    FlexGrid &grid_;
 };
 
-void setUpGlobals(const QString &storage, bool pagesShown)
+void setUpContext(AppContext &context, const QString &storage, bool pagesShown)
 {
-    FileStoragePath = storage;
-    FileStoragePathSlash = storage + "/";
-    AppSettings = std::make_unique<Settings>();
-    AppSettings->LoadDefaultSettings();
+    context.FileStoragePath = storage;
+    context.FileStoragePathSlash = storage + "/";
+    SetErrorLogFolder(storage);
+    context.AppSettings = std::make_unique<Settings>(storage, context.ui);
+    context.settings().LoadDefaultSettings();
     if (!pagesShown)
-        AppSettings->setColumnVisibility("1,1,0,1,1,1,1,1");
-    MakeColumnList();
-    FillFilterPatterns();
-    pw::PdfPageCounter = std::make_unique<::PdfPageCounter>();
-    pw::TiffPageCounter = std::make_unique<::TiffPageCounter>();
+        context.settings().setColumnVisibility("1,1,0,1,1,1,1,1");
+    context.ColumnList = MakeColumnList();
 }
 
 int scan(const QString &tree, bool pagesShown)
 {
     QTemporaryDir storage;
-    setUpGlobals(storage.path(), pagesShown);
+    QuietUi ui;
+    AppContext context(ui);
+    setUpContext(context, storage.path(), pagesShown);
     FlexGrid grid;
     grid.resize(1000, 700);
-    CatalogueGrid catalogue(grid);
+    CatalogueGrid catalogue(*grid.gridModel(), context);
     catalogue.InitFiles();
-    HeadlessWindow window;
+    HeadlessWindow window(grid);
     window.folder = tree;
     FolderScan search(catalogue, window);
     const long rssBefore = statusKb("VmRSS:");
@@ -273,8 +280,8 @@ int fill(int rows)
         grid.setTextMatrix(0, col, keys[col]);
         grid.setColKey(col, keys[col]);
     }
-    grid.setColDataType(1, 11);
-    const QIcon icon(QPixmap(16, 16));
+    grid.setColDataType(1, flexgrid::kBoolean);
+    const QString icon = "image/tiff";
     const long rssBefore = statusKb("VmRSS:");
     QElapsedTimer timer;
     timer.start();
