@@ -10,6 +10,9 @@
 extern "C" {
 #endif
 
+/* The entry points are all a module shows: it is built with hidden visibility. */
+#define PW_MODULE_EXPORT __attribute__((visibility("default")))
+
 enum { PW_MODULE_OK = 0, PW_MODULE_FAILED = -1 };
 
 /* A failure inside a module: a run-time error number and its full text, NUL-terminated. */

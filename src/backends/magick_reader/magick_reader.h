@@ -49,9 +49,9 @@ typedef int32_t (*pw_magick_page_fn)(void *context, const pw_magick_page *page);
    content) and offers every page to `on_page`, only the first with `first_only`. Returns
    PW_MODULE_OK, or PW_MODULE_FAILED when the data gives no page or `on_page` stopped it;
    `error` then says why (unless `on_page` stopped it). */
-int32_t pw_read_with_magick(const uint8_t *data, size_t size, const char *format,
-                            int32_t first_only, pw_magick_page_fn on_page, void *context,
-                            pw_module_error *error);
+PW_MODULE_EXPORT int32_t pw_read_with_magick(const uint8_t *data, size_t size, const char *format,
+                                             int32_t first_only, pw_magick_page_fn on_page,
+                                             void *context, pw_module_error *error);
 
 #ifdef __cplusplus
 }

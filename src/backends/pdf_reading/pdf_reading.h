@@ -16,15 +16,16 @@ extern "C" {
 
 /* Pages of the PDF at `path` (UTF-8), or 0 when it cannot be opened (missing, not a PDF,
    encrypted with an unknown password, beyond repair) or has no pages. */
-int32_t pw_pdf_count_pages(const char *path);
+PW_MODULE_EXPORT int32_t pw_pdf_count_pages(const char *path);
 
 /* Writes every page of the PDF at `path` into `sink`, with whatever the pages use, each page
    under /Parent `parent`, and adds the pages in order. Puts the file's PDF version ("1.7")
    into `version`. Returns PW_MODULE_OK, or PW_MODULE_FAILED when the file cannot be read or
    the sink failed; `error` then says why (unless the sink failed). What was written by then is
    for the caller to take back. */
-int32_t pw_pdf_copy_pages(const char *path, const pw_pdf_sink *sink, int32_t parent, char *version,
-                          size_t version_size, pw_module_error *error);
+PW_MODULE_EXPORT int32_t pw_pdf_copy_pages(const char *path, const pw_pdf_sink *sink,
+                                           int32_t parent, char *version, size_t version_size,
+                                           pw_module_error *error);
 
 #ifdef __cplusplus
 }
