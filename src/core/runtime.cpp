@@ -1,47 +1,16 @@
 #include "runtime.h"
 
+#include "backends/common/run_time_errors.h"
+
 #include <QFileInfo>
 #include <QLocale>
 
 #include <cmath>
 #include <limits>
-#include <map>
 
 namespace pw {
 
 namespace {
-
-const std::map<int, QString> &standardDescriptions()
-{
-    static const std::map<int, QString> texts{
-        {3, "Return without GoSub"},
-        {5, "Invalid procedure call or argument"},
-        {6, "Overflow"},
-        {7, "Out of memory"},
-        {9, "Subscript out of range"},
-        {11, "Division by zero"},
-        {13, "Type mismatch"},
-        {52, "Bad file name or number"},
-        {53, "File not found"},
-        {55, "File already open"},
-        {57, "Device I/O error"},
-        {58, "File already exists"},
-        {61, "Disk full"},
-        {62, "Input past end of file"},
-        {67, "Too many files"},
-        {68, "Device unavailable"},
-        {70, "Permission denied"},
-        {71, "Disk not ready"},
-        {75, "Path/File access error"},
-        {76, "Path not found"},
-        {91, "Object variable or With block variable not set"},
-        {321, "Invalid file format"},
-        {380, "Invalid property value"},
-        {438, "Object doesn't support this property or method"},
-        {440, "Automation error"},
-    };
-    return texts;
-}
 
 // Rounds half to even, as the classic integer conversions do.
 double bankersRound(double v)
@@ -57,7 +26,7 @@ double toNumber(const QVariant &value)
     case QMetaType::QString: {
         const QString text = value.toString();
         if (text.trimmed().isEmpty() || !IsNumeric(text))
-            throw RuntimeError::fromNumber(13);
+            throw RuntimeError::fromNumber(rte::kTypeMismatch);
         return Val(text.trimmed());
     }
     case QMetaType::Bool:
@@ -66,7 +35,7 @@ double toNumber(const QVariant &value)
         bool ok = false;
         const double d = value.toDouble(&ok);
         if (!ok)
-            throw RuntimeError::fromNumber(13);
+            throw RuntimeError::fromNumber(rte::kTypeMismatch);
         return d;
     }
 }
@@ -75,7 +44,7 @@ template <typename T> T convertChecked(const QVariant &value)
 {
     const double r = bankersRound(toNumber(value));
     if (r < double(std::numeric_limits<T>::min()) || r > double(std::numeric_limits<T>::max()))
-        throw RuntimeError::fromNumber(6);
+        throw RuntimeError::fromNumber(rte::kOverflow);
     return static_cast<T>(r);
 }
 
@@ -113,9 +82,8 @@ RuntimeError RuntimeError::fromNumber(int number)
 
 QString errorDescription(int number)
 {
-    const auto &texts = standardDescriptions();
-    const auto it = texts.find(number);
-    return it == texts.end() ? QString() : it->second;
+    const std::string_view text = rte::errorText(number);
+    return text.empty() ? QString() : QString::fromUtf8(text.data(), qsizetype(text.size()));
 }
 
 double Val(const QString &text)
@@ -189,7 +157,7 @@ float CSng(const QVariant &value)
 {
     const double d = toNumber(value);
     if (std::abs(d) > double(std::numeric_limits<float>::max()))
-        throw RuntimeError::fromNumber(6);
+        throw RuntimeError::fromNumber(rte::kOverflow);
     return float(d);
 }
 
@@ -335,7 +303,7 @@ QDateTime DateAdd(const QString &interval, double number, const QDateTime &date)
         return date.addSecs(60LL * n);
     if (unit == "s")
         return date.addSecs(n);
-    throw RuntimeError::fromNumber(5);
+    throw RuntimeError::fromNumber(rte::kInvalidCall);
 }
 
 int InStrRev(const QString &text, const QString &find)

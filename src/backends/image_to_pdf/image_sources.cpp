@@ -14,16 +14,6 @@
 
 namespace pw::i2p {
 
-ApFailure invalidFormat(const std::string &cause)
-{
-    return ApFailure(321, "Invalid file format: " + cause);
-}
-
-ApFailure outOfMemory()
-{
-    return ApFailure(7, "Out of memory");
-}
-
 namespace {
 
 // Throws the classic failure for a path that is no readable regular file.
@@ -31,9 +21,9 @@ struct stat checkedStat(const std::string &path)
 {
     struct stat st {};
     if (::stat(path.c_str(), &st) != 0)
-        throw ApFailure(53, "File not found: " + path);
+        throw failure(rte::kFileNotFound, path);
     if (!S_ISREG(st.st_mode))
-        throw ApFailure(75, "Path/File access error: not a file: " + path);
+        throw failure(rte::kPathFileAccessError, "not a file: " + path);
     if (st.st_size == 0)
         throw invalidFormat("the file is empty: " + path);
     return st;
@@ -46,7 +36,7 @@ std::string head(const std::string &path)
 {
     const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0)
-        throw ApFailure(75, "Path/File access error: cannot open " + path);
+        throw failure(rte::kPathFileAccessError, "cannot open " + path);
     std::string data(kHeadBytes, '\0');
     size_t got = 0;
     while (got < data.size()) {
@@ -149,7 +139,7 @@ std::vector<uint8_t> readWholeFile(const std::string &path)
     const struct stat st = checkedStat(path);
     std::ifstream f(path, std::ios::binary);
     if (!f)
-        throw ApFailure(75, "Path/File access error: cannot open " + path);
+        throw failure(rte::kPathFileAccessError, "cannot open " + path);
     std::vector<uint8_t> data(size_t(st.st_size));
     f.read(reinterpret_cast<char *>(data.data()), std::streamsize(data.size()));
     data.resize(size_t(f.gcount()));
@@ -160,7 +150,7 @@ FileRanges wholeFileRanges(const std::string &path, uint64_t offset, uint64_t le
 {
     struct stat st {};
     if (::stat(path.c_str(), &st) != 0)
-        throw ApFailure(53, "File not found: " + path);
+        throw failure(rte::kFileNotFound, path);
     FileRanges r;
     r.path = path;
     r.fileSize = int64_t(st.st_size);

@@ -8,8 +8,6 @@
 #include <map>
 #include <memory>
 
-ApFailure::ApFailure(int32_t n, const std::string &text) : std::runtime_error(text), number(n) {}
-
 namespace {
 
 using pw::i2p::Filter;
@@ -114,14 +112,14 @@ int32_t ApGetFunction(int32_t, int32_t code, int32_t, int32_t, const std::string
         const pw::i2p::FileHead file(text);
         if (file.isPdf())
             return 0;
-        int32_t depth = -321;
+        int32_t depth = -pw::rte::kInvalidFileFormat;
         pw::i2p::readImageFile(
             file, [&](pw::i2p::PageSource &page) { depth = page.depth(); }, true);
         return depth;
     } catch (const ApFailure &f) {
         return -std::abs(f.number);
     } catch (...) {
-        return -321;
+        return -pw::rte::kInvalidFileFormat;
     }
 }
 

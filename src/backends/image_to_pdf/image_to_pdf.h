@@ -4,21 +4,14 @@
 // contract of integer handles and numbered functions, so the binding that drives it can stay a
 // thin sequence of calls. Single-threaded: every function must be called from one thread.
 
+#include "ap_failure.h"
+
 #include <cstdint>
-#include <stdexcept>
 #include <string>
 
-// Failure of an image that cannot be read at all (missing, zero bytes, damaged, truncated,
-// mislabelled, unsupported). Carries a classic run-time error number (53 "File not found",
-// 75 "Path/File access error", 321 "Invalid file format", 7 "Out of memory" ...) and a text
-// naming the cause.
-struct ApFailure : std::runtime_error {
-    int32_t number;
-    ApFailure(int32_t n, const std::string &text);
-};
-
 // Opens a document for `pdfPath` (UTF-8): pages go to a temporary file beside it as they are
-// added, and ApClose puts it in place of any file of that name. Returns a handle > 0, or -1 at once when the target cannot be written.
+// added, and ApClose puts it in place of any file of that name. Returns a handle > 0, or -1 at once
+// when the target cannot be written.
 int32_t ApCreate(const std::string &pdfPath);
 
 // Appends every page of the image (every directory of a TIFF, frame of a GIF, page of a DCX or

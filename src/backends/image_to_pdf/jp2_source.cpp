@@ -34,7 +34,7 @@ struct Jp2Decoder {
         stream.reset(opj_stream_create_default_file_stream(path.c_str(), OPJ_TRUE));
         codec.reset(opj_create_decompress(raw ? OPJ_CODEC_J2K : OPJ_CODEC_JP2));
         if (!stream || !codec)
-            throw ApFailure(75, "Path/File access error: cannot open " + path);
+            throw failure(rte::kPathFileAccessError, "cannot open " + path);
         opj_set_info_handler(codec.get(), quiet, nullptr);
         opj_set_warning_handler(codec.get(), quiet, nullptr);
         opj_set_error_handler(codec.get(), quiet, nullptr);

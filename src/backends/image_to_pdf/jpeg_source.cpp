@@ -98,7 +98,7 @@ FilePtr openFile(const std::string &path)
 {
     FilePtr f(std::fopen(path.c_str(), "rb"));
     if (!f)
-        throw ApFailure(75, "Path/File access error: cannot open " + path);
+        throw failure(rte::kPathFileAccessError, "cannot open " + path);
     return f;
 }
 

@@ -3,7 +3,8 @@
 // The in-between forms of one page: a decoded raster, an image stream ready for the PDF, and
 // the interface through which each file reader offers its pages.
 
-#include "image_to_pdf.h"
+#include "ap_failure.h"
+#include "file_ranges.h"
 
 #include <cstdint>
 #include <functional>
@@ -70,14 +71,6 @@ struct Raster {
     {
         return (size_t(width) * size_t(cs.components()) * size_t(bpc) + 7) / 8;
     }
-};
-
-// Byte ranges of an input file that form a stream's data as they are.
-struct FileRanges {
-    std::string path;
-    int64_t fileSize = 0;
-    int64_t modified = 0; // seconds; a source changed since it was read fails the copy
-    std::vector<std::pair<uint64_t, uint64_t>> ranges; // offset, length
 };
 
 struct DecodeParms {
@@ -147,10 +140,6 @@ struct FileHead {
 // With `firstOnly` it stops after the first page.
 ReadOutcome readImageFile(const FileHead &file, const PageSink &sink, bool firstOnly = false);
 
-// The classic failures.
-ApFailure invalidFormat(const std::string &cause);
-ApFailure outOfMemory();
-
 // Reads a whole file (bounded by one input, never the document). Throws ApFailure.
 std::vector<uint8_t> readWholeFile(const std::string &path);
 FileRanges wholeFileRanges(const std::string &path, uint64_t offset = 0, uint64_t length = 0);
@@ -162,12 +151,9 @@ ReadOutcome readPng(const std::string &path, const PageSink &sink);
 ReadOutcome readGif(const std::string &path, const PageSink &sink, bool firstOnly);
 ReadOutcome readPsd(const std::string &path, const PageSink &sink);
 ReadOutcome readJp2(const std::string &path, const PageSink &sink, bool rawCodestream);
-// The rarer formats go through GraphicsMagick, in a module loaded at its first use: most runs
-// never need it, and linking it would cost every start the loading of its many codecs.
+// The rarer formats go through the GraphicsMagick module (magick_reader.h), loaded at its
+// first use.
 ReadOutcome readWithMagick(const std::string &path, const std::string &format, const PageSink &sink,
                            bool firstOnly);
-// The reader inside that module.
-ReadOutcome readWithMagickDirect(const std::string &path, const std::string &format,
-                                 const PageSink &sink, bool firstOnly);
 
 } // namespace pw::i2p

@@ -3,6 +3,7 @@
 #include "encoders.h"
 #include "module_loader.h"
 #include "pdf_reading.h"
+#include "writer_sink.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -203,7 +204,13 @@ int PdfDocument::addPdfFile(const std::string &path)
         reinterpret_cast<pdf::CopyPages>(moduleSymbol(pdf::kModule, pdf::kCopyPages));
     if (!copyPages)
         throw invalidFormat("PDF: the PDF reader is not installed");
-    copyPages(path, *out_, kPages, pages_, version_);
+    WriterSink sink(*out_, pages_);
+    char version[16] = "";
+    pw_module_error error{};
+    if (copyPages(path.c_str(), sink.sink(), kPages, version, sizeof version, &error) !=
+        PW_MODULE_OK)
+        sink.rethrow(error);
+    needVersion(version);
     return 0;
 }
 

@@ -13,8 +13,6 @@
 #include <string>
 #include <vector>
 
-class QPDF;
-
 namespace pw::i2p {
 
 class PdfDocument {

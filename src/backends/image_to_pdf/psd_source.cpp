@@ -63,7 +63,7 @@ public:
     {
         struct stat st {};
         if (fd_ < 0 || ::fstat(fd_, &st) != 0)
-            throw ApFailure(75, "Path/File access error: cannot open " + path);
+            throw failure(rte::kPathFileAccessError, "cannot open " + path);
         size_ = uint64_t(st.st_size);
     }
     ~PsdFile() { ::close(fd_); }

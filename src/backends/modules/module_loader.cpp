@@ -24,8 +24,10 @@ std::string programFolder()
 
 void *moduleSymbol(const char *name, const char *symbol)
 {
-    for (const std::string &folder : {programFolder(), std::string(PW_MODULE_BUILD_DIR) + "/"}) {
-        if (folder.size() <= 1)
+    const std::string program = programFolder();
+    const std::string installed = program.empty() ? "" : program + PW_MODULE_FROM_PROGRAM + "/";
+    for (const std::string &folder : {program, installed, std::string(PW_MODULE_BUILD_DIR) + "/"}) {
+        if (folder.empty())
             continue;
         // Never unloaded: the libraries behind a module keep state for the rest of the process.
         if (void *module = ::dlopen((folder + name).c_str(), RTLD_NOW | RTLD_LOCAL))

@@ -6,8 +6,9 @@
 namespace pw {
 
 // The address of `symbol` in the module file `name` ("pw_pdf_reading.so"), looked for beside
-// the running program (an installed copy) and then in the build's output folder. The module
-// stays loaded for the rest of the process. Null when neither has the module or the symbol.
+// the running program, then in the installed module folder ("../lib/pagewright" from an
+// installed program's folder), then in the build's output folder. The module stays loaded for
+// the rest of the process. Null when none has the module or the symbol.
 void *moduleSymbol(const char *name, const char *symbol);
 
 } // namespace pw

@@ -62,5 +62,5 @@ int32_t PdfPageCounter::GetPageCount(const std::string &utf8Path) const
 {
     static const auto count = reinterpret_cast<pw::pdf::CountPages>(
         pw::moduleSymbol(pw::pdf::kModule, pw::pdf::kCountPages));
-    return count ? count(utf8Path) : 0;
+    return count ? count(utf8Path.c_str()) : 0;
 }

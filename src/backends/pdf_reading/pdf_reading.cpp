@@ -1,8 +1,6 @@
 #include "pdf_reading.h"
 
-#include "image_to_pdf.h"
-#include "page_image.h"
-#include "pdf_writer.h"
+#include "module_failure.h"
 
 #include <qpdf/Pipeline.hh>
 #include <qpdf/QPDF.hh>
@@ -12,15 +10,53 @@
 #include <qpdf/QPDFPageDocumentHelper.hh>
 #include <qpdf/QPDFPageObjectHelper.hh>
 
+#include <cstdio>
 #include <deque>
 #include <limits>
 #include <map>
 #include <set>
+#include <string_view>
 
 namespace {
 
-using pw::i2p::invalidFormat;
-using pw::i2p::PdfWriter;
+using pw::invalidFormat;
+
+// Raised inside the module when a sink callback reports a failure: the program keeps the
+// cause, the module only has to stop.
+struct SinkFailed {};
+
+// Our document as the copier writes into it.
+class Sink {
+public:
+    explicit Sink(const pw_pdf_sink &sink) : sink_(sink) {}
+
+    int reserve()
+    {
+        int32_t number = 0;
+        check(sink_.reserve(sink_.context, &number));
+        return number;
+    }
+    void beginObject(int number) { check(sink_.begin_object(sink_.context, number)); }
+    void endObject() { check(sink_.end_object(sink_.context)); }
+    void addPage(int number) { check(sink_.add_page(sink_.context, number)); }
+    void write(const unsigned char *data, size_t size)
+    {
+        check(sink_.write(sink_.context, data, size));
+    }
+    void write(std::string_view text)
+    {
+        write(reinterpret_cast<const unsigned char *>(text.data()), text.size());
+    }
+
+private:
+    static void check(int32_t status)
+    {
+        if (status != PW_MODULE_OK)
+            throw SinkFailed{};
+    }
+
+    const pw_pdf_sink &sink_;
+};
 
 // Damaged files are the rule among the PDFs a user's disks hold; qpdf repairs what it can and
 // must not print about it.
@@ -78,9 +114,9 @@ int32_t CountPages(const std::string &path)
 // reads the source; every reference is renumbered into our file as it is met.
 class ForeignCopier {
 public:
-    ForeignCopier(PdfWriter &out, int parent) : out_(out), parent_(parent) {}
+    ForeignCopier(Sink &out, int parent) : out_(out), parent_(parent) {}
 
-    std::vector<int> copyPages(const std::vector<QPDFPageObjectHelper> &pages)
+    void copyPages(const std::vector<QPDFPageObjectHelper> &pages)
     {
         std::vector<int> numbers;
         // Pages first, so that links and annotations between them land on our copies.
@@ -94,7 +130,8 @@ public:
             queue_.pop_front();
             writeObject(oh, number);
         }
-        return numbers;
+        for (int number : numbers)
+            out_.addPage(number);
     }
 
 private:
@@ -176,7 +213,7 @@ private:
     // Stream data on its way into our file, counted for its /Length.
     class Counter : public Pipeline {
     public:
-        explicit Counter(PdfWriter &out) : Pipeline("pdf copy", nullptr), out_(out) {}
+        explicit Counter(Sink &out) : Pipeline("pdf copy", nullptr), out_(out) {}
         void write(unsigned char const *data, size_t len) override
         {
             out_.write(data, len);
@@ -186,26 +223,25 @@ private:
         size_t bytes() const { return bytes_; }
 
     private:
-        PdfWriter &out_;
+        Sink &out_;
         size_t bytes_ = 0;
     };
 
-    PdfWriter &out_;
+    Sink &out_;
     int parent_;
     std::map<QPDFObjGen, int> numbers_;
     std::deque<std::pair<QPDFObjectHandle, int>> queue_;
     std::set<QPDFObjGen> pages_;
 };
 
-void copyPages(const std::string &path, PdfWriter &out, int parent, std::vector<int> &numbers,
-               std::string &version)
+std::string copyPages(const char *path, const pw_pdf_sink &sink, int parent)
 {
     QPDF src;
     try {
         openQuietly(src, path);
     } catch (const QPDFExc &e) {
         if (e.getErrorCode() == qpdf_e_password)
-            throw invalidFormat("PDF: protected by a password: " + path);
+            throw invalidFormat(std::string("PDF: protected by a password: ") + path);
         throw;
     }
     QPDFPageDocumentHelper srcPages(src);
@@ -213,16 +249,15 @@ void copyPages(const std::string &path, PdfWriter &out, int parent, std::vector<
     srcPages.pushInheritedAttributesToPage();
     const auto pages = srcPages.getAllPages();
     if (pages.empty())
-        throw invalidFormat("PDF: no pages: " + path);
-    ForeignCopier copier(out, parent);
-    for (int number : copier.copyPages(pages))
-        numbers.push_back(number);
-    version = std::max(version, src.getPDFVersion());
+        throw invalidFormat(std::string("PDF: no pages: ") + path);
+    Sink out(sink);
+    ForeignCopier(out, parent).copyPages(pages);
+    return src.getPDFVersion();
 }
 
 } // namespace
 
-extern "C" int32_t pw_pdf_count_pages(const std::string &path)
+extern "C" int32_t pw_pdf_count_pages(const char *path)
 {
     try {
         return CountPages(path);
@@ -233,18 +268,25 @@ extern "C" int32_t pw_pdf_count_pages(const std::string &path)
     }
 }
 
-extern "C" void pw_pdf_copy_pages(const std::string &path, PdfWriter &out, int parent,
-                                  std::vector<int> &pages, std::string &version)
+extern "C" int32_t pw_pdf_copy_pages(const char *path, const pw_pdf_sink *sink, int32_t parent,
+                                     char *version, size_t version_size, pw_module_error *error)
 {
     try {
-        copyPages(path, out, parent, pages, version);
-    } catch (const ApFailure &) {
-        throw;
+        const std::string found = copyPages(path, *sink, parent);
+        std::snprintf(version, version_size, "%s", found.c_str());
+        return PW_MODULE_OK;
+    } catch (const SinkFailed &) {
+        // The program kept the writer's own failure.
+    } catch (const ApFailure &e) {
+        pw::report(*error, e);
     } catch (const std::bad_alloc &) {
-        throw pw::i2p::outOfMemory();
+        pw::report(*error, pw::outOfMemory());
     } catch (const QPDFExc &e) {
-        throw invalidFormat("PDF: " + e.getMessageDetail());
+        pw::report(*error, invalidFormat("PDF: " + e.getMessageDetail()));
     } catch (const std::exception &e) {
-        throw invalidFormat(std::string("PDF: ") + e.what());
+        pw::report(*error, invalidFormat(std::string("PDF: ") + e.what()));
+    } catch (...) {
+        pw::report(*error, invalidFormat("PDF: unreadable"));
     }
+    return PW_MODULE_FAILED;
 }

@@ -1,32 +1,42 @@
 #pragma once
 
-// The PDF reader, a module of its own (pw_pdf_reading.so): qpdf and the cryptography it brings
-// cost every start of a program a few milliseconds, and most runs of the batch tool never open
-// a PDF. Callers look the entry points up by these names with pw::moduleSymbol.
+/* The PDF reader, a module of its own (pw_pdf_reading.so): qpdf and the cryptography it brings
+   cost every start of a program a few milliseconds, and most runs of the batch tool never open
+   a PDF. Callers look the entry points up by name with pw::moduleSymbol; only C types cross. */
 
-#include <cstdint>
-#include <string>
-#include <vector>
+#include "module_abi.h"
+#include "pdf_sink.h"
 
-namespace pw::i2p {
-class PdfWriter;
+#include <stddef.h>
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Pages of the PDF at `path` (UTF-8), or 0 when it cannot be opened (missing, not a PDF,
+   encrypted with an unknown password, beyond repair) or has no pages. */
+PW_MODULE_EXPORT int32_t pw_pdf_count_pages(const char *path);
+
+/* Writes every page of the PDF at `path` into `sink`, with whatever the pages use, each page
+   under /Parent `parent`, and adds the pages in order. Puts the file's PDF version ("1.7")
+   into `version`. Returns PW_MODULE_OK, or PW_MODULE_FAILED when the file cannot be read or
+   the sink failed; `error` then says why (unless the sink failed). What was written by then is
+   for the caller to take back. */
+PW_MODULE_EXPORT int32_t pw_pdf_copy_pages(const char *path, const pw_pdf_sink *sink,
+                                           int32_t parent, char *version, size_t version_size,
+                                           pw_module_error *error);
+
+#ifdef __cplusplus
 }
 
 namespace pw::pdf {
 
 inline constexpr char kModule[] = "pw_pdf_reading.so";
-
-// Pages of the PDF at `path` (UTF-8), or 0 when it cannot be opened (missing, not a PDF,
-// encrypted with an unknown password, beyond repair) or has no pages. Never throws.
 inline constexpr char kCountPages[] = "pw_pdf_count_pages";
-using CountPages = int32_t (*)(const std::string &path);
-
-// Writes every page of the PDF at `path` into `out`, with whatever the pages use, each page
-// under /Parent `parent`; appends the pages' object numbers to `pages` and raises `version`
-// to the file's. Throws ApFailure for a file that cannot be read; what was written by then is
-// for the caller to take back.
+using CountPages = decltype(&pw_pdf_count_pages);
 inline constexpr char kCopyPages[] = "pw_pdf_copy_pages";
-using CopyPages = void (*)(const std::string &path, i2p::PdfWriter &out, int parent,
-                           std::vector<int> &pages, std::string &version);
+using CopyPages = decltype(&pw_pdf_copy_pages);
 
 } // namespace pw::pdf
+#endif

@@ -103,14 +103,8 @@ TEST_P(LosslessTest, PaintsTheSourcePixels)
     ASSERT_FALSE(pages[0].images.empty());
     EXPECT_EQ(pages[0].images[0].filter, GetParam().filter);
     const QImage painted = paintedPixels(pdf, 0, expected.width(), expected.height());
-    const int diff = maxChannelDifference(painted, expected);
     // Blending a half-transparent pixel over the paper may round either way.
-    EXPECT_LE(diff, GetParam().blendTolerance);
-    if (diff != 0 && qEnvironmentVariableIsSet("PW_TEST_KEEP")) {
-        painted.save(QString("/tmp/painted_%1.png").arg(GetParam().name));
-        expected.save(QString("/tmp/expected_%1.png").arg(GetParam().name));
-        QFile::copy(input, QString("/tmp/input_%1.tif").arg(GetParam().name));
-    }
+    EXPECT_LE(maxChannelDifference(painted, expected), GetParam().blendTolerance);
 }
 
 TiffLayout rgb(uint16_t compression, int rowsPerStrip = 0, uint16_t predictor = 1)
@@ -143,8 +137,20 @@ TiffLayout grey(int bps, uint16_t photometric, uint16_t compression = COMPRESSIO
 
 TiffLayout palette(int bps)
 {
-    TiffLayout t = grey(bps, PHOTOMETRIC_PALETTE, COMPRESSION_LZW);
-    return t;
+    return grey(bps, PHOTOMETRIC_PALETTE, COMPRESSION_LZW);
+}
+
+// A PNG of the colour pattern stored in `format`; painted as that format shows it.
+LosslessCase pngCase(const char *name, QImage::Format format, const char *fileName = "in.png")
+{
+    return {name,
+            [format, fileName](const SandboxDir &b, QImage &e) {
+                const QImage stored = colourPattern(70, 50).convertToFormat(
+                    format, Qt::ThresholdDither | Qt::AvoidDither);
+                e = stored.convertToFormat(QImage::Format_RGB32);
+                return savedImage(b, fileName, stored, "PNG");
+            },
+            "/FlateDecode"};
 }
 
 LosslessCase tiffCase(const char *name, TiffLayout layout, const char *filter)
@@ -160,29 +166,9 @@ LosslessCase tiffCase(const char *name, TiffLayout layout, const char *filter)
 INSTANTIATE_TEST_SUITE_P(
     Inputs, LosslessTest,
     testing::Values(
-        LosslessCase{"png_rgb",
-                     [](const SandboxDir &b, QImage &e) {
-                         e = colourPattern(70, 50);
-                         return savedImage(b, "in.png", e.convertToFormat(QImage::Format_RGB888),
-                                           "PNG");
-                     },
-                     "/FlateDecode"},
-        LosslessCase{"png_grey",
-                     [](const SandboxDir &b, QImage &e) {
-                         const QImage g =
-                             colourPattern(70, 50).convertToFormat(QImage::Format_Grayscale8);
-                         e = g.convertToFormat(QImage::Format_RGB32);
-                         return savedImage(b, "in.png", g, "PNG");
-                     },
-                     "/FlateDecode"},
-        LosslessCase{"png_palette",
-                     [](const SandboxDir &b, QImage &e) {
-                         const QImage p = colourPattern(70, 50).convertToFormat(
-                             QImage::Format_Indexed8, Qt::ThresholdDither | Qt::AvoidDither);
-                         e = p.convertToFormat(QImage::Format_RGB32);
-                         return savedImage(b, "in.png", p, "PNG");
-                     },
-                     "/FlateDecode"},
+        pngCase("png_rgb", QImage::Format_RGB888), pngCase("png_grey", QImage::Format_Grayscale8),
+        pngCase("png_palette", QImage::Format_Indexed8),
+        pngCase("png_named_tif", QImage::Format_RGB888, "really_png.tif"),
         LosslessCase{"png_rgba_over_white",
                      [](const SandboxDir &b, QImage &e) {
                          QImage a = colourPattern(40, 30).convertToFormat(QImage::Format_ARGB32);
@@ -202,12 +188,6 @@ INSTANTIATE_TEST_SUITE_P(
                      [](const SandboxDir &b, QImage &e) {
                          e = colourPattern(33, 21);
                          return savedImage(b, "in.bmp", e, "BMP");
-                     },
-                     "/FlateDecode"},
-        LosslessCase{"png_named_tif",
-                     [](const SandboxDir &b, QImage &e) {
-                         e = colourPattern(20, 20);
-                         return savedImage(b, "really_png.tif", e, "PNG");
                      },
                      "/FlateDecode"},
         tiffCase("tiff_lzw_one_strip", rgb(COMPRESSION_LZW), "/LZWDecode"),
@@ -242,7 +222,8 @@ INSTANTIATE_TEST_SUITE_P(
         tiffCase("tiff_palette8", palette(8), "/LZWDecode"),
         tiffCase("tiff_rgb16", plainRgb(16, 0), "/FlateDecode"),
         tiffCase("tiff_rgba_unassociated", plainRgb(8, 2), "/FlateDecode"),
-        tiffCase("tiff_rgba_associated", plainRgb(8, 1), "/FlateDecode")),
+        tiffCase("tiff_rgba_associated", plainRgb(8, 1), "/FlateDecode"),
+        tiffCase("tiff_rgba16", plainRgb(16, 2), "/FlateDecode")),
     [](const auto &info) { return std::string(info.param.name); });
 
 // --- Data kept as stored ---------------------------------------------------------------------
@@ -307,6 +288,7 @@ TEST(StoredData, PageSizeFollowsResolution)
     EXPECT_DOUBLE_EQ(pages[1].height, 150);
 }
 
+// Poppler paints CMYK its own way, so the colour spaces are checked in the PDF itself.
 TEST(StoredData, ColourModelsAreKept)
 {
     SandboxDir box;
@@ -332,20 +314,12 @@ TEST(StoredData, ColourModelsAreKept)
     };
     for (const auto &c : cases) {
         SCOPED_TRACE(c.name);
-        QImage expected;
-        const QString in = tiff(box, QString(c.name) + ".tif", c.layout, &expected);
         const QString pdf = box.filePath(QString(c.name) + ".pdf");
-        ASSERT_EQ(convertFiles({in}, pdf), 0);
+        ASSERT_EQ(convertFiles({tiff(box, QString(c.name) + ".tif", c.layout)}, pdf), 0);
         const auto img = probePdf(pdf).at(0).images.at(0);
         EXPECT_NE(img.colourSpace.find(c.colourSpace), std::string::npos) << img.colourSpace;
         EXPECT_EQ(img.bpc, c.bpc);
         EXPECT_EQ(img.hasSMask, c.smask);
-        // Poppler turns CMYK into RGB its own way, so only the others are compared.
-        if (c.layout.photometric != PHOTOMETRIC_SEPARATED) {
-            EXPECT_LE(maxChannelDifference(
-                          paintedPixels(pdf, 0, expected.width(), expected.height()), expected),
-                      1);
-        }
     }
 }
 
@@ -624,6 +598,8 @@ TEST(Failures, UnreadableImagesThrowAndLeaveTheDocumentAsItWas)
     const QString good = savedImage(box, "good.png", colourPattern(16, 16), "PNG");
     const QByteArray jpg = fileBytes(savedImage(box, "full.jpg", colourPattern(200, 200), "JPEG"));
     QByteArray tif = fileBytes(tiff(box, "full.tif", rgb(COMPRESSION_LZW)));
+    const QByteArray bmp = fileBytes(savedImage(box, "full.bmp", colourPattern(60, 60), "BMP"));
+    const QByteArray pdf = fileBytes(linkedPdf(box));
     QByteArray headless = tif;
     headless.replace(0, 4, QByteArray(4, '\0'));
     const struct {
@@ -639,9 +615,12 @@ TEST(Failures, UnreadableImagesThrowAndLeaveTheDocumentAsItWas)
         {box.write("headless.tif", headless), 321},
         {box.write("cut.png", fileBytes(good).left(60)), 321},
         {box.write("words.tga", "not a targa"), 321},
+        // Failures inside the loaded modules arrive with their own numbers and texts.
+        {box.write("cut.bmp", bmp.left(bmp.size() / 3)), 321},
+        {box.write("cut.pdf", pdf.left(pdf.size() / 2)), 321},
     };
-    const QString pdf = box.filePath("out.pdf");
-    const int32_t h = ApCreate(s(pdf));
+    const QString out = box.filePath("out.pdf");
+    const int32_t h = ApCreate(s(out));
     ASSERT_EQ(ApAddImage(h, s(good)), 0);
     StderrCapture capture;
     for (const auto &r : rows) {
@@ -655,7 +634,7 @@ TEST(Failures, UnreadableImagesThrowAndLeaveTheDocumentAsItWas)
     }
     EXPECT_EQ(capture.text(), "");
     ASSERT_EQ(ApClose(h), 0);
-    EXPECT_EQ(probePdf(pdf).size(), 1u);
+    EXPECT_EQ(probePdf(out).size(), 1u);
 }
 
 TEST(Failures, UnwritableTargetsAreRefusedAtCreate)
@@ -677,29 +656,7 @@ TEST(Failures, UnwritableTargetsAreRefusedAtCreate)
                           QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
 }
 
-TEST(Failures, UnknownHandles)
-{
-    EXPECT_EQ(ApAddImage(9999, "/nonexistent.png"), -1);
-    EXPECT_EQ(ApClose(9999), -1);
-    EXPECT_EQ(ApClose(0), -1);
-}
-
-TEST(Lifecycle, NothingUnderTheRealNameBeforeClose)
-{
-    SandboxDir box;
-    const QString pdf = box.filePath("out.pdf");
-    const QString png = savedImage(box, "in.png", colourPattern(16, 16), "PNG");
-    const int32_t h = ApCreate(s(pdf));
-    ASSERT_GT(h, 0);
-    ASSERT_EQ(ApAddImage(h, s(png)), 0);
-    EXPECT_FALSE(QFileInfo::exists(pdf));
-    ASSERT_EQ(ApClose(h), 0);
-    EXPECT_TRUE(QFileInfo::exists(pdf));
-    EXPECT_EQ(QDir(box.path()).entryList(QDir::Files | QDir::Hidden).size(), 2) // in.png, out.pdf
-        << s(QDir(box.path()).entryList(QDir::Files | QDir::Hidden).join(","));
-}
-
-TEST(Lifecycle, ReplacesAnExistingTargetAndReusesHandles)
+TEST(Lifecycle, TargetIsReplacedOnlyAtCloseAndHandlesComeBack)
 {
     SandboxDir box;
     const QString pdf = box.write("out.pdf", "old contents");
@@ -709,24 +666,18 @@ TEST(Lifecycle, ReplacesAnExistingTargetAndReusesHandles)
     EXPECT_GT(first, 0);
     EXPECT_NE(first, second);
     ASSERT_EQ(ApAddImage(first, s(png)), 0);
+    EXPECT_EQ(fileBytes(pdf), "old contents");
     ASSERT_EQ(ApClose(first), 0);
     EXPECT_EQ(ApClose(second), -2);
     EXPECT_EQ(probePdf(pdf).size(), 1u);
-    EXPECT_FALSE(QFileInfo::exists(box.filePath("other.pdf")));
+    // No temporary file stays behind, and a document with nothing added leaves no file.
+    EXPECT_EQ(QDir(box.path()).entryList(QDir::Files | QDir::Hidden),
+              QStringList({"in.png", "out.pdf"}));
     EXPECT_EQ(ApCreate(s(box.filePath("third.pdf"))), first); // small numbers come back
     ApClose(first);
-}
-
-TEST(Lifecycle, DeterministicOutputIsByteStable)
-{
-    SandboxDir box;
-    const QString png = savedImage(box, "in.png", colourPattern(30, 30), "PNG");
-    const QString tif = tiff(box, "in.tif", g4Layout());
-    ApSetDeterministic(true);
-    ASSERT_EQ(convertFiles({png, tif}, box.filePath("a.pdf")), 0);
-    ASSERT_EQ(convertFiles({png, tif}, box.filePath("b.pdf")), 0);
-    ApSetDeterministic(false);
-    EXPECT_EQ(fileBytes(box.filePath("a.pdf")), fileBytes(box.filePath("b.pdf")));
+    EXPECT_EQ(ApAddImage(9999, "/nonexistent.png"), -1);
+    EXPECT_EQ(ApClose(9999), -1);
+    EXPECT_EQ(ApClose(0), -1);
 }
 
 // Pages of several megabytes decode their strips on several handles at once (two on a 2-core

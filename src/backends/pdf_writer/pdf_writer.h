@@ -5,7 +5,7 @@
 // cross-reference table and the trailer wait for the end. Memory stays at the page in hand and
 // no byte is copied through an intermediate document.
 
-#include "page_image.h"
+#include "file_ranges.h"
 
 #include <cstdint>
 #include <string>

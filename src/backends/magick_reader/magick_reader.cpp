@@ -1,8 +1,9 @@
-// The rarer formats (BMP, PCX, DCX, PCD, TGA, PNM, ICO, WMF ...) through GraphicsMagick.
 // The format is always named explicitly, so a file is never read by a coder its content did
 // not ask for (GraphicsMagick would otherwise happily render a text file as an image).
 
-#include "page_image.h"
+#include "magick_reader.h"
+
+#include "module_failure.h"
 
 #include <magick/api.h>
 
@@ -13,10 +14,16 @@
 #include <cstring>
 #include <memory>
 #include <optional>
-
-namespace pw::i2p {
+#include <string>
+#include <vector>
 
 namespace {
+
+using pw::invalidFormat;
+
+// Raised inside the module when the page callback stops the reading: the program keeps the
+// cause, the module only has to stop.
+struct StoppedByCaller {};
 
 void silent(const ::ExceptionType, const char *, const char *) {}
 
@@ -53,23 +60,46 @@ struct MagickException {
     }
 };
 
-class MagickPage : public PageSource {
+class MagickPage {
 public:
     explicit MagickPage(::Image *image) : image_(image)
     {
+        page_.xdpi = 72;
+        page_.ydpi = 72;
         if (image->x_resolution > 1 && image->y_resolution > 1) {
             const double scale = image->units == ::PixelsPerCentimeterResolution ? 2.54 : 1.0;
             if (image->units != ::UndefinedResolution) {
-                xdpi = image->x_resolution * scale;
-                ydpi = image->y_resolution * scale;
+                page_.xdpi = image->x_resolution * scale;
+                page_.ydpi = image->y_resolution * scale;
             }
         }
         MagickException e;
         type_ = ::GetImageType(image, &e.info);
         sixteen_ = image->depth > 8;
+        page_.depth = depth();
+        page_.state = this;
+        page_.decode = [](const pw_magick_page *page, pw_magick_raster *raster,
+                          pw_module_error *error) {
+            try {
+                *raster = static_cast<MagickPage *>(page->state)->decode();
+                return int32_t(PW_MODULE_OK);
+            } catch (const ApFailure &f) {
+                pw::report(*error, f);
+            } catch (const std::bad_alloc &) {
+                pw::report(*error, pw::outOfMemory());
+            } catch (const std::exception &f) {
+                pw::report(*error, invalidFormat(f.what()));
+            }
+            return int32_t(PW_MODULE_FAILED);
+        };
     }
+    MagickPage(const MagickPage &) = delete;
+    MagickPage &operator=(const MagickPage &) = delete;
 
-    int depth() const override
+    const pw_magick_page &page() const { return page_; }
+
+private:
+    int depth() const
     {
         const int d = sixteen_ ? 16 : 8;
         switch (type_) {
@@ -93,48 +123,46 @@ public:
         }
     }
 
-    std::optional<EncodedImage> asIs(Filter) override { return std::nullopt; }
-
-    Raster decode() override
+    pw_magick_raster decode()
     {
-        Raster r;
-        r.width = int(image_->columns);
-        r.height = int(image_->rows);
+        pw_magick_raster r{};
+        r.width = int32_t(image_->columns);
+        r.height = int32_t(image_->rows);
         const bool cmyk = type_ == ::ColorSeparationType || type_ == ::ColorSeparationMatteType;
         const bool grey =
             type_ == ::BilevelType || type_ == ::GrayscaleType || type_ == ::GrayscaleMatteType;
         const bool alpha = image_->matte != 0;
-        r.cs.model = cmyk ? ColourModel::Cmyk : (grey ? ColourModel::Gray : ColourModel::Rgb);
+        r.colour_model = cmyk ? PW_MAGICK_CMYK : (grey ? PW_MAGICK_GRAY : PW_MAGICK_RGB);
         size_t iccLen = 0;
         const unsigned char *icc = ::GetImageProfile(image_, "ICC", &iccLen);
-        if (icc && iccLen > 0)
-            r.cs.icc.assign(reinterpret_cast<const char *>(icc), iccLen);
+        if (icc && iccLen > 0) {
+            r.icc = icc;
+            r.icc_size = iccLen;
+        }
         const bool wide = sixteen_ && type_ != ::BilevelType;
-        r.bpc = wide ? 16 : 8;
+        r.bits_per_sample = wide ? 16 : 8;
         const char *map = cmyk ? "CMYK" : (grey ? "I" : "RGB");
-        const int comps = r.cs.components();
-        const size_t n = size_t(r.width) * r.height;
+        const size_t comps = cmyk ? 4 : (grey ? 1 : 3);
+        const size_t n = size_t(r.width) * size_t(r.height);
         const size_t bytes = wide ? 2 : 1;
-        PixelBytes pix(n * comps * bytes, 0);
+        pixels_.assign(n * comps * bytes, 0);
+        alpha_.clear();
         MagickException e;
         const auto storage = wide ? ::ShortPixel : ::CharPixel;
-        if (!::DispatchImage(image_, 0, 0, image_->columns, image_->rows, map, storage, pix.data(),
-                             &e.info))
+        if (!::DispatchImage(image_, 0, 0, image_->columns, image_->rows, map, storage,
+                             pixels_.data(), &e.info))
             throw invalidFormat(e.text());
         if (alpha) {
-            PixelBytes a(n * bytes, 0);
+            alpha_.assign(n * bytes, 0);
             if (!::DispatchImage(image_, 0, 0, image_->columns, image_->rows, "A", storage,
-                                 a.data(), &e.info))
+                                 alpha_.data(), &e.info))
                 throw invalidFormat(e.text());
-            const bool opaque = std::all_of(a.begin(), a.end(), [](uint8_t v) { return v == 255; });
-            if (!opaque) {
-                r.alpha = std::move(a);
-                r.alphaBpc = r.bpc;
-            }
+            if (std::all_of(alpha_.begin(), alpha_.end(), [](uint8_t v) { return v == 255; }))
+                alpha_.clear();
         }
         if (wide) {
             // ShortPixel is in host order; PDF samples are big-endian.
-            for (auto *buf : {&pix, &r.alpha})
+            for (auto *buf : {&pixels_, &alpha_})
                 for (size_t i = 0; i + 1 < buf->size(); i += 2) {
                     const uint16_t v = uint16_t((*buf)[i] | (*buf)[i + 1] << 8);
                     (*buf)[i] = uint8_t(v >> 8);
@@ -142,22 +170,36 @@ public:
                 }
         }
         if (type_ == ::BilevelType && !alpha) {
-            r.bpc = 1;
-            r.pixels.assign(r.rowBytes() * r.height, 0);
-            for (int y = 0; y < r.height; ++y)
-                for (int x = 0; x < r.width; ++x)
-                    if (pix[size_t(y) * r.width + x] >= 128)
-                        r.pixels[size_t(y) * r.rowBytes() + x / 8] |= uint8_t(0x80 >> (x % 8));
-        } else {
-            r.pixels = std::move(pix);
+            r.bits_per_sample = 1;
+            packBits(size_t(r.width), size_t(r.height));
+        }
+        r.pixels = pixels_.data();
+        r.pixels_size = pixels_.size();
+        if (!alpha_.empty()) {
+            r.alpha = alpha_.data();
+            r.alpha_size = alpha_.size();
         }
         return r;
     }
 
-private:
+    // Grey samples of a two-colour page to one bit per pixel, 1 for white.
+    void packBits(size_t width, size_t height)
+    {
+        const size_t rowBytes = (width + 7) / 8;
+        std::vector<uint8_t> packed(rowBytes * height, 0);
+        for (size_t y = 0; y < height; ++y)
+            for (size_t x = 0; x < width; ++x)
+                if (pixels_[y * width + x] >= 128)
+                    packed[y * rowBytes + x / 8] |= uint8_t(0x80 >> (x % 8));
+        pixels_ = std::move(packed);
+    }
+
     ::Image *image_;
     ::ImageType type_ = ::TrueColorType;
     bool sixteen_ = false;
+    std::vector<uint8_t> pixels_;
+    std::vector<uint8_t> alpha_;
+    pw_magick_page page_{};
 };
 
 // libwmf prints its complaints straight to stderr; while it reads, stderr goes nowhere.
@@ -188,13 +230,10 @@ private:
     int saved_ = -1;
 };
 
-} // namespace
-
-ReadOutcome readWithMagickDirect(const std::string &path, const std::string &format,
-                                 const PageSink &sink, bool firstOnly)
+void readPages(const uint8_t *data, size_t size, const std::string &format, bool firstOnly,
+               pw_magick_page_fn onPage, void *context)
 {
     initialiseMagick();
-    const std::vector<uint8_t> data = readWholeFile(path);
     std::unique_ptr<::ImageInfo, ImageInfoFree> info(::CloneImageInfo(nullptr));
     const std::string magickName = format + ":image";
     std::snprintf(info->filename, sizeof info->filename, "%s", magickName.c_str());
@@ -206,7 +245,7 @@ ReadOutcome readWithMagickDirect(const std::string &path, const std::string &for
         std::optional<QuietStderr> quiet;
         if (format == "WMF")
             quiet.emplace();
-        images.reset(::BlobToImage(info.get(), data.data(), data.size(), &e.info));
+        images.reset(::BlobToImage(info.get(), data, size, &e.info));
     }
     if (!images)
         throw invalidFormat(format + ": " + e.text());
@@ -228,19 +267,32 @@ ReadOutcome readWithMagickDirect(const std::string &path, const std::string &for
     }
     for (::Image *frame : frames) {
         MagickPage page(frame);
-        sink(page);
+        if (onPage(context, &page.page()) != PW_MODULE_OK)
+            throw StoppedByCaller{};
         if (firstOnly)
             break;
     }
-    return ReadOutcome::Complete;
 }
 
-} // namespace pw::i2p
+} // namespace
 
-// The entry point the library looks up when it loads this reader.
-extern "C" pw::i2p::ReadOutcome pw_read_with_magick(const std::string &path,
-                                                    const std::string &format,
-                                                    const pw::i2p::PageSink &sink, bool firstOnly)
+extern "C" int32_t pw_read_with_magick(const uint8_t *data, size_t size, const char *format,
+                                       int32_t first_only, pw_magick_page_fn on_page, void *context,
+                                       pw_module_error *error)
 {
-    return pw::i2p::readWithMagickDirect(path, format, sink, firstOnly);
+    try {
+        readPages(data, size, format, first_only != 0, on_page, context);
+        return PW_MODULE_OK;
+    } catch (const StoppedByCaller &) {
+        // The program kept the callback's own failure.
+    } catch (const ApFailure &f) {
+        pw::report(*error, f);
+    } catch (const std::bad_alloc &) {
+        pw::report(*error, pw::outOfMemory());
+    } catch (const std::exception &f) {
+        pw::report(*error, invalidFormat(f.what()));
+    } catch (...) {
+        pw::report(*error, invalidFormat(std::string(format) + ": unreadable image"));
+    }
+    return PW_MODULE_FAILED;
 }

@@ -1,5 +1,7 @@
 #include "pdf_writer.h"
 
+#include "ap_failure.h"
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -18,8 +20,8 @@ constexpr size_t kBufferBytes = 64 * 1024;
 
 [[noreturn]] void writeFailed()
 {
-    throw ApFailure(75, std::string("Path/File access error: cannot write the PDF: ") +
-                            std::strerror(errno));
+    throw failure(rte::kPathFileAccessError,
+                  std::string("cannot write the PDF: ") + std::strerror(errno));
 }
 
 class InputFile {
