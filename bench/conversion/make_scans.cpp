@@ -129,14 +129,15 @@ double glyph(Canvas &c, Rng &rng, double x, double base, double xh, double pen)
     return w;
 }
 
-void textBlock(Canvas &c, Rng &rng, int left, int right, int top, int bottom, double xh,
-               double pen, double lead)
+void textBlock(Canvas &c, Rng &rng, int left, int right, int top, int bottom, double xh, double pen,
+               double lead)
 {
     for (double base = top + xh * 1.6; base < bottom; base += lead) {
         double x = left;
         // Ragged right, and sometimes a short last line of a paragraph.
-        const double lineEnd = rng.range(0, 6) == 0 ? left + (right - left) * (0.3 + 0.5 * rng.unit())
-                                                    : right - rng.range(0, int(xh * 3));
+        const double lineEnd = rng.range(0, 6) == 0
+                                   ? left + (right - left) * (0.3 + 0.5 * rng.unit())
+                                   : right - rng.range(0, int(xh * 3));
         while (x < lineEnd - xh * 2) {
             const int letters = rng.range(1, 10);
             for (int i = 0; i < letters && x < lineEnd; ++i)
@@ -159,13 +160,15 @@ void renderPage(Canvas &c, Rng &rng, int textLeft)
     // A ruled table.
     const int tTop = 2380, tBottom = 3000, rows = 8, cols = 4;
     for (int r = 0; r <= rows; ++r)
-        c.stroke(240, tTop + r * (tBottom - tTop) / rows, 2240, tTop + r * (tBottom - tTop) / rows, 3);
+        c.stroke(240, tTop + r * (tBottom - tTop) / rows, 2240, tTop + r * (tBottom - tTop) / rows,
+                 3);
     for (int k = 0; k <= cols; ++k)
         c.stroke(240 + k * 2000 / cols, tTop, 240 + k * 2000 / cols, tBottom, 3);
     for (int r = 0; r < rows; ++r)
         for (int k = 0; k < cols; ++k) {
             const int y = tTop + r * (tBottom - tTop) / rows;
-            textBlock(c, rng, 260 + k * 500, 200 + (k + 1) * 500 - rng.range(0, 250), y, y + 60, 24, 3, 40);
+            textBlock(c, rng, 260 + k * 500, 200 + (k + 1) * 500 - rng.range(0, 250), y, y + 60, 24,
+                      3, 40);
         }
     // A signature: a wandering curve.
     double x = 1600, y = 3200;

@@ -14,14 +14,16 @@
 
 namespace {
 
-void Report(const char *step, QElapsedTimer &timer) {
+void Report(const char *step, QElapsedTimer &timer)
+{
     std::printf("%-38s %8.1f ms\n", step, timer.nsecsElapsed() / 1e6);
     timer.restart();
 }
 
 } // namespace
 
-int main(int argc, char **argv) {
+int main(int argc, char **argv)
+{
     QApplication app(argc, argv);
     const int rows = argc > 1 ? std::atoi(argv[1]) : 200000;
     const QStringList keys = {"Name",         "Selection", "Pages",        "Location",

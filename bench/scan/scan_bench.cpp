@@ -14,8 +14,8 @@
 #include "catalogue/folder_scan.h"
 #include "core/app_context.h"
 #include "core/failure_log.h"
-#include "core/master_layout.h"
 #include "core/grid_columns.h"
+#include "core/master_layout.h"
 #include "widgets/flex_grid.h"
 
 #include <tiffio.h>
@@ -262,9 +262,8 @@ int scan(const QString &tree, bool pagesShown)
     const int rows = grid.Rows() - 1;
     std::printf("mode scan pages %s rows %d seconds %.3f rows_per_s %.0f tiff_pages %d "
                 "pdf_pages %d rss_before_kb %ld rss_kb %ld hwm_kb %ld\n",
-                pagesShown ? "on" : "off", rows, seconds, rows / seconds,
-                catalogue.TiffPageTotal, catalogue.PdfPageTotal, rssBefore,
-                statusKb("VmRSS:"), statusKb("VmHWM:"));
+                pagesShown ? "on" : "off", rows, seconds, rows / seconds, catalogue.TiffPageTotal,
+                catalogue.PdfPageTotal, rssBefore, statusKb("VmRSS:"), statusKb("VmHWM:"));
     return rows > 0 ? 0 : 1;
 }
 
@@ -293,13 +292,15 @@ int fill(int rows)
         grid.setTextMatrix(row, 0, QString("scan_%1.tif").arg(i));
         grid.setCellPicture(row, 0, icon);
         grid.setTextMatrix(row, 2, QString::number(1 + i % 40));
-        grid.setTextMatrix(row, 3, QString("/home/user/Scans/box_%1/batch_%2").arg(i % 40).arg(i / 500));
+        grid.setTextMatrix(row, 3,
+                           QString("/home/user/Scans/box_%1/batch_%2").arg(i % 40).arg(i / 500));
         grid.setTextMatrix(row, 4, QString("%L1 KB").arg(1 + (i * 31) % 90000));
         grid.setTextMatrix(row, 5, "tiff image");
-        grid.setTextMatrix(row, 6, QString("%1/%2/2025 %3:15 PM")
-                                       .arg(1 + i % 28, 2, 10, QChar('0'))
-                                       .arg(1 + i % 12, 2, 10, QChar('0'))
-                                       .arg(1 + i % 12, 2, 10, QChar('0')));
+        grid.setTextMatrix(row, 6,
+                           QString("%1/%2/2025 %3:15 PM")
+                               .arg(1 + i % 28, 2, 10, QChar('0'))
+                               .arg(1 + i % 12, 2, 10, QChar('0'))
+                               .arg(1 + i % 12, 2, 10, QChar('0')));
         grid.setTextMatrix(row, 7, "03/02/2026 10:16 AM");
     }
     const double seconds = timer.nsecsElapsed() / 1e9;

@@ -234,9 +234,9 @@ QString CatalogueGrid::getSelectedFileinfo()
             (ext == ".pdf" ? pdfSum : tiffSum) += value;
             ++selected;
         }
-        result = QString::number(selected) +
-                 " file selected; Total Page count of selected Tiff files: " +
-                 QString::number(tiffSum);
+        result =
+            QString::number(selected) +
+            " file selected; Total Page count of selected Tiff files: " + QString::number(tiffSum);
     });
     return result;
 }

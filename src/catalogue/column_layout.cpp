@@ -1,7 +1,7 @@
 #include "column_layout.h"
 
-#include "core/failure_log.h"
 #include "core/app_context.h"
+#include "core/failure_log.h"
 #include "core/runtime.h"
 
 namespace pw {
@@ -30,7 +30,7 @@ void LoadGridColumns(AppContext &context)
                 column.ColumnWidth = float(CLng(widths.value(i)));
             const bool last = i == order.size() - 1;
             columns.Add(column.ColumnKey, column.ColumnWidth, i, column.ColumnName,
-                            column.ColumnDatatype, key, last ? 0 : i + 1);
+                        column.ColumnDatatype, key, last ? 0 : i + 1);
         }
     });
 }

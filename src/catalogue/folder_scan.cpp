@@ -95,9 +95,8 @@ bool FolderScan::passesAdvanceOptions(const QFileInfo &file)
 
 std::optional<QStringList> FolderScan::patterns()
 {
-    return GenerateFilterPatternArray(host_.filterListIndex() == 0
-                                          ? catalogue_.context().FilterPatterns[0]
-                                          : host_.filterText());
+    return GenerateFilterPatternArray(
+        host_.filterListIndex() == 0 ? catalogue_.context().FilterPatterns[0] : host_.filterText());
 }
 
 void FolderScan::LoadFiles(const QString &path, bool clearFirst)
@@ -124,8 +123,8 @@ void FolderScan::LoadFiles(const QString &path, bool clearFirst)
                 continue;
             if (SearchCancelled)
                 return;
-            if (IsFileMatchWithFilterPattern(file.fileName(), filter) && passesAdvanceOptions(file) &&
-                GetFindData(file) && !SearchStopped) {
+            if (IsFileMatchWithFilterPattern(file.fileName(), filter) &&
+                passesAdvanceOptions(file) && GetFindData(file) && !SearchStopped) {
                 catalogue_.AddFileToGrid(path, file);
                 host_.updateLoading(model.rows() - 1);
             }

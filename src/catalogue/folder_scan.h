@@ -19,7 +19,7 @@ namespace pw {
 class ScanHost {
 public:
     virtual ~ScanHost() = default;
-    virtual QString selectedFolder() = 0;          // the tree's selection ("Desktop" at its root)
+    virtual QString selectedFolder() = 0; // the tree's selection ("Desktop" at its root)
     virtual void setSearchCaption(const QString &caption) = 0; // cmdSearch
     // Around a walk that adds many rows: views of the catalogue stop showing each change and
     // show the whole result at the end. Both may come twice for one search (a cancel ends it
@@ -28,12 +28,12 @@ public:
     virtual void endBulkUpdate() = 0;
     virtual void EnableSearchControls(bool enabled) = 0;
     virtual void setBusyCursor(bool busy) = 0;
-    virtual bool searchSubFolders() = 0;           // chkSearchSubFolder
-    virtual int filterListIndex() = 0;             // cboFilterPattern, -1 when typed
+    virtual bool searchSubFolders() = 0; // chkSearchSubFolder
+    virtual int filterListIndex() = 0;   // cboFilterPattern, -1 when typed
     virtual QString filterText() = 0;
     virtual AdvanceOptions advanceOptions() = 0;
     virtual QDate today() = 0;
-    virtual void showLoading() = 0;                // frmLoading
+    virtual void showLoading() = 0; // frmLoading
     virtual void updateLoading(int count) = 0;
     virtual void hideLoading() = 0;
     virtual void SetStatusText(const QString &text) = 0;

@@ -9,8 +9,9 @@
 namespace pw {
 
 const QStringList FilterPatternEntries = {
-    "Image files", "*.tif,*.tiff", "*.jpg,*.jp2", "*.gif", "*.png,*.pcd,*.psd,*.tga", "*.bmp",
-    "*.dcx",       "*.emf,*.wmf",  "*.pcx,*.ppm", "*.ico", "*.pnm",
+    "Image files", "*.tif,*.tiff", "*.jpg,*.jp2", "*.gif",       "*.png,*.pcd,*.psd,*.tga",
+    "*.bmp",       "*.dcx",        "*.emf,*.wmf", "*.pcx,*.ppm", "*.ico",
+    "*.pnm",
 };
 const QStringList DateRangeTypes = {"Files Created", "Files Modified", "Files Last Accessed"};
 const QStringList DateInPeriodUnits = {"Day(s)", "Month(s)"};

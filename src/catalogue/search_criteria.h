@@ -32,20 +32,20 @@ bool IsFileMatchWithFilterPattern(const QString &name, const std::optional<QStri
 
 // The values of the advance search controls, as the window holds them at one moment.
 struct AdvanceOptions {
-    bool useAdvOpt = false;     // ChkUseAdvOpt
-    int searchByDate = 0;       // chkSearchByDate, 1 when checked
-    int searchBySize = 0;       // chkSearchBySize, 1 when checked
-    bool inPeriod = false;      // optInPeriod, else optBtnPeriod
-    QString inPeriodText;       // txtInPeriod
-    QString dateInPeriodText;   // cboDateInPeriod
-    QDateTime dateFrom;         // dtpDateFrom
-    QDateTime dateTo;           // dtpDateTo
-    QString dateRangeTypeText;  // cboDateRangeType
-    bool sizeAt = true;         // optSizeAt, else optSizeBtn
-    QString leastMostText;      // cboLeastMost
-    QString sizeLeastMostText;  // txtSizeLeastMost
-    QString sizeFromText;       // txtSizeFrom
-    QString sizeToText;         // txtSizeTo
+    bool useAdvOpt = false;    // ChkUseAdvOpt
+    int searchByDate = 0;      // chkSearchByDate, 1 when checked
+    int searchBySize = 0;      // chkSearchBySize, 1 when checked
+    bool inPeriod = false;     // optInPeriod, else optBtnPeriod
+    QString inPeriodText;      // txtInPeriod
+    QString dateInPeriodText;  // cboDateInPeriod
+    QDateTime dateFrom;        // dtpDateFrom
+    QDateTime dateTo;          // dtpDateTo
+    QString dateRangeTypeText; // cboDateRangeType
+    bool sizeAt = true;        // optSizeAt, else optSizeBtn
+    QString leastMostText;     // cboLeastMost
+    QString sizeLeastMostText; // txtSizeLeastMost
+    QString sizeFromText;      // txtSizeFrom
+    QString sizeToText;        // txtSizeTo
 };
 
 // What the advance test reads of a file; dates are local times.

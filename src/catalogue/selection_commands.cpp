@@ -89,8 +89,7 @@ void InvertAllChecks(CatalogueGrid &catalogue)
         const int sel = catalogue.columns().selection;
         const int pages = catalogue.columns().pages;
         for (int row = 1; row < model.rows(); ++row) {
-            const bool off =
-                model.check(row, sel) == kChecked || model.text(row, pages) == "Error";
+            const bool off = model.check(row, sel) == kChecked || model.text(row, pages) == "Error";
             model.setCheck(row, sel, off ? kUnchecked : kChecked);
         }
     });

@@ -30,10 +30,10 @@ struct AppContext {
     Settings &settings() { return *AppSettings; }
 
     UiServices &ui;
-    QString CommandLineFolder;      // parent of the first command-line path, or ""
-    QStringList CommandLineFiles;   // the command-line paths
-    QString FileStoragePath;        // per-user data folder, no trailing separator
-    QString FileStoragePathSlash;   // the same with its trailing separator
+    QString CommandLineFolder;    // parent of the first command-line path, or ""
+    QStringList CommandLineFiles; // the command-line paths
+    QString FileStoragePath;      // per-user data folder, no trailing separator
+    QString FileStoragePathSlash; // the same with its trailing separator
     std::unique_ptr<Settings> AppSettings;
     GridColumns ColumnList;
     QStringList ColumnWidths;         // LastGridColWidth split at ","

@@ -7,8 +7,8 @@ namespace pw {
 
 QString FailureTail::message(int number, const QString &description) const
 {
-    return "Error " + QString::number(number) + " (" + description + ") in procedure " +
-           procedure + " at Line No. " + QString::number(line) + unit.suffix();
+    return "Error " + QString::number(number) + " (" + description + ") in procedure " + procedure +
+           " at Line No. " + QString::number(line) + unit.suffix();
 }
 
 void FailureTail::log(int number, const QString &description) const
@@ -26,7 +26,10 @@ QString &logFolder()
 
 } // namespace
 
-void SetErrorLogFolder(const QString &folder) { logFolder() = folder; }
+void SetErrorLogFolder(const QString &folder)
+{
+    logFolder() = folder;
+}
 
 void WriteErrorLog(const QString &message)
 {

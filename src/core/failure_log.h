@@ -81,5 +81,9 @@ template <typename Body> bool guarded(FailureTail &tail, Body &&body)
 
 } // namespace pw
 
-#define PW_PROCEDURE(name, unit) ::pw::FailureTail pwTail{QStringLiteral(name), (unit)}
+#define PW_PROCEDURE(name, unit)                                                                   \
+    ::pw::FailureTail pwTail                                                                       \
+    {                                                                                              \
+        QStringLiteral(name), (unit)                                                               \
+    }
 #define PW_STEP (pwTail.line = __LINE__)

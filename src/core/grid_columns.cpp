@@ -1,6 +1,5 @@
 #include "grid_columns.h"
 
-
 #include <algorithm>
 
 namespace pw {
@@ -11,10 +10,10 @@ GridColumn *GridColumns::Add(const QString &ColumnKey, float ColumnWidth, int Co
 {
     if (Item(sKey))
         return nullptr;
-    const auto where = Before >= 1 && Before <= Count() ? columns_.begin() + (Before - 1)
-                                                        : columns_.end();
-    return &*columns_.insert(where,
-                             {ColumnKey, ColumnWidth, ColumnIndex, ColumnName, ColumnDatatype, sKey});
+    const auto where =
+        Before >= 1 && Before <= Count() ? columns_.begin() + (Before - 1) : columns_.end();
+    return &*columns_.insert(
+        where, {ColumnKey, ColumnWidth, ColumnIndex, ColumnName, ColumnDatatype, sKey});
 }
 
 GridColumn *GridColumns::Item(const QString &key)

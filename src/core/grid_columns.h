@@ -26,8 +26,8 @@ public:
     GridColumn *Add(const QString &ColumnKey, float ColumnWidth, int ColumnIndex,
                     const QString &ColumnName, int ColumnDatatype, const QString &sKey,
                     int Before = 0);
-    GridColumn *Item(const QString &key);                 // nullptr when absent
-    GridColumn *Item(int position);                       // 1-based, nullptr when out of range
+    GridColumn *Item(const QString &key); // nullptr when absent
+    GridColumn *Item(int position);       // 1-based, nullptr when out of range
     void Remove(const QString &key);
     int Count() const { return int(columns_.size()); }
     // The display position of the column with exactly this key; an unknown key gives 0.

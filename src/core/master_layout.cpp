@@ -25,10 +25,14 @@ GridColumns MakeColumnList()
         float width;
         int type;
     } columns[] = {
-        {"Name", 1800, flexgrid::kText},          {"Selection", 250, flexgrid::kBoolean},
-        {"Pages", 700, flexgrid::kDecimal},       {"Location", 1800, flexgrid::kText},
-        {"Size (In KB)", 1000, flexgrid::kDecimal}, {"Type", 1400, flexgrid::kText},
-        {"Created Date", 1400, flexgrid::kDate},  {"Modified Date", 1400, flexgrid::kDate},
+        {"Name", 1800, flexgrid::kText},
+        {"Selection", 250, flexgrid::kBoolean},
+        {"Pages", 700, flexgrid::kDecimal},
+        {"Location", 1800, flexgrid::kText},
+        {"Size (In KB)", 1000, flexgrid::kDecimal},
+        {"Type", 1400, flexgrid::kText},
+        {"Created Date", 1400, flexgrid::kDate},
+        {"Modified Date", 1400, flexgrid::kDate},
     };
     int index = 0;
     for (const auto &c : columns)
@@ -115,14 +119,16 @@ bool EnsureFileStoragePath(AppContext &context)
         context.ui.MsgBox("Unable to get file storage folder path", vbCritical);
         return false;
     }
-    context.FileStoragePath =
-        appData + separator() + PAGEWRIGHT_COMPANY + separator() + AppTitle;
+    context.FileStoragePath = appData + separator() + PAGEWRIGHT_COMPANY + separator() + AppTitle;
     context.FileStoragePathSlash = ValidateDir(context.FileStoragePath);
     SetErrorLogFolder(context.FileStoragePath);
     return CreateFolderPath(context.FileStoragePath);
 }
 
-bool IsVista() { return true; }
+bool IsVista()
+{
+    return true;
+}
 
 bool TestFileWrite(const QString &path)
 {

@@ -14,19 +14,22 @@ namespace pw {
 // Special folder ids the program asks for.
 enum SpecialFolder : int32_t { FolderDesktop = 0, FolderAppData = 26 };
 
-inline QString separator() { return QStringLiteral("/"); }
+inline QString separator()
+{
+    return QStringLiteral("/");
+}
 
-QString TrimNull(const QString &text);       // the text up to its first NUL
-QString ValidateDir(const QString &path);    // the path with one trailing separator
-QString GetSpecialfolder(int32_t folderId);  // "" when the system has no such folder
-bool FileExists(const QString &path);        // a file, not a folder
+QString TrimNull(const QString &text);      // the text up to its first NUL
+QString ValidateDir(const QString &path);   // the path with one trailing separator
+QString GetSpecialfolder(int32_t folderId); // "" when the system has no such folder
+bool FileExists(const QString &path);       // a file, not a folder
 // A folder, or a file, of that name. One trailing separator is removed from `path` itself.
 bool FolderExists(QString &path);
 bool DeleteFileIfExists(const QString &path);
-bool CreateFolderPath(const QString &path);  // makes every missing level
-QString GetFileExt(const QString &name);     // text after the last "."; the name when none
-int16_t HiWord(int32_t value);               // value / 65535 toward zero, minus 1 when negative
-QString GetFileName(const QString &path);    // last component of a path
+bool CreateFolderPath(const QString &path); // makes every missing level
+QString GetFileExt(const QString &name);    // text after the last "."; the name when none
+int16_t HiWord(int32_t value);              // value / 65535 toward zero, minus 1 when negative
+QString GetFileName(const QString &path);   // last component of a path
 QString GetParentFolderName(const QString &path); // "" when the path has no parent part
 
 // When the file was made. Not every file system records a birth time; the last status

@@ -14,7 +14,10 @@ enum Tag : quint8 { TagInteger = 2, TagLong = 3, TagString = 8, TagByte = 17 };
 
 constexpr quint32 maxEntries = 4096;
 
-[[noreturn]] void badBlock() { throw RuntimeError::fromNumber(321); }
+[[noreturn]] void badBlock()
+{
+    throw RuntimeError::fromNumber(321);
+}
 
 } // namespace
 
@@ -29,7 +32,10 @@ void PropertyBag::put(const QString &name, QVariant value)
     entries_.emplace_back(name, std::move(value));
 }
 
-void PropertyBag::WriteProperty(const QString &name, const QString &value) { put(name, value); }
+void PropertyBag::WriteProperty(const QString &name, const QString &value)
+{
+    put(name, value);
+}
 void PropertyBag::WriteProperty(const QString &name, uint8_t value)
 {
     put(name, QVariant::fromValue<uchar>(value));

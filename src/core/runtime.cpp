@@ -149,9 +149,18 @@ bool IsNumeric(const QString &text)
     return ok;
 }
 
-int16_t CInt(const QVariant &value) { return convertChecked<int16_t>(value); }
-int32_t CLng(const QVariant &value) { return convertChecked<int32_t>(value); }
-uint8_t CByte(const QVariant &value) { return convertChecked<uint8_t>(value); }
+int16_t CInt(const QVariant &value)
+{
+    return convertChecked<int16_t>(value);
+}
+int32_t CLng(const QVariant &value)
+{
+    return convertChecked<int32_t>(value);
+}
+uint8_t CByte(const QVariant &value)
+{
+    return convertChecked<uint8_t>(value);
+}
 
 float CSng(const QVariant &value)
 {
@@ -202,8 +211,8 @@ QString FormatDate(const QDateTime &when, const QString &pattern)
             else if (n == 2)
                 out += QString::number(date.day()).rightJustified(2, '0');
             else
-                out += locale.dayName(date.dayOfWeek(), n == 3 ? QLocale::ShortFormat
-                                                                : QLocale::LongFormat);
+                out += locale.dayName(date.dayOfWeek(),
+                                      n == 3 ? QLocale::ShortFormat : QLocale::LongFormat);
             break;
         case 'm':
             if (afterHour && n <= 2)
@@ -213,8 +222,8 @@ QString FormatDate(const QDateTime &when, const QString &pattern)
                 out += n == 1 ? QString::number(date.month())
                               : QString::number(date.month()).rightJustified(2, '0');
             else
-                out += locale.monthName(date.month(), n == 3 ? QLocale::ShortFormat
-                                                             : QLocale::LongFormat);
+                out += locale.monthName(date.month(),
+                                        n == 3 ? QLocale::ShortFormat : QLocale::LongFormat);
             break;
         case 'y':
             out += n <= 2 ? QString::number(date.year() % 100).rightJustified(2, '0')

@@ -13,10 +13,22 @@ namespace pw {
 
 namespace {
 
-QString readAs(const QVariant &v, const QString *) { return CStr(v); }
-uint8_t readAs(const QVariant &v, const uint8_t *) { return CByte(v); }
-int16_t readAs(const QVariant &v, const int16_t *) { return CInt(v); }
-int32_t readAs(const QVariant &v, const int32_t *) { return CLng(v); }
+QString readAs(const QVariant &v, const QString *)
+{
+    return CStr(v);
+}
+uint8_t readAs(const QVariant &v, const uint8_t *)
+{
+    return CByte(v);
+}
+int16_t readAs(const QVariant &v, const int16_t *)
+{
+    return CInt(v);
+}
+int32_t readAs(const QVariant &v, const int32_t *)
+{
+    return CLng(v);
+}
 
 QByteArray readWholeFile(const QString &path)
 {
@@ -28,8 +40,14 @@ QByteArray readWholeFile(const QString &path)
 
 } // namespace
 
-QString Settings::settingsFolder() const { return storagePath_ + "/Settings"; }
-QString Settings::settingsFile() const { return storagePath_ + "/Settings/settings.ini"; }
+QString Settings::settingsFolder() const
+{
+    return storagePath_ + "/Settings";
+}
+QString Settings::settingsFile() const
+{
+    return storagePath_ + "/Settings/settings.ini";
+}
 
 bool Settings::LoadSettings()
 {
@@ -49,8 +67,8 @@ bool Settings::LoadSettings()
         PropertyBag bag;
         bag.setContents(readWholeFile(file));
         // A key the file lacks reads as "" or 0, not as its default.
-#define PW_SETTINGS_READ(type, key, def)                                                         \
-    PW_STEP;                                                                                     \
+#define PW_SETTINGS_READ(type, key, def)                                                           \
+    PW_STEP;                                                                                       \
     key##_ = readAs(bag.ReadProperty(QStringLiteral(#key)), &key##_);
         PW_SETTINGS_KEYS(PW_SETTINGS_READ)
 #undef PW_SETTINGS_READ

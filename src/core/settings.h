@@ -11,56 +11,56 @@ namespace pw {
 // X(type, key, default), in the order the file is read and written. Within each group of
 // three the path comes last, and SortbyNumeric follows ColumnReOrder; the file is keyed by
 // name, so the order only decides how far a damaged file's partial read gets.
-#define PW_SETTINGS_KEYS(X)                                                                      \
-    X(Text, ColumnVisibility, "1,1,1,1,1,1,1,1")                                                 \
-    X(Text, ExportLocation, "")                                                                  \
-    X(Byte, LanguageFile, 0)                                                                     \
-    X(Text, StartupFolder, "/")                                                                  \
-    X(Byte, WindowStateFlag, 1)                                                                  \
-    X(Byte, WindowStateValue, 2)                                                                 \
-    X(Long, LastWindowState, 0)                                                                  \
-    X(Long, LastWindowLeft, 0)                                                                   \
-    X(Long, LastWindowTop, 0)                                                                    \
-    X(Long, LastWindowHeight, 0)                                                                 \
-    X(Long, LastWindowWidth, 0)                                                                  \
-    X(Integer, LastGridColWidthFlag, 1)                                                          \
-    X(Text, LastGridColWidth, "1800,250,700,1800,1000,1400,2000,2000")                           \
-    X(Text, ColumnReOrder,                                                                       \
-      "Name,Selection,Pages,Location,Size (In KB),Type,Created Date,Modified Date")              \
-    X(Integer, SortbyNumeric, 0)                                                                 \
-    X(Byte, IsOpenFileAfterExport, 0)                                                            \
-    X(Byte, IsOpenFolderSplitPDF, 0)                                                             \
-    X(Byte, IsDefaultPathSplitPDF, 0)                                                            \
-    X(Text, DefaultPathSplitPDF, "")                                                             \
-    X(Byte, IsOpenFolderSplitTIFF, 0)                                                            \
-    X(Byte, IsDefaultPathSplitTIFF, 0)                                                           \
-    X(Text, DefaultPathSplitTIFF, "")                                                            \
-    X(Byte, IsOpenFileAftCombPDF, 0)                                                             \
-    X(Byte, IsDefaultPathCombPDF, 0)                                                             \
-    X(Text, DefaultPathCombPDF, "")                                                              \
-    X(Byte, IsOpenFileAftCombTIFF, 0)                                                            \
-    X(Byte, IsDefaultPathCombTIFF, 0)                                                            \
-    X(Text, DefaultPathCombTIFF, "")                                                             \
-    X(Byte, IsOpenFileMConvToPDF, 0)                                                             \
-    X(Byte, IsDefaultPathMConvToPDF, 0)                                                          \
-    X(Text, DefaultPathMConvToPDF, "")                                                           \
-    X(Byte, IsOpenFolderAftConvEToPDF, 0)                                                        \
-    X(Byte, IsDefaultPathConvEToPDF, 0)                                                          \
-    X(Text, DefaultPathConvEToPDF, "")                                                           \
-    X(Byte, IsOpenFolderPdfInfoUpdate, 0)                                                        \
-    X(Byte, IsDefaultPathPdfInfoUpdate, 0)                                                       \
-    X(Text, DefaultPathPdfInfoUpdate, "")                                                        \
-    X(Byte, IsOpenFolderAppPDf, 0)                                                               \
-    X(Byte, IsDefaultPathAppPDf, 0)                                                              \
-    X(Text, DefaultPathAppPDf, "")                                                               \
-    X(Byte, IsOpenFolderConImgTiff, 0)                                                           \
-    X(Byte, IsDefaultPathConImgTiff, 0)                                                          \
-    X(Text, DefaultPathConImgTiff, "")                                                           \
-    X(Byte, IsOpenFolderConPdfToTiff, 0)                                                         \
-    X(Byte, IsDefaultPathConPdfToTiff, 0)                                                        \
-    X(Text, DefaultPathConPdfToTiff, "")                                                         \
-    X(Byte, IsOpenFolderCloneDir, 0)                                                             \
-    X(Byte, IsDefaultPathCloneDir, 0)                                                            \
+#define PW_SETTINGS_KEYS(X)                                                                        \
+    X(Text, ColumnVisibility, "1,1,1,1,1,1,1,1")                                                   \
+    X(Text, ExportLocation, "")                                                                    \
+    X(Byte, LanguageFile, 0)                                                                       \
+    X(Text, StartupFolder, "/")                                                                    \
+    X(Byte, WindowStateFlag, 1)                                                                    \
+    X(Byte, WindowStateValue, 2)                                                                   \
+    X(Long, LastWindowState, 0)                                                                    \
+    X(Long, LastWindowLeft, 0)                                                                     \
+    X(Long, LastWindowTop, 0)                                                                      \
+    X(Long, LastWindowHeight, 0)                                                                   \
+    X(Long, LastWindowWidth, 0)                                                                    \
+    X(Integer, LastGridColWidthFlag, 1)                                                            \
+    X(Text, LastGridColWidth, "1800,250,700,1800,1000,1400,2000,2000")                             \
+    X(Text, ColumnReOrder,                                                                         \
+      "Name,Selection,Pages,Location,Size (In KB),Type,Created Date,Modified Date")                \
+    X(Integer, SortbyNumeric, 0)                                                                   \
+    X(Byte, IsOpenFileAfterExport, 0)                                                              \
+    X(Byte, IsOpenFolderSplitPDF, 0)                                                               \
+    X(Byte, IsDefaultPathSplitPDF, 0)                                                              \
+    X(Text, DefaultPathSplitPDF, "")                                                               \
+    X(Byte, IsOpenFolderSplitTIFF, 0)                                                              \
+    X(Byte, IsDefaultPathSplitTIFF, 0)                                                             \
+    X(Text, DefaultPathSplitTIFF, "")                                                              \
+    X(Byte, IsOpenFileAftCombPDF, 0)                                                               \
+    X(Byte, IsDefaultPathCombPDF, 0)                                                               \
+    X(Text, DefaultPathCombPDF, "")                                                                \
+    X(Byte, IsOpenFileAftCombTIFF, 0)                                                              \
+    X(Byte, IsDefaultPathCombTIFF, 0)                                                              \
+    X(Text, DefaultPathCombTIFF, "")                                                               \
+    X(Byte, IsOpenFileMConvToPDF, 0)                                                               \
+    X(Byte, IsDefaultPathMConvToPDF, 0)                                                            \
+    X(Text, DefaultPathMConvToPDF, "")                                                             \
+    X(Byte, IsOpenFolderAftConvEToPDF, 0)                                                          \
+    X(Byte, IsDefaultPathConvEToPDF, 0)                                                            \
+    X(Text, DefaultPathConvEToPDF, "")                                                             \
+    X(Byte, IsOpenFolderPdfInfoUpdate, 0)                                                          \
+    X(Byte, IsDefaultPathPdfInfoUpdate, 0)                                                         \
+    X(Text, DefaultPathPdfInfoUpdate, "")                                                          \
+    X(Byte, IsOpenFolderAppPDf, 0)                                                                 \
+    X(Byte, IsDefaultPathAppPDf, 0)                                                                \
+    X(Text, DefaultPathAppPDf, "")                                                                 \
+    X(Byte, IsOpenFolderConImgTiff, 0)                                                             \
+    X(Byte, IsDefaultPathConImgTiff, 0)                                                            \
+    X(Text, DefaultPathConImgTiff, "")                                                             \
+    X(Byte, IsOpenFolderConPdfToTiff, 0)                                                           \
+    X(Byte, IsDefaultPathConPdfToTiff, 0)                                                          \
+    X(Text, DefaultPathConPdfToTiff, "")                                                           \
+    X(Byte, IsOpenFolderCloneDir, 0)                                                               \
+    X(Byte, IsDefaultPathCloneDir, 0)                                                              \
     X(Text, DefaultPathCloneDir, "")
 
 namespace settings_types {
@@ -78,12 +78,15 @@ public:
     Settings(const QString &storagePath, UiServices &ui) : storagePath_(storagePath), ui_(ui) {}
     virtual ~Settings() = default;
 
-#define PW_SETTINGS_ACCESSORS(type, key, def)                                                    \
-    const settings_types::type &key() const { return key##_; }                                   \
-    void set##key(const settings_types::type &value)                                             \
-    {                                                                                            \
-        key##_ = value;                                                                          \
-        SaveSettings();                                                                          \
+#define PW_SETTINGS_ACCESSORS(type, key, def)                                                      \
+    const settings_types::type &key() const                                                        \
+    {                                                                                              \
+        return key##_;                                                                             \
+    }                                                                                              \
+    void set##key(const settings_types::type &value)                                               \
+    {                                                                                              \
+        key##_ = value;                                                                            \
+        SaveSettings();                                                                            \
     }
     PW_SETTINGS_KEYS(PW_SETTINGS_ACCESSORS)
 #undef PW_SETTINGS_ACCESSORS

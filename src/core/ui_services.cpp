@@ -11,8 +11,8 @@ int UiServices::MsgBox(const QString &prompt, int flags, const QString &title)
     return MessageBox(prompt, flags, title.isEmpty() ? QString(AppTitle) : title);
 }
 
-void UiServices::ShellOpenFile(const QString &verb, const QString &file,
-                               const QString &parameters, const QString &folder)
+void UiServices::ShellOpenFile(const QString &verb, const QString &file, const QString &parameters,
+                               const QString &folder)
 {
     if (ShellExecute(verb, file, parameters, folder) == 0)
         OpenWith(file);
@@ -34,6 +34,9 @@ int QuietUi::ShellExecute(const QString &, const QString &, const QString &, con
     return 31;
 }
 
-void QuietUi::DoEvents() { QCoreApplication::processEvents(); }
+void QuietUi::DoEvents()
+{
+    QCoreApplication::processEvents();
+}
 
 } // namespace pw

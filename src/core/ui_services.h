@@ -26,8 +26,8 @@ public:
     virtual int MessageBox(const QString &prompt, int flags, const QString &title) = 0;
     // Opens `file` with the verb ("open", "explore", "print"). Answers as the shell does:
     // above 32 on success, 31 when no program is associated, 0 when out of resources.
-    virtual int ShellExecute(const QString &verb, const QString &file,
-                             const QString &parameters, const QString &folder) = 0;
+    virtual int ShellExecute(const QString &verb, const QString &file, const QString &parameters,
+                             const QString &folder) = 0;
     // Lets the user pick a program for `file` when no program is associated with it.
     virtual void OpenWith(const QString &file) = 0;
     // A folder prompt starting at `startPath`; "" on cancel.
@@ -52,8 +52,7 @@ public:
 class QuietUi final : public UiServices {
 public:
     int MessageBox(const QString &, int flags, const QString &) override;
-    int ShellExecute(const QString &, const QString &, const QString &,
-                     const QString &) override;
+    int ShellExecute(const QString &, const QString &, const QString &, const QString &) override;
     void OpenWith(const QString &) override {}
     QString BrowseForFolder(const QString &, const QString &, bool) override { return {}; }
     void DoEvents() override;

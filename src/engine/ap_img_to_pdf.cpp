@@ -21,7 +21,10 @@ constexpr int32_t GetBitDepth = 211;
 const Unit binding = Unit::classModule("ApImgToPdf");
 
 // Paths reach the library as the file system spells them.
-std::string libraryPath(const QString &path) { return QFile::encodeName(path).toStdString(); }
+std::string libraryPath(const QString &path)
+{
+    return QFile::encodeName(path).toStdString();
+}
 
 } // namespace
 
@@ -93,9 +96,8 @@ bool ApImgToPdf::Convert_EachTiffToPDFbyOne(const QString &source, const QString
     return result;
 }
 
-bool ApImgToPdf::ConverImageToPdf(const QString &source, const QString &pdf,
-                                  const QString &colour, const QString &grey,
-                                  const QString &blackWhite)
+bool ApImgToPdf::ConverImageToPdf(const QString &source, const QString &pdf, const QString &colour,
+                                  const QString &grey, const QString &blackWhite)
 {
     bool result = false;
     PW_PROCEDURE("ConverImageToPdf", binding);
@@ -111,12 +113,10 @@ bool ApImgToPdf::ConverImageToPdf(const QString &source, const QString &pdf,
         }
         PW_STEP;
         // The depth query names the file and needs no document: handle 0 on purpose.
-        const int32_t depth =
-            library_.ApGetFunction(0, GetBitDepth, 0, 0, libraryPath(source), 0);
+        const int32_t depth = library_.ApGetFunction(0, GetBitDepth, 0, 0, libraryPath(source), 0);
         PW_STEP;
         const auto recompress = [&](int32_t colourClass, const QString &name) {
-            library_.ApSetFunction(handle, SetRecompression, colourClass, 0, name.toStdString(),
-                                   0);
+            library_.ApSetFunction(handle, SetRecompression, colourClass, 0, name.toStdString(), 0);
         };
         if (!blackWhite.isEmpty() && depth == 1)
             recompress(ClassBlackWhite, blackWhite);

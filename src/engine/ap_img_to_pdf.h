@@ -30,7 +30,8 @@ public:
 };
 
 // The recompression names in their fixed order, and the class selectors they apply to.
-extern const QStringList RecompressionNames; // "Lzw", "Zip", "Packbits", "Jpeg", "CCITT-G3", "CCITT-G4"
+extern const QStringList
+    RecompressionNames; // "Lzw", "Zip", "Packbits", "Jpeg", "CCITT-G3", "CCITT-G4"
 enum ColourClass : int { ClassBlackWhite = 1, ClassGreyscale = 2, ClassColour = 3 };
 
 class ApImgToPdf {

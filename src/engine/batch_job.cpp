@@ -23,7 +23,9 @@ QString BatchJob::usage()
            "      one PDF of all files (images and PDFs), in the order given\n"
            "  pagewright-batch pages FILE...\n"
            "      the page count of each TIFF and PDF file\n"
-           "NAME is one of: " + RecompressionNames.join(", ") + " (for the colour class it"
+           "NAME is one of: " +
+           RecompressionNames.join(", ") +
+           " (for the colour class it"
            " fits: --color and --gray Lzw, Zip, Packbits, Jpeg; --bw Lzw, Zip, CCITT-G3,"
            " CCITT-G4). Without a name each image keeps a lossless encoding.\n"
            "The exit status is 1 when any file failed; each failure is named on stderr.\n";

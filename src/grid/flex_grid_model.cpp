@@ -11,7 +11,8 @@
 
 namespace {
 
-template <typename T> void MoveElement(std::vector<T> &items, int from, int to) {
+template <typename T> void MoveElement(std::vector<T> &items, int from, int to)
+{
     if (from < 0 || to < 0 || size_t(from) >= items.size() || size_t(to) >= items.size())
         return;
     if (from < to)
@@ -22,7 +23,8 @@ template <typename T> void MoveElement(std::vector<T> &items, int from, int to) 
 
 // Texts that a check cell takes as a state: what the program writes there by text ("1",
 // "0", and the -1 of a true boolean) or a spelled-out truth value.
-bool CheckFromText(const QString &text, int &state) {
+bool CheckFromText(const QString &text, int &state)
+{
     const QString t = text.trimmed();
     if (t.compare(u"true", Qt::CaseInsensitive) == 0) {
         state = flexgrid::kChecked;
@@ -40,14 +42,19 @@ bool CheckFromText(const QString &text, int &state) {
     return true;
 }
 
-int ViewRows(int gridRows) { return std::max(0, gridRows - 1); }
+int ViewRows(int gridRows)
+{
+    return std::max(0, gridRows - 1);
+}
 
 } // namespace
 
-FlexGridModel::FlexGridModel(QObject *parent)
-    : QAbstractTableModel(parent), slots_{0}, capacity_(1) {}
+FlexGridModel::FlexGridModel(QObject *parent) : QAbstractTableModel(parent), slots_{0}, capacity_(1)
+{
+}
 
-uint32_t FlexGridModel::takeSlot() {
+uint32_t FlexGridModel::takeSlot()
+{
     if (!freeSlots_.empty()) {
         const uint32_t slot = freeSlots_.back();
         freeSlots_.pop_back();
@@ -63,7 +70,8 @@ uint32_t FlexGridModel::takeSlot() {
     return uint32_t(capacity_++);
 }
 
-void FlexGridModel::releaseSlot(uint32_t slot) {
+void FlexGridModel::releaseSlot(uint32_t slot)
+{
     for (Column &c : columns_) {
         c.text[slot] = QString();
         if (!c.check.empty())
@@ -74,11 +82,13 @@ void FlexGridModel::releaseSlot(uint32_t slot) {
     freeSlots_.push_back(slot);
 }
 
-bool FlexGridModel::validCell(int row, int col) const {
+bool FlexGridModel::validCell(int row, int col) const
+{
     return row >= 0 && row < rows_ && col >= 0 && col < cols();
 }
 
-void FlexGridModel::changeStructure(const std::function<void()> &change) {
+void FlexGridModel::changeStructure(const std::function<void()> &change)
+{
     if (suspended_) {
         change();
         dirty_ = true;
@@ -92,7 +102,8 @@ void FlexGridModel::changeStructure(const std::function<void()> &change) {
     emit columnsChanged();
 }
 
-void FlexGridModel::cellChanged(int row, int col) {
+void FlexGridModel::cellChanged(int row, int col)
+{
     if (suspended_) {
         dirty_ = true;
         return;
@@ -105,7 +116,8 @@ void FlexGridModel::cellChanged(int row, int col) {
     }
 }
 
-void FlexGridModel::setRows(int rows) {
+void FlexGridModel::setRows(int rows)
+{
     rows = std::max(0, rows);
     if (rows == rows_)
         return;
@@ -138,7 +150,8 @@ void FlexGridModel::setRows(int rows) {
         emit headerDataChanged(Qt::Horizontal, 0, cols() - 1);
 }
 
-void FlexGridModel::setCols(int cols) {
+void FlexGridModel::setCols(int cols)
+{
     cols = std::max(0, cols);
     if (cols == this->cols())
         return;
@@ -150,11 +163,13 @@ void FlexGridModel::setCols(int cols) {
     });
 }
 
-QString FlexGridModel::text(int row, int col) const {
+QString FlexGridModel::text(int row, int col) const
+{
     return validCell(row, col) ? columns_[size_t(col)].text[slot(row)] : QString();
 }
 
-void FlexGridModel::setText(int row, int col, const QString &text) {
+void FlexGridModel::setText(int row, int col, const QString &text)
+{
     if (!validCell(row, col))
         return;
     Column &c = columns_[size_t(col)];
@@ -168,7 +183,8 @@ void FlexGridModel::setText(int row, int col, const QString &text) {
     cellChanged(row, col);
 }
 
-int FlexGridModel::check(int row, int col) const {
+int FlexGridModel::check(int row, int col) const
+{
     if (!validCell(row, col))
         return flexgrid::kNoCheck;
     const Column &c = columns_[size_t(col)];
@@ -178,7 +194,8 @@ int FlexGridModel::check(int row, int col) const {
     return state;
 }
 
-void FlexGridModel::setCheck(int row, int col, int state) {
+void FlexGridModel::setCheck(int row, int col, int state)
+{
     if (!validCell(row, col) || state < flexgrid::kNoCheck || state > flexgrid::kUnchecked)
         return;
     Column &c = columns_[size_t(col)];
@@ -191,13 +208,15 @@ void FlexGridModel::setCheck(int row, int col, int state) {
     cellChanged(row, col);
 }
 
-QString FlexGridModel::picture(int row, int col) const {
+QString FlexGridModel::picture(int row, int col) const
+{
     if (!validCell(row, col) || columns_[size_t(col)].picture.empty())
         return {};
     return columns_[size_t(col)].picture[slot(row)];
 }
 
-void FlexGridModel::setPicture(int row, int col, const QString &picture) {
+void FlexGridModel::setPicture(int row, int col, const QString &picture)
+{
     if (!validCell(row, col))
         return;
     Column &c = columns_[size_t(col)];
@@ -210,7 +229,8 @@ void FlexGridModel::setPicture(int row, int col, const QString &picture) {
     cellChanged(row, col);
 }
 
-void FlexGridModel::addItem(const QString &cells, int row) {
+void FlexGridModel::addItem(const QString &cells, int row)
+{
     const int at = (row < 0 || row > rows_) ? rows_ : row;
     const QStringList parts = cells.split(u'\t');
     auto insert = [this, at, &parts] {
@@ -231,7 +251,8 @@ void FlexGridModel::addItem(const QString &cells, int row) {
     endInsertRows();
 }
 
-void FlexGridModel::removeItem(int row) {
+void FlexGridModel::removeItem(int row)
+{
     if (row < 0 || row >= rows_)
         return;
     auto remove = [this, row] {
@@ -250,7 +271,8 @@ void FlexGridModel::removeItem(int row) {
     endRemoveRows();
 }
 
-void FlexGridModel::clearCells() {
+void FlexGridModel::clearCells()
+{
     changeStructure([this] {
         for (Column &c : columns_) {
             std::fill(c.text.begin(), c.text.end(), QString());
@@ -260,40 +282,46 @@ void FlexGridModel::clearCells() {
     });
 }
 
-void FlexGridModel::moveColumn(int from, int to) {
+void FlexGridModel::moveColumn(int from, int to)
+{
     if (from == to || from < 0 || to < 0 || from >= cols() || to >= cols())
         return;
     changeStructure([this, from, to] { MoveElement(columns_, from, to); });
 }
 
-void FlexGridModel::moveRow(int from, int to) {
+void FlexGridModel::moveRow(int from, int to)
+{
     if (from == to || from < 0 || to < 0 || from >= rows_ || to >= rows_)
         return;
     changeStructure([this, from, to] { MoveElement(slots_, from, to); });
 }
 
-void FlexGridModel::setColumnWidth(int col, int twips) {
+void FlexGridModel::setColumnWidth(int col, int twips)
+{
     if (col < 0 || col >= cols() || columns_[size_t(col)].widthTwips == twips)
         return;
     columns_[size_t(col)].widthTwips = twips;
     columnLookChanged();
 }
 
-void FlexGridModel::setColumnHidden(int col, bool hidden) {
+void FlexGridModel::setColumnHidden(int col, bool hidden)
+{
     if (col < 0 || col >= cols() || columns_[size_t(col)].hidden == hidden)
         return;
     columns_[size_t(col)].hidden = hidden;
     columnLookChanged();
 }
 
-void FlexGridModel::columnLookChanged() {
+void FlexGridModel::columnLookChanged()
+{
     if (suspended_)
         dirty_ = true;
     else
         emit columnsChanged();
 }
 
-void FlexGridModel::setColumnDataType(int col, int type) {
+void FlexGridModel::setColumnDataType(int col, int type)
+{
     if (col < 0 || col >= cols())
         return;
     columns_[size_t(col)].dataType = type;
@@ -302,17 +330,20 @@ void FlexGridModel::setColumnDataType(int col, int type) {
         emit dataChanged(index(0, col), index(rows_ - 2, col));
 }
 
-void FlexGridModel::setColumnFormat(int col, const QString &format) {
+void FlexGridModel::setColumnFormat(int col, const QString &format)
+{
     if (col >= 0 && col < cols())
         columns_[size_t(col)].format = format;
 }
 
-void FlexGridModel::setColumnKey(int col, const QString &key) {
+void FlexGridModel::setColumnKey(int col, const QString &key)
+{
     if (col >= 0 && col < cols())
         columns_[size_t(col)].key = key;
 }
 
-void FlexGridModel::setColumnAlignment(int col, int alignment) {
+void FlexGridModel::setColumnAlignment(int col, int alignment)
+{
     if (col < 0 || col >= cols())
         return;
     columns_[size_t(col)].alignment = alignment;
@@ -321,7 +352,8 @@ void FlexGridModel::setColumnAlignment(int col, int alignment) {
 }
 
 int FlexGridModel::findRow(const QString &text, int startRow, int col, bool caseSensitive,
-                           bool fullMatch) const {
+                           bool fullMatch) const
+{
     if (col < 0 || col >= cols())
         return -1;
     const Qt::CaseSensitivity cs = caseSensitive ? Qt::CaseSensitive : Qt::CaseInsensitive;
@@ -334,7 +366,8 @@ int FlexGridModel::findRow(const QString &text, int startRow, int col, bool case
     return -1;
 }
 
-void FlexGridModel::sortRows(int firstCol, int lastCol, int order) {
+void FlexGridModel::sortRows(int firstCol, int lastCol, int order)
+{
     if (firstCol > lastCol)
         std::swap(firstCol, lastCol);
     firstCol = std::max(0, firstCol);
@@ -378,7 +411,8 @@ void FlexGridModel::sortRows(int firstCol, int lastCol, int order) {
 }
 
 bool FlexGridModel::saveText(const QString &path, QChar colSep, QChar rowSep,
-                             bool withFixedRows) const {
+                             bool withFixedRows) const
+{
     const QString lineEnd = rowSep == u'\r' ? QStringLiteral("\r\n") : QString(rowSep);
     QString out;
     for (int row = withFixedRows ? 0 : 1; row < rows_; ++row) {
@@ -396,7 +430,8 @@ bool FlexGridModel::saveText(const QString &path, QChar colSep, QChar rowSep,
     return file.write(bytes) == bytes.size() && file.commit();
 }
 
-bool FlexGridModel::loadText(const QString &path, QChar colSep, QChar rowSep, bool withFixedRows) {
+bool FlexGridModel::loadText(const QString &path, QChar colSep, QChar rowSep, bool withFixedRows)
+{
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
         return false;
@@ -447,9 +482,13 @@ bool FlexGridModel::loadText(const QString &path, QChar colSep, QChar rowSep, bo
     return true;
 }
 
-void FlexGridModel::suspend() { suspended_ = true; }
+void FlexGridModel::suspend()
+{
+    suspended_ = true;
+}
 
-void FlexGridModel::resume() {
+void FlexGridModel::resume()
+{
     if (!suspended_)
         return;
     suspended_ = false;
@@ -459,15 +498,18 @@ void FlexGridModel::resume() {
     changeStructure([] {});
 }
 
-int FlexGridModel::rowCount(const QModelIndex &parent) const {
+int FlexGridModel::rowCount(const QModelIndex &parent) const
+{
     return parent.isValid() ? 0 : ViewRows(publishedRows_);
 }
 
-int FlexGridModel::columnCount(const QModelIndex &parent) const {
+int FlexGridModel::columnCount(const QModelIndex &parent) const
+{
     return parent.isValid() ? 0 : publishedCols_;
 }
 
-QVariant FlexGridModel::data(const QModelIndex &index, int role) const {
+QVariant FlexGridModel::data(const QModelIndex &index, int role) const
+{
     const int row = index.row() + 1, col = index.column();
     if (!index.isValid() || !validCell(row, col))
         return {};
@@ -498,7 +540,8 @@ QVariant FlexGridModel::data(const QModelIndex &index, int role) const {
     }
 }
 
-bool FlexGridModel::setData(const QModelIndex &index, const QVariant &value, int role) {
+bool FlexGridModel::setData(const QModelIndex &index, const QVariant &value, int role)
+{
     const int row = index.row() + 1, col = index.column();
     if (!index.isValid() || !validCell(row, col) || role != Qt::EditRole)
         return false;
@@ -507,14 +550,16 @@ bool FlexGridModel::setData(const QModelIndex &index, const QVariant &value, int
     return true;
 }
 
-QVariant FlexGridModel::headerData(int section, Qt::Orientation orientation, int role) const {
+QVariant FlexGridModel::headerData(int section, Qt::Orientation orientation, int role) const
+{
     if (orientation != Qt::Horizontal || role != Qt::DisplayRole || rows_ < 1 || section < 0 ||
         section >= cols())
         return {};
     return columns_[size_t(section)].text[slot(0)];
 }
 
-Qt::ItemFlags FlexGridModel::flags(const QModelIndex &index) const {
+Qt::ItemFlags FlexGridModel::flags(const QModelIndex &index) const
+{
     if (!index.isValid())
         return Qt::NoItemFlags;
     Qt::ItemFlags f = Qt::ItemIsEnabled | Qt::ItemIsSelectable;

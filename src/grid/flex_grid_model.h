@@ -22,7 +22,7 @@
 class FlexGridModel : public QAbstractTableModel {
     Q_OBJECT
 
-  public:
+public:
     // Cells may name a picture; only a view knows how to draw it, so the model hands out the
     // name under this role and nothing under Qt::DecorationRole.
     static constexpr int PictureKeyRole = Qt::UserRole + 1;
@@ -30,9 +30,9 @@ class FlexGridModel : public QAbstractTableModel {
     struct Column {
         // Cells by slot, not by row.
         std::vector<QString> text;
-        std::vector<uint8_t> check; // empty until a cell of the column gets a state
+        std::vector<uint8_t> check;   // empty until a cell of the column gets a state
         std::vector<QString> picture; // keys; empty until a cell of the column gets one
-        int widthTwips = -1;        // -1: the view's default width
+        int widthTwips = -1;          // -1: the view's default width
         bool hidden = false;
         int dataType = flexgrid::kText;
         QString format;
@@ -103,7 +103,7 @@ class FlexGridModel : public QAbstractTableModel {
 
     void setEditable(bool editable) { editable_ = editable; }
 
-  signals:
+signals:
     // Column properties (widths, hidden state, order) need applying to the views.
     void columnsChanged();
     // A data cell changed from a view's editor.
@@ -111,7 +111,7 @@ class FlexGridModel : public QAbstractTableModel {
     // The data rows were sorted; views show the order on their header.
     void rowsSorted(int firstCol, int order);
 
-  private:
+private:
     bool validCell(int row, int col) const;
     size_t slot(int row) const { return slots_[size_t(row)]; }
     uint32_t takeSlot();

@@ -8,12 +8,14 @@
 
 namespace flexsort {
 
-bool IsDescending(int order) {
+bool IsDescending(int order)
+{
     return order == flexgrid::kGenericDescending || order == flexgrid::kNumericDescending ||
            order == flexgrid::kStringNoCaseDescending || order == flexgrid::kStringDescending;
 }
 
-double LeadingNumber(const QString &text, int &consumed, QChar group, QChar point) {
+double LeadingNumber(const QString &text, int &consumed, QChar group, QChar point)
+{
     consumed = 0;
     const int n = text.size();
     int i = 0;
@@ -57,7 +59,8 @@ double LeadingNumber(const QString &text, int &consumed, QChar group, QChar poin
     return negative ? -value : value;
 }
 
-int NaturalCompare(const QString &a, const QString &b) {
+int NaturalCompare(const QString &a, const QString &b)
+{
     const int na = a.size(), nb = b.size();
     int i = 0, j = 0;
     while (i < na && j < nb) {
@@ -98,7 +101,8 @@ int NaturalCompare(const QString &a, const QString &b) {
 
 namespace {
 
-bool ReadDigits(const QString &text, int &pos, int maxDigits, int &value) {
+bool ReadDigits(const QString &text, int &pos, int maxDigits, int &value)
+{
     int digits = 0;
     value = 0;
     while (pos < text.size() && digits < maxDigits && text[pos].isDigit()) {
@@ -109,7 +113,8 @@ bool ReadDigits(const QString &text, int &pos, int maxDigits, int &value) {
     return digits > 0;
 }
 
-bool MatchWord(const QString &text, int &pos, const QString &word) {
+bool MatchWord(const QString &text, int &pos, const QString &word)
+{
     if (word.isEmpty() ||
         QStringView(text).mid(pos, word.size()).compare(word, Qt::CaseInsensitive) != 0)
         return false;
@@ -120,7 +125,8 @@ bool MatchWord(const QString &text, int &pos, const QString &word) {
 } // namespace
 
 bool ParseDateKey(const QString &text, const QString &format, const QString &amText,
-                  const QString &pmText, int64_t &key) {
+                  const QString &pmText, int64_t &key)
+{
     int year = 0, month = 1, day = 1, hour = 0, minute = 0, second = 0;
     int marker = 0; // 0 none, 1 morning, 2 afternoon
     bool lastWasHour = false;
@@ -204,7 +210,8 @@ bool ParseDateKey(const QString &text, const QString &format, const QString &amT
     return true;
 }
 
-SortKey MakeKey(const QString &text, int order, const ColumnSortInfo &info) {
+SortKey MakeKey(const QString &text, int order, const ColumnSortInfo &info)
+{
     SortKey key;
     if (text.isEmpty())
         return key;
@@ -247,12 +254,14 @@ SortKey MakeKey(const QString &text, int order, const ColumnSortInfo &info) {
     return key;
 }
 
-int CompareKeys(const SortKey &a, const SortKey &b, int order) {
+int CompareKeys(const SortKey &a, const SortKey &b, int order)
+{
     if (a.kind != b.kind)
         return a.kind < b.kind ? -1 : 1;
     if (a.kind == KeyKind::Empty)
         return 0;
-    const bool numeric = order == flexgrid::kNumericAscending || order == flexgrid::kNumericDescending;
+    const bool numeric =
+        order == flexgrid::kNumericAscending || order == flexgrid::kNumericDescending;
     if (a.kind == KeyKind::Number) {
         if (a.number != b.number)
             return a.number < b.number ? -1 : 1;
@@ -266,7 +275,8 @@ int CompareKeys(const SortKey &a, const SortKey &b, int order) {
 }
 
 std::vector<int> SortPermutation(const std::vector<SortKey> &keys, int rowCount, int keysPerRow,
-                                 int order) {
+                                 int order)
+{
     std::vector<int> permutation(rowCount);
     std::iota(permutation.begin(), permutation.end(), 0);
     if (order == flexgrid::kSortNone || keysPerRow < 1)

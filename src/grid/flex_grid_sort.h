@@ -11,7 +11,6 @@
 // users notice at once when they are wrong ("10.tif" before "2.tif"), can be checked alone.
 namespace flexsort {
 
-
 bool IsDescending(int order);
 
 // A leading number of `text`: optional blanks and sign, digits with optional group

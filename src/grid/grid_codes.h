@@ -28,7 +28,13 @@ enum SortOrder : int {
 
 // Twips are 1440 to the inch; widths and window places are stored in them so that they mean
 // the same size on screens of another resolution.
-inline int TwipsToPixels(int twips, int dpi) { return int(std::lround(twips * double(dpi) / 1440.0)); }
-inline int PixelsToTwips(int pixels, int dpi) { return int(std::lround(pixels * 1440.0 / dpi)); }
+inline int TwipsToPixels(int twips, int dpi)
+{
+    return int(std::lround(twips * double(dpi) / 1440.0));
+}
+inline int PixelsToTwips(int pixels, int dpi)
+{
+    return int(std::lround(pixels * 1440.0 / dpi));
+}
 
 } // namespace flexgrid

@@ -58,9 +58,8 @@ void FolderTreeModel::populate(const QModelIndex &index)
     item->setData(true, LoadedRole);
     item->removeRows(0, item->rowCount());
     const QString path = item->data(PathRole).toString();
-    const QFileInfoList folders =
-        QDir(path).entryInfoList(QDir::Dirs | QDir::NoDotAndDotDot | QDir::Hidden,
-                                 QDir::Name | QDir::IgnoreCase);
+    const QFileInfoList folders = QDir(path).entryInfoList(
+        QDir::Dirs | QDir::NoDotAndDotDot | QDir::Hidden, QDir::Name | QDir::IgnoreCase);
     for (const QFileInfo &folder : folders)
         addFolder(item, folder.fileName(), folder.absoluteFilePath());
 }

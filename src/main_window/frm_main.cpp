@@ -4,8 +4,8 @@
 #include "frm_loading.h"
 
 #include "catalogue/search_criteria.h"
-#include "core/failure_log.h"
 #include "core/app_context.h"
+#include "core/failure_log.h"
 #include "core/globals.h"
 #include "core/master_layout.h"
 #include "core/path_helpers.h"
@@ -233,8 +233,7 @@ void frmMain::buildMenus()
     mnuCtxMenu->addSeparator();
     mnuCtxSelectAll =
         mnuCtxMenu->addAction("Select All Ctr+A", this, &frmMain::mnuCtxSelectAll_Click);
-    mnuCtxInvSelect =
-        mnuCtxMenu->addAction("Invert Selection", this, &frmMain::mnuInvSelect_Click);
+    mnuCtxInvSelect = mnuCtxMenu->addAction("Invert Selection", this, &frmMain::mnuInvSelect_Click);
     mnuCtxDeSelectAll =
         mnuCtxMenu->addAction("Deselect All Ctr+D", this, &frmMain::mnuCtxDeSelectAll_Click);
     mnuCtxMenu->addSeparator();
@@ -242,8 +241,8 @@ void frmMain::buildMenus()
         mnuCtxMenu->addAction("Check Selection", this, &frmMain::mnuCtxCheckSelection_Click);
     mnuCtxUnCheckSelection =
         mnuCtxMenu->addAction("UnCheck Selection", this, &frmMain::mnuCtxUnCheckSelection_Click);
-    mnuCtxCheckInvertSelection = mnuCtxMenu->addAction(
-        "Invert Check Selection", this, &frmMain::mnuCtxCheckInvertSelection_Click);
+    mnuCtxCheckInvertSelection = mnuCtxMenu->addAction("Invert Check Selection", this,
+                                                       &frmMain::mnuCtxCheckInvertSelection_Click);
 }
 
 void frmMain::FillComboBoxes()
@@ -301,8 +300,7 @@ void frmMain::applyCommandLineFiles()
     const int selCol = catalogue_.columns().selection;
     for (int row = 1; row < grdSearchList->Rows(); ++row)
         for (const QString &file : context_.CommandLineFiles)
-            if (grdSearchList->TextMatrix(row, nameCol).toUpper() ==
-                GetFileName(file).toUpper())
+            if (grdSearchList->TextMatrix(row, nameCol).toUpper() == GetFileName(file).toUpper())
                 grdSearchList->setCellChecked(row, selCol, flexgrid::kChecked);
 }
 
@@ -311,6 +309,9 @@ void frmMain::SetStatusText(const QString &text)
     sbStatusBar->setText(text.isEmpty() ? QStringLiteral("Status") : text);
 }
 
-void frmMain::refreshStatus() { SetStatusText(catalogue_.getSelectedFileinfo()); }
+void frmMain::refreshStatus()
+{
+    SetStatusText(catalogue_.getSelectedFileinfo());
+}
 
 } // namespace pw

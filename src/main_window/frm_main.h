@@ -82,8 +82,8 @@ public:
     QMenu *mnuCtxMenu;
 
     // Menu entries, by name.
-    QAction *mnupreferances, *mnuExport, *mnuexit, *mnuChangeLanguage, *mnuWebsite,
-        *mnuShowHelp, *mnuAbout;
+    QAction *mnupreferances, *mnuExport, *mnuexit, *mnuChangeLanguage, *mnuWebsite, *mnuShowHelp,
+        *mnuAbout;
     QAction *mnuCtxOpen, *mnuCtxOpenFolder, *mnuCtxPrintFile, *mnuCtxSelectAll, *mnuCtxInvSelect,
         *mnuCtxDeSelectAll, *mnuCtxCheckSelection, *mnuCtxUnCheckSelection,
         *mnuCtxCheckInvertSelection;

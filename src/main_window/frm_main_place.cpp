@@ -2,8 +2,8 @@
 // sizes it, and stored once more when it closes.
 #include "frm_main.h"
 
-#include "core/failure_log.h"
 #include "core/app_context.h"
+#include "core/failure_log.h"
 #include "grid/grid_codes.h"
 
 #include <QApplication>
@@ -30,7 +30,10 @@ int stateOf(const QWidget *w)
 
 } // namespace
 
-int frmMain::dpi() const { return logicalDpiX() > 0 ? logicalDpiX() : 96; }
+int frmMain::dpi() const
+{
+    return logicalDpiX() > 0 ? logicalDpiX() : 96;
+}
 
 void frmMain::SetWindowState()
 {
@@ -38,7 +41,8 @@ void frmMain::SetWindowState()
     guarded(pwTail, [&] {
         PW_STEP;
         const auto pixels = [this](int twips) { return flexgrid::TwipsToPixels(twips, dpi()); };
-        const int left = context_.settings().LastWindowLeft(), top = context_.settings().LastWindowTop();
+        const int left = context_.settings().LastWindowLeft(),
+                  top = context_.settings().LastWindowTop();
         const int width = context_.settings().LastWindowWidth(),
                   height = context_.settings().LastWindowHeight();
         const auto moveToStored = [&] {
@@ -61,11 +65,10 @@ void frmMain::SetWindowState()
                 break;
             }
             moveToStored();
-            setWindowState(context_.settings().LastWindowState() == StateMaximised
-                               ? Qt::WindowMaximized
-                               : context_.settings().LastWindowState() == StateMinimised
-                                     ? Qt::WindowMinimized
-                                     : Qt::WindowNoState);
+            setWindowState(
+                context_.settings().LastWindowState() == StateMaximised   ? Qt::WindowMaximized
+                : context_.settings().LastWindowState() == StateMinimised ? Qt::WindowMinimized
+                                                                          : Qt::WindowNoState);
             break;
         default:
             break;
@@ -104,7 +107,10 @@ void frmMain::Form_Activate()
         WindowReady = true;
 }
 
-void frmMain::m_c_ExitSizeMove() { storePlace(false); }
+void frmMain::m_c_ExitSizeMove()
+{
+    storePlace(false);
+}
 
 void frmMain::changeEvent(QEvent *event)
 {

@@ -36,7 +36,10 @@ QString frmMain::selectedFolder()
     return folderModel->pathOf(ftvFolder->currentIndex());
 }
 
-void frmMain::setSearchCaption(const QString &caption) { cmdSearch->setText(caption); }
+void frmMain::setSearchCaption(const QString &caption)
+{
+    cmdSearch->setText(caption);
+}
 
 void frmMain::beginBulkUpdate()
 {
@@ -65,7 +68,10 @@ void frmMain::setBusyCursor(bool busy)
         QApplication::restoreOverrideCursor();
 }
 
-bool frmMain::searchSubFolders() { return chkSearchSubFolder->isChecked(); }
+bool frmMain::searchSubFolders()
+{
+    return chkSearchSubFolder->isChecked();
+}
 
 int frmMain::filterListIndex()
 {
@@ -76,7 +82,10 @@ int frmMain::filterListIndex()
                : -1;
 }
 
-QString frmMain::filterText() { return cboFilterPattern->currentText(); }
+QString frmMain::filterText()
+{
+    return cboFilterPattern->currentText();
+}
 
 AdvanceOptions frmMain::advanceOptions()
 {
@@ -98,7 +107,10 @@ AdvanceOptions frmMain::advanceOptions()
     return o;
 }
 
-QDate frmMain::today() { return QDate::currentDate(); }
+QDate frmMain::today()
+{
+    return QDate::currentDate();
+}
 
 void frmMain::showLoading()
 {
@@ -112,9 +124,15 @@ void frmMain::updateLoading(int count)
         loading_->UpdateStatus(count);
 }
 
-void frmMain::hideLoading() { loading_.reset(); }
+void frmMain::hideLoading()
+{
+    loading_.reset();
+}
 
-void frmMain::cmdSearch_Click() { scan_.cmdSearch_Click(); }
+void frmMain::cmdSearch_Click()
+{
+    scan_.cmdSearch_Click();
+}
 
 void frmMain::ftvFolder_SelectionChanged()
 {

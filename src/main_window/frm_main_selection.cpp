@@ -48,9 +48,9 @@ void frmMain::mnuCtxOpenFolder_Click()
 {
     if (grdSearchList->Row() < 1)
         return;
-    QString location = grdSearchList->TextMatrix(grdSearchList->Row(), catalogue_.columns().location);
-    context_.ui.ShellOpenFile("Open",
-                              location.replace(separator() + separator(), separator()));
+    QString location =
+        grdSearchList->TextMatrix(grdSearchList->Row(), catalogue_.columns().location);
+    context_.ui.ShellOpenFile("Open", location.replace(separator() + separator(), separator()));
 }
 
 void frmMain::mnuCtxPrintFile_Click()
@@ -120,7 +120,10 @@ void frmMain::grdSearchList_MouseDown(int button, int, int x, int y)
     });
 }
 
-void frmMain::grdSearchList_MouseUp() { refreshStatus(); }
+void frmMain::grdSearchList_MouseUp()
+{
+    refreshStatus();
+}
 
 void frmMain::grdSearchList_KeyDown(int &keyCode, int)
 {

@@ -67,8 +67,14 @@ void frmProgressDialog::closeIfFull()
         accept();
 }
 
-void frmProgressDialog::mousePressEvent(QMouseEvent *) { closeIfFull(); }
-void frmProgressDialog::mouseMoveEvent(QMouseEvent *) { closeIfFull(); }
+void frmProgressDialog::mousePressEvent(QMouseEvent *)
+{
+    closeIfFull();
+}
+void frmProgressDialog::mouseMoveEvent(QMouseEvent *)
+{
+    closeIfFull();
+}
 
 bool frmProgressDialog::eventFilter(QObject *watched, QEvent *event)
 {

@@ -52,10 +52,10 @@ int QtUiServices::ShellExecute(const QString &verb, const QString &file, const Q
 {
     if (verb.compare("print", Qt::CaseInsensitive) == 0)
         return QProcess::startDetached("lp", {file}) ? shellSuccess : shellNoAssociation;
-    const QString target = verb.compare("explore", Qt::CaseInsensitive) == 0 &&
-                                   !QFileInfo(file).isDir()
-                               ? QFileInfo(file).absolutePath()
-                               : file;
+    const QString target =
+        verb.compare("explore", Qt::CaseInsensitive) == 0 && !QFileInfo(file).isDir()
+            ? QFileInfo(file).absolutePath()
+            : file;
     const QUrl url = target.contains("://") || target.startsWith("mailto:")
                          ? QUrl(target)
                          : QUrl::fromLocalFile(target);
@@ -65,9 +65,9 @@ int QtUiServices::ShellExecute(const QString &verb, const QString &file, const Q
 void QtUiServices::OpenWith(const QString &file)
 {
     bool ok = false;
-    const QString program = QInputDialog::getText(QApplication::activeWindow(), "Open With",
-                                                  "Program to open " + file + " with:",
-                                                  QLineEdit::Normal, QString(), &ok);
+    const QString program = QInputDialog::getText(
+        QApplication::activeWindow(), "Open With",
+        "Program to open " + file + " with:", QLineEdit::Normal, QString(), &ok);
     if (ok && !program.trimmed().isEmpty())
         QProcess::startDetached(program.trimmed(), {file});
 }
@@ -80,6 +80,9 @@ QString QtUiServices::BrowseForFolder(const QString &title, const QString &start
     return QFileDialog::getExistingDirectory(QApplication::activeWindow(), title, startPath);
 }
 
-void QtUiServices::DoEvents() { QCoreApplication::processEvents(); }
+void QtUiServices::DoEvents()
+{
+    QCoreApplication::processEvents();
+}
 
 } // namespace pw

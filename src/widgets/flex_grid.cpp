@@ -14,13 +14,15 @@
 
 namespace {
 
-int ShiftState(Qt::KeyboardModifiers modifiers) {
+int ShiftState(Qt::KeyboardModifiers modifiers)
+{
     return (modifiers & Qt::ShiftModifier ? FlexGrid::kShiftMask : 0) |
            (modifiers & Qt::ControlModifier ? FlexGrid::kCtrlMask : 0) |
            (modifiers & Qt::AltModifier ? FlexGrid::kAltMask : 0);
 }
 
-int ButtonCode(Qt::MouseButton button) {
+int ButtonCode(Qt::MouseButton button)
+{
     switch (button) {
     case Qt::LeftButton:
         return FlexGrid::kLeftButton;
@@ -35,22 +37,32 @@ int ButtonCode(Qt::MouseButton button) {
 
 // The virtual-key numbers the program's handlers compare with. Letters, digits and Space
 // already agree with Qt's codes.
-int KeyCode(int qtKey) {
+int KeyCode(int qtKey)
+{
     if ((qtKey >= Qt::Key_A && qtKey <= Qt::Key_Z) || (qtKey >= Qt::Key_0 && qtKey <= Qt::Key_9) ||
         qtKey == Qt::Key_Space)
         return qtKey;
     if (qtKey >= Qt::Key_F1 && qtKey <= Qt::Key_F12)
         return vk::kF1 + (qtKey - Qt::Key_F1);
     static const QHash<int, int> special = {
-        {Qt::Key_Backspace, vk::kBack},   {Qt::Key_Tab, vk::kTab},
-        {Qt::Key_Return, vk::kReturn},    {Qt::Key_Enter, vk::kReturn},
-        {Qt::Key_Escape, vk::kEscape},    {Qt::Key_PageUp, vk::kPageUp},
-        {Qt::Key_PageDown, vk::kPageDown}, {Qt::Key_End, vk::kEnd},
-        {Qt::Key_Home, vk::kHome},        {Qt::Key_Left, vk::kLeft},
-        {Qt::Key_Up, vk::kUp},            {Qt::Key_Right, vk::kRight},
-        {Qt::Key_Down, vk::kDown},        {Qt::Key_Insert, vk::kInsert},
-        {Qt::Key_Delete, vk::kDelete},    {Qt::Key_Shift, vk::kShift},
-        {Qt::Key_Control, vk::kControl},  {Qt::Key_Alt, vk::kMenu},
+        {Qt::Key_Backspace, vk::kBack},
+        {Qt::Key_Tab, vk::kTab},
+        {Qt::Key_Return, vk::kReturn},
+        {Qt::Key_Enter, vk::kReturn},
+        {Qt::Key_Escape, vk::kEscape},
+        {Qt::Key_PageUp, vk::kPageUp},
+        {Qt::Key_PageDown, vk::kPageDown},
+        {Qt::Key_End, vk::kEnd},
+        {Qt::Key_Home, vk::kHome},
+        {Qt::Key_Left, vk::kLeft},
+        {Qt::Key_Up, vk::kUp},
+        {Qt::Key_Right, vk::kRight},
+        {Qt::Key_Down, vk::kDown},
+        {Qt::Key_Insert, vk::kInsert},
+        {Qt::Key_Delete, vk::kDelete},
+        {Qt::Key_Shift, vk::kShift},
+        {Qt::Key_Control, vk::kControl},
+        {Qt::Key_Alt, vk::kMenu},
     };
     // Other special keys have no classic number; masking them would alias printable codes
     // (Shift would read as Space).
@@ -59,12 +71,15 @@ int KeyCode(int qtKey) {
 
 // Draws a cell's picture key as the icon the grid's resolver gives for it.
 class PictureDelegate : public QStyledItemDelegate {
-  public:
+public:
     PictureDelegate(const FlexGrid::PictureResolver &resolver, QObject *parent)
-        : QStyledItemDelegate(parent), resolver_(resolver) {}
+        : QStyledItemDelegate(parent), resolver_(resolver)
+    {
+    }
 
-  protected:
-    void initStyleOption(QStyleOptionViewItem *option, const QModelIndex &index) const override {
+protected:
+    void initStyleOption(QStyleOptionViewItem *option, const QModelIndex &index) const override
+    {
         QStyledItemDelegate::initStyleOption(option, index);
         const QString key = index.data(FlexGridModel::PictureKeyRole).toString();
         if (key.isEmpty() || !resolver_)
@@ -77,13 +92,14 @@ class PictureDelegate : public QStyledItemDelegate {
             option->icon.actualSize(option->decorationSize, QIcon::Normal, QIcon::Off);
     }
 
-  private:
+private:
     const FlexGrid::PictureResolver &resolver_;
 };
 
 } // namespace
 
-FlexGrid::FlexGrid(QWidget *parent) : QTableView(parent), model_(new FlexGridModel(this)) {
+FlexGrid::FlexGrid(QWidget *parent) : QTableView(parent), model_(new FlexGridModel(this))
+{
     model_->setRows(1);
     setModel(model_);
     QTableView::setSelectionMode(QAbstractItemView::ContiguousSelection);
@@ -120,90 +136,151 @@ FlexGrid::FlexGrid(QWidget *parent) : QTableView(parent), model_(new FlexGridMod
     connect(horizontalHeader(), &QHeaderView::sectionResized, this, &FlexGrid::headerResized);
 }
 
-int FlexGrid::dpi() const { return logicalDpiX() > 0 ? logicalDpiX() : 96; }
+int FlexGrid::dpi() const
+{
+    return logicalDpiX() > 0 ? logicalDpiX() : 96;
+}
 
-int FlexGrid::Rows() const { return model_->rows(); }
+int FlexGrid::Rows() const
+{
+    return model_->rows();
+}
 
-void FlexGrid::setRows(int rows) { model_->setRows(rows); }
+void FlexGrid::setRows(int rows)
+{
+    model_->setRows(rows);
+}
 
-int FlexGrid::Cols() const { return model_->cols(); }
+int FlexGrid::Cols() const
+{
+    return model_->cols();
+}
 
-void FlexGrid::setCols(int cols) { model_->setCols(cols); }
+void FlexGrid::setCols(int cols)
+{
+    model_->setCols(cols);
+}
 
-QString FlexGrid::TextMatrix(int row, int col) const { return model_->text(row, col); }
+QString FlexGrid::TextMatrix(int row, int col) const
+{
+    return model_->text(row, col);
+}
 
-void FlexGrid::setTextMatrix(int row, int col, const QString &text) {
+void FlexGrid::setTextMatrix(int row, int col, const QString &text)
+{
     model_->setText(row, col, text);
 }
 
-int FlexGrid::cellChecked(int row, int col) const { return model_->check(row, col); }
+int FlexGrid::cellChecked(int row, int col) const
+{
+    return model_->check(row, col);
+}
 
-void FlexGrid::setCellChecked(int row, int col, int state) { model_->setCheck(row, col, state); }
+void FlexGrid::setCellChecked(int row, int col, int state)
+{
+    model_->setCheck(row, col, state);
+}
 
-void FlexGrid::setCellChecked(int row, int col, bool checked) {
+void FlexGrid::setCellChecked(int row, int col, bool checked)
+{
     model_->setCheck(row, col, checked ? flexgrid::kChecked : flexgrid::kUnchecked);
 }
 
-void FlexGrid::setCellChecked(int row1, int col1, int row2, int col2, int state) {
+void FlexGrid::setCellChecked(int row1, int col1, int row2, int col2, int state)
+{
     for (int row = std::min(row1, row2); row <= std::max(row1, row2); ++row) {
         for (int col = std::min(col1, col2); col <= std::max(col1, col2); ++col)
             model_->setCheck(row, col, state);
     }
 }
 
-QString FlexGrid::cellPicture(int row, int col) const { return model_->picture(row, col); }
+QString FlexGrid::cellPicture(int row, int col) const
+{
+    return model_->picture(row, col);
+}
 
-void FlexGrid::setCellPicture(int row, int col, const QString &pictureKey) {
+void FlexGrid::setCellPicture(int row, int col, const QString &pictureKey)
+{
     model_->setPicture(row, col, pictureKey);
 }
 
-void FlexGrid::setPictureResolver(PictureResolver resolver) {
+void FlexGrid::setPictureResolver(PictureResolver resolver)
+{
     resolver_ = std::move(resolver);
     viewport()->update();
 }
 
-void FlexGrid::AddItem(const QString &item, int row) { model_->addItem(item, row); }
+void FlexGrid::AddItem(const QString &item, int row)
+{
+    model_->addItem(item, row);
+}
 
-void FlexGrid::RemoveItem(int row) { model_->removeItem(row); }
+void FlexGrid::RemoveItem(int row)
+{
+    model_->removeItem(row);
+}
 
-void FlexGrid::Clear() { model_->clearCells(); }
+void FlexGrid::Clear()
+{
+    model_->clearCells();
+}
 
-bool FlexGrid::ColHidden(int col) const {
+bool FlexGrid::ColHidden(int col) const
+{
     return col >= 0 && col < Cols() && model_->column(col).hidden;
 }
 
-void FlexGrid::setColHidden(int col, bool hidden) { model_->setColumnHidden(col, hidden); }
+void FlexGrid::setColHidden(int col, bool hidden)
+{
+    model_->setColumnHidden(col, hidden);
+}
 
-int FlexGrid::ColWidth(int col) const {
+int FlexGrid::ColWidth(int col) const
+{
     if (col < 0 || col >= Cols())
         return 0;
     const int twips = model_->column(col).widthTwips;
-    return twips >= 0 ? twips : flexgrid::PixelsToTwips(horizontalHeader()->defaultSectionSize(), dpi());
+    return twips >= 0 ? twips
+                      : flexgrid::PixelsToTwips(horizontalHeader()->defaultSectionSize(), dpi());
 }
 
-void FlexGrid::setColWidth(int col, int twips) { model_->setColumnWidth(col, std::max(0, twips)); }
+void FlexGrid::setColWidth(int col, int twips)
+{
+    model_->setColumnWidth(col, std::max(0, twips));
+}
 
-int FlexGrid::ColDataType(int col) const {
+int FlexGrid::ColDataType(int col) const
+{
     return col >= 0 && col < Cols() ? model_->column(col).dataType : 0;
 }
 
-void FlexGrid::setColDataType(int col, int type) { model_->setColumnDataType(col, type); }
+void FlexGrid::setColDataType(int col, int type)
+{
+    model_->setColumnDataType(col, type);
+}
 
-QString FlexGrid::ColFormat(int col) const {
+QString FlexGrid::ColFormat(int col) const
+{
     return col >= 0 && col < Cols() ? model_->column(col).format : QString();
 }
 
-void FlexGrid::setColFormat(int col, const QString &format) {
+void FlexGrid::setColFormat(int col, const QString &format)
+{
     model_->setColumnFormat(col, format);
 }
 
-QString FlexGrid::ColKey(int col) const {
+QString FlexGrid::ColKey(int col) const
+{
     return col >= 0 && col < Cols() ? model_->column(col).key : QString();
 }
 
-void FlexGrid::setColKey(int col, const QString &key) { model_->setColumnKey(col, key); }
+void FlexGrid::setColKey(int col, const QString &key)
+{
+    model_->setColumnKey(col, key);
+}
 
-int FlexGrid::ColIndex(const QString &key) const {
+int FlexGrid::ColIndex(const QString &key) const
+{
     for (int col = 0; col < Cols(); ++col) {
         if (model_->column(col).key == key)
             return col;
@@ -211,11 +288,13 @@ int FlexGrid::ColIndex(const QString &key) const {
     return -1;
 }
 
-int FlexGrid::ColAlignment(int col) const {
+int FlexGrid::ColAlignment(int col) const
+{
     return col >= 0 && col < Cols() ? model_->column(col).alignment : 0;
 }
 
-void FlexGrid::setColAlignment(int col, int alignment) {
+void FlexGrid::setColAlignment(int col, int alignment)
+{
     if (col == -1) {
         for (int c = 0; c < Cols(); ++c)
             model_->setColumnAlignment(c, alignment);
@@ -224,16 +303,24 @@ void FlexGrid::setColAlignment(int col, int alignment) {
     }
 }
 
-void FlexGrid::setColPosition(int col, int position) { model_->moveColumn(col, position); }
+void FlexGrid::setColPosition(int col, int position)
+{
+    model_->moveColumn(col, position);
+}
 
-void FlexGrid::setRowPosition(int row, int position) { model_->moveRow(row, position); }
+void FlexGrid::setRowPosition(int row, int position)
+{
+    model_->moveRow(row, position);
+}
 
-void FlexGrid::setSort(int order) {
+void FlexGrid::setSort(int order)
+{
     const int first = Col(), last = ColSel();
     sortBy(std::min(first, last), std::max(first, last), order);
 }
 
-void FlexGrid::sortBy(int firstCol, int lastCol, int order) {
+void FlexGrid::sortBy(int firstCol, int lastCol, int order)
+{
     if (Cols() == 0)
         return;
     emit BeforeSort(firstCol, order);
@@ -244,44 +331,68 @@ void FlexGrid::sortBy(int firstCol, int lastCol, int order) {
 }
 
 int FlexGrid::FindRow(const QString &text, int startRow, int col, bool caseSensitive,
-                      bool fullMatch) const {
+                      bool fullMatch) const
+{
     return model_->findRow(text, startRow < 0 ? FixedRows() : startRow, col < 0 ? Col() : col,
                            caseSensitive, fullMatch);
 }
 
-int FlexGrid::clampRow(int row) const { return std::clamp(row, 0, std::max(0, Rows() - 1)); }
+int FlexGrid::clampRow(int row) const
+{
+    return std::clamp(row, 0, std::max(0, Rows() - 1));
+}
 
-int FlexGrid::clampCol(int col) const { return std::clamp(col, 0, std::max(0, Cols() - 1)); }
+int FlexGrid::clampCol(int col) const
+{
+    return std::clamp(col, 0, std::max(0, Cols() - 1));
+}
 
-int FlexGrid::Row() const { return clampRow(row_); }
+int FlexGrid::Row() const
+{
+    return clampRow(row_);
+}
 
-int FlexGrid::Col() const { return clampCol(col_); }
+int FlexGrid::Col() const
+{
+    return clampCol(col_);
+}
 
-int FlexGrid::RowSel() const { return clampRow(rowSel_); }
+int FlexGrid::RowSel() const
+{
+    return clampRow(rowSel_);
+}
 
-int FlexGrid::ColSel() const { return clampCol(colSel_); }
+int FlexGrid::ColSel() const
+{
+    return clampCol(colSel_);
+}
 
-void FlexGrid::setRow(int row) {
+void FlexGrid::setRow(int row)
+{
     row_ = rowSel_ = row;
     pushSelection();
 }
 
-void FlexGrid::setCol(int col) {
+void FlexGrid::setCol(int col)
+{
     col_ = colSel_ = col;
     pushSelection();
 }
 
-void FlexGrid::setRowSel(int row) {
+void FlexGrid::setRowSel(int row)
+{
     rowSel_ = row;
     pushSelection();
 }
 
-void FlexGrid::setColSel(int col) {
+void FlexGrid::setColSel(int col)
+{
     colSel_ = col;
     pushSelection();
 }
 
-void FlexGrid::GetSelection(int &row1, int &col1, int &row2, int &col2) const {
+void FlexGrid::GetSelection(int &row1, int &col1, int &row2, int &col2) const
+{
     row1 = std::min(Row(), RowSel());
     row2 = std::max(Row(), RowSel());
     col1 = std::min(Col(), ColSel());
@@ -292,7 +403,8 @@ void FlexGrid::GetSelection(int &row1, int &col1, int &row2, int &col2) const {
     }
 }
 
-void FlexGrid::Select(int row1, int col1, int row2, int col2) {
+void FlexGrid::Select(int row1, int col1, int row2, int col2)
+{
     row_ = row1;
     col_ = col1;
     rowSel_ = row2 < 0 ? row1 : row2;
@@ -300,12 +412,14 @@ void FlexGrid::Select(int row1, int col1, int row2, int col2) {
     pushSelection();
 }
 
-void FlexGrid::ShowCell(int row, int col) {
+void FlexGrid::ShowCell(int row, int col)
+{
     if (row >= 1 && row - 1 < model_->rowCount() && col >= 0 && col < model_->columnCount())
         scrollTo(model_->index(row - 1, col));
 }
 
-void FlexGrid::setSelectionMode(int mode) {
+void FlexGrid::setSelectionMode(int mode)
+{
     selectionMode_ = mode;
     setSelectionBehavior(mode == kSelectionByRow ? QAbstractItemView::SelectRows
                                                  : QAbstractItemView::SelectItems);
@@ -314,7 +428,8 @@ void FlexGrid::setSelectionMode(int mode) {
 
 // The view's selection follows the grid's numbers, never the other way round while the grid
 // is changing it; the header row has no cells in the view, so only data rows are selected.
-void FlexGrid::pushSelection() {
+void FlexGrid::pushSelection()
+{
     if (syncing_ || model_->isSuspended() || !selectionModel())
         return;
     const int viewRows = model_->rowCount(), viewCols = model_->columnCount();
@@ -335,7 +450,8 @@ void FlexGrid::pushSelection() {
 
 // After the user moved the current cell or the block: Qt's current index is the corner that
 // moved (RowSel, ColSel); the opposite corner of the block is where it started (Row, Col).
-void FlexGrid::readSelection() {
+void FlexGrid::readSelection()
+{
     if (syncing_)
         return;
     const QModelIndex current = selectionModel()->currentIndex();
@@ -361,7 +477,8 @@ void FlexGrid::readSelection() {
     emit SelChange();
 }
 
-void FlexGrid::setRedraw(bool redraw) {
+void FlexGrid::setRedraw(bool redraw)
+{
     if (redraw == redraw_)
         return;
     redraw_ = redraw;
@@ -376,7 +493,8 @@ void FlexGrid::setRedraw(bool redraw) {
     setUpdatesEnabled(true);
 }
 
-void FlexGrid::setEditable(int editable) {
+void FlexGrid::setEditable(int editable)
+{
     editable_ = editable;
     model_->setEditable(editable != kEditNone);
     setEditTriggers(editable != kEditNone
@@ -385,14 +503,16 @@ void FlexGrid::setEditable(int editable) {
                         : QAbstractItemView::NoEditTriggers);
 }
 
-void FlexGrid::setExplorerBar(int bar) {
+void FlexGrid::setExplorerBar(int bar)
+{
     explorerBar_ = bar;
     horizontalHeader()->setSectionsClickable(bar & kExplorerSort);
     horizontalHeader()->setSortIndicatorShown(bar & kExplorerSort);
     horizontalHeader()->setSectionsMovable(bar & kExplorerMove);
 }
 
-bool FlexGrid::SaveGrid(const QString &file, int mode, bool fixedCells) const {
+bool FlexGrid::SaveGrid(const QString &file, int mode, bool fixedCells) const
+{
     if (mode != kFileCustomText)
         return false;
     const QChar colSep = clipSeparators_.size() >= 1 ? clipSeparators_[0] : QChar(u'\t');
@@ -400,7 +520,8 @@ bool FlexGrid::SaveGrid(const QString &file, int mode, bool fixedCells) const {
     return model_->saveText(file, colSep, rowSep, fixedCells);
 }
 
-bool FlexGrid::LoadGrid(const QString &file, int mode, bool fixedCells) {
+bool FlexGrid::LoadGrid(const QString &file, int mode, bool fixedCells)
+{
     if (mode != kFileCustomText)
         return false;
     const QChar colSep = clipSeparators_.size() >= 1 ? clipSeparators_[0] : QChar(u'\t');
@@ -409,7 +530,8 @@ bool FlexGrid::LoadGrid(const QString &file, int mode, bool fixedCells) {
 }
 
 // A model reset forgets the view's per-column state, so it is applied again from the store.
-void FlexGrid::syncColumns() {
+void FlexGrid::syncColumns()
+{
     if (model_->isSuspended())
         return;
     syncing_ = true;
@@ -423,7 +545,8 @@ void FlexGrid::syncColumns() {
     syncing_ = false;
 }
 
-void FlexGrid::headerClicked(int section) {
+void FlexGrid::headerClicked(int section)
+{
     if (!(explorerBar_ & kExplorerSort) || section < 0 || section >= Cols())
         return;
     // A second click on the same header turns the direction round.
@@ -439,7 +562,8 @@ void FlexGrid::headerClicked(int section) {
 
 // The header only shows where the user dropped the column; the grid then moves the column
 // itself, so that column numbers keep meaning screen positions as the program expects.
-void FlexGrid::headerMoved(int, int oldVisual, int newVisual) {
+void FlexGrid::headerMoved(int, int oldVisual, int newVisual)
+{
     if (syncing_)
         return;
     syncing_ = true;
@@ -450,13 +574,15 @@ void FlexGrid::headerMoved(int, int oldVisual, int newVisual) {
     emit AfterMoveColumn(oldVisual, position);
 }
 
-void FlexGrid::headerResized(int logical, int, int newSize) {
+void FlexGrid::headerResized(int logical, int, int newSize)
+{
     if (syncing_ || newSize <= 0 || logical < 0 || logical >= Cols())
         return;
     model_->setColumnWidth(logical, flexgrid::PixelsToTwips(newSize, dpi()));
 }
 
-void FlexGrid::toggleCheck(int row, int col) {
+void FlexGrid::toggleCheck(int row, int col)
+{
     const int state = model_->check(row, col);
     if (state == flexgrid::kNoCheck)
         return;
@@ -465,18 +591,19 @@ void FlexGrid::toggleCheck(int row, int col) {
     if (cancel)
         return;
     model_->setCheck(row, col,
-                     state == flexgrid::kChecked ? flexgrid::kUnchecked
-                                                      : flexgrid::kChecked);
+                     state == flexgrid::kChecked ? flexgrid::kUnchecked : flexgrid::kChecked);
     emit AfterEdit(row, col);
 }
 
-void FlexGrid::trackMouse(const QPoint &pos) {
+void FlexGrid::trackMouse(const QPoint &pos)
+{
     const int row = rowAt(pos.y()), col = columnAt(pos.x());
     mouseRow_ = row < 0 ? -1 : row + 1;
     mouseCol_ = col;
 }
 
-void FlexGrid::mousePressEvent(QMouseEvent *event) {
+void FlexGrid::mousePressEvent(QMouseEvent *event)
+{
     const QPoint pos = event->position().toPoint();
     trackMouse(pos);
     const QModelIndex hit = indexAt(pos);
@@ -493,24 +620,28 @@ void FlexGrid::mousePressEvent(QMouseEvent *event) {
         toggleCheck(hit.row() + 1, hit.column());
 }
 
-void FlexGrid::mouseReleaseEvent(QMouseEvent *event) {
+void FlexGrid::mouseReleaseEvent(QMouseEvent *event)
+{
     const QPoint pos = event->position().toPoint();
     trackMouse(pos);
     QTableView::mouseReleaseEvent(event);
     emit MouseUp(ButtonCode(event->button()), ShiftState(event->modifiers()), pos.x(), pos.y());
 }
 
-void FlexGrid::mouseMoveEvent(QMouseEvent *event) {
+void FlexGrid::mouseMoveEvent(QMouseEvent *event)
+{
     trackMouse(event->position().toPoint());
     QTableView::mouseMoveEvent(event);
 }
 
-void FlexGrid::mouseDoubleClickEvent(QMouseEvent *event) {
+void FlexGrid::mouseDoubleClickEvent(QMouseEvent *event)
+{
     QTableView::mouseDoubleClickEvent(event);
     emit DblClick();
 }
 
-void FlexGrid::keyPressEvent(QKeyEvent *event) {
+void FlexGrid::keyPressEvent(QKeyEvent *event)
+{
     int keyCode = KeyCode(event->key());
     emit KeyDown(keyCode, ShiftState(event->modifiers()));
     if (keyCode == 0) {
@@ -526,7 +657,8 @@ void FlexGrid::keyPressEvent(QKeyEvent *event) {
     QTableView::keyPressEvent(event);
 }
 
-bool FlexGrid::edit(const QModelIndex &index, EditTrigger trigger, QEvent *event) {
+bool FlexGrid::edit(const QModelIndex &index, EditTrigger trigger, QEvent *event)
+{
     if (editable_ != kEditNone && index.isValid() && (editTriggers() & trigger) &&
         (model_->flags(index) & Qt::ItemIsEditable)) {
         bool cancel = false;

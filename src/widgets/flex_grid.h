@@ -18,7 +18,7 @@
 class FlexGrid : public QTableView {
     Q_OBJECT
 
-  public:
+public:
     // SaveGrid/LoadGrid mode: delimited text with the separators of ClipSeparators.
     static constexpr int kFileCustomText = 5;
     // ExplorerBar bits: header click sorts (with the sort arrow), header drag moves columns.
@@ -153,7 +153,7 @@ class FlexGrid : public QTableView {
 
     FlexGridModel *gridModel() const { return model_; }
 
-  signals:
+signals:
     void BeforeSort(int col, int &order);
     void AfterSort(int col, int order);
     // After the user dragged a header from `col` to `position`.
@@ -170,7 +170,7 @@ class FlexGrid : public QTableView {
     void DblClick();
     void SelChange();
 
-  protected:
+protected:
     void mousePressEvent(QMouseEvent *event) override;
     void mouseReleaseEvent(QMouseEvent *event) override;
     void mouseMoveEvent(QMouseEvent *event) override;
@@ -178,7 +178,7 @@ class FlexGrid : public QTableView {
     void keyPressEvent(QKeyEvent *event) override;
     bool edit(const QModelIndex &index, EditTrigger trigger, QEvent *event) override;
 
-  private:
+private:
     int dpi() const;
     int clampRow(int row) const;
     int clampCol(int col) const;

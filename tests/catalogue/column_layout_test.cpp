@@ -1,9 +1,9 @@
 #include "catalogue/column_layout.h"
 #include "core/master_layout.h"
 
-#include "test_context.h"
 #include "recording_ui.h"
 #include "sandbox.h"
+#include "test_context.h"
 
 #include <gtest/gtest.h>
 
@@ -43,8 +43,7 @@ TEST_F(ColumnLayout, StoredOrderMovesColumnsWithTheirStoredWidths)
         "Location,Name,Selection,Pages,Size (In KB),Type,Created Date,Modified Date");
     context.settings().setLastGridColWidth("3000,1800,999,700,1000,1400,2000,2000");
     LoadGridColumns(context);
-    EXPECT_EQ(order().mid(0, 4),
-              QStringList({"Location@0", "Name@1", "Selection@2", "Pages@3"}));
+    EXPECT_EQ(order().mid(0, 4), QStringList({"Location@0", "Name@1", "Selection@2", "Pages@3"}));
     EXPECT_EQ(context.ColumnList.Item("Location")->ColumnWidth, 3000);
     EXPECT_EQ(context.ColumnList.Item("Selection")->ColumnWidth, 250) << "not configurable";
     EXPECT_EQ(context.ColumnList.Item("Type")->ColumnWidth, 1400) << "already in place: width kept";
@@ -64,8 +63,8 @@ TEST_F(ColumnLayout, DuplicatedOrMissingKeysMoveOnlyWhatIsNamed)
 TEST_F(ColumnLayout, AHeaderDragMovesAllThreeListsAlike)
 {
     context.settings().setColumnVisibility("1,1,0,1,1,1,1,1");
-    const QStringList headers = {"Name", "Pages", "Location", "Selection", "Size (In KB)", "Type",
-                                 "Created Date", "Modified Date"};
+    const QStringList headers = {"Name",         "Pages", "Location",     "Selection",
+                                 "Size (In KB)", "Type",  "Created Date", "Modified Date"};
     StoreColumnMove(context, headers, 1, 3);
     EXPECT_EQ(context.settings().ColumnReOrder(), headers.join(","));
     EXPECT_EQ(context.settings().LastGridColWidth(), "1800,700,1800,250,1000,1400,2000,2000");
@@ -89,9 +88,8 @@ TEST_F(ColumnLayout, SortRequestsStayInTheirColumnsFamily)
         int asked;
         int sorted;
     } cases[] = {
-        {name, 1, 2, 3}, {name, 1, 4, 4}, {name, 0, 4, 1}, {name, 0, 2, 2},
-        {pages, 0, 2, 3}, {pages, 0, 4, 4}, {size, 0, 1, 3}, {size, 1, 3, 3},
-        {type, 1, 2, 2}, {type, 0, 4, 4},
+        {name, 1, 2, 3},  {name, 1, 4, 4}, {name, 0, 4, 1}, {name, 0, 2, 2}, {pages, 0, 2, 3},
+        {pages, 0, 4, 4}, {size, 0, 1, 3}, {size, 1, 3, 3}, {type, 1, 2, 2}, {type, 0, 4, 4},
     };
     for (const auto &c : cases) {
         context.settings().setSortbyNumeric(int16_t(c.numeric));

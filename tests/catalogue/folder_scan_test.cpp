@@ -2,10 +2,10 @@
 #include "core/master_layout.h"
 #include "grid/flex_grid_model.h"
 
-#include "test_context.h"
 #include "recording_ui.h"
 #include "sample_files.h"
 #include "sandbox.h"
+#include "test_context.h"
 
 #include <gtest/gtest.h>
 
@@ -106,7 +106,8 @@ TEST_F(Scan, FindsImagesBelowTheFolderAndSortsTheNamesNumerically)
     EXPECT_TRUE(window.controlsEnabled);
     EXPECT_FALSE(window.loadingShown);
     EXPECT_EQ(window.loadingCounts, QList<int>({1, 2, 3, 4}));
-    EXPECT_EQ(window.statusTexts.last(), "0 file selected; Total Page count of selected Tiff files: 0");
+    EXPECT_EQ(window.statusTexts.last(),
+              "0 file selected; Total Page count of selected Tiff files: 0");
     EXPECT_TRUE(ui.boxes.empty());
 
     window.subFolders = false;
@@ -122,7 +123,8 @@ TEST_F(Scan, RowsCarrySizeTypeAndDates)
     EXPECT_EQ(column("Size (In KB)"), QStringList({"2 KB"}));
     EXPECT_EQ(column("Type"), QStringList({"png image"}));
     EXPECT_FALSE(column("Modified Date")[0].isEmpty());
-    EXPECT_EQ(grid.check(1, context.ColumnList.GetColumnIndexByKey("Selection")), 2) << "unchecked when made";
+    EXPECT_EQ(grid.check(1, context.ColumnList.GetColumnIndexByKey("Selection")), 2)
+        << "unchecked when made";
     EXPECT_EQ(grid.picture(1, 0), "image/png");
 }
 

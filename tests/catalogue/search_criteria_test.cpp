@@ -16,13 +16,20 @@ TEST(SearchCriteria, WildcardsMatchWithoutRegardToCase)
         const char *pattern;
         bool match;
     } cases[] = {
-        {"scan.TIF", "*.tif", true},     {"scan.tiff", "*.tif", false},
-        {"scan.tif.bak", "*.tif", false}, {"a.b.tif", "*.tif", true},
-        {"x1.png", "x?.png", true},       {"x12.png", "x?.png", false},
-        {"README", "*.*", true},          {"README", "*.", true},
-        {"scan.tif", "", false},          {"scan.tif", " *.tif", true},
-        {"scan.tif", "*.jpg;*.tif", true}, {"Ünïcode.JPG", "ü*.jpg", true},
-        {"scan.tif", "scan.tif", true},   {"scan.tif", "*", true},
+        {"scan.TIF", "*.tif", true},
+        {"scan.tiff", "*.tif", false},
+        {"scan.tif.bak", "*.tif", false},
+        {"a.b.tif", "*.tif", true},
+        {"x1.png", "x?.png", true},
+        {"x12.png", "x?.png", false},
+        {"README", "*.*", true},
+        {"README", "*.", true},
+        {"scan.tif", "", false},
+        {"scan.tif", " *.tif", true},
+        {"scan.tif", "*.jpg;*.tif", true},
+        {"Ünïcode.JPG", "ü*.jpg", true},
+        {"scan.tif", "scan.tif", true},
+        {"scan.tif", "*", true},
         {"report.pdf", "*.tif *.pdf", false},
     };
     for (const auto &c : cases)
@@ -75,7 +82,10 @@ namespace {
 
 const QDate today(2026, 3, 31);
 
-QDateTime at(int y, int m, int d, int h = 12) { return QDateTime(QDate(y, m, d), QTime(h, 0)); }
+QDateTime at(int y, int m, int d, int h = 12)
+{
+    return QDateTime(QDate(y, m, d), QTime(h, 0));
+}
 
 FileFacts fileOf(const QDateTime &when, qint64 size = 100)
 {
@@ -159,10 +169,9 @@ TEST(AdvanceOptions, SizesInRoundedUpKilobytes)
         qint64 size;
         bool pass;
     } cases[] = {
-        {"Least", "0", 0, true},     {"Least", "0", 5000000, true},
-        {"Most", "0", 0, true},      {"Most", "0", 1, false},
-        {"Least", "2", 1025, true},  {"Least", "3", 2049, true},
-        {"Most", "1", 1024, true},   {"Most", "1", 1025, false},
+        {"Least", "0", 0, true},   {"Least", "0", 5000000, true}, {"Most", "0", 0, true},
+        {"Most", "0", 1, false},   {"Least", "2", 1025, true},    {"Least", "3", 2049, true},
+        {"Most", "1", 1024, true}, {"Most", "1", 1025, false},
     };
     for (const auto &c : cases)
         EXPECT_EQ(IsFileMatchWithAdvanceOptions(fileOf(at(2026, 1, 1), c.size),

@@ -22,7 +22,10 @@ namespace {
 
 // The settings find their file below the storage folder they are made with; failures are
 // logged there too.
-void useStorageFolder(const QString &path) { SetErrorLogFolder(path); }
+void useStorageFolder(const QString &path)
+{
+    SetErrorLogFolder(path);
+}
 
 // Every key as the file spells it, in the order it is written, with its type (Text, Byte,
 // Integer, Long). Written out by hand, odd spellings included: a key renamed in the code would

@@ -102,7 +102,8 @@ TEST_F(Startup, StoredWidthsApplyOnlyWithOneEntryPerColumn)
     for (const QString &widths : {QString("1,2,3,4,5,6,7"), QString("1,2,3,4,5,6,7,8,9")}) {
         context->settings().setLastGridColWidth(widths);
         start();
-        EXPECT_EQ(context->ColumnList.Item("Created Date")->ColumnWidth, 1400) << widths.toStdString();
+        EXPECT_EQ(context->ColumnList.Item("Created Date")->ColumnWidth, 1400)
+            << widths.toStdString();
         EXPECT_EQ(context->ColumnWidths.size(), widths.count(',') + 1);
     }
     context->settings().setLastGridColWidth("10,20,30,40,50,60,70,80.5");

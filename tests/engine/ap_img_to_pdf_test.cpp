@@ -10,8 +10,8 @@
 #include <gtest/gtest.h>
 
 #include <QFile>
-#include <QImage>
 #include <QFileInfo>
+#include <QImage>
 #include <QPointer>
 
 using namespace pw;
@@ -81,8 +81,8 @@ public:
                      .arg(n3);
         return 0;
     }
-    int32_t ApGetFunction(int32_t handle, int32_t code, int32_t, int32_t,
-                          const std::string &text, int32_t) override
+    int32_t ApGetFunction(int32_t handle, int32_t code, int32_t, int32_t, const std::string &text,
+                          int32_t) override
     {
         calls << QString("get %1 %2 %3").arg(handle).arg(code).arg(name(text));
         return depth;
@@ -130,7 +130,8 @@ TEST_F(Binding, CallsTheLibraryInItsFixedOrder)
         QStringList expected = {"create", "get 0 211 in.tif"};
         if (c.set)
             expected << c.set;
-        expected << "add 7 in.tif" << "close 7";
+        expected << "add 7 in.tif"
+                 << "close 7";
         EXPECT_EQ(library.calls, expected) << c.depth << " " << c.colour << c.grey << c.bw;
     }
 

@@ -27,7 +27,8 @@ BatchRun batch(const QStringList &args)
     BatchJob job(context);
     if (!job.initializeFromArgs(args, r.error))
         return r;
-    r.status = job.run([&](const QString &l) { r.out << l; }, [&](const QString &l) { r.err << l; });
+    r.status =
+        job.run([&](const QString &l) { r.out << l; }, [&](const QString &l) { r.err << l; });
     return r;
 }
 
@@ -92,7 +93,8 @@ TEST(BatchJob, ConvertSkipsExistingUnlessToldAndNamesEveryFailure)
     EXPECT_EQ(batch({"merge", "-o", box.filePath("m.pdf"), good, out + "/x.pdf"}).status, 0);
 
     r = batch({"pages", box.filePath("m.pdf"), good, bad + ".pdf"});
-    EXPECT_EQ(r.out, QStringList({box.filePath("m.pdf") + "\t2", good + "\t", bad + ".pdf\tError"}));
+    EXPECT_EQ(r.out,
+              QStringList({box.filePath("m.pdf") + "\t2", good + "\t", bad + ".pdf\tError"}));
     EXPECT_EQ(r.status, 1);
     SetErrorLogFolder({});
 }

@@ -6,9 +6,13 @@
 
 namespace {
 
-int Sign(int v) { return (v > 0) - (v < 0); }
+int Sign(int v)
+{
+    return (v > 0) - (v < 0);
+}
 
-TEST(FlexSortTest, NaturalCompareTakesDigitRunsAsNumbers) {
+TEST(FlexSortTest, NaturalCompareTakesDigitRunsAsNumbers)
+{
     struct Case {
         const char *a, *b;
         int expected;
@@ -26,7 +30,8 @@ TEST(FlexSortTest, NaturalCompareTakesDigitRunsAsNumbers) {
         EXPECT_EQ(Sign(flexsort::NaturalCompare(c.a, c.b)), c.expected) << c.a << " vs " << c.b;
 }
 
-TEST(FlexSortTest, LeadingNumberReadsSizesAndNames) {
+TEST(FlexSortTest, LeadingNumberReadsSizesAndNames)
+{
     struct Case {
         const char *text;
         double value;
@@ -45,7 +50,8 @@ TEST(FlexSortTest, LeadingNumberReadsSizesAndNames) {
     }
 }
 
-TEST(FlexSortTest, DatesParseWithTheColumnFormat) {
+TEST(FlexSortTest, DatesParseWithTheColumnFormat)
+{
     const QString format = "dd/mm/yyyy hh:mm ampm";
     auto key = [&](const QString &text) {
         int64_t k = -1;

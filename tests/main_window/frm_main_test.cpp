@@ -15,17 +15,17 @@
 
 #include <QApplication>
 #include <QComboBox>
+#include <QDir>
 #include <QDockWidget>
 #include <QHeaderView>
 #include <QLabel>
 #include <QMenu>
 #include <QMenuBar>
 #include <QPushButton>
+#include <QStandardPaths>
 #include <QTest>
 #include <QTimer>
 #include <QTreeView>
-#include <QStandardPaths>
-#include <QDir>
 
 using namespace pw;
 
@@ -196,7 +196,8 @@ TEST_F(MainWindow, PlaceIsStoredOnlyOnceReadyAndRestoredAtTheNextStart)
 
     w.showMinimized();
     w.resize(800, 500);
-    EXPECT_EQ(context->settings().LastWindowWidth(), 910 * 15) << "a minimised window stores nothing";
+    EXPECT_EQ(context->settings().LastWindowWidth(), 910 * 15)
+        << "a minimised window stores nothing";
     w.showNormal();
     w.resize(920, 620);
 
@@ -215,7 +216,8 @@ TEST_F(MainWindow, PlaceIsStoredOnlyOnceReadyAndRestoredAtTheNextStart)
     context->settings().setLastGridColWidthFlag(0);
     again.grdSearchList->setColWidth(0, 1500);
     again.close();
-    EXPECT_TRUE(context->settings().LastGridColWidth().startsWith("3000,")) << "flag 0 stores nothing";
+    EXPECT_TRUE(context->settings().LastGridColWidth().startsWith("3000,"))
+        << "flag 0 stores nothing";
 }
 
 TEST_F(MainWindow, TheTreesDesktopRootSearchesTheDesktopFolder)

@@ -1,6 +1,5 @@
 #include "pdf_probe.h"
 
-
 #include <poppler-document.h>
 #include <poppler-image.h>
 #include <poppler-page-renderer.h>
@@ -15,7 +14,8 @@
 #include <algorithm>
 #include <memory>
 
-std::vector<ProbedPage> probePdf(const QString &pdf) {
+std::vector<ProbedPage> probePdf(const QString &pdf)
+{
     std::vector<ProbedPage> pages;
     try {
         QPDF q;
@@ -56,14 +56,16 @@ std::vector<ProbedPage> probePdf(const QString &pdf) {
     return pages;
 }
 
-bool qpdfChecks(const QString &pdf) {
+bool qpdfChecks(const QString &pdf)
+{
     QProcess p;
     p.start("qpdf", {"--check", pdf});
     p.waitForFinished(60000);
     return p.exitStatus() == QProcess::NormalExit && p.exitCode() == 0;
 }
 
-QImage renderPage(const QString &pdf, int index, double dpi) {
+QImage renderPage(const QString &pdf, int index, double dpi)
+{
     std::unique_ptr<poppler::document> doc(poppler::document::load_from_file(pdf.toStdString()));
     if (!doc || index >= doc->pages())
         return {};
@@ -77,7 +79,8 @@ QImage renderPage(const QString &pdf, int index, double dpi) {
     return q.convertToFormat(QImage::Format_RGB32);
 }
 
-QImage paintedPixels(const QString &pdf, int index, int width, int height) {
+QImage paintedPixels(const QString &pdf, int index, int width, int height)
+{
     const auto pages = probePdf(pdf);
     if (index >= int(pages.size()) || pages[size_t(index)].width <= 0)
         return {};
@@ -93,7 +96,8 @@ QImage paintedPixels(const QString &pdf, int index, int width, int height) {
     return out;
 }
 
-int maxChannelDifference(const QImage &a, const QImage &b) {
+int maxChannelDifference(const QImage &a, const QImage &b)
+{
     if (a.size() != b.size() || a.isNull())
         return -1;
     const QImage x = a.convertToFormat(QImage::Format_RGB32);
@@ -111,7 +115,8 @@ int maxChannelDifference(const QImage &a, const QImage &b) {
     return worst;
 }
 
-double meanChannelDifference(const QImage &a, const QImage &b) {
+double meanChannelDifference(const QImage &a, const QImage &b)
+{
     if (a.size() != b.size() || a.isNull())
         return -1;
     const QImage x = a.convertToFormat(QImage::Format_RGB32);
@@ -125,4 +130,3 @@ double meanChannelDifference(const QImage &a, const QImage &b) {
         }
     return sum / (3.0 * x.width() * x.height());
 }
-

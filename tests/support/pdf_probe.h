@@ -38,4 +38,3 @@ int maxChannelDifference(const QImage &a, const QImage &b);
 
 // Mean difference per channel, for lossy encodings; -1 when sizes differ.
 double meanChannelDifference(const QImage &a, const QImage &b);
-

@@ -48,8 +48,8 @@ void WriteQpdfPdf(const QString &path, int pages)
     pdf.emptyPDF();
     QPDFPageDocumentHelper helper(pdf);
     for (int i = 0; i < pages; ++i) {
-        QPDFObjectHandle page = pdf.makeIndirectObject(QPDFObjectHandle::parse(
-            "<< /Type /Page /MediaBox [0 0 612 792] /Resources << >> >>"));
+        QPDFObjectHandle page = pdf.makeIndirectObject(
+            QPDFObjectHandle::parse("<< /Type /Page /MediaBox [0 0 612 792] /Resources << >> >>"));
         helper.addPage(page, false);
     }
     QPDFWriter writer(pdf, QFile::encodeName(path).constData());

@@ -6,7 +6,8 @@
 
 #include <vector>
 
-QImage colourPattern(int width, int height) {
+QImage colourPattern(int width, int height)
+{
     QImage img(width, height, QImage::Format_RGB32);
     for (int y = 0; y < height; ++y)
         for (int x = 0; x < width; ++x) {
@@ -18,7 +19,8 @@ QImage colourPattern(int width, int height) {
     return img;
 }
 
-QImage bilevelPattern(int width, int height) {
+QImage bilevelPattern(int width, int height)
+{
     QImage img(width, height, QImage::Format_RGB32);
     img.fill(Qt::white);
     for (int y = 0; y < height; ++y)
@@ -30,7 +32,8 @@ QImage bilevelPattern(int width, int height) {
 
 namespace {
 
-int sampleValue(int x, int y, int c, int page, int bps) {
+int sampleValue(int x, int y, int c, int page, int bps)
+{
     const int max = (1 << bps) - 1;
     if (bps == 1)
         return ((y % 11 < 3 && x % 17 < 12) || (x * 3 + y + page) % 29 == 0) ? 1 : 0;
@@ -40,7 +43,8 @@ int sampleValue(int x, int y, int c, int page, int bps) {
 
 } // namespace
 
-bool writeTiff(const QString &path, const TiffLayout &s, QImage *expected) {
+bool writeTiff(const QString &path, const TiffLayout &s, QImage *expected)
+{
     TIFF *t = TIFFOpen(path.toStdString().c_str(), s.bigEndian ? "wb" : "wl");
     if (!t)
         return false;

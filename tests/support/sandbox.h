@@ -25,4 +25,7 @@ QString corpusDir();
 #include <ostream>
 
 // Readable Qt strings in test failure messages.
-inline void PrintTo(const QString &s, std::ostream *os) { *os << '"' << s.toStdString() << '"'; }
+inline void PrintTo(const QString &s, std::ostream *os)
+{
+    *os << '"' << s.toStdString() << '"';
+}

@@ -15,7 +15,8 @@
 
 namespace {
 
-std::vector<QString> Column(const FlexGrid &grid, int col) {
+std::vector<QString> Column(const FlexGrid &grid, int col)
+{
     std::vector<QString> cells;
     for (int row = 1; row < grid.Rows(); ++row)
         cells.push_back(grid.TextMatrix(row, col));
@@ -23,7 +24,8 @@ std::vector<QString> Column(const FlexGrid &grid, int col) {
 }
 
 // A grid with a header row and the given data rows, one tab-separated text per row.
-void Fill(FlexGrid &grid, const QStringList &header, const QStringList &rows) {
+void Fill(FlexGrid &grid, const QStringList &header, const QStringList &rows)
+{
     grid.setCols(int(header.size()));
     grid.setRows(1);
     for (int col = 0; col < header.size(); ++col) {
@@ -34,7 +36,8 @@ void Fill(FlexGrid &grid, const QStringList &header, const QStringList &rows) {
         grid.AddItem(row);
 }
 
-TEST(FlexGridTest, RowsAndColsGrowAndShrinkKeepingCells) {
+TEST(FlexGridTest, RowsAndColsGrowAndShrinkKeepingCells)
+{
     FlexGrid grid;
     EXPECT_EQ(grid.Rows(), 1);
     EXPECT_EQ(grid.Cols(), 0);
@@ -61,7 +64,8 @@ TEST(FlexGridTest, RowsAndColsGrowAndShrinkKeepingCells) {
     EXPECT_EQ(grid.TextMatrix(99, 0), "");
 }
 
-TEST(FlexGridTest, CheckCellsHoldOneAndTwo) {
+TEST(FlexGridTest, CheckCellsHoldOneAndTwo)
+{
     FlexGrid grid;
     Fill(grid, {"Name", "Selection"}, {"a", "b", "c", "d"});
     grid.setColDataType(1, flexgrid::kBoolean);
@@ -89,7 +93,8 @@ TEST(FlexGridTest, CheckCellsHoldOneAndTwo) {
     EXPECT_EQ(grid.model()->index(2, 1).data(Qt::CheckStateRole).toInt(), int(Qt::Checked));
 }
 
-TEST(FlexGridTest, ColumnMovesCarryCellsAndProperties) {
+TEST(FlexGridTest, ColumnMovesCarryCellsAndProperties)
+{
     struct Case {
         int from, to;
         QStringList order;
@@ -119,7 +124,8 @@ TEST(FlexGridTest, ColumnMovesCarryCellsAndProperties) {
     }
 }
 
-TEST(FlexGridTest, HeaderDragMovesTheColumnAndReportsIt) {
+TEST(FlexGridTest, HeaderDragMovesTheColumnAndReportsIt)
+{
     FlexGrid grid;
     grid.setExplorerBar(7);
     Fill(grid, {"A", "B", "C"}, {"a\tb\tc"});
@@ -136,7 +142,8 @@ TEST(FlexGridTest, HeaderDragMovesTheColumnAndReportsIt) {
         EXPECT_EQ(grid.horizontalHeader()->visualIndex(col), col);
 }
 
-TEST(FlexGridTest, HiddenColumnsAndWidthsSurviveSortAndRedraw) {
+TEST(FlexGridTest, HiddenColumnsAndWidthsSurviveSortAndRedraw)
+{
     FlexGrid grid;
     Fill(grid, {"Name", "Pages"}, {"b\t2", "a\t1"});
     grid.setColHidden(1, true);
@@ -163,7 +170,8 @@ struct SortCase {
 
 class FlexGridSortTest : public ::testing::TestWithParam<SortCase> {};
 
-TEST_P(FlexGridSortTest, OrdersTheColumn) {
+TEST_P(FlexGridSortTest, OrdersTheColumn)
+{
     const SortCase &c = GetParam();
     FlexGrid grid;
     Fill(grid, {"Key", "Other"}, {});
@@ -235,7 +243,8 @@ INSTANTIATE_TEST_SUITE_P(
         SortCase{"StringWithCase", 8, "", 7, {"b", "B", "a", "A"}, {"A", "B", "a", "b"}}),
     [](const ::testing::TestParamInfo<SortCase> &info) { return info.param.name; });
 
-TEST(FlexGridTest, SortCarriesChecksAndPicturesWithTheirRows) {
+TEST(FlexGridTest, SortCarriesChecksAndPicturesWithTheirRows)
+{
     FlexGrid grid;
     Fill(grid, {"Name", "Selection"}, {"c", "a", "b"});
     grid.setColDataType(1, flexgrid::kBoolean);
@@ -251,7 +260,8 @@ TEST(FlexGridTest, SortCarriesChecksAndPicturesWithTheirRows) {
     EXPECT_TRUE(grid.cellPicture(1, 0).isEmpty());
 }
 
-TEST(FlexGridTest, BeforeSortMayRewriteTheOrder) {
+TEST(FlexGridTest, BeforeSortMayRewriteTheOrder)
+{
     FlexGrid grid;
     grid.setExplorerBar(7);
     Fill(grid, {"Name", "Size"}, {"10.tif\t1", "2.tif\t2"});
@@ -281,7 +291,8 @@ TEST(FlexGridTest, BeforeSortMayRewriteTheOrder) {
     EXPECT_EQ(Column(grid, 0), (std::vector<QString>{"2.tif", "10.tif"}));
 }
 
-TEST(FlexGridTest, FindRowWalksDownFromTheStart) {
+TEST(FlexGridTest, FindRowWalksDownFromTheStart)
+{
     FlexGrid grid;
     Fill(grid, {"Name", "Pages"}, {"a\t3", "b\tError", "c\t", "d\terror", "e\tErrors"});
     struct Case {
@@ -302,7 +313,8 @@ TEST(FlexGridTest, FindRowWalksDownFromTheStart) {
     EXPECT_EQ(grid.FindRow("c"), 3); // the current column by default
 }
 
-TEST(FlexGridTest, AddItemAndRemoveItem) {
+TEST(FlexGridTest, AddItemAndRemoveItem)
+{
     FlexGrid grid;
     Fill(grid, {"A", "B"}, {"1\tx", "2\ty", "3\tz"});
     grid.setCellChecked(2, 1, 1);
@@ -323,7 +335,8 @@ TEST(FlexGridTest, AddItemAndRemoveItem) {
     EXPECT_EQ(grid.TextMatrix(1, 0), "");
 }
 
-TEST(FlexGridTest, SaveAndLoadTextWithSeparators) {
+TEST(FlexGridTest, SaveAndLoadTextWithSeparators)
+{
     SandboxDir sandbox;
     struct Case {
         QString separators;
@@ -368,7 +381,8 @@ TEST(FlexGridTest, SaveAndLoadTextWithSeparators) {
     EXPECT_FALSE(grid.SaveGrid(sandbox.filePath("no/such/folder/x.txt")));
 }
 
-TEST(FlexGridTest, SelectionCornersAndBlock) {
+TEST(FlexGridTest, SelectionCornersAndBlock)
+{
     FlexGrid grid;
     Fill(grid, {"A", "B", "C", "D"}, {"1", "2", "3", "4", "5", "6"});
     grid.Select(5, 3, 2, 1);
@@ -391,7 +405,8 @@ TEST(FlexGridTest, SelectionCornersAndBlock) {
 }
 
 // Sends a press and a release to the cell area, as the user's click would arrive.
-void Click(FlexGrid &grid, int row, int col, Qt::MouseButton button = Qt::LeftButton) {
+void Click(FlexGrid &grid, int row, int col, Qt::MouseButton button = Qt::LeftButton)
+{
     const QRect cell = grid.visualRect(grid.model()->index(row - 1, col));
     const QPointF at = cell.center();
     QMouseEvent press(QEvent::MouseButtonPress, at, grid.viewport()->mapToGlobal(at), button,
@@ -402,7 +417,8 @@ void Click(FlexGrid &grid, int row, int col, Qt::MouseButton button = Qt::LeftBu
     QApplication::sendEvent(grid.viewport(), &release);
 }
 
-TEST(FlexGridTest, ClickTogglesTheCheckOnlyWhereMouseDownAllowsIt) {
+TEST(FlexGridTest, ClickTogglesTheCheckOnlyWhereMouseDownAllowsIt)
+{
     FlexGrid grid;
     Fill(grid, {"Name", "Selection"}, {"a", "b", "c"});
     grid.setColDataType(1, flexgrid::kBoolean);
@@ -433,7 +449,8 @@ TEST(FlexGridTest, ClickTogglesTheCheckOnlyWhereMouseDownAllowsIt) {
     EXPECT_EQ(grid.cellChecked(3, 1), 2);
 }
 
-TEST(FlexGridTest, RightClickInsideTheBlockKeepsIt) {
+TEST(FlexGridTest, RightClickInsideTheBlockKeepsIt)
+{
     FlexGrid grid;
     Fill(grid, {"Name"}, {"a", "b", "c", "d"});
     grid.resize(300, 300);
@@ -448,7 +465,8 @@ TEST(FlexGridTest, RightClickInsideTheBlockKeepsIt) {
     EXPECT_EQ(std::make_pair(r1, r2), std::make_pair(4, 4));
 }
 
-TEST(FlexGridTest, KeyDownMaySwallowTheKey) {
+TEST(FlexGridTest, KeyDownMaySwallowTheKey)
+{
     FlexGrid grid;
     Fill(grid, {"Name", "Selection"}, {"a", "b"});
     grid.setColDataType(1, flexgrid::kBoolean);
@@ -474,7 +492,8 @@ TEST(FlexGridTest, KeyDownMaySwallowTheKey) {
     EXPECT_EQ(codes, (std::vector<int>{320, 320, 652, 400}));
 }
 
-TEST(FlexGridTest, RedrawOffHoldsTheViewUntilTurnedOn) {
+TEST(FlexGridTest, RedrawOffHoldsTheViewUntilTurnedOn)
+{
     FlexGrid grid;
     Fill(grid, {"Name"}, {"a"});
     grid.setRedraw(false);

@@ -9,7 +9,7 @@
 
 // Pages of a TIFF file, counted from the chain of image directories without decoding pixels.
 class TiffPageCounter {
-  public:
+public:
     // Directories can't exceed this; a longer chain is treated as damage, not as pages.
     static constexpr int32_t kMaxPages = 65536;
 
@@ -21,7 +21,7 @@ class TiffPageCounter {
 
 // Pages of a PDF file, read from the page tree with qpdf's recovery of damaged files.
 class PdfPageCounter {
-  public:
+public:
     // The page count, or 0 when the file can't be opened (missing, not a PDF, encrypted with
     // an unknown password, beyond repair) or has no pages.
     int32_t GetPageCount(const std::string &utf8Path) const;

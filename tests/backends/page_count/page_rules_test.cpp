@@ -10,8 +10,9 @@ TEST(PageRules, KindsComeFromTheLastExtensionWithoutCase)
         const char *name;
         PageKind kind;
     } cases[] = {
-        {"scan.tif", PageKind::Tiff}, {"SCAN.TIFF", PageKind::Tiff}, {"a.b.Pdf", PageKind::Pdf},
-        {"report.pdf.txt", PageKind::None}, {"pdf", PageKind::None}, {"photo.jpg", PageKind::None},
+        {"scan.tif", PageKind::Tiff}, {"SCAN.TIFF", PageKind::Tiff},
+        {"a.b.Pdf", PageKind::Pdf},   {"report.pdf.txt", PageKind::None},
+        {"pdf", PageKind::None},      {"photo.jpg", PageKind::None},
     };
     for (const auto &c : cases)
         EXPECT_EQ(PageKindOf(c.name), c.kind) << c.name;
