@@ -1,0 +1,125 @@
+# Link-layer rules checked when the project is configured.
+#
+#   pw_forbid_link(TARGETS t... FORBIDDEN f...)
+#
+# Fails the configure when any of TARGETS reaches any of FORBIDDEN through its link libraries,
+# direct or transitive, and names every offending chain. The check runs at the end of the
+# top-level directory, so the rule may be declared before the targets exist. Names in TARGETS
+# that are not targets then are skipped: a list can name libraries that are still to come.
+#
+# The walk follows LINK_LIBRARIES and INTERFACE_LINK_LIBRARIES of every target it meets,
+# private and interface alike, through aliases and imported targets. A generator expression
+# counts as linking every target it names, whatever its condition: a link that only happens in
+# some configurations still breaks the layer in those.
+
+include_guard(GLOBAL)
+
+function(pw_forbid_link)
+  cmake_parse_arguments(PARSE_ARGV 0 R "" "" "TARGETS;FORBIDDEN")
+  if(R_UNPARSED_ARGUMENTS OR NOT R_FORBIDDEN)
+    message(FATAL_ERROR "pw_forbid_link(TARGETS t... FORBIDDEN f...): got ${ARGV}")
+  endif()
+  get_property(count GLOBAL PROPERTY PW_LAYERING_RULES)
+  if(NOT count)
+    set(count 0)
+  endif()
+  math(EXPR count "${count} + 1")
+  set_property(GLOBAL PROPERTY PW_LAYERING_RULES ${count})
+  set_property(GLOBAL PROPERTY PW_LAYERING_RULE_${count}_TARGETS ${R_TARGETS})
+  set_property(GLOBAL PROPERTY PW_LAYERING_RULE_${count}_FORBIDDEN ${R_FORBIDDEN})
+  if(count EQUAL 1)
+    cmake_language(DEFER DIRECTORY "${CMAKE_SOURCE_DIR}" CALL _pw_check_layering)
+  endif()
+endfunction()
+
+# The names an entry of a link list stands for: the entry itself, or for a generator
+# expression every target and forbidden name it mentions. Directory markers ("::@...") that
+# CMake inserts for links made from another directory stand for nothing.
+function(_pw_link_entry_names entry forbidden out)
+  set(names "")
+  if(entry MATCHES "^::@")
+  elseif(entry MATCHES [[\$<]])
+    string(REGEX MATCHALL "[A-Za-z0-9_.+-]+(::[A-Za-z0-9_.+-]+)*" words "${entry}")
+    foreach(word IN LISTS words)
+      if(TARGET "${word}" OR word IN_LIST forbidden)
+        list(APPEND names "${word}")
+      endif()
+    endforeach()
+  else()
+    set(names "${entry}")
+  endif()
+  set(${out} "${names}" PARENT_SCOPE)
+endfunction()
+
+# Sets OUT to the chain "root -> ... -> forbidden" for the first forbidden name reached from
+# ROOT (breadth first, so the shortest chain), or to "" when none is.
+function(_pw_forbidden_chain root forbidden out)
+  set(queue "${root}")
+  set(seen "${root}")
+  set(found "")
+  while(queue AND NOT found)
+    list(POP_FRONT queue node)
+    set(next "")
+    if(TARGET "${node}")
+      get_target_property(aliased "${node}" ALIASED_TARGET)
+      if(aliased)
+        list(APPEND next "${aliased}")
+      else()
+        foreach(property LINK_LIBRARIES INTERFACE_LINK_LIBRARIES)
+          get_target_property(entries "${node}" ${property})
+          if(entries)
+            foreach(entry IN LISTS entries)
+              _pw_link_entry_names("${entry}" "${forbidden}" names)
+              list(APPEND next ${names})
+            endforeach()
+          endif()
+        endforeach()
+      endif()
+    endif()
+    foreach(name IN LISTS next)
+      if(name IN_LIST seen)
+        continue()
+      endif()
+      list(APPEND seen "${name}")
+      set("from_${name}" "${node}")
+      if(name IN_LIST forbidden)
+        set(found "${name}")
+        break()
+      endif()
+      list(APPEND queue "${name}")
+    endforeach()
+  endwhile()
+  set(chain "")
+  if(found)
+    set(chain "${found}")
+    set(at "${found}")
+    while(NOT at STREQUAL root)
+      set(at "${from_${at}}")
+      set(chain "${at} -> ${chain}")
+    endwhile()
+  endif()
+  set(${out} "${chain}" PARENT_SCOPE)
+endfunction()
+
+function(_pw_check_layering)
+  get_property(count GLOBAL PROPERTY PW_LAYERING_RULES)
+  set(report "")
+  foreach(rule RANGE 1 ${count})
+    get_property(targets GLOBAL PROPERTY PW_LAYERING_RULE_${rule}_TARGETS)
+    get_property(forbidden GLOBAL PROPERTY PW_LAYERING_RULE_${rule}_FORBIDDEN)
+    foreach(target IN LISTS targets)
+      if(NOT TARGET "${target}")
+        continue()
+      endif()
+      _pw_forbidden_chain("${target}" "${forbidden}" chain)
+      if(chain)
+        string(APPEND report "\n  ${chain}")
+      endif()
+    endforeach()
+  endforeach()
+  if(report)
+    message(FATAL_ERROR "Layering: these targets link a library their layer must not use:"
+      "${report}\nMove the code that needs it out of the library, or depend on an interface "
+      "instead.")
+  endif()
+endfunction()

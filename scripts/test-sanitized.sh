@@ -1,0 +1,23 @@
+#!/usr/bin/env bash
+# Builds the unit tests with AddressSanitizer and UndefinedBehaviorSanitizer in build-asan/
+# and runs the tests labelled unit there; any sanitizer report fails its test. Arguments go
+# to ctest, e.g. scripts/test-sanitized.sh -R Settings.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+./scripts/install-deps.sh
+
+# Exported before the build too: gtest_discover_tests runs every test executable as soon as
+# it is linked, to list its cases.
+ASAN_OPTIONS=detect_leaks=1:detect_stack_use_after_return=1
+export ASAN_OPTIONS=$ASAN_OPTIONS:check_initialization_order=1:strict_init_order=1
+export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
+export LSAN_OPTIONS=suppressions=$PWD/scripts/lsan.supp:print_suppressions=0
+export QT_QPA_PLATFORM=offscreen
+
+# -O1 keeps the instrumented tests quick without the inlining that blurs the reports.
+# Warnings are the plain build's business: instrumentation changes what GCC's flow analysis
+# sees, and with it the warnings.
+cmake -S . -B build-asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DCMAKE_C_FLAGS_DEBUG="-O1 -g" \
+    -DCMAKE_CXX_FLAGS_DEBUG="-O1 -g" -DPAGEWRIGHT_SANITIZE=ON -DPAGEWRIGHT_WERROR=OFF >/dev/null
+cmake --build build-asan --parallel "$(nproc)" --target pw_unit_tests
+ctest --test-dir build-asan -L unit --output-on-failure --timeout 600 --parallel "$(nproc)" "$@"

@@ -1,0 +1,1 @@
+// The layering case needs a source; what it compiles to does not matter.
