@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# Builds the unit tests with AddressSanitizer and UndefinedBehaviorSanitizer in build-asan/
-# and runs the tests labelled unit there; any sanitizer report fails its test. Arguments go
-# to ctest, e.g. scripts/test-sanitized.sh -R Settings.
+# Builds the headless tests with AddressSanitizer and UndefinedBehaviorSanitizer in build-asan/
+# and runs those labelled unit or corpus there (the corpus cases skip themselves without
+# ../shared/corpus); any sanitizer report fails its test. Arguments go to ctest, e.g.
+# scripts/test-sanitized.sh -R Settings.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 ./scripts/install-deps.sh
@@ -19,5 +20,6 @@ export QT_QPA_PLATFORM=offscreen
 # sees, and with it the warnings.
 cmake -S . -B build-asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DCMAKE_C_FLAGS_DEBUG="-O1 -g" \
     -DCMAKE_CXX_FLAGS_DEBUG="-O1 -g" -DPAGEWRIGHT_SANITIZE=ON -DPAGEWRIGHT_WERROR=OFF >/dev/null
-cmake --build build-asan --parallel "$(nproc)" --target pw_unit_tests
-ctest --test-dir build-asan -L unit --output-on-failure --timeout 600 --parallel "$(nproc)" "$@"
+cmake --build build-asan --parallel "$(nproc)" --target pw_headless_tests
+ctest --test-dir build-asan -L '^(unit|corpus)$' --output-on-failure --timeout 600 \
+    --parallel "$(nproc)" "$@"
