@@ -1,7 +1,6 @@
 #include "catalogue/column_layout.h"
 #include "core/master_layout.h"
 
-#include "recording_ui.h"
 #include "sandbox.h"
 #include "test_context.h"
 
@@ -22,20 +21,10 @@ protected:
     }
     SandboxDir box;
     TestContext test{box};
-    RecordingUi &ui = test.ui;
     AppContext &context = test.context;
 };
 
 } // namespace
-
-TEST_F(ColumnLayout, MoveIsRemovalThenInsertion)
-{
-    const QStringList l = {"a", "b", "c", "d"};
-    EXPECT_EQ(MoveListElement(l, 0, 2), QStringList({"b", "c", "a", "d"}));
-    EXPECT_EQ(MoveListElement(l, 3, 0), QStringList({"d", "a", "b", "c"}));
-    EXPECT_EQ(MoveListElement(l, 1, 3), QStringList({"a", "c", "d", "b"}));
-    EXPECT_EQ(MoveListElement(l, 2, 2), l);
-}
 
 TEST_F(ColumnLayout, StoredOrderMovesColumnsWithTheirStoredWidths)
 {

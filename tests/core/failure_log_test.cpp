@@ -31,11 +31,8 @@ protected:
     // The log's bytes with each time stamp replaced by "<date>".
     QString log() const
     {
-        QFile f(box.filePath("Errors.Log"));
-        if (!f.open(QIODevice::ReadOnly))
-            return {};
         static const QRegularExpression stamp(R"(\d\d\.\d\d\.\d{4} \d\d:\d\d:\d\d\r\n)");
-        return QString::fromUtf8(f.readAll()).replace(stamp, "<date>\r\n");
+        return QString::fromUtf8(readFile(box.filePath("Errors.Log"))).replace(stamp, "<date>\r\n");
     }
     SandboxDir box;
 };

@@ -20,13 +20,6 @@ using namespace pw;
 
 namespace {
 
-// The settings find their file below the storage folder they are made with; failures are
-// logged there too.
-void useStorageFolder(const QString &path)
-{
-    SetErrorLogFolder(path);
-}
-
 // Every key as the file spells it, in the order it is written, with its type (Text, Byte,
 // Integer, Long). Written out by hand, odd spellings included: a key renamed in the code would
 // orphan that value in every existing file, and the reader and writer share one key list.
@@ -99,21 +92,15 @@ QStringList blockEntries(const QByteArray &block)
 
 class SettingsStore : public ::testing::Test {
 protected:
-    void SetUp() override { useStorageFolder(box.path()); }
-    void TearDown() override { useStorageFolder({}); }
+    // The settings find their file below the storage folder they are made with; failures are
+    // logged there too.
+    void SetUp() override { SetErrorLogFolder(box.path()); }
+    void TearDown() override { SetErrorLogFolder({}); }
 
     QString file() const { return box.filePath("Settings/settings.ini"); }
-    QByteArray bytes() const
-    {
-        QFile f(file());
-        return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-    }
+    QByteArray bytes() const { return readFile(file()); }
     void writeFile(const QByteArray &data) const { box.write("Settings/settings.ini", data); }
-    QString log() const
-    {
-        QFile f(box.filePath("Errors.Log"));
-        return f.open(QIODevice::ReadOnly) ? QString::fromUtf8(f.readAll()) : QString();
-    }
+    QString log() const { return QString::fromUtf8(readFile(box.filePath("Errors.Log"))); }
 
     SandboxDir box;
     RecordingUi ui;
@@ -135,14 +122,6 @@ protected:
 };
 
 } // namespace
-
-TEST_F(SettingsStore, MissingFileLoadsNothingButCreatesTheFolder)
-{
-    Settings s(box.path(), ui);
-    EXPECT_FALSE(s.LoadSettings());
-    EXPECT_TRUE(QFileInfo(box.filePath("Settings")).isDir());
-    EXPECT_EQ(s.StartupFolder(), "") << "fields keep what they had";
-}
 
 TEST_F(SettingsStore, EveryKeyKeepsItsSpellingTypeOrderAndValueThroughARoundTrip)
 {
@@ -175,16 +154,7 @@ TEST_F(SettingsStore, EveryKeyKeepsItsSpellingTypeOrderAndValueThroughARoundTrip
     EXPECT_EQ(blockEntries(bytes()).join('\n'), expected.join('\n'));
 }
 
-TEST_F(SettingsStore, EveryAssignmentRewritesTheFileEvenWithTheSameValue)
-{
-    Settings s(box.path(), ui);
-    s.LoadDefaultSettings();
-    QFile::remove(file());
-    s.setSortbyNumeric(s.SortbyNumeric());
-    EXPECT_TRUE(QFile::exists(file()));
-}
-
-TEST_F(SettingsStore, DamagedEmptyOrForeignFilesFailTheLoadAndAreLogged)
+TEST_F(SettingsStore, DamagedFilesOrKeysFailTheLoadAndAreLogged)
 {
     const QByteArray damaged[] = {
         QByteArray(),                                       // left by a failed recovery
@@ -203,23 +173,8 @@ TEST_F(SettingsStore, DamagedEmptyOrForeignFilesFailTheLoadAndAreLogged)
     good.LoadDefaultSettings();
     writeFile(bytes() + QByteArray(64, 'x'));
     EXPECT_TRUE(Settings(box.path(), ui).LoadSettings());
-}
 
-TEST_F(SettingsStore, AbsentKeysReadEmptyNotDefault)
-{
-    PropertyBag bag;
-    bag.WriteProperty("StartupFolder", QStringLiteral("/data"));
-    writeFile(bag.Contents());
-    Settings s(box.path(), ui);
-    ASSERT_TRUE(s.LoadSettings());
-    EXPECT_EQ(s.StartupFolder(), "/data");
-    EXPECT_EQ(s.ColumnReOrder(), "");
-    EXPECT_EQ(s.WindowStateFlag(), 0);
-    EXPECT_EQ(s.LastGridColWidthFlag(), 0);
-}
-
-TEST_F(SettingsStore, AByteKeyOutOfRangeOrNotANumberFailsTheLoadAtThatKey)
-{
+    // A byte key out of range or not a number fails the load at that key.
     for (const bool asText : {false, true}) {
         PropertyBag bag;
         bag.WriteProperty("ColumnVisibility", QStringLiteral("1,0"));
@@ -238,6 +193,23 @@ TEST_F(SettingsStore, AByteKeyOutOfRangeOrNotANumberFailsTheLoadAtThatKey)
                                            : "Error 6 (Overflow) in procedure LoadSettings "))
             << last.toStdString();
     }
+}
+
+TEST_F(SettingsStore, AbsentFilesAndKeysReadEmptyNotDefault)
+{
+    Settings s(box.path(), ui);
+    EXPECT_FALSE(s.LoadSettings());
+    EXPECT_TRUE(QFileInfo(box.filePath("Settings")).isDir()) << "the folder is made for a save";
+    EXPECT_EQ(s.StartupFolder(), "") << "fields keep what they had";
+
+    PropertyBag bag;
+    bag.WriteProperty("StartupFolder", QStringLiteral("/data"));
+    writeFile(bag.Contents());
+    ASSERT_TRUE(s.LoadSettings());
+    EXPECT_EQ(s.StartupFolder(), "/data");
+    EXPECT_EQ(s.ColumnReOrder(), "");
+    EXPECT_EQ(s.WindowStateFlag(), 0);
+    EXPECT_EQ(s.LastGridColWidthFlag(), 0);
 }
 
 TEST_F(SettingsStore, DefaultsKeepIsDefaultPathCloneDir)
@@ -274,11 +246,15 @@ TEST_F(SettingsStore, FailedWriteThrowsEverythingAwayAndStartsFromDefaults)
     EXPECT_THROW(s.setSortbyNumeric(1), RuntimeError);
 }
 
-TEST_F(SettingsStore, FailureBeforeTheWriteShowsItsTextAndKeepsTheValueInMemory)
+TEST_F(SettingsStore, EveryAssignmentWritesAndAFailureBeforeTheWriteKeepsTheValueInMemory)
 {
     Settings s(box.path(), ui);
     s.LoadDefaultSettings();
-    // A file where the settings folder should be.
+    QFile::remove(file());
+    s.setSortbyNumeric(s.SortbyNumeric());
+    EXPECT_TRUE(QFile::exists(file())) << "rewritten even with the same value";
+
+    // A file where the settings folder should be: the failure's text is shown.
     QFile::remove(file());
     QDir(box.filePath("Settings")).removeRecursively();
     box.write("Settings", "not a folder");

@@ -56,15 +56,13 @@ TEST(BatchJob, ArgumentsAreCheckedBeforeAnyWork)
     }
 }
 
-TEST(BatchJob, OutputNamesFollowTheDialog)
+TEST(BatchJob, ConvertSkipsExistingUnlessToldAndNamesEveryFailure)
 {
+    // Output names follow the dialog: the last extension goes, any folder separator is kept.
     EXPECT_EQ(PdfPathFor("/out", "a.b.tif"), "/out/a.b.pdf");
     EXPECT_EQ(PdfPathFor("/out/", "x.jpg"), "/out/x.pdf");
     EXPECT_EQ(PdfPathFor("/out", "README"), "/out/README.pdf");
-}
 
-TEST(BatchJob, ConvertSkipsExistingUnlessToldAndNamesEveryFailure)
-{
     SandboxDir box;
     SetErrorLogFolder(box.path());
     QImage img(10, 10, QImage::Format_RGB888);

@@ -27,9 +27,7 @@ QByteArray hourglassBytes()
     // Reading the resource through the loader first makes sure it is registered.
     cAniCursor probe;
     probe.LoadFromResource(101);
-    QFile file(":/CUSTOM/2001");
-    EXPECT_TRUE(file.open(QIODevice::ReadOnly));
-    return file.readAll();
+    return readFile(":/CUSTOM/2001");
 }
 
 // Runs `load` and hands back the failure it raised; fails the test when it raised none.
@@ -55,7 +53,7 @@ void expectCursorFailure(const RuntimeError &e)
 
 } // namespace
 
-TEST(AniCursor, TheShippedHourglassReadsAsFifteenMaskedFramesAtItsOwnRates)
+TEST(AniCursor, TheShippedHourglassReadsAsFifteenMaskedFramesThatStepAndWrap)
 {
     cAniCursor cursor;
     ASSERT_TRUE(cursor.LoadFromResource(101, false, 0, false));
@@ -73,30 +71,24 @@ TEST(AniCursor, TheShippedHourglassReadsAsFifteenMaskedFramesAtItsOwnRates)
             EXPECT_NE(frame, cursor.FrameImage(i - 1)) << "each step shows its own picture";
         }
     }
+
+    // A frame is checked; stepping wraps.
+    cursor.Frame(12);
+    for (int bad : {-1, 15, 1000}) {
+        EXPECT_EQ(raisedBy([&] { cursor.Frame(bad); }).number(), 9) << bad;
+        EXPECT_EQ(cursor.Frame(), 12) << "a refused frame changes nothing";
+    }
+    for (int i = 0; i < 15 * 2 + 6; ++i)
+        cursor.Step();
+    EXPECT_EQ(cursor.Frame(), 3);
+
     cursor.Destroy();
     EXPECT_EQ(cursor.hCursor(), 0u);
     EXPECT_EQ(cursor.FrameCount(), 0);
     EXPECT_TRUE(cursor.FrameImage(0).isNull());
-}
-
-TEST(AniCursor, FrameIsCheckedAndStepWraps)
-{
-    cAniCursor cursor;
     cursor.Step(); // nothing loaded: stays on 0, and no frame may be chosen
     EXPECT_EQ(cursor.Frame(), 0);
     EXPECT_EQ(raisedBy([&] { cursor.Frame(0); }).number(), 9);
-
-    ASSERT_TRUE(cursor.LoadFromResource(101));
-    cursor.Frame(14);
-    cursor.Step();
-    EXPECT_EQ(cursor.Frame(), 0);
-    for (int bad : {-1, 15, 1000}) {
-        EXPECT_EQ(raisedBy([&] { cursor.Frame(bad); }).number(), 9) << bad;
-        EXPECT_EQ(cursor.Frame(), 0) << "a refused frame changes nothing";
-    }
-    for (int i = 0; i < 15 * 2 + 3; ++i)
-        cursor.Step();
-    EXPECT_EQ(cursor.Frame(), 3);
 
     // Without counting there are no frames to step through.
     SandboxDir sandbox;

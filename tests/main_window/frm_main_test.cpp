@@ -8,19 +8,15 @@
 #include "widgets/flex_grid.h"
 
 #include "recording_ui.h"
-#include "sample_files.h"
+#include "sample_images.h"
 #include "sandbox.h"
 
 #include <gtest/gtest.h>
 
-#include <QApplication>
-#include <QComboBox>
 #include <QDir>
-#include <QDockWidget>
 #include <QHeaderView>
 #include <QLabel>
 #include <QMenu>
-#include <QMenuBar>
 #include <QPushButton>
 #include <QStandardPaths>
 #include <QTest>
@@ -90,7 +86,7 @@ protected:
 
 } // namespace
 
-TEST_F(MainWindow, FirstSearchRunsAtLoadAndTheCommandLineChecksItsFiles)
+TEST_F(MainWindow, FirstSearchRunsAtLoadTheCommandLineChecksItsFilesAndRowsHaveMenus)
 {
     file("x.tif");
     file("Y.PNG");
@@ -103,6 +99,19 @@ TEST_F(MainWindow, FirstSearchRunsAtLoadAndTheCommandLineChecksItsFiles)
     EXPECT_EQ(w.sbStatusBar->text(), "0 file selected; Total Page count of selected Tiff files: 0");
     w.grdSearchList_MouseUp();
     EXPECT_EQ(w.sbStatusBar->text(), "2 file selected; Total Page count of selected Tiff files: 0");
+
+    // The context commands use the current row; the menu opens on rows, not on the header.
+    w.grdSearchList->setRow(1);
+    w.mnuCtxOpen_Click();
+    w.mnuCtxOpenFolder_Click();
+    EXPECT_EQ(ui.shell, QStringList({"open " + disk + "/x.tif", "Open " + disk}));
+    w.show();
+    QTest::mouseClick(w.grdSearchList->horizontalHeader()->viewport(), Qt::RightButton);
+    EXPECT_FALSE(w.mnuCtxMenu->isVisible());
+    const QRect cell = w.grdSearchList->visualRect(w.grdSearchList->model()->index(0, 0));
+    QTest::mouseClick(w.grdSearchList->viewport(), Qt::RightButton, {}, cell.center());
+    EXPECT_TRUE(w.mnuCtxMenu->isVisible());
+    w.mnuCtxMenu->close();
 }
 
 TEST_F(MainWindow, CancelAnswersWithinAFileAndKeepsTheRows)
@@ -117,16 +126,17 @@ TEST_F(MainWindow, CancelAnswersWithinAFileAndKeepsTheRows)
     });
     w.cmdSearch->click();
     EXPECT_LE(w.grdSearchList->Rows() - 1, 2);
-    EXPECT_EQ(ui.prompts(), QStringList({"Process is terminated."}));
+    ASSERT_EQ(ui.boxes.size(), 1u);
+    EXPECT_EQ(ui.boxes[0].prompt, "Process is terminated.");
     EXPECT_EQ(w.cmdSearch->text(), "&Search");
     EXPECT_TRUE(w.ftvFolder->isEnabled());
 }
 
 TEST_F(MainWindow, CheckCommandsAndKeysRespectErrorRows)
 {
-    WriteTiff(file("a.tif"), 2);
+    writeTiff(file("a.tif"), {.pages = 2});
     file("b.tif", "II*\0broken");
-    WriteTiff(file("c.tif"), 3);
+    writeTiff(file("c.tif"), {.pages = 3});
     frmMain &w = start();
     ASSERT_EQ(names(w), QStringList({"a.tif", "b.tif", "c.tif"}));
 
@@ -160,24 +170,6 @@ TEST_F(MainWindow, CheckCommandsAndKeysRespectErrorRows)
     QTest::keyClick(w.grdSearchList, Qt::Key_Space);
     EXPECT_EQ(checks(w), QList<int>({1, 1, 2})) << "Space flips each row of the block";
     EXPECT_EQ(w.sbStatusBar->text(), before) << "and leaves the status line behind";
-}
-
-TEST_F(MainWindow, ContextCommandsUseTheCurrentRow)
-{
-    file("one.png");
-    frmMain &w = start();
-    w.grdSearchList->setRow(1);
-    w.mnuCtxOpen_Click();
-    w.mnuCtxOpenFolder_Click();
-    EXPECT_EQ(ui.shell, QStringList({"open " + disk + "/one.png", "Open " + disk}));
-
-    w.show();
-    QTest::mouseClick(w.grdSearchList->horizontalHeader()->viewport(), Qt::RightButton);
-    EXPECT_FALSE(w.mnuCtxMenu->isVisible()) << "no menu on the header";
-    const QRect cell = w.grdSearchList->visualRect(w.grdSearchList->model()->index(0, 0));
-    QTest::mouseClick(w.grdSearchList->viewport(), Qt::RightButton, {}, cell.center());
-    EXPECT_TRUE(w.mnuCtxMenu->isVisible());
-    w.mnuCtxMenu->close();
 }
 
 TEST_F(MainWindow, PlaceIsStoredOnlyOnceReadyAndRestoredAtTheNextStart)

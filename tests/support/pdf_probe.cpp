@@ -8,10 +8,13 @@
 #include <qpdf/QPDF.hh>
 #include <qpdf/QPDFPageDocumentHelper.hh>
 #include <qpdf/QPDFPageObjectHelper.hh>
+#include <qpdf/QPDFWriter.hh>
 
+#include <QFile>
 #include <QProcess>
 
 #include <algorithm>
+#include <cstdio>
 #include <memory>
 
 std::vector<ProbedPage> probePdf(const QString &pdf)
@@ -38,9 +41,6 @@ std::vector<ProbedPage> probePdf(const QString &pdf)
                     im.filter = filter.getArrayItem(0).getName();
                 im.decodeParms = dict.getKey("/DecodeParms").unparse();
                 im.colourSpace = dict.getKey("/ColorSpace").unparseResolved();
-                im.decode = dict.getKey("/Decode").unparse();
-                im.width = int(dict.getKey("/Width").getIntValue());
-                im.height = int(dict.getKey("/Height").getIntValue());
                 if (dict.getKey("/BitsPerComponent").isInteger())
                     im.bpc = int(dict.getKey("/BitsPerComponent").getIntValue());
                 im.hasSMask = dict.getKey("/SMask").isStream();
@@ -96,37 +96,63 @@ QImage paintedPixels(const QString &pdf, int index, int width, int height)
     return out;
 }
 
-int maxChannelDifference(const QImage &a, const QImage &b)
+int maxChannelDifference(const QImage &a, const QImage &b, double *mean)
 {
     if (a.size() != b.size() || a.isNull())
         return -1;
     const QImage x = a.convertToFormat(QImage::Format_RGB32);
     const QImage y = b.convertToFormat(QImage::Format_RGB32);
     int worst = 0;
-    for (int row = 0; row < x.height(); ++row) {
-        const QRgb *p = reinterpret_cast<const QRgb *>(x.constScanLine(row));
-        const QRgb *q = reinterpret_cast<const QRgb *>(y.constScanLine(row));
-        for (int col = 0; col < x.width(); ++col) {
-            worst = std::max({worst, std::abs(qRed(p[col]) - qRed(q[col])),
-                              std::abs(qGreen(p[col]) - qGreen(q[col])),
-                              std::abs(qBlue(p[col]) - qBlue(q[col]))});
-        }
-    }
-    return worst;
-}
-
-double meanChannelDifference(const QImage &a, const QImage &b)
-{
-    if (a.size() != b.size() || a.isNull())
-        return -1;
-    const QImage x = a.convertToFormat(QImage::Format_RGB32);
-    const QImage y = b.convertToFormat(QImage::Format_RGB32);
     double sum = 0;
     for (int row = 0; row < x.height(); ++row)
         for (int col = 0; col < x.width(); ++col) {
             const QRgb p = x.pixel(col, row), q = y.pixel(col, row);
-            sum += std::abs(qRed(p) - qRed(q)) + std::abs(qGreen(p) - qGreen(q)) +
-                   std::abs(qBlue(p) - qBlue(q));
+            const int d[] = {std::abs(qRed(p) - qRed(q)), std::abs(qGreen(p) - qGreen(q)),
+                             std::abs(qBlue(p) - qBlue(q))};
+            worst = std::max({worst, d[0], d[1], d[2]});
+            sum += d[0] + d[1] + d[2];
         }
-    return sum / (3.0 * x.width() * x.height());
+    if (mean)
+        *mean = sum / (3.0 * x.width() * x.height());
+    return worst;
+}
+
+void WriteQpdfPdf(const QString &path, int pages)
+{
+    QPDF pdf;
+    pdf.emptyPDF();
+    QPDFPageDocumentHelper helper(pdf);
+    for (int i = 0; i < pages; ++i)
+        helper.addPage(pdf.makeIndirectObject(QPDFObjectHandle::parse(
+                           "<< /Type /Page /MediaBox [0 0 612 792] /Resources << >> >>")),
+                       false);
+    QPDFWriter writer(pdf, QFile::encodeName(path).constData());
+    writer.setStaticID(true);
+    writer.write();
+}
+
+QByteArray rawPdf(const std::vector<std::string> &bodies)
+{
+    std::string out = "%PDF-1.4\n";
+    std::vector<size_t> offsets;
+    for (size_t i = 0; i < bodies.size(); ++i) {
+        offsets.push_back(out.size());
+        out += std::to_string(i + 1) + " 0 obj\n" + bodies[i] + "\nendobj\n";
+    }
+    const size_t xref = out.size();
+    out += "xref\n0 " + std::to_string(bodies.size() + 1) + "\n0000000000 65535 f \n";
+    for (size_t offset : offsets) {
+        char entry[21];
+        std::snprintf(entry, sizeof entry, "%010zu 00000 n \n", offset);
+        out += entry;
+    }
+    out += "trailer\n<< /Size " + std::to_string(bodies.size() + 1) + " /Root 1 0 R >>\n";
+    out += "startxref\n" + std::to_string(xref) + "\n%%EOF\n";
+    return QByteArray::fromStdString(out);
+}
+
+std::string pdfStream(const std::string &dict, const std::string &data)
+{
+    return "<< " + dict + " /Length " + std::to_string(data.size()) + " >>\nstream\n" + data +
+           "\nendstream";
 }

@@ -13,8 +13,7 @@ struct ProbedImage {
     std::string filter;      // first filter name, "" when none
     std::string decodeParms; // unparsed, for spot checks
     std::string colourSpace; // unparsed
-    std::string decode;      // unparsed /Decode
-    int width = 0, height = 0, bpc = 0;
+    int bpc = 0;
     bool hasSMask = false;
     std::string raw; // stream data as stored
 };
@@ -33,8 +32,13 @@ QImage renderPage(const QString &pdf, int index, double dpi = 72);
 // The image pixels as painted on page `index` (the page covered by one width x height image):
 // painted four times larger and read at each pixel's centre, so edge rounding cannot blur them.
 QImage paintedPixels(const QString &pdf, int index, int width, int height);
-// Largest difference of any channel between two images of the same size; -1 when sizes differ.
-int maxChannelDifference(const QImage &a, const QImage &b);
-
-// Mean difference per channel, for lossy encodings; -1 when sizes differ.
-double meanChannelDifference(const QImage &a, const QImage &b);
+// Largest difference of any channel between two images of the same size, and in `mean` the
+// mean difference per channel, for lossy encodings; -1 when sizes differ.
+int maxChannelDifference(const QImage &a, const QImage &b, double *mean = nullptr);
+// A PDF written by qpdf: `pages` empty Letter pages under one /Pages node.
+void WriteQpdfPdf(const QString &path, int pages);
+// A hand-made PDF with a correct cross-reference table around the given object bodies (object
+// i+1 is bodies[i], the catalog first): how files that no writer would produce are made.
+QByteArray rawPdf(const std::vector<std::string> &bodies);
+// The body of a stream object: `data` under a dictionary of `dict` and its /Length.
+std::string pdfStream(const std::string &dict, const std::string &data);

@@ -6,26 +6,19 @@
 #include <QString>
 #include <QStringList>
 
-#include <deque>
 #include <vector>
 
-// Records every message box and prompt, and answers from queues (first button by default).
+// Records every message box and shell request; a box is answered with its first button.
 class RecordingUi final : public pw::UiServices {
 public:
     struct Box {
         QString prompt;
         int flags;
-        QString title;
     };
 
-    int MessageBox(const QString &prompt, int flags, const QString &title) override
+    int MessageBox(const QString &prompt, int flags, const QString &) override
     {
-        boxes.push_back({prompt, flags, title});
-        if (!answers.empty()) {
-            const int a = answers.front();
-            answers.pop_front();
-            return a;
-        }
+        boxes.push_back({prompt, flags});
         return (flags & pw::vbButtonsMask) == pw::vbYesNo ? pw::vbYes : pw::vbOK;
     }
     int ShellExecute(const QString &verb, const QString &file, const QString &,
@@ -35,29 +28,11 @@ public:
         return shellResult;
     }
     void OpenWith(const QString &file) override { openWith.push_back(file); }
-    QString BrowseForFolder(const QString &, const QString &, bool) override
-    {
-        return folderAnswer;
-    }
-    void DoEvents() override
-    {
-        ++doEvents;
-        QCoreApplication::processEvents();
-    }
-
-    QStringList prompts() const
-    {
-        QStringList out;
-        for (const Box &b : boxes)
-            out << b.prompt;
-        return out;
-    }
+    QString BrowseForFolder(const QString &, const QString &, bool) override { return {}; }
+    void DoEvents() override { QCoreApplication::processEvents(); }
 
     std::vector<Box> boxes;
-    std::deque<int> answers;
     QStringList shell;
     QStringList openWith;
     int shellResult = 42;
-    QString folderAnswer;
-    int doEvents = 0;
 };

@@ -2,8 +2,6 @@
 
 #include <tiffio.h>
 
-#include <QPainter>
-
 #include <vector>
 
 QImage colourPattern(int width, int height)
@@ -45,14 +43,13 @@ int sampleValue(int x, int y, int c, int page, int bps)
 
 bool writeTiff(const QString &path, const TiffLayout &s, QImage *expected)
 {
-    TIFF *t = TIFFOpen(path.toStdString().c_str(), s.bigEndian ? "wb" : "wl");
+    TIFF *t = TIFFOpen(path.toStdString().c_str(), "w");
     if (!t)
         return false;
     const int extra = s.extraSamples ? 1 : 0;
     const int spp = s.spp + extra;
-    if (expected) {
+    if (expected)
         *expected = QImage(s.width, s.height, QImage::Format_RGB32);
-    }
     auto writePage = [&](int page, bool reduced) {
         const int w = reduced ? std::max(1, s.width / 4) : s.width;
         const int h = reduced ? std::max(1, s.height / 4) : s.height;

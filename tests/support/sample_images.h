@@ -25,7 +25,6 @@ struct TiffLayout {
     int pages = 1;
     bool reducedCopy = false; // adds a thumbnail directory after each page
     float dpi = 0;            // 0: no resolution tags
-    bool bigEndian = false;
 };
 
 // Writes a TIFF of `layout` to `path`; `expected` receives page 0 as it should look on white.

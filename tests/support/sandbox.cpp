@@ -28,3 +28,9 @@ QString corpusDir()
     const QString dir = QStringLiteral(PAGEWRIGHT_CORPUS_DIR);
     return QFileInfo(dir).isDir() ? QDir(dir).canonicalPath() : QString();
 }
+
+QByteArray readFile(const QString &path)
+{
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+}

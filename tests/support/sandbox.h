@@ -21,6 +21,8 @@ private:
 
 // The folder of real sample files, or an empty string when it is not beside the checkout.
 QString corpusDir();
+// The bytes of `path`, empty when it cannot be read.
+QByteArray readFile(const QString &path);
 
 #include <ostream>
 

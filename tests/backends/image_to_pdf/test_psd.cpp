@@ -8,7 +8,6 @@
 
 #include <gtest/gtest.h>
 
-#include <QFile>
 #include <QFileInfo>
 
 #include <algorithm>
@@ -26,14 +25,9 @@ void put(Bytes &out, uint64_t v, int bytes)
 
 // A Photoshop file without layers: `planes` holds each channel's rows, packed as stored.
 struct Psd {
-    Psd(uint32_t w, uint32_t h, uint32_t bits, uint32_t colourMode, std::vector<Bytes> channels)
-        : width(w), height(h), depth(bits), mode(colourMode), planes(std::move(channels))
-    {
-    }
-
     uint32_t width, height, depth, mode;
     std::vector<Bytes> planes;
-    Bytes colourTable;
+    Bytes colourTable = {};
     double dpi = 0;
     bool rle = false;
     bool large = false; // PSB
@@ -70,7 +64,7 @@ struct Psd {
                 out.insert(out.end(), plane.begin(), plane.end());
             return out;
         }
-        // PackBits: a run for each repeated byte, literals between.
+        // PackBits: each byte with its repeats as one run; a run of one is a literal of one.
         std::vector<Bytes> rows;
         for (const Bytes &plane : planes)
             for (uint32_t y = 0; y < height; ++y) {
@@ -80,13 +74,8 @@ struct Psd {
                     size_t run = 1;
                     while (x + run < rowBytes && run < 128 && row[x + run] == row[x])
                         ++run;
-                    if (run > 1) {
-                        packed.push_back(uint8_t(1 - int(run)));
-                        packed.push_back(row[x]);
-                    } else {
-                        packed.push_back(0);
-                        packed.push_back(row[x]);
-                    }
+                    packed.push_back(uint8_t(1 - int(run)));
+                    packed.push_back(row[x]);
                     x += run;
                 }
                 put(out, packed.size(), large ? 4 : 2);
@@ -98,15 +87,17 @@ struct Psd {
     }
 };
 
-// The channels of `img` as planes: each channel of the first `channels` picked by `sample`.
+// The channels of `img` as planes: each channel of the first `channels` picked by `sample`,
+// stored `width` times (both bytes of a 16-bit sample equal, so that any reading agrees).
 std::vector<Bytes> planesOf(const QImage &img, int channels,
-                            const std::function<uint8_t(QRgb, int)> &sample)
+                            const std::function<uint8_t(QRgb, int)> &sample, int width = 1)
 {
     auto planes = std::vector<Bytes>(size_t(channels));
     for (int c = 0; c < channels; ++c)
         for (int y = 0; y < img.height(); ++y)
             for (int x = 0; x < img.width(); ++x)
-                planes[size_t(c)].push_back(sample(img.pixel(x, y), c));
+                planes[size_t(c)].insert(planes[size_t(c)].end(), size_t(width),
+                                         sample(img.pixel(x, y), c));
     return planes;
 }
 
@@ -116,9 +107,8 @@ uint8_t rgbSample(QRgb p, int c)
     return uint8_t(values[c]);
 }
 
-QString written(SandboxDir &box, const QString &name, const Psd &psd)
+QString written(SandboxDir &box, const QString &name, const Bytes &data)
 {
-    const Bytes data = psd.bytes();
     return box.write(
         name, QByteArray(reinterpret_cast<const char *>(data.data()), qsizetype(data.size())));
 }
@@ -129,8 +119,10 @@ struct Converted {
     QImage painted;
 };
 
-Converted convert(SandboxDir &box, const QString &in, int width, int height)
+// Writes `psd` as `name` and converts it on its own.
+Converted convert(SandboxDir &box, const QString &name, const Psd &psd)
 {
+    const QString in = written(box, name, psd.bytes());
     Converted c;
     c.depth = ApGetFunction(0, 211, 0, 0, in.toStdString(), 0);
     const QString pdf = box.filePath(QFileInfo(in).baseName() + ".pdf");
@@ -139,7 +131,7 @@ Converted convert(SandboxDir &box, const QString &in, int width, int height)
     EXPECT_EQ(ApClose(h), 0);
     EXPECT_TRUE(qpdfChecks(pdf));
     c.pages = probePdf(pdf);
-    c.painted = paintedPixels(pdf, 0, width, height);
+    c.painted = paintedPixels(pdf, 0, int(psd.width), int(psd.height));
     return c;
 }
 
@@ -152,23 +144,17 @@ TEST(Psd, EveryColourModePaintsItsPixels)
     Psd rgb{w, h, 8, 3, planesOf(colour, 3, rgbSample)};
     rgb.rle = true;
     rgb.dpi = 300;
-    const Converted c = convert(box, written(box, "rgb.psd", rgb), w, h);
+    const Converted c = convert(box, "rgb.psd", rgb);
     EXPECT_EQ(c.depth, 24);
     EXPECT_EQ(maxChannelDifference(c.painted, colour), 0);
     ASSERT_EQ(c.pages.size(), 1u);
     EXPECT_NEAR(c.pages[0].width, w * 72.0 / 300, 0.01);
 
-    // Grey at 16 bits, both bytes of a sample equal so that any reading of them agrees.
     const QImage grey = colour.convertToFormat(QImage::Format_Grayscale8);
-    Psd grey16{w, h, 16, 1, planesOf(grey, 1, [](QRgb p, int) { return uint8_t(qGray(p)); })};
-    Bytes wide;
-    for (uint8_t v : grey16.planes[0]) {
-        wide.push_back(v);
-        wide.push_back(v);
-    }
-    grey16.planes[0] = wide;
+    const auto greySample = [](QRgb p, int) { return uint8_t(qGray(p)); };
+    Psd grey16{w, h, 16, 1, planesOf(grey, 1, greySample, 2)};
     grey16.large = true;
-    const Converted g = convert(box, written(box, "grey16.psb", grey16), w, h);
+    const Converted g = convert(box, "grey16.psb", grey16);
     EXPECT_EQ(g.depth, 16);
     EXPECT_EQ(maxChannelDifference(g.painted, grey.convertToFormat(QImage::Format_RGB32)), 0);
 
@@ -180,7 +166,7 @@ TEST(Psd, EveryColourModePaintsItsPixels)
             if (qGray(strokes.pixel(x, y)) < 128)
                 bitmap.planes[0][size_t(y) * ((w + 7) / 8) + x / 8] |= uint8_t(0x80 >> (x % 8));
     bitmap.rle = true;
-    const Converted b = convert(box, written(box, "bitmap.psd", bitmap), w, h);
+    const Converted b = convert(box, "bitmap.psd", bitmap);
     EXPECT_EQ(b.depth, 1);
     EXPECT_EQ(maxChannelDifference(b.painted, strokes), 0);
 
@@ -196,35 +182,30 @@ TEST(Psd, EveryColourModePaintsItsPixels)
     for (int y = 0; y < h; ++y)
         for (int x = 0; x < w; ++x)
             pal.planes[0].push_back(uint8_t(indexed.pixelIndex(x, y)));
-    const Converted p = convert(box, written(box, "indexed.psd", pal), w, h);
+    const Converted p = convert(box, "indexed.psd", pal);
     EXPECT_EQ(maxChannelDifference(p.painted, indexed.convertToFormat(QImage::Format_RGB32)), 0);
 
     // CMYK holds ink amounts inverted: 255 is no ink. The top half is full black ink on paper.
     Psd cmyk{w, h, 8, 4, std::vector<Bytes>(4, Bytes(size_t(w) * h, 255))};
     std::fill_n(cmyk.planes[3].begin(), w * h / 2, 0);
-    const Converted k = convert(box, written(box, "cmyk.psd", cmyk), w, h);
+    const Converted k = convert(box, "cmyk.psd", cmyk);
     EXPECT_EQ(k.depth, 32);
     EXPECT_LT(qGray(k.painted.pixel(w / 2, 2)), 60) << "black ink paints dark";
     EXPECT_EQ(k.painted.pixel(w / 2, h - 2), qRgb(255, 255, 255)) << "no ink leaves paper";
-}
 
-TEST(Psd, TransparencyBecomesASoftMask)
-{
-    SandboxDir box;
-    const int w = 20, h = 20;
+    // A fourth channel in RGB is transparency: a soft mask, the left half clear to the paper.
     QImage rgba(w, h, QImage::Format_ARGB32);
     rgba.fill(qRgba(200, 30, 30, 255));
     for (int y = 0; y < h; ++y)
         for (int x = 0; x < w / 2; ++x)
             rgba.setPixel(x, y, qRgba(200, 30, 30, 0));
-    const QString in = written(box, "rgba.psd", Psd{w, h, 8, 3, planesOf(rgba, 4, rgbSample)});
-    const Converted c = convert(box, in, w, h);
-    EXPECT_EQ(c.depth, 32);
-    ASSERT_EQ(c.pages.size(), 1u);
-    ASSERT_EQ(c.pages[0].images.size(), 1u);
-    EXPECT_TRUE(c.pages[0].images[0].hasSMask);
-    EXPECT_EQ(c.painted.pixel(2, 5), qRgb(255, 255, 255));
-    EXPECT_EQ(c.painted.pixel(15, 5), qRgb(200, 30, 30));
+    const Psd withAlpha{w, h, 8, 3, planesOf(rgba, 4, rgbSample)};
+    const Converted a = convert(box, "rgba.psd", withAlpha);
+    EXPECT_EQ(a.depth, 32);
+    ASSERT_EQ(a.pages.at(0).images.size(), 1u);
+    EXPECT_TRUE(a.pages[0].images[0].hasSMask);
+    EXPECT_EQ(a.painted.pixel(2, 5), qRgb(255, 255, 255));
+    EXPECT_EQ(a.painted.pixel(w - 2, 5), qRgb(200, 30, 30));
 }
 
 TEST(Psd, DamagedFilesAreUnreadable)
@@ -252,9 +233,7 @@ TEST(Psd, DamagedFilesAreUnreadable)
     };
     for (const auto &r : rows) {
         SCOPED_TRACE(r.name);
-        const QString in =
-            box.write(r.name, QByteArray(reinterpret_cast<const char *>(r.data.data()),
-                                         qsizetype(r.data.size())));
+        const QString in = written(box, r.name, r.data);
         const int32_t h = ApCreate(box.filePath("out.pdf").toStdString());
         try {
             ApAddImage(h, in.toStdString());

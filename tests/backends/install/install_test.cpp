@@ -1,5 +1,5 @@
 #include "pdf_probe.h"
-#include "sample_files.h"
+#include "sample_images.h"
 #include "sandbox.h"
 
 #include <gtest/gtest.h>
@@ -40,7 +40,7 @@ TEST(Install, InstalledBatchToolMergesAPdfWithTheInstalledModule)
 
     const QString work = box.mkdir("work");
     WriteQpdfPdf(work + "/a.pdf", 2);
-    WriteTiff(work + "/b.tif", 1);
+    writeTiff(work + "/b.tif", {});
     auto batchEnv = env;
     batchEnv.insert("XDG_DATA_HOME", box.mkdir("data"));
     // The dynamic loader names every file it opens, the module included.

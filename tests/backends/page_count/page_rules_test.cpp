@@ -4,7 +4,7 @@
 
 using namespace pw;
 
-TEST(PageRules, KindsComeFromTheLastExtensionWithoutCase)
+TEST(PageRules, KindsComeFromTheLastExtensionAndZeroPagesAreAnErrorOnlyForPdf)
 {
     const struct {
         const char *name;
@@ -16,10 +16,8 @@ TEST(PageRules, KindsComeFromTheLastExtensionWithoutCase)
     };
     for (const auto &c : cases)
         EXPECT_EQ(PageKindOf(c.name), c.kind) << c.name;
-}
 
-TEST(PageRules, TiffAndPdfFailDifferentlyOnZeroPages)
-{
+    // TIFF and PDF fail differently on zero pages.
     EXPECT_EQ(PagesCellText(PageKind::Tiff, 0), "0");
     EXPECT_EQ(PagesCellText(PageKind::Tiff, -1), "Error");
     EXPECT_EQ(PagesCellText(PageKind::Tiff, 12), "12");
