@@ -2,7 +2,6 @@
 // The catalogue: its columns, its rows (one per hit), page counts and the summary of checked
 // rows. The grid's model is the catalogue's only store; windows show it through a FlexGrid.
 
-#include <QHash>
 #include <QString>
 
 #include <cstdint>

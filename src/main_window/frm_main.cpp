@@ -9,7 +9,6 @@
 #include "core/globals.h"
 #include "core/master_layout.h"
 #include "core/path_helpers.h"
-#include "file_icons.h"
 #include "widgets/flex_grid.h"
 
 #include <QApplication>
