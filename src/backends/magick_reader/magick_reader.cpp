@@ -25,6 +25,26 @@ using pw::invalidFormat;
 // cause, the module only has to stop.
 struct StoppedByCaller {};
 
+// Runs the work of one entry point: no exception may cross into the program, so whatever it
+// throws becomes the error result (a stop asked for by the program's callback needs none).
+template <typename Work> int32_t entryPoint(pw_module_error &error, const char *format, Work &&work)
+{
+    try {
+        work();
+        return PW_MODULE_OK;
+    } catch (const StoppedByCaller &) {
+    } catch (const ApFailure &f) {
+        pw::report(error, f);
+    } catch (const std::bad_alloc &) {
+        pw::report(error, pw::outOfMemory());
+    } catch (const std::exception &f) {
+        pw::report(error, invalidFormat(f.what()));
+    } catch (...) {
+        pw::report(error, invalidFormat(std::string(format) + ": unreadable image"));
+    }
+    return PW_MODULE_FAILED;
+}
+
 void silent(const ::ExceptionType, const char *, const char *) {}
 
 void initialiseMagick()
@@ -80,17 +100,8 @@ public:
         page_.state = this;
         page_.decode = [](const pw_magick_page *page, pw_magick_raster *raster,
                           pw_module_error *error) {
-            try {
-                *raster = static_cast<MagickPage *>(page->state)->decode();
-                return int32_t(PW_MODULE_OK);
-            } catch (const ApFailure &f) {
-                pw::report(*error, f);
-            } catch (const std::bad_alloc &) {
-                pw::report(*error, pw::outOfMemory());
-            } catch (const std::exception &f) {
-                pw::report(*error, invalidFormat(f.what()));
-            }
-            return int32_t(PW_MODULE_FAILED);
+            return entryPoint(*error, "page",
+                              [&] { *raster = static_cast<MagickPage *>(page->state)->decode(); });
         };
     }
     MagickPage(const MagickPage &) = delete;
@@ -280,19 +291,6 @@ extern "C" int32_t pw_read_with_magick(const uint8_t *data, size_t size, const c
                                        int32_t first_only, pw_magick_page_fn on_page, void *context,
                                        pw_module_error *error)
 {
-    try {
-        readPages(data, size, format, first_only != 0, on_page, context);
-        return PW_MODULE_OK;
-    } catch (const StoppedByCaller &) {
-        // The program kept the callback's own failure.
-    } catch (const ApFailure &f) {
-        pw::report(*error, f);
-    } catch (const std::bad_alloc &) {
-        pw::report(*error, pw::outOfMemory());
-    } catch (const std::exception &f) {
-        pw::report(*error, invalidFormat(f.what()));
-    } catch (...) {
-        pw::report(*error, invalidFormat(std::string(format) + ": unreadable image"));
-    }
-    return PW_MODULE_FAILED;
+    return entryPoint(*error, format,
+                      [&] { readPages(data, size, format, first_only != 0, on_page, context); });
 }
