@@ -36,10 +36,10 @@ struct AppContext {
     QString FileStoragePathSlash; // the same with its trailing separator
     std::unique_ptr<Settings> AppSettings;
     GridColumns ColumnList;
-    QStringList ColumnWidths;         // LastGridColWidth split at ","
-    QStringList ColumnVisibilityList; // ColumnVisibility split at ","
-    QStringList ColumnOrderList;      // ColumnReOrder split at ","
-    FilterPatternTable FilterPatterns = FillFilterPatterns();
+    QStringList ColumnWidths;          // LastGridColWidth split at ","
+    QStringList ColumnVisibilityList;  // ColumnVisibility split at ","
+    QStringList ColumnOrderList;       // ColumnReOrder split at ","
+    FilterPatternTable FilterPatterns; // filled by start-up
     PageCounters pageCounters;
 };
 

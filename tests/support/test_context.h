@@ -18,6 +18,7 @@ struct TestContext {
         context.AppSettings = std::make_unique<pw::Settings>(box.path(), ui);
         context.settings().LoadDefaultSettings();
         context.ColumnList = pw::MakeColumnList();
+        context.FilterPatterns = pw::FillFilterPatterns();
     }
     ~TestContext() { pw::SetErrorLogFolder({}); }
 
