@@ -10,6 +10,8 @@
 
 #include <gtest/gtest.h>
 
+#include <QFile>
+
 #include <functional>
 
 using namespace pw;
@@ -209,4 +211,20 @@ TEST_F(Scan, AdvanceOptionsAreReadForEveryFileAndStarDotStarFindsNothing)
     window.options.useAdvOpt = false;
     scan.cmdSearch_Click();
     EXPECT_EQ(grid.rows(), 1);
+}
+
+TEST_F(Scan, TypeNamesDependOnlyOnTheirOwnFile)
+{
+    // Whole names decide some types, whatever files of the same extension came first.
+    QStringList types;
+    for (const char *name : {"CMakeLists.txt", "notes.txt", "Makefile", "README"})
+        types << FileTypeOf(QFileInfo(file(name))).name;
+    // A program is told by its content (an ELF header here), and only when it may run.
+    const QString tool = file("tool", QByteArray("\177ELF\2\1\1", 7).leftJustified(16, '\0') +
+                                          QByteArray("\2\0", 2));
+    types << FileTypeOf(QFileInfo(tool)).name;
+    QFile::setPermissions(tool, QFile::permissions(tool) | QFile::ExeOwner);
+    types << FileTypeOf(QFileInfo(tool)).name;
+    EXPECT_EQ(types, QStringList({"cmake source code", "plain text document", "makefile build file",
+                                  "readme document", "unknown", "application"}));
 }
