@@ -11,8 +11,15 @@
 #include <gtest/gtest.h>
 
 #include <QFile>
+#include <QProcess>
 
+#include <cstdio>
 #include <functional>
+
+#include <grp.h>
+#include <pwd.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 using namespace pw;
 
@@ -59,6 +66,32 @@ public:
     QStringList statusTexts;
     std::function<void(int)> onHit;
 };
+
+// Runs `body` in a child process whose failed expectations fail the test. Root reads every
+// folder, so as root the child first becomes "nobody", who is given the sandbox.
+void runUnprivileged(const SandboxDir &box, const std::function<void()> &body)
+{
+    const passwd *nobody = getpwnam("nobody");
+    if (geteuid() == 0 && nobody) {
+        ASSERT_EQ(QProcess::execute("chown", {"-R", "nobody:", box.path()}), 0);
+    }
+    std::fflush(stdout);
+    const pid_t child = fork();
+    if (child == 0) {
+        const bool dropped =
+            geteuid() != 0 || (nobody && setgroups(0, nullptr) == 0 &&
+                               setgid(nobody->pw_gid) == 0 && setuid(nobody->pw_uid) == 0);
+        if (dropped)
+            body();
+        std::fflush(stdout);
+        _exit(!dropped ? 77 : ::testing::Test::HasFailure());
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    if (WIFEXITED(status) && WEXITSTATUS(status) == 77)
+        GTEST_SKIP() << "running as root and unable to become another user";
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "see the child's failures above";
+}
 
 class Scan : public ::testing::Test {
 protected:
@@ -211,6 +244,24 @@ TEST_F(Scan, AdvanceOptionsAreReadForEveryFileAndStarDotStarFindsNothing)
     window.options.useAdvOpt = false;
     scan.cmdSearch_Click();
     EXPECT_EQ(grid.rows(), 1);
+}
+
+TEST_F(Scan, AnUnreadableFolderIsLoggedAndItsNeighboursAreStillSearched)
+{
+    file("a/1.png");
+    file("locked/2.png");
+    file("z/3.png");
+    const QString locked = box.filePath("disk/locked");
+    runUnprivileged(box, [&] {
+        QFile::setPermissions(locked, {});
+        scan.cmdSearch_Click();
+        EXPECT_EQ(column("Name"), QStringList({"1.png", "3.png"}));
+        const QString log = QString::fromUtf8(readFile(box.filePath("Errors.Log")));
+        EXPECT_EQ(log.section(" at Line", 0, 0),
+                  "Error 70 (Permission denied) in procedure LoadFiles");
+        EXPECT_EQ(log.count("\n"), 1);
+    });
+    QFile::setPermissions(locked, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
 }
 
 TEST_F(Scan, TypeNamesDependOnlyOnTheirOwnFile)
