@@ -123,11 +123,10 @@ void CatalogueGrid::StoreColumnWidths()
     context_.settings().setLastGridColWidth(widths.join(","));
 }
 
-void CatalogueGrid::SortByName()
+void CatalogueGrid::SortSearchResult(int col)
 {
-    sortColumn(columns_.name, context_.settings().SortbyNumeric() != 0
-                                  ? flexgrid::kNumericAscending
-                                  : flexgrid::kGenericAscending);
+    sortColumn(col, context_.settings().SortbyNumeric() != 0 ? flexgrid::kNumericAscending
+                                                             : flexgrid::kGenericAscending);
 }
 
 FileType FileTypeOf(const QFileInfo &file)

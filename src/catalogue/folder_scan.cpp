@@ -65,7 +65,7 @@ void FolderScan::cmdSearch_Click()
         }
         PW_STEP;
         // A cancelled search passes here twice: in the nested press and when the walk returns.
-        catalogue_.SortByName();
+        catalogue_.SortSearchResult(host_.currentColumn());
         host_.SetStatusText(catalogue_.getSelectedFileinfo());
     });
 }

@@ -34,6 +34,7 @@ public:
     void EnableSearchControls(bool enabled) override { controlsEnabled = enabled; }
     void setBusyCursor(bool) override {}
     bool searchSubFolders() override { return subFolders; }
+    int currentColumn() override { return 0; }
     int filterListIndex() override { return listIndex; }
     QString filterText() override { return filter; }
     AdvanceOptions advanceOptions() override

@@ -172,6 +172,21 @@ TEST_F(MainWindow, CheckCommandsAndKeysRespectErrorRows)
     EXPECT_EQ(w.sbStatusBar->text(), before) << "and leaves the status line behind";
 }
 
+TEST_F(MainWindow, ASearchEndsSortedOnTheColumnTheUserSortedBy)
+{
+    file("a.png", QByteArray(10 * 1024, 'x'));
+    file("b.png", QByteArray(9 * 1024, 'x'));
+    file("c.png");
+    frmMain &w = start();
+    w.show();
+    QHeaderView *header = w.grdSearchList->horizontalHeader();
+    const int size = header->sectionViewportPosition(w.catalogue().columns().size) + 5;
+    QTest::mouseClick(header->viewport(), Qt::LeftButton, {}, QPoint(size, header->height() / 2));
+    ASSERT_EQ(names(w), QStringList({"c.png", "b.png", "a.png"}));
+    w.cmdSearch->click();
+    EXPECT_EQ(names(w), QStringList({"c.png", "b.png", "a.png"})) << "sizes as numbers still";
+}
+
 TEST_F(MainWindow, PlaceIsStoredOnlyOnceReadyAndRestoredAtTheNextStart)
 {
     frmMain &w = start();
