@@ -36,6 +36,10 @@ void frmMain::connectGrid()
         StoreColumnMove(context_, headers, col, position);
         catalogue_.columns().refresh(context_.ColumnList);
     });
+    // The cells are the catalogue's only store: a typed name would be the name that a
+    // conversion or an export uses. Only the check box may change.
+    connect(grdSearchList, &FlexGrid::BeforeEdit, this,
+            [this](int, int col, bool &cancel) { cancel = col != catalogue_.columns().selection; });
 }
 
 void frmMain::mnuCtxOpen_Click()

@@ -13,6 +13,7 @@
 
 #include <gtest/gtest.h>
 
+#include <QApplication>
 #include <QDir>
 #include <QHeaderView>
 #include <QLabel>
@@ -170,6 +171,18 @@ TEST_F(MainWindow, CheckCommandsAndKeysRespectErrorRows)
     QTest::keyClick(w.grdSearchList, Qt::Key_Space);
     EXPECT_EQ(checks(w), QList<int>({1, 1, 2})) << "Space flips each row of the block";
     EXPECT_EQ(w.sbStatusBar->text(), before) << "and leaves the status line behind";
+
+    // A click in the check column lets the check box change, and no other cell.
+    w.activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&w));
+    const QModelIndex check = w.grdSearchList->model()->index(2, w.catalogue().columns().selection);
+    QTest::mouseClick(w.grdSearchList->viewport(), Qt::LeftButton, {},
+                      w.grdSearchList->visualRect(check).center());
+    EXPECT_EQ(checks(w), QList<int>({1, 1, 1}));
+    for (const Qt::Key key : {Qt::Key_Left, Qt::Key_Z, Qt::Key_Z, Qt::Key_Return})
+        QTest::keyClick(QApplication::focusWidget(), key);
+    QApplication::processEvents(); // an editor hands its text over after the key
+    EXPECT_EQ(names(w), QStringList({"a.tif", "b.tif", "c.tif"}));
 }
 
 TEST_F(MainWindow, ASearchEndsSortedOnTheColumnTheUserSortedBy)
