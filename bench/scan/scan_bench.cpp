@@ -216,6 +216,7 @@ public:
     void EnableSearchControls(bool) override {}
     void setBusyCursor(bool) override {}
     bool searchSubFolders() override { return true; }
+    int currentColumn() override { return grid_.Col(); }
     int filterListIndex() override { return -1; }
     QString filterText() override { return Patterns; }
     AdvanceOptions advanceOptions() override { return {}; }

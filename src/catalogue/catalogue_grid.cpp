@@ -123,33 +123,36 @@ void CatalogueGrid::StoreColumnWidths()
     context_.settings().setLastGridColWidth(widths.join(","));
 }
 
-void CatalogueGrid::SortByName()
+void CatalogueGrid::SortSearchResult(int col)
 {
-    sortColumn(columns_.name, context_.settings().SortbyNumeric() != 0
-                                  ? flexgrid::kNumericAscending
-                                  : flexgrid::kGenericAscending);
+    sortColumn(col, context_.settings().SortbyNumeric() != 0 ? flexgrid::kNumericAscending
+                                                             : flexgrid::kGenericAscending);
 }
 
 FileType FileTypeOf(const QFileInfo &file)
 {
     if (file.suffix().compare("desktop", Qt::CaseInsensitive) == 0 || file.isSymLink())
         return {QStringLiteral("shortcut"), file.absoluteFilePath()};
-    // A type depends only on the extension here, and a search meets few of them; the cache
-    // also lets every row of a type share one copy of its texts.
-    static QHash<QString, FileType> byExtension;
-    const QString ext = file.suffix().toLower();
-    const auto known = byExtension.constFind(ext);
-    if (known != byExtension.constEnd())
-        return *known;
     static const QMimeDatabase mimes;
-    const QMimeType mime = mimes.mimeTypeForFile(file, QMimeDatabase::MatchExtension);
+    // The whole name decides, not only the extension: "CMakeLists.txt", "README", "Makefile".
+    QMimeType mime = mimes.mimeTypeForFile(file.fileName(), QMimeDatabase::MatchExtension);
+    // A name that tells nothing leaves a program to be recognised by its content, and only a
+    // file that may run is read for that.
+    if (mime.isDefault() && file.isFile() && file.isExecutable())
+        mime = mimes.mimeTypeForFile(file.absoluteFilePath(), QMimeDatabase::MatchContent);
+    // Looking a type's description up costs far more than matching the name; every row of a
+    // type shares one copy of its texts.
+    static QHash<QString, FileType> byMimeType;
+    const auto known = byMimeType.constFind(mime.name());
+    if (known != byMimeType.constEnd())
+        return *known;
     const bool program =
         mime.inherits("application/x-executable") || mime.inherits("application/x-sharedlib");
     // All programs share one picture.
     const FileType type = program ? FileType{QStringLiteral("application"),
                                              QStringLiteral("application/x-executable")}
                                   : FileType{mime.comment().toLower(), mime.name()};
-    return byExtension.insert(ext, type).value();
+    return byMimeType.insert(mime.name(), type).value();
 }
 
 bool CatalogueGrid::pagesVisible() const

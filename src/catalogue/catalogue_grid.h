@@ -47,8 +47,10 @@ public:
     void RefreshGrid();
     // Stores the current column widths when the window closes, if so set.
     void StoreColumnWidths();
-    // Sorts by name at the end of a search, numerically when the user's setting says so.
-    void SortByName();
+    // Sorts at the end of a search on `col`, the grid's current column, as writing an order to
+    // the grid's Sort does: ascending, numerically when the user's setting says so, and
+    // within the rules of that column.
+    void SortSearchResult(int col);
 
     // Adds one row for `file`, found in `path`, with its page count when "Pages" shows
     // (as ColumnVisibilityList said when the search began).

@@ -2,6 +2,7 @@
 
 #include "column_layout.h"
 
+#include "backends/common/run_time_errors.h"
 #include "core/app_context.h"
 #include "core/failure_log.h"
 #include "core/path_helpers.h"
@@ -12,6 +13,9 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <filesystem>
+#include <system_error>
+
 namespace pw {
 
 namespace {
@@ -21,6 +25,19 @@ const Unit mainForm = Unit::form("frmMain");
 FileFacts factsOf(const QFileInfo &info)
 {
     return {CreatedTime(info), info.lastModified(), info.lastRead(), info.size()};
+}
+
+// QDir lists a folder that it cannot open or read as an empty one; opening it here first
+// turns that into a failure that reaches the log.
+void throwIfUnreadable(const QString &folder)
+{
+    std::error_code error;
+    const std::filesystem::directory_iterator probe(
+        std::filesystem::path(QFile::encodeName(folder).toStdString()), error);
+    if (!error)
+        return;
+    throw RuntimeError::fromNumber(
+        error == std::errc::permission_denied ? rte::kPermissionDenied : rte::kPathFileAccessError);
 }
 
 } // namespace
@@ -48,7 +65,7 @@ void FolderScan::cmdSearch_Click()
         }
         PW_STEP;
         // A cancelled search passes here twice: in the nested press and when the walk returns.
-        catalogue_.SortByName();
+        catalogue_.SortSearchResult(host_.currentColumn());
         host_.SetStatusText(catalogue_.getSelectedFileinfo());
     });
 }
@@ -113,7 +130,8 @@ void FolderScan::LoadFiles(const QString &path, bool clearFirst)
         PW_STEP;
         QDir dir(path);
         if (!dir.exists())
-            throw RuntimeError::fromNumber(76);
+            throw RuntimeError::fromNumber(rte::kPathNotFound);
+        throwIfUnreadable(path);
         // One listing serves the files and then the subfolders; its facts are the files' facts.
         const QFileInfoList entries = dir.entryInfoList(
             QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System, QDir::Unsorted);

@@ -29,6 +29,7 @@ public:
     virtual void EnableSearchControls(bool enabled) = 0;
     virtual void setBusyCursor(bool busy) = 0;
     virtual bool searchSubFolders() = 0; // chkSearchSubFolder
+    virtual int currentColumn() = 0;     // the grid's Col, where the result is sorted
     virtual int filterListIndex() = 0;   // cboFilterPattern, -1 when typed
     virtual QString filterText() = 0;
     virtual AdvanceOptions advanceOptions() = 0;

@@ -24,8 +24,9 @@ public:
     virtual ~UiServices() = default;
     // A modal message box; returns the button pressed.
     virtual int MessageBox(const QString &prompt, int flags, const QString &title) = 0;
-    // Opens `file` with the verb ("open", "explore", "print"). Answers as the shell does:
-    // above 32 on success, 31 when no program is associated, 0 when out of resources.
+    // Opens `file` with the verb ("open", "explore", "print"); to print, `parameters` names
+    // the printer ("" for the default one). Answers as the shell does: above 32 on success,
+    // 31 when no program is associated, 0 when out of resources.
     virtual int ShellExecute(const QString &verb, const QString &file, const QString &parameters,
                              const QString &folder) = 0;
     // Lets the user pick a program for `file` when no program is associated with it.

@@ -101,6 +101,7 @@ public:
     void EnableSearchControls(bool enabled) override;
     void setBusyCursor(bool busy) override;
     bool searchSubFolders() override;
+    int currentColumn() override;
     int filterListIndex() override;
     QString filterText() override;
     AdvanceOptions advanceOptions() override;

@@ -73,6 +73,11 @@ bool frmMain::searchSubFolders()
     return chkSearchSubFolder->isChecked();
 }
 
+int frmMain::currentColumn()
+{
+    return grdSearchList->Col();
+}
+
 int frmMain::filterListIndex()
 {
     // A typed text that is not exactly an entry of the list counts as typed.

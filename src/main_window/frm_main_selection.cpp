@@ -9,6 +9,7 @@
 #include "core/app_context.h"
 #include "core/failure_log.h"
 #include "core/path_helpers.h"
+#include "engine/ap_img_to_pdf.h"
 #include "widgets/flex_grid.h"
 #include "widgets/key_codes.h"
 
@@ -36,6 +37,10 @@ void frmMain::connectGrid()
         StoreColumnMove(context_, headers, col, position);
         catalogue_.columns().refresh(context_.ColumnList);
     });
+    // The cells are the catalogue's only store: a typed name would be the name that a
+    // conversion or an export uses. Only the check box may change.
+    connect(grdSearchList, &FlexGrid::BeforeEdit, this,
+            [this](int, int col, bool &cancel) { cancel = col != catalogue_.columns().selection; });
 }
 
 void frmMain::mnuCtxOpen_Click()
@@ -64,7 +69,11 @@ void frmMain::mnuCtxPrintFile_Click()
     QPrintDialog dialog(&printer, this);
     if (dialog.exec() != QDialog::Accepted)
         return; // a cancelled printer choice prints nothing and says nothing
-    context_.ui.ShellOpenFile("Print", file, printer.printerName());
+    // "Print to File (PDF)" is no printer that lp knows: the program writes that PDF itself.
+    if (printer.outputFormat() == QPrinter::PdfFormat)
+        ApImgToPdf(context_.ui).Convert_EachTiffToPDFbyOne(file, printer.outputFileName());
+    else
+        context_.ui.ShellOpenFile("Print", file, printer.printerName());
 }
 
 void frmMain::mnuCtxSelectAll_Click()

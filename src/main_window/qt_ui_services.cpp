@@ -47,11 +47,15 @@ int QtUiServices::MessageBox(const QString &prompt, int flags, const QString &ti
     return vbOK;
 }
 
-int QtUiServices::ShellExecute(const QString &verb, const QString &file, const QString &,
+int QtUiServices::ShellExecute(const QString &verb, const QString &file, const QString &parameters,
                                const QString &)
 {
-    if (verb.compare("print", Qt::CaseInsensitive) == 0)
-        return QProcess::startDetached("lp", {file}) ? shellSuccess : shellNoAssociation;
+    if (verb.compare("print", Qt::CaseInsensitive) == 0) {
+        const QStringList printer =
+            parameters.isEmpty() ? QStringList() : QStringList{"-d", parameters};
+        return QProcess::startDetached("lp", printer + QStringList{file}) ? shellSuccess
+                                                                          : shellNoAssociation;
+    }
     const QString target =
         verb.compare("explore", Qt::CaseInsensitive) == 0 && !QFileInfo(file).isDir()
             ? QFileInfo(file).absolutePath()

@@ -10,7 +10,16 @@
 
 #include <gtest/gtest.h>
 
+#include <QFile>
+#include <QProcess>
+
+#include <cstdio>
 #include <functional>
+
+#include <grp.h>
+#include <pwd.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 using namespace pw;
 
@@ -25,6 +34,7 @@ public:
     void EnableSearchControls(bool enabled) override { controlsEnabled = enabled; }
     void setBusyCursor(bool) override {}
     bool searchSubFolders() override { return subFolders; }
+    int currentColumn() override { return 0; }
     int filterListIndex() override { return listIndex; }
     QString filterText() override { return filter; }
     AdvanceOptions advanceOptions() override
@@ -57,6 +67,32 @@ public:
     QStringList statusTexts;
     std::function<void(int)> onHit;
 };
+
+// Runs `body` in a child process whose failed expectations fail the test. Root reads every
+// folder, so as root the child first becomes "nobody", who is given the sandbox.
+void runUnprivileged(const SandboxDir &box, const std::function<void()> &body)
+{
+    const passwd *nobody = getpwnam("nobody");
+    if (geteuid() == 0 && nobody) {
+        ASSERT_EQ(QProcess::execute("chown", {"-R", "nobody:", box.path()}), 0);
+    }
+    std::fflush(stdout);
+    const pid_t child = fork();
+    if (child == 0) {
+        const bool dropped =
+            geteuid() != 0 || (nobody && setgroups(0, nullptr) == 0 &&
+                               setgid(nobody->pw_gid) == 0 && setuid(nobody->pw_uid) == 0);
+        if (dropped)
+            body();
+        std::fflush(stdout);
+        _exit(!dropped ? 77 : ::testing::Test::HasFailure());
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    if (WIFEXITED(status) && WEXITSTATUS(status) == 77)
+        GTEST_SKIP() << "running as root and unable to become another user";
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "see the child's failures above";
+}
 
 class Scan : public ::testing::Test {
 protected:
@@ -209,4 +245,38 @@ TEST_F(Scan, AdvanceOptionsAreReadForEveryFileAndStarDotStarFindsNothing)
     window.options.useAdvOpt = false;
     scan.cmdSearch_Click();
     EXPECT_EQ(grid.rows(), 1);
+}
+
+TEST_F(Scan, AnUnreadableFolderIsLoggedAndItsNeighboursAreStillSearched)
+{
+    file("a/1.png");
+    file("locked/2.png");
+    file("z/3.png");
+    const QString locked = box.filePath("disk/locked");
+    runUnprivileged(box, [&] {
+        QFile::setPermissions(locked, {});
+        scan.cmdSearch_Click();
+        EXPECT_EQ(column("Name"), QStringList({"1.png", "3.png"}));
+        const QString log = QString::fromUtf8(readFile(box.filePath("Errors.Log")));
+        EXPECT_EQ(log.section(" at Line", 0, 0),
+                  "Error 70 (Permission denied) in procedure LoadFiles");
+        EXPECT_EQ(log.count("\n"), 1);
+    });
+    QFile::setPermissions(locked, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+}
+
+TEST_F(Scan, TypeNamesDependOnlyOnTheirOwnFile)
+{
+    // Whole names decide some types, whatever files of the same extension came first.
+    QStringList types;
+    for (const char *name : {"CMakeLists.txt", "notes.txt", "Makefile", "README"})
+        types << FileTypeOf(QFileInfo(file(name))).name;
+    // A program is told by its content (an ELF header here), and only when it may run.
+    const QString tool = file("tool", QByteArray("\177ELF\2\1\1", 7).leftJustified(16, '\0') +
+                                          QByteArray("\2\0", 2));
+    types << FileTypeOf(QFileInfo(tool)).name;
+    QFile::setPermissions(tool, QFile::permissions(tool) | QFile::ExeOwner);
+    types << FileTypeOf(QFileInfo(tool)).name;
+    EXPECT_EQ(types, QStringList({"cmake source code", "plain text document", "makefile build file",
+                                  "readme document", "unknown", "application"}));
 }

@@ -1,5 +1,6 @@
 #include "main_window/folder_tree_model.h"
 #include "main_window/frm_main.h"
+#include "main_window/qt_ui_services.h"
 #include "main_window/window_startup.h"
 
 #include "core/app_context.h"
@@ -7,15 +8,19 @@
 #include "core/master_layout.h"
 #include "widgets/flex_grid.h"
 
+#include "pdf_probe.h"
 #include "recording_ui.h"
 #include "sample_images.h"
 #include "sandbox.h"
 
 #include <gtest/gtest.h>
 
+#include <QApplication>
+#include <QComboBox>
 #include <QDir>
 #include <QHeaderView>
 #include <QLabel>
+#include <QLineEdit>
 #include <QMenu>
 #include <QPushButton>
 #include <QStandardPaths>
@@ -170,6 +175,65 @@ TEST_F(MainWindow, CheckCommandsAndKeysRespectErrorRows)
     QTest::keyClick(w.grdSearchList, Qt::Key_Space);
     EXPECT_EQ(checks(w), QList<int>({1, 1, 2})) << "Space flips each row of the block";
     EXPECT_EQ(w.sbStatusBar->text(), before) << "and leaves the status line behind";
+
+    // A click in the check column lets the check box change, and no other cell.
+    w.activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&w));
+    const QModelIndex check = w.grdSearchList->model()->index(2, w.catalogue().columns().selection);
+    QTest::mouseClick(w.grdSearchList->viewport(), Qt::LeftButton, {},
+                      w.grdSearchList->visualRect(check).center());
+    EXPECT_EQ(checks(w), QList<int>({1, 1, 1}));
+    for (const Qt::Key key : {Qt::Key_Left, Qt::Key_Z, Qt::Key_Z, Qt::Key_Return})
+        QTest::keyClick(QApplication::focusWidget(), key);
+    QApplication::processEvents(); // an editor hands its text over after the key
+    EXPECT_EQ(names(w), QStringList({"a.tif", "b.tif", "c.tif"}));
+}
+
+TEST_F(MainWindow, ASearchEndsSortedOnTheColumnTheUserSortedBy)
+{
+    file("a.png", QByteArray(10 * 1024, 'x'));
+    file("b.png", QByteArray(9 * 1024, 'x'));
+    file("c.png");
+    frmMain &w = start();
+    w.show();
+    QHeaderView *header = w.grdSearchList->horizontalHeader();
+    const int size = header->sectionViewportPosition(w.catalogue().columns().size) + 5;
+    QTest::mouseClick(header->viewport(), Qt::LeftButton, {}, QPoint(size, header->height() / 2));
+    ASSERT_EQ(names(w), QStringList({"c.png", "b.png", "a.png"}));
+    w.cmdSearch->click();
+    EXPECT_EQ(names(w), QStringList({"c.png", "b.png", "a.png"})) << "sizes as numbers still";
+}
+
+TEST_F(MainWindow, PrintGoesToThePrinterChosen)
+{
+    const QString tif = file("scan.tif");
+    writeTiff(tif, {.pages = 2});
+    // lp is a script here that writes down its arguments.
+    const QString args = box.filePath("lp-args");
+    const QString lp = box.write("bin/lp", ("#!/bin/sh\necho \"$@\" >" + args).toUtf8());
+    QFile::setPermissions(lp, QFile::permissions(lp) | QFile::ExeOwner);
+    const QByteArray path = qgetenv("PATH");
+    qputenv("PATH", QFile::encodeName(box.filePath("bin")) + ":" + path);
+    QtUiServices().ShellExecute("Print", tif, "Office", {});
+    qputenv("PATH", path);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return readFile(args).endsWith('\n'); }));
+    EXPECT_EQ(readFile(args), ("-d Office " + tif + "\n").toUtf8());
+
+    // "Print to File (PDF)", which lp cannot reach, writes the file's pages as a PDF.
+    frmMain &w = start();
+    w.grdSearchList->setRow(1);
+    const QString pdf = box.filePath("printed.pdf");
+    QTimer::singleShot(0, [&] {
+        QWidget *dialog = QApplication::activeModalWidget();
+        ASSERT_NE(dialog, nullptr);
+        // The names of the dialog's own controls.
+        QComboBox *printers = dialog->findChild<QComboBox *>("printers");
+        printers->setCurrentIndex(printers->count() - 1);
+        dialog->findChild<QLineEdit *>("filename")->setText(pdf);
+        QMetaObject::invokeMethod(dialog, "accept");
+    });
+    w.mnuCtxPrintFile_Click();
+    EXPECT_EQ(probePdf(pdf).size(), 2u);
 }
 
 TEST_F(MainWindow, PlaceIsStoredOnlyOnceReadyAndRestoredAtTheNextStart)
