@@ -48,6 +48,7 @@ public:
     QDockWidget *paneAdvanceOptions;
     QTreeView *ftvFolder;
     FolderTreeModel *folderModel;
+    QWidget *ctlPaneSearchList;
     FlexGrid *grdSearchList;
     QGroupBox *fraTotal;
     QLabel *lblFilter;

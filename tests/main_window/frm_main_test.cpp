@@ -14,11 +14,13 @@
 #include <gtest/gtest.h>
 
 #include <QDir>
+#include <QDockWidget>
 #include <QHeaderView>
 #include <QLabel>
 #include <QMenu>
 #include <QPushButton>
 #include <QStandardPaths>
+#include <QTabBar>
 #include <QTest>
 #include <QTimer>
 #include <QTreeView>
@@ -228,4 +230,23 @@ TEST_F(MainWindow, TheTreesDesktopRootSearchesTheDesktopFolder)
     EXPECT_EQ(w.selectedFolder(), disk);
     w.setTreeFolder(disk + "/missing");
     EXPECT_EQ(w.selectedFolder(), disk);
+}
+
+TEST_F(MainWindow, PanesKeepTheirSizeThroughASearchAndFitTheWindowAtItsMinimum)
+{
+    file("a.tif"); // the search lets events through after each file, with the grid hidden
+    frmMain &w = start();
+    w.show();
+    QCoreApplication::processEvents();
+    const int width = w.paneSearchList->width();
+    w.cmdSearch_Click();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(w.paneSearchList->width(), width) << "the list gave its width away";
+
+    w.resize(1, 1);
+    QCoreApplication::processEvents();
+    const QTabBar *tabs = w.findChild<QTabBar *>();
+    ASSERT_TRUE(tabs);
+    const QRect button(w.cmdCloneDir->mapTo(&w, QPoint()), w.cmdCloneDir->size());
+    EXPECT_LT(button.bottom(), tabs->mapTo(&w, QPoint()).y()) << "a button covers the tabs";
 }
