@@ -152,6 +152,8 @@ private:
     void refreshStatus();
     // Stores the window's state and, when normal, its place (twips). `gated`: only once ready.
     void storePlace(bool gated);
+    // Minimises the window once it is mapped, when the start state asked for it.
+    void minimiseOnceMapped();
     int dpi() const;
     // The highlighted rows of the grid, where the block commands act.
     RowBlock selectedBlock() const;
@@ -163,6 +165,7 @@ private:
     QTimer sizeMoveEnd_;
     int activateCount_ = 0;
     bool WindowReady = false;
+    bool minimiseWhenMapped_ = false;
     bool loaded_ = false;
 };
 
