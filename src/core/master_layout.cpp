@@ -7,6 +7,7 @@
 #include "property_bag.h"
 #include "ui_services.h"
 
+#include <QDir>
 #include <QFile>
 
 namespace pw {
@@ -104,7 +105,9 @@ bool ValidateCmdLine(QString &cmdLine, AppContext &context)
         if (folder.isEmpty() || !FolderExists(folder))
             return;
         PW_STEP;
-        context.CommandLineFolder = GetParentFolderName(files.first());
+        // The folder tree knows folders by their full path; a relative one passed the test
+        // above against the working folder and is made full against it.
+        context.CommandLineFolder = QDir(folder).absolutePath();
         context.CommandLineFiles = files;
         result = true;
     });

@@ -57,7 +57,6 @@ frmMain::frmMain(AppContext &context, QWidget *parent)
     : QMainWindow(parent), grdSearchList(new FlexGrid), context_(context),
       catalogue_(*grdSearchList->gridModel(), context), scan_(catalogue_, *this)
 {
-    setMinimumSize(700, 403);
     resize(1100, 700);
     buildPanes();
     buildMenus();
@@ -68,6 +67,9 @@ frmMain::frmMain(AppContext &context, QWidget *parent)
     sizeMoveEnd_.setInterval(300);
     connect(&sizeMoveEnd_, &QTimer::timeout, this, &frmMain::m_c_ExitSizeMove);
     qApp->installEventFilter(this);
+    // 700 by 403 is the floor; the left column's panes need more height than that, and a
+    // window smaller than its panes lays the command buttons over the tabs below them.
+    setMinimumSize(layout()->totalMinimumSize().expandedTo(QSize(700, 403)));
 }
 
 frmMain::~frmMain()
@@ -89,7 +91,13 @@ void frmMain::buildPanes()
     buildAdvanceOptions();
 
     paneFolders = makePane(this, "Folders", ftvFolder);
-    paneSearchList = makePane(this, "Search List", grdSearchList);
+    // The search hides the grid while it fills it. The pane holds it through a host so that
+    // it never goes empty: an empty pane gives its width away and comes back as a strip.
+    ctlPaneSearchList = new QWidget;
+    auto *listLayout = new QVBoxLayout(ctlPaneSearchList);
+    listLayout->setContentsMargins({});
+    listLayout->addWidget(grdSearchList);
+    paneSearchList = makePane(this, "Search List", ctlPaneSearchList);
     auto *options = new QWidget;
     auto *optionsLayout = new QVBoxLayout(options);
     optionsLayout->addWidget(fraTotal);

@@ -48,6 +48,7 @@ public:
     QDockWidget *paneAdvanceOptions;
     QTreeView *ftvFolder;
     FolderTreeModel *folderModel;
+    QWidget *ctlPaneSearchList;
     FlexGrid *grdSearchList;
     QGroupBox *fraTotal;
     QLabel *lblFilter;
@@ -152,6 +153,8 @@ private:
     void refreshStatus();
     // Stores the window's state and, when normal, its place (twips). `gated`: only once ready.
     void storePlace(bool gated);
+    // Minimises the window once it is mapped, when the start state asked for it.
+    void minimiseOnceMapped();
     int dpi() const;
     // The highlighted rows of the grid, where the block commands act.
     RowBlock selectedBlock() const;
@@ -163,6 +166,7 @@ private:
     QTimer sizeMoveEnd_;
     int activateCount_ = 0;
     bool WindowReady = false;
+    bool minimiseWhenMapped_ = false;
     bool loaded_ = false;
 };
 

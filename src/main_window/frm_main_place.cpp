@@ -10,7 +10,9 @@
 #include <QCloseEvent>
 #include <QKeyEvent>
 #include <QScreen>
+#include <QWindow>
 
+#include <algorithm>
 #include <cmath>
 
 namespace pw {
@@ -26,6 +28,28 @@ int stateOf(const QWidget *w)
     if (w->isMaximized())
         return StateMaximised;
     return StateNormal;
+}
+
+Qt::WindowState qtState(int stored)
+{
+    switch (stored) {
+    case StateMaximised:
+        return Qt::WindowMaximized;
+    case StateMinimised:
+        return Qt::WindowMinimized;
+    default:
+        return Qt::WindowNoState;
+    }
+}
+
+// The top edge is where the window is gripped to move it: it has to be on a screen. A stored
+// place may be off every screen after a screen was unplugged or its resolution lowered.
+bool onSomeScreen(const QRect &place)
+{
+    const QRect topEdge(place.left(), place.top(), place.width(), 1);
+    return std::ranges::any_of(QGuiApplication::screens(), [&](const QScreen *screen) {
+        return screen->availableGeometry().intersects(topEdge);
+    });
 }
 
 } // namespace
@@ -45,30 +69,41 @@ void frmMain::SetWindowState()
                   top = context_.settings().LastWindowTop();
         const int width = context_.settings().LastWindowWidth(),
                   height = context_.settings().LastWindowHeight();
+        // The place is the client area's, as it was stored: the frame is the window
+        // manager's and is not known before the window is shown. A place on no screen is
+        // left to the window manager to choose.
         const auto moveToStored = [&] {
-            move(pixels(left), pixels(top));
-            resize(pixels(width), pixels(height));
+            const QRect place(pixels(left), pixels(top), pixels(width), pixels(height));
+            if (onSomeScreen(place))
+                setGeometry(place);
+            else
+                resize(place.size());
+        };
+        // A window minimised before it is mapped comes up normal under X11: that state waits
+        // for the map.
+        const auto enterState = [this](Qt::WindowState state) {
+            if (state == Qt::WindowMinimized)
+                minimiseWhenMapped_ = true;
+            else
+                setWindowState(state);
         };
         PW_STEP;
         switch (context_.settings().WindowStateValue()) {
         case 0: // "Maximum"
             moveToStored();
-            setWindowState(Qt::WindowMaximized);
+            enterState(Qt::WindowMaximized);
             break;
         case 1: // "Minimum"
             moveToStored();
-            setWindowState(Qt::WindowMinimized);
+            enterState(Qt::WindowMinimized);
             break;
         case 2: // "Last Remembered Size"
             if (left == 0 && top == 0 && width == 0 && height == 0) {
-                setWindowState(Qt::WindowMaximized);
+                enterState(Qt::WindowMaximized);
                 break;
             }
             moveToStored();
-            setWindowState(
-                context_.settings().LastWindowState() == StateMaximised   ? Qt::WindowMaximized
-                : context_.settings().LastWindowState() == StateMinimised ? Qt::WindowMinimized
-                                                                          : Qt::WindowNoState);
+            enterState(qtState(context_.settings().LastWindowState()));
             break;
         default:
             break;
@@ -91,10 +126,11 @@ void frmMain::storePlace(bool gated)
         PW_STEP;
         const auto twips = [this](int pixels) { return flexgrid::PixelsToTwips(pixels, dpi()); };
         Settings &settings = context_.settings();
-        settings.setLastWindowLeft(twips(pos().x()));
-        settings.setLastWindowTop(twips(pos().y()));
-        settings.setLastWindowWidth(twips(width()));
-        settings.setLastWindowHeight(twips(height()));
+        const QRect place = geometry();
+        settings.setLastWindowLeft(twips(place.x()));
+        settings.setLastWindowTop(twips(place.y()));
+        settings.setLastWindowWidth(twips(place.width()));
+        settings.setLastWindowHeight(twips(place.height()));
     });
 }
 
@@ -124,8 +160,10 @@ void frmMain::changeEvent(QEvent *event)
 void frmMain::moveEvent(QMoveEvent *event)
 {
     QMainWindow::moveEvent(event);
-    // The end of a burst of moves is the end of a drag: the place is stored then.
-    if (loaded_ && isVisible())
+    // The end of a burst of moves stands for the end of a drag, and the place is stored then.
+    // Until the window is ready the moves are the window manager placing and maximising it,
+    // and what they pass through is no place of the user's.
+    if (WindowReady)
         sizeMoveEnd_.start();
 }
 
@@ -133,7 +171,7 @@ void frmMain::resizeEvent(QResizeEvent *event)
 {
     QMainWindow::resizeEvent(event);
     storePlace(true);
-    if (loaded_ && isVisible())
+    if (WindowReady)
         sizeMoveEnd_.start();
 }
 
@@ -145,8 +183,19 @@ void frmMain::closeEvent(QCloseEvent *event)
     QMainWindow::closeEvent(event);
 }
 
+void frmMain::minimiseOnceMapped()
+{
+    if (!minimiseWhenMapped_ || !windowHandle()->isExposed())
+        return;
+    minimiseWhenMapped_ = false;
+    // Not inside the expose event that is mapping the window.
+    QTimer::singleShot(0, this, &QWidget::showMinimized);
+}
+
 bool frmMain::eventFilter(QObject *watched, QEvent *event)
 {
+    if (event->type() == QEvent::Expose && watched == windowHandle())
+        minimiseOnceMapped();
     // Ctrl+A and Ctrl+D, with Ctrl alone held, anywhere in this window.
     if (event->type() == QEvent::KeyPress || event->type() == QEvent::ShortcutOverride) {
         auto *key = static_cast<QKeyEvent *>(event);

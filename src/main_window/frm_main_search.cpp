@@ -12,7 +12,6 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDateTimeEdit>
-#include <QDockWidget>
 #include <QGroupBox>
 #include <QPushButton>
 #include <QRadioButton>
@@ -56,7 +55,7 @@ void frmMain::endBulkUpdate()
 void frmMain::EnableSearchControls(bool enabled)
 {
     ftvFolder->setEnabled(enabled);
-    paneSearchList->widget()->setEnabled(enabled);
+    ctlPaneSearchList->setEnabled(enabled);
     chkSearchSubFolder->setEnabled(enabled);
 }
 

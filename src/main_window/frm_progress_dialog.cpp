@@ -14,8 +14,9 @@ frmProgressDialog::frmProgressDialog(QWidget *parent)
     : QDialog(parent), Label1(new QLabel("Loading With Default Settings", this)),
       ProgressBar1(new QProgressBar(this)), Timer1(new QTimer(this))
 {
-    setWindowTitle(QString());
-    setWindowFlags(windowFlags() & ~Qt::WindowContextHelpButtonHint);
+    // No title bar: the window has no title text (an empty one would show the program's name
+    // under X11) and no close box, as there is nothing to cancel.
+    setWindowFlags(Qt::Dialog | Qt::CustomizeWindowHint);
     QFont font("MS Sans Serif");
     font.setStyleHint(QFont::SansSerif);
     Label1->setFont(font);

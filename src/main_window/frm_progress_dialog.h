@@ -21,6 +21,8 @@ public:
 
     void Form_Load();
     void Timer1_Timer();
+    // Escape and the window manager's close ask for a cancel, which the bar does not have.
+    void reject() override {}
 
 protected:
     void mousePressEvent(QMouseEvent *event) override;

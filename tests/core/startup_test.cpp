@@ -117,6 +117,11 @@ TEST_F(Startup, CommandLineChoosesTheFolderOfItsFirstPath)
     start(a + "/x.tif|" + box.path() + "/b/y.tif");
     EXPECT_EQ(context->CommandLineFolder, a);
     EXPECT_EQ(context->CommandLineFiles.size(), 2);
+    const QString working = QDir::currentPath();
+    QDir::setCurrent(box.path());
+    start("a/x.tif|b/y.tif");
+    QDir::setCurrent(working);
+    EXPECT_EQ(context->CommandLineFolder, a) << "the tree finds folders by their full path";
 
     const QString ignored[] = {
         box.path() + "/missing/x.tif", // parent does not exist

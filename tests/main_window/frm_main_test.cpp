@@ -12,18 +12,22 @@
 #include "recording_ui.h"
 #include "sample_images.h"
 #include "sandbox.h"
+#include "x_display.h"
 
 #include <gtest/gtest.h>
 
 #include <QApplication>
 #include <QComboBox>
 #include <QDir>
+#include <QDockWidget>
 #include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
 #include <QPushButton>
+#include <QScreen>
 #include <QStandardPaths>
+#include <QTabBar>
 #include <QTest>
 #include <QTimer>
 #include <QTreeView>
@@ -87,6 +91,25 @@ protected:
     QString disk;
     std::unique_ptr<AppContext> context;
     std::unique_ptr<WindowStartup> startup;
+};
+
+// The same window on a real X server, whose window manager frames, places and minimises it;
+// a first start stores a normal place and the start state `value`.
+class MainWindowUnderX11 : public MainWindow {
+protected:
+    frmMain &restart(int value)
+    {
+        start();
+        Settings &settings = context->settings();
+        settings.setWindowStateFlag(1);
+        settings.setWindowStateValue(value);
+        settings.setLastWindowLeft(stored.x() * 15);
+        settings.setLastWindowTop(stored.y() * 15);
+        settings.setLastWindowWidth(stored.width() * 15);
+        settings.setLastWindowHeight(stored.height() * 15);
+        return start();
+    }
+    const QRect stored{100, 150, 800, 560};
 };
 
 } // namespace
@@ -241,6 +264,7 @@ TEST_F(MainWindow, PlaceIsStoredOnlyOnceReadyAndRestoredAtTheNextStart)
     frmMain &w = start();
     w.show();
     w.resize(900, 600);
+    QTest::qWait(400); // longer than the pause that ends a move
     EXPECT_EQ(context->settings().LastWindowWidth(), 0) << "not before the second activation";
     w.Form_Activate();
     w.Form_Activate();
@@ -274,6 +298,11 @@ TEST_F(MainWindow, PlaceIsStoredOnlyOnceReadyAndRestoredAtTheNextStart)
     again.close();
     EXPECT_TRUE(context->settings().LastGridColWidth().startsWith("3000,"))
         << "flag 0 stores nothing";
+
+    context->settings().setLastWindowLeft(100000);
+    frmMain &lost = start();
+    EXPECT_TRUE(lost.screen()->availableGeometry().contains(lost.geometry().topLeft()))
+        << "a place on no screen is not restored";
 }
 
 TEST_F(MainWindow, TheTreesDesktopRootSearchesTheDesktopFolder)
@@ -292,4 +321,50 @@ TEST_F(MainWindow, TheTreesDesktopRootSearchesTheDesktopFolder)
     EXPECT_EQ(w.selectedFolder(), disk);
     w.setTreeFolder(disk + "/missing");
     EXPECT_EQ(w.selectedFolder(), disk);
+}
+
+TEST_F(MainWindow, PanesKeepTheirSizeThroughASearchAndFitTheWindowAtItsMinimum)
+{
+    file("a.tif"); // the search lets events through after each file, with the grid hidden
+    frmMain &w = start();
+    w.show();
+    QCoreApplication::processEvents();
+    const int width = w.paneSearchList->width();
+    w.cmdSearch_Click();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(w.paneSearchList->width(), width) << "the list gave its width away";
+
+    w.resize(1, 1);
+    QCoreApplication::processEvents();
+    const QTabBar *tabs = w.findChild<QTabBar *>();
+    ASSERT_TRUE(tabs);
+    const QRect button(w.cmdCloneDir->mapTo(&w, QPoint()), w.cmdCloneDir->size());
+    EXPECT_LT(button.bottom(), tabs->mapTo(&w, QPoint()).y()) << "a button covers the tabs";
+}
+
+TEST_F(MainWindowUnderX11, ThePlaceComesBackAsItWasStored)
+{
+    if (!underWindowManager())
+        GTEST_SKIP() << "needs Xvfb and openbox";
+    frmMain &w = restart(2);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return w.geometry() == stored; }));
+    // Moved somewhere else, by the window manager, it is stored where it went.
+    const QRect moved = stored.translated(40, 30);
+    w.setGeometry(moved);
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] { return w.geometry() == moved && w.frameGeometry() != moved; })); // and framed
+    w.close();
+    EXPECT_EQ(context->settings().LastWindowLeft(), moved.x() * 15);
+    EXPECT_EQ(context->settings().LastWindowTop(), moved.y() * 15) << "the title bar's height";
+}
+
+TEST_F(MainWindowUnderX11, AMinimumStartMinimisesAndStoresNothing)
+{
+    if (!underWindowManager())
+        GTEST_SKIP() << "needs Xvfb and openbox";
+    frmMain &w = restart(1);
+    EXPECT_TRUE(
+        QTest::qWaitFor([&] { return xProperty(w.winId(), "WM_STATE").contains("Iconic"); }));
+    QTest::qWait(500); // longer than the pause that ends a move
+    EXPECT_EQ(context->settings().LastWindowTop(), stored.y() * 15);
 }

@@ -1,12 +1,23 @@
-// Every test executable runs with a QApplication on the offscreen platform and with
-// QStandardPaths in test mode, so no test can touch the real user's files.
+// Every test executable runs with a QApplication and with QStandardPaths in test mode, so no
+// test can touch the real user's files. The platform is offscreen; a test that asks for xcb
+// gets a private X server, never the developer's own display, or offscreen when none starts.
+#include "x_display.h"
+
 #include <gtest/gtest.h>
 
 #include <QApplication>
 #include <QStandardPaths>
 
+#include <iostream>
+#include <optional>
+
 int main(int argc, char **argv)
 {
+    std::optional<XDisplay> display;
+    if (qgetenv("QT_QPA_PLATFORM") == "xcb" && !display.emplace().whyNot.isEmpty()) {
+        std::cerr << "No X display: " << display->whyNot.toStdString() << '\n';
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    }
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
     QStandardPaths::setTestModeEnabled(true);
