@@ -10,8 +10,9 @@ packages=(
   qt6-base-dev libqpdf-dev libtiff-dev libjpeg62-turbo-dev libpng-dev libgif-dev
   libopenjp2-7-dev libgraphicsmagick++1-dev libdeflate-dev libpugixml-dev
   libpoppler-cpp-dev zlib1g-dev
-  # tests and checks: GoogleTest, PDF inspection, a headless display, the format check
-  libgtest-dev libgmock-dev qpdf poppler-utils xvfb xauth clang-format
+  # tests and checks: GoogleTest, PDF inspection, a headless display, the format check, and
+  # a second RTF reader for the saved error report
+  libgtest-dev libgmock-dev qpdf poppler-utils xvfb xauth clang-format unrtf
   # runtime: icon theme and fonts so the windows look as they should
   adwaita-icon-theme fonts-dejavu-core
 )

@@ -4,11 +4,9 @@
 #include "logic/conversion_list.h"
 
 #include "core/app_context.h"
-#include "core/globals.h"
 #include "engine/ap_img_to_pdf.h"
 #include "widgets/flex_grid.h"
 
-#include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QGridLayout>
@@ -48,26 +46,17 @@ QString ticked(const QCheckBox *check, const QComboBox *names)
 } // namespace
 
 frmConImageToPdf::frmConImageToPdf(AppContext &context, QWidget *parent)
-    : QDialog(parent), fraSetOrder(new QGroupBox("1 Selected files", this)),
-      vsFilesSetOrder(new FlexGrid(fraSetOrder)), context_(context),
+    : ConversionDialog(context, "Convert image to pdf", parent),
+      fraSetOrder(new QGroupBox("1 Selected files", this)),
+      vsFilesSetOrder(new FlexGrid(fraSetOrder)),
       run_(context, *vsFilesSetOrder->gridModel(), *this)
 {
-    setWindowTitle("Convert image to pdf");
-    setWindowFlags(windowFlags() & ~Qt::WindowContextHelpButtonHint);
     resize(760, 560);
     buildFileList();
     buildImageProcess();
     buildOutput();
-    Frame3 = new QGroupBox("Proccessing", this);
-    ProgressBar1 = new QProgressBar(Frame3);
-    (new QVBoxLayout(Frame3))->addWidget(ProgressBar1);
-    Frame4 = new QGroupBox(this);
-    cmdConvert = new QPushButton("&Convert", Frame4);
-    cmdCancel = new QPushButton("&Cancel", Frame4);
-    auto *buttons = new QHBoxLayout(Frame4);
-    buttons->addStretch();
-    buttons->addWidget(cmdConvert);
-    buttons->addWidget(cmdCancel);
+    Frame3 = progressFrame(ProgressBar1);
+    Frame4 = buttonFrame(cmdConvert, "&Convert", cmdCancel);
 
     auto *middle = new QHBoxLayout;
     middle->addWidget(Frame1);
@@ -78,7 +67,6 @@ frmConImageToPdf::frmConImageToPdf(AppContext &context, QWidget *parent)
     layout->addWidget(Frame3);
     layout->addWidget(Frame4);
     connect(cmdConvert, &QPushButton::clicked, this, &frmConImageToPdf::cmdconvert_Click);
-    connect(cmdCancel, &QPushButton::clicked, this, &QDialog::reject);
     connect(cmdBrowseFolder, &QPushButton::clicked, this, &frmConImageToPdf::cmdBrowseFolder_Click);
 }
 
@@ -108,8 +96,7 @@ void frmConImageToPdf::buildOutput()
 {
     FraFileopen = new QGroupBox("3 Output", this);
     txtOutputFolder = new QLineEdit(FraFileopen);
-    cmdBrowseFolder = new QPushButton("...", FraFileopen);
-    cmdBrowseFolder->setFixedWidth(cmdBrowseFolder->fontMetrics().horizontalAdvance("....") + 16);
+    cmdBrowseFolder = browseButton(FraFileopen);
     chkReplace = new QCheckBox("Replace e&xisting file", FraFileopen);
     ChkDefaultPathConImgTiff = new QCheckBox("Set default o&utput folder name ", FraFileopen);
     ChkOpenFolderConImgTiff = new QCheckBox("&Open folder after conversion", FraFileopen);
@@ -120,15 +107,6 @@ void frmConImageToPdf::buildOutput()
     grid->addWidget(ChkDefaultPathConImgTiff, 2, 0, 1, 2);
     grid->addWidget(ChkOpenFolderConImgTiff, 3, 0, 1, 2);
     grid->setRowStretch(4, 1);
-}
-
-void frmConImageToPdf::showEvent(QShowEvent *event)
-{
-    if (!loaded_) {
-        loaded_ = true;
-        Form_Load();
-    }
-    QDialog::showEvent(event);
 }
 
 void frmConImageToPdf::Form_Load()
@@ -154,11 +132,7 @@ void frmConImageToPdf::Form_Load()
 
 void frmConImageToPdf::cmdBrowseFolder_Click()
 {
-    const QString folder = context_.ui.BrowseForFolder("Set Folder", txtOutputFolder->text(),
-                                                       BifReturnOnlyFsDirs | BifDontGoBelowDomain);
-    // A cancelled prompt leaves the folder as it was.
-    if (!folder.isEmpty())
-        txtOutputFolder->setText(folder);
+    browseInto(txtOutputFolder, BifReturnOnlyFsDirs | BifDontGoBelowDomain);
 }
 
 void frmConImageToPdf::cmdconvert_Click()
@@ -196,10 +170,7 @@ void frmConImageToPdf::focusOutputFolder()
 void frmConImageToPdf::setRunning(bool running)
 {
     cmdConvert->setEnabled(!running);
-    if (running)
-        QApplication::setOverrideCursor(Qt::WaitCursor);
-    else
-        QApplication::restoreOverrideCursor();
+    setBusyCursor(running);
 }
 
 void frmConImageToPdf::setProgressMaximum(int maximum)

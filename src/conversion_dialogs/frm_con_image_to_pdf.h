@@ -1,11 +1,10 @@
 #pragma once
 
+#include "conversion_dialog.h"
 #include "logic/image_to_pdf_run.h"
 
 #include "core/progress.h"
 #include "engine/conversion_row.h"
-
-#include <QDialog>
 
 class FlexGrid;
 class QCheckBox;
@@ -19,7 +18,7 @@ namespace pw {
 
 // "Convert image to pdf": one PDF for each file the main window handed over, in list order,
 // with a recompression per colour class. It stays open after a run, which can be repeated.
-class frmConImageToPdf : public QDialog, private ImageToPdfForm {
+class frmConImageToPdf : public ConversionDialog, private ImageToPdfForm {
     Q_OBJECT
 public:
     explicit frmConImageToPdf(AppContext &context, QWidget *parent = nullptr);
@@ -48,15 +47,11 @@ public:
     QPushButton *cmdConvert;
     QPushButton *cmdCancel;
 
-    // Runs once, when the dialog is first shown.
-    void Form_Load();
+    void Form_Load() override;
     void cmdBrowseFolder_Click();
     void cmdconvert_Click();
     // Every way of closing ends here: Form_Unload stores the settings, even in mid-run.
     void done(int result) override;
-
-protected:
-    void showEvent(QShowEvent *event) override;
 
 private:
     // The bar, and the one way to stop a run: closing the dialog.
@@ -82,10 +77,8 @@ private:
     void showErrorReport(const QString &title, const QString &heading,
                          const QString &body) override;
 
-    AppContext &context_;
     ImageToPdfRun run_;
     Bar bar_{*this};
-    bool loaded_ = false;
 };
 
 } // namespace pw

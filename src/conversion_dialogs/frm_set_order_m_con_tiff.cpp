@@ -6,7 +6,6 @@
 #include "core/master_layout.h"
 #include "widgets/flex_grid.h"
 
-#include <QApplication>
 #include <QCheckBox>
 #include <QGridLayout>
 #include <QGroupBox>
@@ -25,26 +24,16 @@
 namespace pw {
 
 frmSetOrder_MConTiff::frmSetOrder_MConTiff(AppContext &context, QWidget *parent)
-    : QDialog(parent), fraSetOrder(new QGroupBox("1 Files", this)),
-      vsFilesSetOrder(new FlexGrid(fraSetOrder)), context_(context),
+    : ConversionDialog(context, "Set File Order", parent),
+      fraSetOrder(new QGroupBox("1 Files", this)), vsFilesSetOrder(new FlexGrid(fraSetOrder)),
       run_(context, *vsFilesSetOrder->gridModel(), *this)
 {
-    setWindowTitle("Set File Order");
-    setWindowFlags(windowFlags() & ~Qt::WindowContextHelpButtonHint);
     resize(760, 520);
     buildFiles();
     buildOutput();
-    Frame3 = new QGroupBox("Proccessing", this);
-    ProgressBar1 = new QProgressBar(Frame3);
+    Frame3 = progressFrame(ProgressBar1);
     ProgressBar1->setObjectName("ProgressBar1");
-    (new QVBoxLayout(Frame3))->addWidget(ProgressBar1);
-    Frame2 = new QGroupBox(this);
-    cmdOK = new QPushButton("Con&vert", Frame2);
-    cmdCancel = new QPushButton("&Cancel", Frame2);
-    auto *buttons = new QHBoxLayout(Frame2);
-    buttons->addStretch();
-    buttons->addWidget(cmdOK);
-    buttons->addWidget(cmdCancel);
+    Frame2 = buttonFrame(cmdOK, "Con&vert", cmdCancel);
 
     auto *layout = new QVBoxLayout(this);
     layout->addWidget(fraSetOrder, 1);
@@ -52,7 +41,6 @@ frmSetOrder_MConTiff::frmSetOrder_MConTiff(AppContext &context, QWidget *parent)
     layout->addWidget(Frame3);
     layout->addWidget(Frame2);
     connect(cmdOK, &QPushButton::clicked, this, &frmSetOrder_MConTiff::cmdOk_Click);
-    connect(cmdCancel, &QPushButton::clicked, this, &QDialog::reject);
 }
 
 void frmSetOrder_MConTiff::buildFiles()
@@ -81,8 +69,7 @@ void frmSetOrder_MConTiff::buildOutput()
     txtmanualfilename = new QLineEdit(Frame1);
     txtmanualfilename->installEventFilter(this);
     txtOutputFolder = new QLineEdit(Frame1);
-    cmdBrowse = new QPushButton("...", Frame1);
-    cmdBrowse->setFixedWidth(cmdBrowse->fontMetrics().horizontalAdvance("....") + 16);
+    cmdBrowse = browseButton(Frame1);
     ChkDefaultPathMConvToPDF = new QCheckBox("Set default output &folder name ", Frame1);
     ChkOpenFileMConvToPDF = new QCheckBox("&Open merged file after combining", Frame1);
     auto *nameLabel = new QLabel("File &name", Frame1);
@@ -98,15 +85,6 @@ void frmSetOrder_MConTiff::buildOutput()
     grid->addWidget(ChkDefaultPathMConvToPDF, 2, 1, 1, 2);
     grid->addWidget(ChkOpenFileMConvToPDF, 3, 1, 1, 2);
     connect(cmdBrowse, &QPushButton::clicked, this, &frmSetOrder_MConTiff::cmdBrowse_Click);
-}
-
-void frmSetOrder_MConTiff::showEvent(QShowEvent *event)
-{
-    if (!loaded_) {
-        loaded_ = true;
-        Form_Load();
-    }
-    QDialog::showEvent(event);
 }
 
 void frmSetOrder_MConTiff::Form_Load()
@@ -210,10 +188,7 @@ bool frmSetOrder_MConTiff::eventFilter(QObject *watched, QEvent *event)
 
 void frmSetOrder_MConTiff::cmdBrowse_Click()
 {
-    const QString folder = context_.ui.BrowseForFolder("Set Folder", txtOutputFolder->text(), 0);
-    // A cancelled prompt leaves the folder as it was.
-    if (!folder.isEmpty())
-        txtOutputFolder->setText(folder);
+    browseInto(txtOutputFolder, 0);
 }
 
 void frmSetOrder_MConTiff::cmdOk_Click()
@@ -237,10 +212,7 @@ void frmSetOrder_MConTiff::setRunning(bool running)
 {
     for (QPushButton *button : {cmdOK, cmdUp, cmdDown})
         button->setEnabled(!running);
-    if (running)
-        QApplication::setOverrideCursor(Qt::WaitCursor);
-    else
-        QApplication::restoreOverrideCursor();
+    setBusyCursor(running);
 }
 
 void frmSetOrder_MConTiff::setProgressMaximum(int maximum)

@@ -1,11 +1,10 @@
 #pragma once
 
+#include "conversion_dialog.h"
 #include "logic/merge_run.h"
 #include "logic/row_order.h"
 
 #include "engine/conversion_row.h"
-
-#include <QDialog>
 
 class FlexGrid;
 class QCheckBox;
@@ -18,7 +17,7 @@ namespace pw {
 
 // "Set File Order": the files the main window handed over, put in order by the user and
 // merged into one PDF. The dialog closes itself after a run, whatever its outcome.
-class frmSetOrder_MConTiff : public QDialog, private SetOrderForm {
+class frmSetOrder_MConTiff : public ConversionDialog, private SetOrderForm {
     Q_OBJECT
 public:
     explicit frmSetOrder_MConTiff(AppContext &context, QWidget *parent = nullptr);
@@ -44,8 +43,7 @@ public:
     QPushButton *cmdOK;
     QPushButton *cmdCancel;
 
-    // Runs once, when the dialog is first shown.
-    void Form_Load();
+    void Form_Load() override;
     void cmdUp_Click();
     void cmdDown_Click();
     void cmdBrowse_Click();
@@ -57,7 +55,6 @@ public:
     void done(int result) override;
 
 protected:
-    void showEvent(QShowEvent *event) override;
     bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
@@ -72,10 +69,8 @@ private:
     void setProgressMaximum(int maximum) override;
     void unload() override;
 
-    AppContext &context_;
     MergeRun run_;
     int dragOffset_ = -1; // while dragging: the pressed row's distance from the block's top
-    bool loaded_ = false;
 };
 
 } // namespace pw

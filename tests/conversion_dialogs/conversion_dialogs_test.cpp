@@ -57,6 +57,14 @@ QList<int> pageWidths(const QString &pdf)
     return widths;
 }
 
+// The highest value `bar` shows from now on.
+std::shared_ptr<int> highest(QProgressBar *bar)
+{
+    auto top = std::make_shared<int>(0);
+    QObject::connect(bar, &QProgressBar::valueChanged, [top](int v) { *top = std::max(*top, v); });
+    return top;
+}
+
 std::string firstFilter(const QString &pdf)
 {
     const std::vector<ProbedPage> pages = probePdf(pdf);
@@ -192,45 +200,36 @@ TEST_F(Conversions, ImageToPdfWithoutFolderWritesToTheFirstFilesFolderAndRunsAga
             QCheckBox *check;
             const char *caption;
             QComboBox *names;
-            QStringList items;
+            const char *items;
         } rows[] = {
-            {d.chkEncodColor,
-             "Color I&mage Files",
-             d.cboEncodTrueColor,
-             {"Lzw", "Zip", "Packbits", "Jpeg"}},
-            {d.chkEncodGraycale,
-             "&Graycale Image files",
-             d.cboEncodGraycale,
-             {"Lzw", "Zip", "Packbits", "Jpeg"}},
-            {d.chkEncodBW,
-             "Black and &Whilt Image Files",
-             d.cboEncodBW,
-             {"Lzw", "Zip", "CCITT-G3", "CCITT-G4"}},
+            {d.chkEncodColor, "Color I&mage Files", d.cboEncodTrueColor, "Lzw,Zip,Packbits,Jpeg"},
+            {d.chkEncodGraycale, "&Graycale Image files", d.cboEncodGraycale,
+             "Lzw,Zip,Packbits,Jpeg"},
+            {d.chkEncodBW, "Black and &Whilt Image Files", d.cboEncodBW,
+             "Lzw,Zip,CCITT-G3,CCITT-G4"},
         };
         for (const auto &row : rows) {
             EXPECT_EQ(row.check->text(), row.caption);
-            EXPECT_FALSE(row.check->isChecked());
-            EXPECT_FALSE(row.names->isEnabled());
-            EXPECT_EQ(row.names->count(), 4);
-            EXPECT_EQ(row.names->itemText(0) + row.names->itemText(1) + row.names->itemText(2) +
-                          row.names->itemText(3),
-                      row.items.join(""));
-            EXPECT_EQ(row.names->currentText(), row.items[3]);
+            EXPECT_FALSE(row.check->isChecked() || row.names->isEnabled());
+            QStringList items;
+            for (int i = 0; i < row.names->count(); ++i)
+                items << row.names->itemText(i);
+            EXPECT_EQ(items.join(","), row.items);
+            EXPECT_EQ(row.names->currentText(), items.value(3));
         }
         QTest::mouseClick(d.chkEncodBW, Qt::LeftButton);
         EXPECT_TRUE(d.cboEncodBW->isEnabled());
         QTest::mouseClick(d.chkEncodBW, Qt::LeftButton);
         EXPECT_FALSE(d.cboEncodBW->isEnabled());
 
-        int top = 0;
-        QObject::connect(d.ProgressBar1, &QProgressBar::valueChanged,
-                         [&](int value) { top = std::max(top, value); });
+        const auto top = highest(d.ProgressBar1);
         d.txtOutputFolder->setText("  "); // blanks count as no folder
+        d.cmdBrowseFolder->click();       // cancelled: the text stays
         d.ChkDefaultPathConImgTiff->setChecked(true);
         d.ChkOpenFolderConImgTiff->setChecked(true);
         d.cmdConvert->click();
         EXPECT_EQ(d.txtOutputFolder->text(), disk + "/one");
-        EXPECT_EQ(top, 3);
+        EXPECT_EQ(*top, 3);
         EXPECT_EQ(t.context.settings().DefaultPathConImgTiff(), disk + "/one");
         EXPECT_TRUE(d.cmdConvert->isEnabled());
         EXPECT_EQ(d.ProgressBar1->value(), 0);
@@ -238,10 +237,10 @@ TEST_F(Conversions, ImageToPdfWithoutFolderWritesToTheFirstFilesFolderAndRunsAga
         // Every output exists now: nothing is written again, and the bar still runs through.
         for (const QString &pdf : pdfs)
             QFile::resize(pdf, 10);
-        top = 0;
+        *top = 0;
         d.ChkOpenFolderConImgTiff->setChecked(false);
         d.cmdConvert->click();
-        EXPECT_EQ(top, 3);
+        EXPECT_EQ(*top, 3);
         for (const QString &pdf : pdfs)
             EXPECT_EQ(QFileInfo(pdf).size(), 10);
 
@@ -253,6 +252,7 @@ TEST_F(Conversions, ImageToPdfWithoutFolderWritesToTheFirstFilesFolderAndRunsAga
     EXPECT_EQ(boxes(), QStringList({NoFolderQuestion, Converted, Converted,
                                     "Please enter Valid folder Name"}));
     EXPECT_EQ(t.ui.shell, QStringList({"Explore " + disk + "/one"}));
+    EXPECT_EQ(t.ui.prompts, QStringList({"Set Folder 3"}));
     // Closing stores a folder that was typed and never used.
     EXPECT_EQ(t.context.settings().DefaultPathConImgTiff(), disk + "/missing");
     EXPECT_EQ(t.context.settings().IsOpenFolderConImgTiff(), 0);
@@ -333,6 +333,7 @@ TEST_F(Conversions, MergeTakesTheGridsOrderNamesItsFileAndAsksBeforeReplacing)
 {
     for (const int width : {40, 50, 60, 70})
         image(QString("m%1.png").arg(width), width);
+    box.write("disk/m99.png", "\x89PNG damaged");
     window();
     tick({"m40.png", "m50.png", "m60.png", "m70.png"});
     t.ui.answers = {vbNo};
@@ -368,7 +369,8 @@ TEST_F(Conversions, MergeTakesTheGridsOrderNamesItsFileAndAsksBeforeReplacing)
         d.cmdOK->click();
         d.txtOutputFolder->setText(out + "/missing");
         d.cmdOK->click();
-        d.txtOutputFolder->setText(out);
+        t.ui.folderAnswer = out;
+        d.cmdBrowse->click();
         QFile::copy(disk + "/m40.png", out + "/report.pdf");
         d.cmdOK->click(); // No: nothing happens
         EXPECT_TRUE(d.isVisible());
@@ -386,19 +388,27 @@ TEST_F(Conversions, MergeTakesTheGridsOrderNamesItsFileAndAsksBeforeReplacing)
     EXPECT_EQ(pageWidths(out + "/report.pdf"), QList<int>({60, 70, 40, 50}));
     EXPECT_TRUE(qpdfChecks(out + "/report.pdf"));
     EXPECT_EQ(t.ui.shell, QStringList({"Open " + out + "/report.pdf"}));
+    EXPECT_EQ(t.ui.prompts, QStringList({"Set Folder 0"}));
     EXPECT_EQ(t.context.settings().DefaultPathMConvToPDF(), out);
 
     // The typed extension always goes; a name of only a dot leaves the extension alone.
-    const std::pair<QString, QString> names[] = {{"a.b", "a.pdf"}, {".", ".pdf"}};
-    for (const auto &[typed, written] : names) {
+    // A file the merge cannot read fails it as a whole, and the dialog closes all the same.
+    const struct {
+        QString typed, written;
+        bool damaged;
+    } runs[] = {{"a.b", "a.pdf", false}, {".", ".pdf", false}, {"c", "c.pdf", true}};
+    for (const auto &run : runs) {
+        tick({"m40.png", "m50.png", "m60.png", "m70.png", run.damaged ? "m99.png" : ""});
         script.then<frmSetOrder_MConTiff>([&](frmSetOrder_MConTiff &d) {
             EXPECT_EQ(d.txtOutputFolder->text(), out) << "the stored default folder";
-            d.txtmanualfilename->setText(typed);
+            d.txtmanualfilename->setText(run.typed);
             d.cmdOK->click();
         });
         w->cmdConverttiffToPdf->click();
-        EXPECT_EQ(pageWidths(out + "/" + written), QList<int>({40, 50, 60, 70}));
-        EXPECT_TRUE(qpdfChecks(out + "/" + written));
+        EXPECT_EQ(boxes(), QStringList(run.damaged ? "Error: in Converting files" : Merged));
+        EXPECT_EQ(pageWidths(out + "/" + run.written),
+                  run.damaged ? QList<int>() : QList<int>({40, 50, 60, 70}));
+        EXPECT_TRUE(run.damaged || qpdfChecks(out + "/" + run.written));
     }
 }
 
@@ -417,14 +427,12 @@ TEST_F(Conversions, AThreeHundredFileRunKeepsTheWindowAnswering)
         QObject::connect(&ticker, &QTimer::timeout,
                          [&] { longestGap = std::max(longestGap, sinceTick.restart()); });
         d.txtOutputFolder->setText(out);
-        int top = 0;
-        QObject::connect(d.ProgressBar1, &QProgressBar::valueChanged,
-                         [&](int value) { top = std::max(top, value); });
+        const auto top = highest(d.ProgressBar1);
         ticker.start(0);
         sinceTick.start();
         d.cmdConvert->click();
         ticker.stop();
-        EXPECT_EQ(top, 300);
+        EXPECT_EQ(*top, 300);
         EXPECT_EQ(d.ProgressBar1->maximum(), 300);
     });
     w->cmdConImageToPdf->click();
