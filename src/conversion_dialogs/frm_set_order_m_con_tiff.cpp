@@ -114,7 +114,9 @@ GridBlock frmSetOrder_MConTiff::selectedBlock() const
 
 void frmSetOrder_MConTiff::select(const GridBlock &block)
 {
-    vsFilesSetOrder->Select(block.firstRow, block.firstCol, block.lastRow, block.lastCol);
+    // Rows are selected whole here; ending the block in its first column rather than its last
+    // keeps the view from scrolling sideways at every move.
+    vsFilesSetOrder->Select(block.firstRow, block.firstCol, block.lastRow, block.firstCol);
 }
 
 void frmSetOrder_MConTiff::cmdUp_Click()
