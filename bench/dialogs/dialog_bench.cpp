@@ -10,10 +10,10 @@
 //                                          file named *damaged* is left out of the merge)
 //
 // convert and merge print one line of "key value" pairs: the seconds from the click to the end
-// of the run, the longest time the event loop went without a turn (a 0 ms timer measures it),
-// the files, and the files the bar reached. Run them with QT_QPA_PLATFORM=offscreen; message
-// boxes are answered without showing. shots uses the desktop's real boxes and writes PNGs
-// with ImageMagick's `import`.
+// of the run, wall and CPU (all threads), the longest time the event loop went without a turn
+// (a 0 ms timer measures it), the files, and the files the bar reached. Run them with
+// QT_QPA_PLATFORM=offscreen; message boxes are answered without showing. shots uses the desktop's
+// real boxes and writes PNGs with ImageMagick's `import`.
 
 #include "catalogue/catalogue_grid.h"
 #include "catalogue/selection_commands.h"
@@ -39,6 +39,8 @@
 #include <QPushButton>
 #include <QThread>
 #include <QTimer>
+
+#include <sys/resource.h>
 
 #include <cstdio>
 #include <memory>
@@ -93,6 +95,17 @@ private:
     qint64 longest_ = 0;
 };
 
+// CPU seconds of the process so far, every thread's.
+double cpuSeconds()
+{
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    const auto seconds = [](const timeval &t) {
+        return double(t.tv_sec) + double(t.tv_usec) / 1e6;
+    };
+    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+}
+
 // Runs `click`, timed, and prints the figures.
 void timed(const std::function<void()> &click, int files, const QProgressBar *bar)
 {
@@ -101,11 +114,12 @@ void timed(const std::function<void()> &click, int files, const QProgressBar *ba
                      [&](int value) { top = std::max(top, value); });
     QElapsedTimer clock;
     LoopWatch watch;
+    const double cpuBefore = cpuSeconds();
     clock.start();
     click();
-    std::printf("seconds %.3f longest_gap_ms %lld files %d bar_reached %d\n",
-                double(clock.nsecsElapsed()) / 1e9, static_cast<long long>(watch.longest()), files,
-                top);
+    std::printf("seconds %.3f cpu_seconds %.3f longest_gap_ms %lld files %d bar_reached %d\n",
+                double(clock.nsecsElapsed()) / 1e9, cpuSeconds() - cpuBefore,
+                static_cast<long long>(watch.longest()), files, top);
 }
 
 int convert(Program &program, const QString &outDir, const QStringList &files)

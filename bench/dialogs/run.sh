@@ -22,7 +22,7 @@ MERGE_N=${MERGE_N:-100}
 REPEAT=${REPEAT:-3}
 KEEP=${KEEP:-0}
 
-"$HERE/../install-tools.sh" g++ libtiff-dev libjpeg-dev qpdf python3
+"$HERE/../install-tools.sh" g++ libtiff-dev libjpeg-dev qpdf python3 time bc
 
 echo "== building dialog_bench and pagewright-batch" >&2
 cmake -S "$HERE" -B "$ROOT/build-bench-dialogs" -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
@@ -54,40 +54,49 @@ for ((i = 0; ${#MERGE[@]} < MERGE_N; ++i)); do
     done
 done
 
-# measure LABEL OUT -- COMMAND...: one line "label wall_s [dialog's own figures]" per run; OUT
-# (a folder, or a .pdf) is removed before each run and checked with qpdf after the last.
+# once LABEL OUT -- COMMAND...: one run, as the line "LABEL wall S cpu S [the dialog's own
+# figures]"; OUT (a folder, or a .pdf) is removed first. The programs take turns, run by run,
+# so that a change in the machine's load falls on both alike.
 RESULTS=$WORK/results.txt
 : >"$RESULTS"
-measure() {
-    local label=$1 out=$2 r t0 t1 figures bad=0
+once() {
+    local label=$1 out=$2 figures wall user sys
     shift 3
-    echo "== $label ($REPEAT runs)" >&2
-    for ((r = 0; r < REPEAT; ++r)); do
-        rm -rf "$out" "$XDG_DATA_HOME"
-        [[ $out == *.pdf ]] || mkdir -p "$out"
-        cat "${ALL[@]}" >/dev/null # inputs warm in the page cache for both programs alike
-        t0=$(date +%s.%N)
-        figures=$("$@" 2>"$WORK/$label.err")
-        t1=$(date +%s.%N)
-        echo "$label wall $(echo "$t1 - $t0" | bc -l) $figures" >>"$RESULTS"
-    done
+    rm -rf "$out" "$XDG_DATA_HOME"
+    [[ $out == *.pdf ]] || mkdir -p "$out"
+    cat "${ALL[@]}" >/dev/null # inputs warm in the page cache for both programs alike
+    figures=$(/usr/bin/time -f '%e %U %S' -o "$WORK/time.txt" "$@" 2>"$WORK/$label.err")
+    read -r wall user sys <"$WORK/time.txt"
+    echo "$label wall $wall cpu $(echo "$user + $sys" | bc -l) $figures" >>"$RESULTS"
+}
+# check LABEL OUT: the PDFs of the last run through qpdf --check.
+check() {
+    local bad=0 pdf
     while IFS= read -r -d '' pdf; do
         qpdf --check "$pdf" >/dev/null 2>&1 || bad=$((bad + 1))
-    done < <(find "$out" -name '*.pdf' -print0)
-    echo "$label qpdf_failures $bad pdfs $(find "$out" -name '*.pdf' | wc -l)" >>"$RESULTS"
+    done < <(find "$2" -name '*.pdf' -print0)
+    echo "$1 qpdf_failures $bad pdfs $(find "$2" -name '*.pdf' | wc -l)" >>"$RESULTS"
 }
 O=$WORK/out
-measure batch_convert "$O/batch" -- "$BATCH" convert -o "$O/batch" "${ALL[@]}"
-measure dialog_convert "$O/dialog" -- "$DIALOGS" convert "$O/dialog" "${ALL[@]}"
-measure batch_merge "$O/batch.pdf" -- "$BATCH" merge -o "$O/batch.pdf" "${MERGE[@]}"
-measure dialog_merge "$O/dialog.pdf" -- "$DIALOGS" merge "$O/dialog.pdf" "${MERGE[@]}"
+LOAD_START=$(cut -d' ' -f1-3 /proc/loadavg)
+for ((r = 0; r < REPEAT; ++r)); do
+    echo "== round $((r + 1)) of $REPEAT" >&2
+    once batch_convert "$O/batch" -- "$BATCH" convert -o "$O/batch" "${ALL[@]}"
+    once dialog_convert "$O/dialog" -- "$DIALOGS" convert "$O/dialog" "${ALL[@]}"
+    once batch_merge "$O/batch.pdf" -- "$BATCH" merge -o "$O/batch.pdf" "${MERGE[@]}"
+    once dialog_merge "$O/dialog.pdf" -- "$DIALOGS" merge "$O/dialog.pdf" "${MERGE[@]}"
+done
+check batch_convert "$O/batch"
+check dialog_convert "$O/dialog"
+check batch_merge "$O/batch.pdf"
+check dialog_merge "$O/dialog.pdf"
 
 MACHINE="$(nproc) cores, $(awk -F': ' '/model name/ {print $2; exit}' /proc/cpuinfo), $(uname -r)"
 python3 - "$RESULTS" "$MACHINE" "${#ALL[@]}" "${#MERGE[@]}" \
     "$(git -C "$ROOT" rev-parse --short HEAD 2>/dev/null || echo unknown)" \
-    "$(cut -d' ' -f1-3 /proc/loadavg)" <<'EOF' | tee "$WORK/report.md"
+    "$LOAD_START" "$(cut -d' ' -f1-3 /proc/loadavg)" <<'EOF' | tee "$WORK/report.md"
 import datetime, statistics, sys
-path, machine, n_all, n_merge, commit, load = sys.argv[1:7]
+path, machine, n_all, n_merge, commit, load_start, load_end = sys.argv[1:8]
 runs, checks = {}, {}
 for line in open(path):
     words = line.split()
@@ -98,29 +107,37 @@ for line in open(path):
         runs.setdefault(words[0], []).append({k: float(v) for k, v in pairs.items()})
 def med(label, key):
     return statistics.median(r[key] for r in runs[label])
+def least(label, key):
+    return min(r[key] for r in runs[label])
 print(f"Run {datetime.datetime.now():%Y-%m-%d %H:%M}, commit {commit}; {machine}; "
-      f"load average at the end {load}; median of {len(runs['batch_convert'])} runs.\n")
-print("| Measurement | Files | Whole process s | Dialog's run s (click to end) | "
-      "Longest event-loop gap ms | Bar reached | qpdf --check failures |")
-print("|---|---:|---:|---:|---:|---:|---:|")
+      f"load average (1, 5, 15 min) before {load_start}, after {load_end}; median of "
+      f"{len(runs['batch_convert'])} runs, the programs taking turns.\n")
+print("| Measurement | Files | Process wall s | Process CPU s | Dialog's run wall s | "
+      "Dialog's run CPU s | Longest event-loop gap ms, fastest run / all runs | Bar reached | "
+      "qpdf --check failures |")
+print("|---|---:|---:|---:|---:|---:|---:|---:|---:|")
 for label, files, text in [("batch_convert", n_all, "pagewright-batch convert"),
                            ("dialog_convert", n_all, "Image to PDF dialog"),
                            ("batch_merge", n_merge, "pagewright-batch merge"),
                            ("dialog_merge", n_merge, "Merge and Convert to PDF dialog")]:
     dialog = label.startswith("dialog")
-    own = f"{med(label, 'seconds'):.3f}" if dialog else "n/a"
-    gap = f"{max(r['longest_gap_ms'] for r in runs[label]):.0f}" if dialog else "n/a"
-    bar = f"{min(r['bar_reached'] for r in runs[label]):.0f}" if dialog else "n/a"
+    own = (f"{med(label, 'seconds'):.3f} | {med(label, 'cpu_seconds'):.3f} | "
+           f"{min(runs[label], key=lambda r: r['seconds'])['longest_gap_ms']:.0f} / "
+           f"{max(r['longest_gap_ms'] for r in runs[label]):.0f} | "
+           f"{min(r['bar_reached'] for r in runs[label]):.0f}") if dialog else "n/a | n/a | n/a | n/a"
     c = checks[label]
-    print(f"| {text} (`{label}`) | {files} | {med(label, 'wall'):.3f} | {own} | {gap} | {bar} | "
-          f"{c['qpdf_failures']} of {c['pdfs']} |")
+    print(f"| {text} (`{label}`) | {files} | {med(label, 'wall'):.3f} | {med(label, 'cpu'):.3f} | "
+          f"{own} | {c['qpdf_failures']} of {c['pdfs']} |")
 print()
+# On a shared machine the fastest of several runs is the one least disturbed by other work, so
+# the ratios are given for the fastest runs as well as for the medians.
 for kind in ("convert", "merge"):
-    batch, run, whole = (med("batch_" + kind, "wall"), med("dialog_" + kind, "seconds"),
-                         med("dialog_" + kind, "wall"))
-    print(f"- {kind}: the dialog's run takes {run / batch:.3f}x the batch process "
-          f"({100 * (run / batch - 1):+.1f} %); the dialog's whole process, with Qt's start and "
-          f"the catalogue, {whole / batch:.3f}x.")
+    b, d = "batch_" + kind, "dialog_" + kind
+    for name, f in (("fastest", least), ("median", med)):
+        print(f"- {kind}, {name} runs: the dialog's run against the whole batch process: CPU "
+              f"{f(d, 'cpu_seconds') / f(b, 'cpu'):.3f}x, wall {f(d, 'seconds') / f(b, 'wall'):.3f}x; "
+              f"the dialog's whole process (with Qt's start and the catalogue): CPU "
+              f"{f(d, 'cpu') / f(b, 'cpu'):.3f}x, wall {f(d, 'wall') / f(b, 'wall'):.3f}x.")
 EOF
 [[ $KEEP == 1 ]] && echo "(kept $WORK)" >&2
 exit 0
