@@ -235,8 +235,10 @@ TEST_F(Conversions, ImageToPdfWithoutFolderWritesToTheFirstFilesFolderAndRunsAga
         EXPECT_EQ(d.ProgressBar1->value(), 0);
 
         // Every output exists now: nothing is written again, and the bar still runs through.
-        for (const QString &pdf : pdfs)
+        for (const QString &pdf : pdfs) {
+            EXPECT_TRUE(qpdfChecks(pdf)) << pdf.toStdString();
             QFile::resize(pdf, 10);
+        }
         *top = 0;
         d.ChkOpenFolderConImgTiff->setChecked(false);
         d.cmdConvert->click();
@@ -436,6 +438,9 @@ TEST_F(Conversions, AThreeHundredFileRunKeepsTheWindowAnswering)
         EXPECT_EQ(d.ProgressBar1->maximum(), 300);
     });
     w->cmdConImageToPdf->click();
-    EXPECT_EQ(QDir(out).entryList(QDir::Files).size(), 300);
+    const QStringList pdfs = QDir(out).entryList(QDir::Files);
+    EXPECT_EQ(pdfs.size(), 300);
+    for (const QString &pdf : pdfs)
+        EXPECT_TRUE(qpdfChecks(out + "/" + pdf)) << pdf.toStdString();
     EXPECT_LT(longestGap, 100) << "milliseconds without a turn of the event loop";
 }
