@@ -20,7 +20,7 @@ struct ColumnIndices;
 void InitFileList(FlexGridModel &list, AppContext &context, const QStringList &hiddenKeys);
 
 // One row per record, in order, each ticked. "Pages" stays empty whatever the record holds:
-// the dialogs never show a count, and users of the seed know the column blank.
+// the dialogs show no counts, and the blank column is kept as users know it.
 void FillFileList(FlexGridModel &list, const ColumnIndices &columns, const SelectedData &rows);
 
 // The record of a row of the catalogue or of a dialog's list: the cells as displayed, and the
