@@ -11,8 +11,9 @@ packages=(
   libopenjp2-7-dev libgraphicsmagick++1-dev libdeflate-dev libpugixml-dev
   libpoppler-cpp-dev zlib1g-dev
   # tests and checks: GoogleTest, PDF inspection, a headless display with a window manager
-  # and xprop to ask it about windows, the format check
-  libgtest-dev libgmock-dev qpdf poppler-utils xvfb xauth openbox x11-utils clang-format
+  # and xprop to ask it about windows, the format check, and a second RTF reader for the saved
+  # error report
+  libgtest-dev libgmock-dev qpdf poppler-utils xvfb xauth openbox x11-utils clang-format unrtf
   # runtime: icon theme and fonts so the windows look as they should
   adwaita-icon-theme fonts-dejavu-core
 )

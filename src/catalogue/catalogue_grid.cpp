@@ -24,7 +24,9 @@ const Unit mainForm = Unit::form("frmMain");
 constexpr int AlignLeftCentre = 1;
 constexpr int AlignRightCentre = 7;
 
-void applyColumnLook(FlexGridModel &model, const GridColumn &column)
+} // namespace
+
+void ApplyColumnLook(FlexGridModel &model, const GridColumn &column)
 {
     model.setColumnWidth(column.ColumnIndex, std::max(0, int(column.ColumnWidth)));
     if (column.ColumnDatatype == flexgrid::kDate)
@@ -32,8 +34,6 @@ void applyColumnLook(FlexGridModel &model, const GridColumn &column)
     if (column.ColumnDatatype == flexgrid::kDecimal)
         model.setColumnAlignment(column.ColumnIndex, AlignRightCentre);
 }
-
-} // namespace
 
 void ColumnIndices::refresh(const GridColumns &columns)
 {
@@ -75,7 +75,7 @@ void CatalogueGrid::InitFiles()
             model_.setText(0, column.ColumnIndex, column.ColumnName);
             model_.setColumnKey(column.ColumnIndex, column.ColumnKey);
             model_.setColumnDataType(column.ColumnIndex, column.ColumnDatatype);
-            applyColumnLook(model_, column);
+            ApplyColumnLook(model_, column);
         }
         PW_STEP;
         sortColumn(0, flexgrid::kGenericDescending);
@@ -105,7 +105,7 @@ void CatalogueGrid::RefreshGrid()
                     break;
                 }
             }
-            applyColumnLook(model_, column);
+            ApplyColumnLook(model_, column);
         }
         PW_STEP;
         applyVisibility();

@@ -13,6 +13,7 @@ namespace pw {
 
 struct AppContext;
 class GridColumns;
+struct GridColumn;
 
 // Cached positions of the eight column keys, refreshed at the start of each search.
 struct ColumnIndices {
@@ -23,6 +24,10 @@ struct ColumnIndices {
 
 // The date format of the two date columns.
 inline constexpr const char *CatalogueDateFormat = "dd/mm/yyyy hh:mm ampm";
+
+// A column's width, date format and alignment as its descriptor gives them; the dialogs' file
+// lists look like the catalogue through it.
+void ApplyColumnLook(FlexGridModel &model, const GridColumn &column);
 
 // A file's type as the catalogue shows it: the shell's name in lower case ("png image";
 // executables read "application" and desktop launchers "shortcut"), and the key of its picture

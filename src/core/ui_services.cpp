@@ -3,6 +3,7 @@
 #include "globals.h"
 
 #include <QCoreApplication>
+#include <QFileInfo>
 
 namespace pw {
 
@@ -19,9 +20,24 @@ void UiServices::ShellOpenFile(const QString &verb, const QString &file, const Q
 }
 
 QString UiServices::ShowFolderSelectionDialog(const QString &startPath, const QString &title,
-                                              bool includeFiles)
+                                              bool includeFiles, bool newStyle)
 {
-    return BrowseForFolder(title, startPath, includeFiles);
+    const int flags = includeFiles ? BifBrowseIncludeFiles | BifStatusText | BifReturnOnlyFsDirs
+                                   : BifStatusText | BifReturnOnlyFsDirs;
+    return BrowseForFolder(title, startPath, newStyle ? flags | BifNewDialogStyle : flags);
+}
+
+QString UiServices::SaveFilePrompt(const QString &title, const QString &filter, int filterIndex,
+                                   int flags)
+{
+    for (;;) {
+        const QString name = AskSaveFileName(title, filter, filterIndex);
+        if (name.isEmpty() || !(flags & OfnOverwritePrompt) || !QFileInfo::exists(name))
+            return name;
+        if (MsgBox(name + " already exists.\nDo you want to replace it?", vbYesNo | vbExclamation,
+                   title) == vbYes)
+            return name;
+    }
 }
 
 int QuietUi::MessageBox(const QString &, int flags, const QString &)

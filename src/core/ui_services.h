@@ -19,6 +19,17 @@ enum MsgBoxFlag : int {
 };
 enum MsgBoxResult : int { vbOK = 1, vbCancel = 2, vbYes = 6, vbNo = 7 };
 
+// Flags of the folder prompt, as the program's callers give them; each dialog passes its own.
+enum BrowseFlag : int {
+    BifReturnOnlyFsDirs = 1,
+    BifDontGoBelowDomain = 2,
+    BifStatusText = 4,
+    BifNewDialogStyle = 64,
+    BifBrowseIncludeFiles = 0x4000,
+};
+// Flags of the save prompt, as the program's callers give them.
+enum SaveFlag : int { OfnOverwritePrompt = 2, OfnHideReadOnly = 4, OfnPathMustExist = 2048 };
+
 class UiServices {
 public:
     virtual ~UiServices() = default;
@@ -31,9 +42,13 @@ public:
                              const QString &folder) = 0;
     // Lets the user pick a program for `file` when no program is associated with it.
     virtual void OpenWith(const QString &file) = 0;
-    // A folder prompt starting at `startPath`; "" on cancel.
-    virtual QString BrowseForFolder(const QString &title, const QString &startPath,
-                                    bool includeFiles) = 0;
+    // A folder prompt starting at `startPath`, with BrowseFlag bits; "" on cancel.
+    virtual QString BrowseForFolder(const QString &title, const QString &startPath, int flags) = 0;
+    // A save prompt; "" on cancel. `filter` pairs descriptions and patterns with "|"
+    // ("Rich Text Files (*.rtf)|*.rtf"), `filterIndex` counts from 1. It never asks about
+    // replacing a file: SaveFilePrompt does, so that every front end asks the same question.
+    virtual QString AskSaveFileName(const QString &title, const QString &filter,
+                                    int filterIndex) = 0;
     // Lets pending window events run once.
     virtual void DoEvents() = 0;
 
@@ -43,9 +58,13 @@ public:
     // program; a file type without association deliberately brings up nothing.
     void ShellOpenFile(const QString &verb, const QString &file, const QString &parameters = {},
                        const QString &folder = {});
-    // The folder prompt the dialogs use; "" on cancel.
+    // The folder prompt of the program's windows: file-system folders only, files too when
+    // asked; "" on cancel.
     QString ShowFolderSelectionDialog(const QString &startPath, const QString &title,
-                                      bool includeFiles = false);
+                                      bool includeFiles = false, bool newStyle = false);
+    // The save prompt with SaveFlag bits. With OfnOverwritePrompt an existing file is
+    // replaced only after a Yes; a No asks for another name.
+    QString SaveFilePrompt(const QString &title, const QString &filter, int filterIndex, int flags);
 };
 
 // Services for a run without windows: every box is answered with its first button, nothing
@@ -55,7 +74,8 @@ public:
     int MessageBox(const QString &, int flags, const QString &) override;
     int ShellExecute(const QString &, const QString &, const QString &, const QString &) override;
     void OpenWith(const QString &) override {}
-    QString BrowseForFolder(const QString &, const QString &, bool) override { return {}; }
+    QString BrowseForFolder(const QString &, const QString &, int) override { return {}; }
+    QString AskSaveFileName(const QString &, const QString &, int) override { return {}; }
     void DoEvents() override;
 };
 

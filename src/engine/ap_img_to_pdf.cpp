@@ -13,6 +13,15 @@ QPointer<QObject> gfrmSetOrder;
 
 const QStringList RecompressionNames = {"Lzw", "Zip", "Packbits", "Jpeg", "CCITT-G3", "CCITT-G4"};
 
+QStringList RecompressionItems(ColourClass colourClass)
+{
+    if (colourClass != ClassBlackWhite)
+        return RecompressionNames.first(RecompressionNames.size() - 2);
+    QStringList items = RecompressionNames;
+    items.remove(2, 2);
+    return items;
+}
+
 namespace {
 
 constexpr int32_t SetRecompression = 123;

@@ -33,6 +33,10 @@ public:
 extern const QStringList
     RecompressionNames; // "Lzw", "Zip", "Packbits", "Jpeg", "CCITT-G3", "CCITT-G4"
 enum ColourClass : int { ClassBlackWhite = 1, ClassGreyscale = 2, ClassColour = 3 };
+// The items of a class's recompression box: colour and grey take the names up to "Jpeg",
+// black and white all but "Packbits" and "Jpeg". Every box starts at its fourth item.
+QStringList RecompressionItems(ColourClass colourClass);
+inline constexpr int RecompressionStartIndex = 3;
 
 class ApImgToPdf {
 public:

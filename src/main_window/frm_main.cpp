@@ -157,6 +157,8 @@ void frmMain::buildSearchOptions()
     commands->addWidget(cmdConImageToPdf);
     commands->addWidget(cmdConverttiffToPdf);
     commands->addWidget(cmdCloneDir);
+    connect(cmdConImageToPdf, &QPushButton::clicked, this, &frmMain::cmdConImageToPdf_Click);
+    connect(cmdConverttiffToPdf, &QPushButton::clicked, this, &frmMain::cmdConverttiffToPdf_Click);
 }
 
 void frmMain::buildAdvanceOptions()

@@ -5,6 +5,7 @@
 #include "catalogue/catalogue_grid.h"
 #include "catalogue/folder_scan.h"
 #include "catalogue/selection_commands.h"
+#include "engine/conversion_row.h"
 
 #include <QMainWindow>
 #include <QTimer>
@@ -120,6 +121,11 @@ public:
     void cboFilterPattern_Click();
     void chkSearchByDate_Click();
     void chkSearchBySize_Click();
+    void cmdConImageToPdf_Click();
+    void cmdConverttiffToPdf_Click();
+    // Opens the merge dialog over `rows` for `action`; 3, merge and convert, is the only
+    // action that opens anything.
+    void ShowSetOrderform(SelectedData rows, int action);
     void mnuCtxOpen_Click();
     void mnuCtxOpenFolder_Click();
     void mnuCtxPrintFile_Click();

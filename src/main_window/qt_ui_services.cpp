@@ -76,12 +76,39 @@ void QtUiServices::OpenWith(const QString &file)
         QProcess::startDetached(program.trimmed(), {file});
 }
 
-QString QtUiServices::BrowseForFolder(const QString &title, const QString &startPath,
-                                      bool includeFiles)
+QString QtUiServices::BrowseForFolder(const QString &title, const QString &startPath, int flags)
 {
-    if (includeFiles)
+    if (flags & BifBrowseIncludeFiles)
         return QFileDialog::getOpenFileName(QApplication::activeWindow(), title, startPath);
     return QFileDialog::getExistingDirectory(QApplication::activeWindow(), title, startPath);
+}
+
+QString QtUiServices::AskSaveFileName(const QString &title, const QString &filter, int filterIndex)
+{
+    // "Description|*.a;*.b|..." becomes Qt's "Description (*.a *.b)" entries.
+    const QStringList parts = filter.split('|');
+    QStringList filters;
+    for (int i = 0; i + 1 < parts.size(); i += 2) {
+        const QString patterns = QString(parts[i + 1]).replace(';', ' ');
+        filters << (parts[i].contains('(') ? parts[i] : parts[i] + " (" + patterns + ")");
+    }
+    QFileDialog dialog(QApplication::activeWindow(), title);
+    dialog.setAcceptMode(QFileDialog::AcceptSave);
+    dialog.setFileMode(QFileDialog::AnyFile);
+    // SaveFilePrompt asks before a file is replaced; the dialog must not ask a second time.
+    dialog.setOption(QFileDialog::DontConfirmOverwrite);
+    dialog.setNameFilters(filters);
+    const QString chosen = filters.value(filterIndex - 1);
+    if (!chosen.isEmpty()) {
+        dialog.selectNameFilter(chosen);
+        // A name typed without extension takes the filter's, as users of the format expect.
+        const QString firstPattern = parts.value(2 * (filterIndex - 1) + 1).section(';', 0, 0);
+        if (firstPattern.startsWith("*.") && firstPattern.indexOf('*', 1) < 0)
+            dialog.setDefaultSuffix(firstPattern.mid(2));
+    }
+    if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty())
+        return {};
+    return dialog.selectedFiles().constFirst();
 }
 
 void QtUiServices::DoEvents()

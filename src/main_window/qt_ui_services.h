@@ -11,8 +11,8 @@ public:
     int ShellExecute(const QString &verb, const QString &file, const QString &parameters,
                      const QString &folder) override;
     void OpenWith(const QString &file) override;
-    QString BrowseForFolder(const QString &title, const QString &startPath,
-                            bool includeFiles) override;
+    QString BrowseForFolder(const QString &title, const QString &startPath, int flags) override;
+    QString AskSaveFileName(const QString &title, const QString &filter, int filterIndex) override;
     void DoEvents() override;
 };
 

@@ -6,9 +6,12 @@
 #include <QString>
 #include <QStringList>
 
+#include <deque>
 #include <vector>
 
-// Records every message box and shell request; a box is answered with its first button.
+// Records every message box, prompt and shell request. A Yes/No box takes the next of
+// `answers` (Yes once they are used up), any other box its first button; the folder prompt
+// answers `folderAnswer`, the save prompt the next of `saveAnswers` ("" once used up).
 class RecordingUi final : public pw::UiServices {
 public:
     struct Box {
@@ -19,7 +22,13 @@ public:
     int MessageBox(const QString &prompt, int flags, const QString &) override
     {
         boxes.push_back({prompt, flags});
-        return (flags & pw::vbButtonsMask) == pw::vbYesNo ? pw::vbYes : pw::vbOK;
+        if ((flags & pw::vbButtonsMask) != pw::vbYesNo)
+            return pw::vbOK;
+        if (answers.empty())
+            return pw::vbYes;
+        const int answer = answers.front();
+        answers.pop_front();
+        return answer;
     }
     int ShellExecute(const QString &verb, const QString &file, const QString &,
                      const QString &) override
@@ -28,11 +37,24 @@ public:
         return shellResult;
     }
     void OpenWith(const QString &file) override { openWith.push_back(file); }
-    QString BrowseForFolder(const QString &, const QString &, bool) override { return {}; }
+    QString BrowseForFolder(const QString &title, const QString &, int flags) override
+    {
+        prompts << QString("%1 %2").arg(title).arg(flags);
+        return folderAnswer;
+    }
+    QString AskSaveFileName(const QString &title, const QString &filter, int index) override
+    {
+        prompts << QString("%1 %2 %3").arg(title, filter).arg(index);
+        return saveAnswers.isEmpty() ? QString() : saveAnswers.takeFirst();
+    }
     void DoEvents() override { QCoreApplication::processEvents(); }
 
     std::vector<Box> boxes;
     QStringList shell;
     QStringList openWith;
+    QStringList prompts; // "title flags" of folder prompts, "title filter index" of save prompts
     int shellResult = 42;
+    std::deque<int> answers;
+    QString folderAnswer;
+    QStringList saveAnswers;
 };

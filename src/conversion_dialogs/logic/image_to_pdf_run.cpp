@@ -1,0 +1,115 @@
+#include "image_to_pdf_run.h"
+
+#include "conversion_list.h"
+
+#include "core/app_context.h"
+#include "core/failure_log.h"
+#include "core/path_helpers.h"
+#include "core/progress.h"
+#include "engine/ap_img_to_pdf.h"
+#include "grid/flex_grid_model.h"
+
+namespace pw {
+
+ImageToPdfRun::ImageToPdfRun(AppContext &context, const FlexGridModel &list, ImageToPdfForm &form)
+    : context_(context), list_(list), form_(form)
+{
+}
+
+ImageToPdfRun::~ImageToPdfRun() = default;
+
+ApImgToPdf &ImageToPdfRun::binding()
+{
+    if (!binding_)
+        binding_ = std::make_unique<ApImgToPdf>(context_.ui);
+    return *binding_;
+}
+
+bool ImageToPdfRun::ValidateInput()
+{
+    QString folder = form_.choices().outputFolder;
+    if (!folder.trimmed().isEmpty()) {
+        if (FolderExists(folder))
+            return true;
+        context_.ui.MsgBox("Please enter Valid folder Name", vbInformation);
+        form_.focusOutputFolder();
+        return false;
+    }
+    return context_.ui.MsgBox("There is no output folder selected so application will store "
+                              "files in source file folder.\nDo you want to continue without "
+                              "output folder?",
+                              vbYesNo | vbInformation) != vbNo;
+}
+
+void ImageToPdfRun::cmdconvert_Click()
+{
+    bool running = false;
+    PW_PROCEDURE("cmdconvert_Click", Unit::form("frmConImageToPdf"));
+    guarded(pwTail, [&] {
+        PW_STEP;
+        if (!ValidateInput())
+            return;
+        PW_STEP;
+        running = true;
+        form_.setRunning(true);
+        convertAll(pwTail);
+    });
+    if (!running)
+        return;
+    form_.progress().setValue(0);
+    form_.setRunning(false);
+}
+
+void ImageToPdfRun::convertAll(FailureTail &pwTail)
+{
+    PW_STEP;
+    columns_.refresh(context_.ColumnList);
+    form_.setProgressMaximum(list_.rows() - 1);
+    form_.progress().setValue(0);
+    QString failures;
+    for (int row = 1; row < list_.rows(); ++row) {
+        PW_STEP;
+        // The first file's folder fills a blank output folder and is never cleared again, so
+        // every later file goes there too, not to its own folder as the prompt promised.
+        if (form_.choices().outputFolder.trimmed().isEmpty())
+            form_.setOutputFolder(list_.text(row, columns_.location));
+        context_.ui.DoEvents();
+        if (form_.progress().cancelRequested())
+            return;
+        PW_STEP;
+        const QString name = list_.text(row, columns_.name);
+        const QString source = ValidateDir(list_.text(row, columns_.location)) + name;
+        const ImageToPdfChoices choices = form_.choices();
+        const QString pdf = ValidateDir(choices.outputFolder) + NameBeforeLastDot(name) + ".pdf";
+        PW_STEP;
+        // An existing PDF counts as done unless the user asked to replace it.
+        if ((choices.replace || !FileExists(pdf)) &&
+            !binding().ConverImageToPdf(source, pdf, choices.colour, choices.grey,
+                                        choices.blackWhite))
+            failures += source + "\r\n";
+        form_.progress().setValue(row);
+    }
+    PW_STEP;
+    StoreSettings();
+    if (failures.isEmpty())
+        context_.ui.MsgBox("Successfully Converted all file(s).", vbInformation);
+    else
+        form_.showErrorReport("Image To Pdf Converesion error",
+                              "Following file(s) couldn't Converted", failures);
+    PW_STEP;
+    const ImageToPdfChoices choices = form_.choices();
+    if (choices.openFolder)
+        context_.ui.ShellOpenFile("Explore", choices.outputFolder);
+}
+
+void ImageToPdfRun::StoreSettings()
+{
+    const ImageToPdfChoices choices = form_.choices();
+    Settings &settings = context_.settings();
+    settings.setIsDefaultPathConImgTiff(choices.defaultPath ? 1 : 0);
+    if (choices.defaultPath)
+        settings.setDefaultPathConImgTiff(choices.outputFolder);
+    settings.setIsOpenFolderConImgTiff(choices.openFolder ? 1 : 0);
+}
+
+} // namespace pw

@@ -1,0 +1,48 @@
+// The two conversion commands: each hands copies of the chosen rows to its dialog and shows it
+// modally; the catalogue itself is left as it was.
+#include "frm_main.h"
+
+#include "conversion_dialogs/frm_con_image_to_pdf.h"
+#include "conversion_dialogs/frm_set_order_m_con_tiff.h"
+#include "conversion_dialogs/logic/hand_over.h"
+#include "engine/ap_img_to_pdf.h"
+
+namespace pw {
+
+namespace {
+
+constexpr int MergeAndConvert = 3;
+
+} // namespace
+
+void frmMain::cmdConImageToPdf_Click()
+{
+    std::optional<SelectedData> rows =
+        ImageToPdfHandOver(catalogue_, filterListIndex(), filterText());
+    if (!rows)
+        return;
+    frmConImageToPdf dialog(context_, this);
+    dialog.colSelectedData = std::move(*rows);
+    dialog.exec();
+}
+
+void frmMain::cmdConverttiffToPdf_Click()
+{
+    if (std::optional<SelectedData> rows = MergeHandOver(catalogue_))
+        ShowSetOrderform(std::move(*rows), MergeAndConvert);
+}
+
+void frmMain::ShowSetOrderform(SelectedData rows, int action)
+{
+    if (action != MergeAndConvert)
+        return;
+    frmSetOrder_MConTiff dialog(context_, this);
+    // The merge steps the dialog's bar through this variable while the dialog is open.
+    gfrmSetOrder = &dialog;
+    dialog.colSelectedData = std::move(rows);
+    dialog.CommandAction = action;
+    dialog.exec();
+    gfrmSetOrder = nullptr;
+}
+
+} // namespace pw

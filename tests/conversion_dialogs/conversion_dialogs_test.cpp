@@ -1,0 +1,446 @@
+// The two conversion commands driven from the main window, through their real dialogs, with
+// every message box answered by the recorder.
+#include "conversion_dialogs/frm_con_image_to_pdf.h"
+#include "conversion_dialogs/frm_error_report_dialog.h"
+#include "conversion_dialogs/frm_set_order_m_con_tiff.h"
+#include "main_window/frm_main.h"
+
+#include "engine/ap_img_to_pdf.h"
+#include "widgets/flex_grid.h"
+
+#include "modal_script.h"
+#include "pdf_probe.h"
+#include "sample_images.h"
+#include "test_context.h"
+
+#include <gtest/gtest.h>
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFileInfo>
+#include <QLineEdit>
+#include <QProcess>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QStandardPaths>
+#include <QTest>
+#include <QTextDocument>
+#include <QTextEdit>
+
+using namespace pw;
+
+namespace {
+
+const QString NoFolderQuestion = "There is no output folder selected so application will store "
+                                 "files in source file folder.\nDo you want to continue without "
+                                 "output folder?";
+const QString Converted = "Successfully Converted all file(s).";
+const QString Merged = "Successfully Converted tiff files to pdf.";
+
+// The names in a dialog's file list, top to bottom.
+QStringList listed(const QDialog &dialog)
+{
+    const FlexGrid *grid = dialog.findChild<FlexGrid *>();
+    QStringList names;
+    for (int row = 1; row < grid->Rows(); ++row)
+        names << grid->TextMatrix(row, grid->ColIndex("Name"));
+    return names;
+}
+
+QList<int> pageWidths(const QString &pdf)
+{
+    QList<int> widths;
+    for (const ProbedPage &page : probePdf(pdf))
+        widths << qRound(page.width);
+    return widths;
+}
+
+// The highest value `bar` shows from now on.
+std::shared_ptr<int> highest(QProgressBar *bar)
+{
+    auto top = std::make_shared<int>(0);
+    QObject::connect(bar, &QProgressBar::valueChanged, [top](int v) { *top = std::max(*top, v); });
+    return top;
+}
+
+std::string firstFilter(const QString &pdf)
+{
+    const std::vector<ProbedPage> pages = probePdf(pdf);
+    return pages.empty() || pages[0].images.empty() ? "" : pages[0].images[0].filter;
+}
+
+class Conversions : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        t.context.settings().setStartupFolder(disk);
+        t.context.settings().setWindowStateFlag(0);
+    }
+    // The main window after its first search, over `disk`.
+    frmMain &window()
+    {
+        w = std::make_unique<frmMain>(t.context);
+        w->Form_Load();
+        return *w;
+    }
+    // An image `width` points wide (72 dpi), in the format its extension names.
+    QString image(const QString &relative, int width = 40)
+    {
+        QImage picture = colourPattern(width, 30);
+        picture.setDotsPerMeterX(2835);
+        picture.setDotsPerMeterY(2835);
+        const QString path =
+            box.mkdir("disk/" + QFileInfo(relative).path()) + "/" + QFileInfo(relative).fileName();
+        EXPECT_TRUE(picture.save(path));
+        return path;
+    }
+    // Checks exactly the rows named.
+    void tick(const QStringList &names)
+    {
+        const ColumnIndices &columns = w->catalogue().columns();
+        for (int row = 1; row < w->grdSearchList->Rows(); ++row)
+            w->grdSearchList->setCellChecked(
+                row, columns.selection,
+                names.contains(w->grdSearchList->TextMatrix(row, columns.name)));
+    }
+    // The prompts of the boxes shown since the last call.
+    QStringList boxes()
+    {
+        QStringList prompts;
+        for (const RecordingUi::Box &shown : t.ui.boxes)
+            prompts << shown.prompt;
+        t.ui.boxes.clear();
+        return prompts;
+    }
+
+    SandboxDir box;
+    TestContext t{box};
+    QString disk = box.mkdir("disk");
+    QString out = box.mkdir("out");
+    ModalScript script;
+    std::unique_ptr<frmMain> w;
+};
+
+} // namespace
+
+TEST_F(Conversions, TheTwoCommandsChooseTheirRowsDifferently)
+{
+    // Pages hidden during the search: only the count before the copy can find the damage.
+    t.context.settings().setColumnVisibility("1,1,0,1,1,1,1,1");
+    writeTiff(disk + "/a.tif", {});
+    WriteQpdfPdf(disk + "/b.pdf", 1);
+    box.write("disk/c.tif", "II*\0broken");
+    image("d.png");
+    box.mkdir("disk/empty/none");
+    window();
+    // A search that finds the PDF too; the pattern box then goes back to "Image files".
+    w->cboFilterPattern->setEditText("*.tif,*.pdf,*.png");
+    w->cmdSearch->click();
+    const QString selectFiles = "Please Select Files.";
+    const QString imagesOnly = "Please select image files only.";
+    const QString twoOrMore = "Please select two or more Files.";
+    const QString damaged =
+        "You have selected damaged or corrupted file(s). Please de-select file(s)";
+    const struct {
+        bool merge;
+        QStringList ticked;
+        QString filter; // typed into the pattern box; "" keeps "Image files"
+        QString message;
+        QStringList listed;
+    } cases[] = {
+        {false, {}, "", imagesOnly, {}},
+        {true, {}, "", twoOrMore, {}},
+        {false, {"a.tif"}, "", "", {"a.tif"}},
+        {true, {"a.tif"}, "", twoOrMore, {}},
+        {false, {"b.pdf"}, "", imagesOnly, {}},
+        {false, {"a.tif", "b.pdf", "c.tif"}, "", "", {"a.tif", "c.tif"}},
+        {true, {"a.tif", "b.pdf"}, "", "", {"a.tif", "b.pdf"}},
+        {true, {"a.tif", "b.pdf", "c.tif", "d.png"}, "", damaged, {}},
+        {false, {"a.tif", "d.png"}, "*.png", "", {"d.png"}},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.ticked.join(",").toStdString() + (c.merge ? " merge" : " image"));
+        tick(c.ticked);
+        if (c.filter.isEmpty())
+            w->cboFilterPattern->setCurrentIndex(0);
+        else
+            w->cboFilterPattern->setEditText(c.filter);
+        if (!c.listed.isEmpty())
+            script.then<QDialog>([&](QDialog &dialog) {
+                EXPECT_EQ(listed(dialog), c.listed);
+                const FlexGrid *list = dialog.findChild<FlexGrid *>();
+                EXPECT_TRUE(list->TextMatrix(1, list->ColIndex("Pages")).isEmpty());
+                EXPECT_TRUE(list->ColHidden(list->ColIndex("Selection")));
+                EXPECT_EQ(list->ColHidden(list->ColIndex("Modified Date")), !c.merge);
+                EXPECT_EQ(gfrmSetOrder.data(), c.merge ? &dialog : nullptr);
+            });
+        (c.merge ? w->cmdConverttiffToPdf : w->cmdConImageToPdf)->click();
+        EXPECT_EQ(boxes(), c.message.isEmpty() ? QStringList() : QStringList{c.message});
+        EXPECT_EQ(gfrmSetOrder.data(), nullptr);
+    }
+    w->setTreeFolder(disk + "/empty");
+    w->cmdConImageToPdf->click();
+    w->cmdConverttiffToPdf->click();
+    EXPECT_EQ(boxes(), QStringList({selectFiles, selectFiles}));
+}
+
+TEST_F(Conversions, ImageToPdfWithoutFolderWritesToTheFirstFilesFolderAndRunsAgain)
+{
+    image("one/p.png");
+    image("two/q.jpg");
+    box.mkdir("disk/three");
+    writeTiff(disk + "/three/r.tif", {});
+    window();
+    tick({"p.png", "q.jpg", "r.tif"});
+    const QStringList pdfs = {disk + "/one/p.pdf", disk + "/one/q.pdf", disk + "/one/r.pdf"};
+    script.then<frmConImageToPdf>([&](frmConImageToPdf &d) {
+        const struct {
+            QCheckBox *check;
+            const char *caption;
+            QComboBox *names;
+            const char *items;
+        } rows[] = {
+            {d.chkEncodColor, "Color I&mage Files", d.cboEncodTrueColor, "Lzw,Zip,Packbits,Jpeg"},
+            {d.chkEncodGraycale, "&Graycale Image files", d.cboEncodGraycale,
+             "Lzw,Zip,Packbits,Jpeg"},
+            {d.chkEncodBW, "Black and &Whilt Image Files", d.cboEncodBW,
+             "Lzw,Zip,CCITT-G3,CCITT-G4"},
+        };
+        for (const auto &row : rows) {
+            EXPECT_EQ(row.check->text(), row.caption);
+            EXPECT_FALSE(row.check->isChecked() || row.names->isEnabled());
+            QStringList items;
+            for (int i = 0; i < row.names->count(); ++i)
+                items << row.names->itemText(i);
+            EXPECT_EQ(items.join(","), row.items);
+            EXPECT_EQ(row.names->currentText(), items.value(3));
+        }
+        QTest::mouseClick(d.chkEncodBW, Qt::LeftButton);
+        EXPECT_TRUE(d.cboEncodBW->isEnabled());
+        QTest::mouseClick(d.chkEncodBW, Qt::LeftButton);
+        EXPECT_FALSE(d.cboEncodBW->isEnabled());
+
+        const auto top = highest(d.ProgressBar1);
+        d.txtOutputFolder->setText("  "); // blanks count as no folder
+        d.cmdBrowseFolder->click();       // cancelled: the text stays
+        d.ChkDefaultPathConImgTiff->setChecked(true);
+        d.ChkOpenFolderConImgTiff->setChecked(true);
+        d.cmdConvert->click();
+        EXPECT_EQ(d.txtOutputFolder->text(), disk + "/one");
+        EXPECT_EQ(*top, 3);
+        EXPECT_EQ(t.context.settings().DefaultPathConImgTiff(), disk + "/one");
+        EXPECT_TRUE(d.cmdConvert->isEnabled());
+        EXPECT_EQ(d.ProgressBar1->value(), 0);
+
+        // Every output exists now: nothing is written again, and the bar still runs through.
+        for (const QString &pdf : pdfs) {
+            EXPECT_TRUE(qpdfChecks(pdf)) << pdf.toStdString();
+            QFile::resize(pdf, 10);
+        }
+        *top = 0;
+        d.ChkOpenFolderConImgTiff->setChecked(false);
+        d.cmdConvert->click();
+        EXPECT_EQ(*top, 3);
+        for (const QString &pdf : pdfs)
+            EXPECT_EQ(QFileInfo(pdf).size(), 10);
+
+        d.txtOutputFolder->setText(disk + "/missing");
+        d.cmdConvert->click();
+        EXPECT_TRUE(d.txtOutputFolder->hasFocus());
+    });
+    w->cmdConImageToPdf->click();
+    EXPECT_EQ(boxes(), QStringList({NoFolderQuestion, Converted, Converted,
+                                    "Please enter Valid folder Name"}));
+    EXPECT_EQ(t.ui.shell, QStringList({"Explore " + disk + "/one"}));
+    EXPECT_EQ(t.ui.prompts, QStringList({"Set Folder 3"}));
+    // Closing stores a folder that was typed and never used.
+    EXPECT_EQ(t.context.settings().DefaultPathConImgTiff(), disk + "/missing");
+    EXPECT_EQ(t.context.settings().IsOpenFolderConImgTiff(), 0);
+}
+
+TEST_F(Conversions, ImageToPdfNamesReplacesRecompressesAndReportsTheFailedFile)
+{
+    writeTiff(disk + "/a.b.tif", {});
+    const QString bad = box.write("disk/bad.jpg", "\xFF\xD8 damaged");
+    image("x.jpg", 30);
+    writeTiff(disk + "/x.tif", {.width = 64});
+    window();
+    tick({"a.b.tif", "bad.jpg", "x.jpg", "x.tif"});
+    const QString saved = box.filePath("report.rtf");
+    t.ui.saveAnswers = QStringList{saved, saved, "", saved};
+    t.ui.answers = {vbNo, vbYes};
+    const auto report = [&](frmErrorReportDialog &r) {
+        EXPECT_EQ(r.windowTitle(), "Reporting Errors");
+        const QString equals(51, '='), dashes(51, '-');
+        EXPECT_EQ(r.RtxtError->toPlainText(),
+                  QStringList({equals, "Image To Pdf Converesion error", equals, dashes,
+                               "Following file(s) couldn't Converted", dashes, "", bad, "", "", ""})
+                      .join("\n"));
+        r.AddError("{Second}", "C:\\ 100 %", QString::fromUtf8("d\xC3\xA9j\xC3\xA0 \xE2\x82\xAC"));
+        r.cmdSave->click(); // writes
+        r.cmdSave->click(); // asks: No, then the prompt is cancelled
+        r.cmdSave->click(); // asks: Yes
+        EXPECT_TRUE(r.isVisible());
+        QProcess unrtf;
+        unrtf.start("unrtf", {"--html", saved});
+        if (!unrtf.waitForFinished())
+            return; // unrtf is not installed: the round trip is not checked here
+        QTextDocument read;
+        read.setHtml(QString::fromUtf8(unrtf.readAllStandardOutput()));
+        EXPECT_EQ(read.toPlainText().trimmed(), r.RtxtError->toPlainText().trimmed());
+    };
+    script.then<frmConImageToPdf>([&](frmConImageToPdf &d) {
+        script.then<frmErrorReportDialog>(report);
+        script.then<frmErrorReportDialog>([](frmErrorReportDialog &) {});
+        d.txtOutputFolder->setText(out);
+        d.cmdConvert->click();
+        EXPECT_EQ(pageWidths(out + "/x.pdf"), QList<int>({30})) << "x.tif was skipped";
+        EXPECT_EQ(firstFilter(out + "/a.b.pdf"), "/FlateDecode");
+        d.chkReplace->setChecked(true);
+        QTest::mouseClick(d.chkEncodColor, Qt::LeftButton);
+        d.cmdConvert->click();
+        EXPECT_EQ(pageWidths(out + "/x.pdf"), QList<int>({64})) << "x.tif replaced x.jpg's";
+        EXPECT_EQ(firstFilter(out + "/a.b.pdf"), "/DCTDecode");
+    });
+    w->cmdConImageToPdf->click();
+    EXPECT_EQ(QDir(out).entryList(QDir::Files), QStringList({"a.b.pdf", "x.pdf"}));
+    for (const QString &pdf : QDir(out).entryList(QDir::Files))
+        EXPECT_TRUE(qpdfChecks(out + "/" + pdf)) << pdf.toStdString();
+    EXPECT_EQ(t.ui.prompts, QStringList(4, "Save File Rich Text Files (*.rtf)|*.rtf 1"));
+    EXPECT_EQ(boxes(), QStringList(2, saved + " already exists.\nDo you want to replace it?"));
+}
+
+TEST_F(Conversions, ImageToPdfEndsARunSilentlyOnANameWithoutDot)
+{
+    image("README.png");
+    QFile::rename(disk + "/README.png", disk + "/README");
+    window();
+    w->cboFilterPattern->setEditText("READ*");
+    w->cmdSearch->click();
+    tick({"README"});
+    script.then<frmConImageToPdf>([&](frmConImageToPdf &d) {
+        d.txtOutputFolder->setText(out);
+        d.cmdConvert->click();
+        EXPECT_TRUE(d.cmdConvert->isEnabled());
+    });
+    w->cmdConImageToPdf->click();
+    EXPECT_EQ(boxes(), QStringList());
+    EXPECT_TRUE(QString(readFile(box.filePath("Errors.Log")))
+                    .contains("in procedure cmdconvert_Click at Line No. "));
+}
+
+TEST_F(Conversions, MergeTakesTheGridsOrderNamesItsFileAndAsksBeforeReplacing)
+{
+    for (const int width : {40, 50, 60, 70})
+        image(QString("m%1.png").arg(width), width);
+    box.write("disk/m99.png", "\x89PNG damaged");
+    window();
+    tick({"m40.png", "m50.png", "m60.png", "m70.png"});
+    t.ui.answers = {vbNo};
+    script.then<frmSetOrder_MConTiff>([&](frmSetOrder_MConTiff &d) {
+        EXPECT_EQ(d.windowTitle(), "Set File Order");
+        d.vsFilesSetOrder->Select(1, 0, 3, 0);
+        d.cmdDown->click();
+        d.cmdDown->click(); // the block already ends at the last row
+        EXPECT_EQ(listed(d), QStringList({"m70.png", "m40.png", "m50.png", "m60.png"}));
+        d.cmdUp->click();
+        d.cmdUp->click(); // the current row is row 1
+        EXPECT_EQ(listed(d), QStringList({"m40.png", "m50.png", "m60.png", "m70.png"}));
+        // Rows 3 and 4 dragged by their second row to the top.
+        d.vsFilesSetOrder->Select(3, 0, 4, 0);
+        QWidget *cells = d.vsFilesSetOrder->viewport();
+        const auto at = [&](int row) {
+            return d.vsFilesSetOrder->visualRect(d.vsFilesSetOrder->model()->index(row - 1, 0))
+                .center();
+        };
+        QTest::mousePress(cells, Qt::LeftButton, {}, at(4));
+        QTest::mouseMove(cells, at(2));
+        QTest::mouseRelease(cells, Qt::LeftButton, {}, at(2));
+        EXPECT_EQ(listed(d), QStringList({"m60.png", "m70.png", "m40.png", "m50.png"}));
+        int first, col1, last, col2;
+        d.vsFilesSetOrder->GetSelection(first, col1, last, col2);
+        EXPECT_EQ(QList<int>({first, last}), QList<int>({1, 2}));
+
+        d.cmdOK->click();
+        QTest::keyClicks(d.txtmanualfilename, "re|po\\r/t*:?\"<>.tif");
+        EXPECT_EQ(d.txtmanualfilename->text(), "report.tif");
+        EXPECT_EQ(d.txtmanualfilename->toolTip(),
+                  "A filename can not contain any of the following character.\\n \\/*:''<>|");
+        d.cmdOK->click();
+        d.txtOutputFolder->setText(out + "/missing");
+        d.cmdOK->click();
+        t.ui.folderAnswer = out;
+        d.cmdBrowse->click();
+        QFile::copy(disk + "/m40.png", out + "/report.pdf");
+        d.cmdOK->click(); // No: nothing happens
+        EXPECT_TRUE(d.isVisible());
+        d.ChkOpenFileMConvToPDF->setChecked(true);
+        d.ChkDefaultPathMConvToPDF->setChecked(true);
+        d.cmdOK->click(); // Yes
+        EXPECT_FALSE(d.isVisible()) << "the dialog closes itself after a run";
+    });
+    w->cmdConverttiffToPdf->click();
+    EXPECT_EQ(boxes(), QStringList({"Please provide valid file name.", "Invalid Output Folder Path",
+                                    "Please enter Valid folder Name",
+                                    out + "/report.pdf Already exists. Do you Wants to Replace it?",
+                                    out + "/report.pdf Already exists. Do you Wants to Replace it?",
+                                    Merged}));
+    EXPECT_EQ(pageWidths(out + "/report.pdf"), QList<int>({60, 70, 40, 50}));
+    EXPECT_TRUE(qpdfChecks(out + "/report.pdf"));
+    EXPECT_EQ(t.ui.shell, QStringList({"Open " + out + "/report.pdf"}));
+    EXPECT_EQ(t.ui.prompts, QStringList({"Set Folder 0"}));
+    EXPECT_EQ(t.context.settings().DefaultPathMConvToPDF(), out);
+
+    // The typed extension always goes; a name of only a dot leaves the extension alone.
+    // A file the merge cannot read fails it as a whole, and the dialog closes all the same.
+    const struct {
+        QString typed, written;
+        bool damaged;
+    } runs[] = {{"a.b", "a.pdf", false}, {".", ".pdf", false}, {"c", "c.pdf", true}};
+    for (const auto &run : runs) {
+        tick({"m40.png", "m50.png", "m60.png", "m70.png", run.damaged ? "m99.png" : ""});
+        script.then<frmSetOrder_MConTiff>([&](frmSetOrder_MConTiff &d) {
+            EXPECT_EQ(d.txtOutputFolder->text(), out) << "the stored default folder";
+            d.txtmanualfilename->setText(run.typed);
+            d.cmdOK->click();
+        });
+        w->cmdConverttiffToPdf->click();
+        EXPECT_EQ(boxes(), QStringList(run.damaged ? "Error: in Converting files" : Merged));
+        EXPECT_EQ(pageWidths(out + "/" + run.written),
+                  run.damaged ? QList<int>() : QList<int>({40, 50, 60, 70}));
+        EXPECT_TRUE(run.damaged || qpdfChecks(out + "/" + run.written));
+    }
+}
+
+TEST_F(Conversions, AThreeHundredFileRunKeepsTheWindowAnswering)
+{
+    for (int i = 0; i < 300; ++i)
+        bilevelPattern(620, 877)
+            .convertToFormat(QImage::Format_Mono)
+            .save(box.filePath(QString("disk/scan%1.png").arg(i, 3, 10, QChar('0'))));
+    window();
+    w->mnuCtxSelectAll_Click();
+    qint64 longestGap = 0;
+    script.then<frmConImageToPdf>([&](frmConImageToPdf &d) {
+        QElapsedTimer sinceTick;
+        QTimer ticker;
+        QObject::connect(&ticker, &QTimer::timeout,
+                         [&] { longestGap = std::max(longestGap, sinceTick.restart()); });
+        d.txtOutputFolder->setText(out);
+        const auto top = highest(d.ProgressBar1);
+        ticker.start(0);
+        sinceTick.start();
+        d.cmdConvert->click();
+        ticker.stop();
+        EXPECT_EQ(*top, 300);
+        EXPECT_EQ(d.ProgressBar1->maximum(), 300);
+    });
+    w->cmdConImageToPdf->click();
+    const QStringList pdfs = QDir(out).entryList(QDir::Files);
+    EXPECT_EQ(pdfs.size(), 300);
+    for (const QString &pdf : pdfs)
+        EXPECT_TRUE(qpdfChecks(out + "/" + pdf)) << pdf.toStdString();
+    EXPECT_LT(longestGap, 100) << "milliseconds without a turn of the event loop";
+}
