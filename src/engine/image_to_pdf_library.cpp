@@ -3,7 +3,13 @@
 #include "backends/image_to_pdf/image_to_pdf.h"
 #include "core/runtime.h"
 
+#include <QCoreApplication>
+#include <QEventLoop>
 #include <QString>
+
+#include <functional>
+#include <future>
+#include <thread>
 
 namespace pw {
 
@@ -35,11 +41,63 @@ public:
     int32_t ApClose(int32_t handle) override { return ::ApClose(handle); }
 };
 
+// Calls are still made one at a time, in the caller's order; only the thread differs.
+class ResponsiveLibrary final : public ImageToPdfLibrary {
+public:
+    int32_t ApCreate(const std::string &pdfPath) override
+    {
+        return offThread([&] { return ours_.ApCreate(pdfPath); });
+    }
+    int32_t ApAddImage(int32_t handle, const std::string &imagePath) override
+    {
+        return offThread([&] { return ours_.ApAddImage(handle, imagePath); });
+    }
+    int32_t ApSetFunction(int32_t handle, int32_t code, int32_t n1, int32_t n2,
+                          const std::string &text, int32_t n3) override
+    {
+        return ours_.ApSetFunction(handle, code, n1, n2, text, n3);
+    }
+    int32_t ApGetFunction(int32_t handle, int32_t code, int32_t n1, int32_t n2,
+                          const std::string &text, int32_t n3) override
+    {
+        return ours_.ApGetFunction(handle, code, n1, n2, text, n3);
+    }
+    int32_t ApClose(int32_t handle) override
+    {
+        return offThread([&] { return ours_.ApClose(handle); });
+    }
+
+private:
+    // Runs `call` on a worker and turns this thread's event loop until it has returned; what
+    // it throws is thrown here.
+    static int32_t offThread(const std::function<int32_t()> &call)
+    {
+        std::packaged_task<int32_t()> task(call);
+        std::future<int32_t> result = task.get_future();
+        QEventLoop loop;
+        std::thread worker([&] {
+            task();
+            QMetaObject::invokeMethod(&loop, &QEventLoop::quit, Qt::QueuedConnection);
+        });
+        loop.exec();
+        worker.join();
+        return result.get();
+    }
+
+    ImageToPdfLibrary &ours_ = ours();
+};
+
 } // namespace
 
 ImageToPdfLibrary &ImageToPdfLibrary::ours()
 {
     static OurLibrary library;
+    return library;
+}
+
+ImageToPdfLibrary &ImageToPdfLibrary::responsive()
+{
+    static ResponsiveLibrary library;
     return library;
 }
 

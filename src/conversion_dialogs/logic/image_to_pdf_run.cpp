@@ -21,7 +21,7 @@ ImageToPdfRun::~ImageToPdfRun() = default;
 ApImgToPdf &ImageToPdfRun::binding()
 {
     if (!binding_)
-        binding_ = std::make_unique<ApImgToPdf>(context_.ui);
+        binding_ = std::make_unique<ApImgToPdf>(context_.ui, ImageToPdfLibrary::responsive());
     return *binding_;
 }
 

@@ -22,7 +22,8 @@ QString MergeOutputPath(const QString &folder, const QString &fileName)
 }
 
 MergeRun::MergeRun(AppContext &context, const FlexGridModel &list, SetOrderForm &form)
-    : context_(context), list_(list), form_(form), binding_(context.ui)
+    : context_(context), list_(list), form_(form),
+      binding_(context.ui, ImageToPdfLibrary::responsive())
 {
 }
 
