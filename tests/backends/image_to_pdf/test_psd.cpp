@@ -11,7 +11,6 @@
 #include <QFileInfo>
 
 #include <algorithm>
-#include <functional>
 
 namespace {
 
@@ -87,24 +86,19 @@ struct Psd {
     }
 };
 
-// The channels of `img` as planes: each channel of the first `channels` picked by `sample`,
-// stored `width` times (both bytes of a 16-bit sample equal, so that any reading agrees).
-std::vector<Bytes> planesOf(const QImage &img, int channels,
-                            const std::function<uint8_t(QRgb, int)> &sample, int width = 1)
+// The first `channels` of red, green and blue of `img` as planes, each sample stored `width`
+// times (both bytes of a 16-bit sample equal, so that any reading agrees).
+std::vector<Bytes> planesOf(const QImage &img, int channels, int width = 1)
 {
     auto planes = std::vector<Bytes>(size_t(channels));
     for (int c = 0; c < channels; ++c)
         for (int y = 0; y < img.height(); ++y)
-            for (int x = 0; x < img.width(); ++x)
-                planes[size_t(c)].insert(planes[size_t(c)].end(), size_t(width),
-                                         sample(img.pixel(x, y), c));
+            for (int x = 0; x < img.width(); ++x) {
+                const QRgb p = img.pixel(x, y);
+                const int sample = c == 0 ? qRed(p) : (c == 1 ? qGreen(p) : qBlue(p));
+                planes[size_t(c)].insert(planes[size_t(c)].end(), size_t(width), uint8_t(sample));
+            }
     return planes;
-}
-
-uint8_t rgbSample(QRgb p, int c)
-{
-    const int values[] = {qRed(p), qGreen(p), qBlue(p), qAlpha(p)};
-    return uint8_t(values[c]);
 }
 
 QString written(SandboxDir &box, const QString &name, const Bytes &data)
@@ -139,9 +133,10 @@ TEST(Psd, EveryColourModePaintsItsPixels)
 {
     SandboxDir box;
     const int w = 40, h = 30;
+    const size_t n = size_t(w) * h;
     const QImage colour = colourPattern(w, h);
 
-    Psd rgb{w, h, 8, 3, planesOf(colour, 3, rgbSample)};
+    Psd rgb{w, h, 8, 3, planesOf(colour, 3)};
     rgb.rle = true;
     rgb.dpi = 300;
     const Converted c = convert(box, "rgb.psd", rgb);
@@ -151,8 +146,7 @@ TEST(Psd, EveryColourModePaintsItsPixels)
     EXPECT_NEAR(c.pages[0].width, w * 72.0 / 300, 0.01);
 
     const QImage grey = colour.convertToFormat(QImage::Format_Grayscale8);
-    const auto greySample = [](QRgb p, int) { return uint8_t(qGray(p)); };
-    Psd grey16{w, h, 16, 1, planesOf(grey, 1, greySample, 2)};
+    Psd grey16{w, h, 16, 1, planesOf(grey, 1, 2)};
     grey16.large = true;
     const Converted g = convert(box, "grey16.psb", grey16);
     EXPECT_EQ(g.depth, 16);
@@ -186,20 +180,17 @@ TEST(Psd, EveryColourModePaintsItsPixels)
     EXPECT_EQ(maxChannelDifference(p.painted, indexed.convertToFormat(QImage::Format_RGB32)), 0);
 
     // CMYK holds ink amounts inverted: 255 is no ink. The top half is full black ink on paper.
-    Psd cmyk{w, h, 8, 4, std::vector<Bytes>(4, Bytes(size_t(w) * h, 255))};
-    std::fill_n(cmyk.planes[3].begin(), w * h / 2, 0);
+    Psd cmyk{w, h, 8, 4, std::vector<Bytes>(4, Bytes(n, 255))};
+    std::fill_n(cmyk.planes[3].begin(), n / 2, 0);
     const Converted k = convert(box, "cmyk.psd", cmyk);
     EXPECT_EQ(k.depth, 32);
     EXPECT_LT(qGray(k.painted.pixel(w / 2, 2)), 60) << "black ink paints dark";
     EXPECT_EQ(k.painted.pixel(w / 2, h - 2), qRgb(255, 255, 255)) << "no ink leaves paper";
 
     // A fourth channel in RGB is transparency: a soft mask, the left half clear to the paper.
-    QImage rgba(w, h, QImage::Format_ARGB32);
-    rgba.fill(qRgba(200, 30, 30, 255));
-    for (int y = 0; y < h; ++y)
-        for (int x = 0; x < w / 2; ++x)
-            rgba.setPixel(x, y, qRgba(200, 30, 30, 0));
-    const Psd withAlpha{w, h, 8, 3, planesOf(rgba, 4, rgbSample)};
+    Psd withAlpha{w, h, 8, 3, {Bytes(n, 200), Bytes(n, 30), Bytes(n, 30), Bytes()}};
+    for (size_t i = 0; i < n; ++i)
+        withAlpha.planes[3].push_back(i % w < size_t(w) / 2 ? 0 : 255);
     const Converted a = convert(box, "rgba.psd", withAlpha);
     EXPECT_EQ(a.depth, 32);
     ASSERT_EQ(a.pages.at(0).images.size(), 1u);
@@ -212,7 +203,7 @@ TEST(Psd, DamagedFilesAreUnreadable)
 {
     SandboxDir box;
     const QImage colour = colourPattern(16, 16);
-    Psd good{16, 16, 8, 3, planesOf(colour, 3, rgbSample)};
+    Psd good{16, 16, 8, 3, planesOf(colour, 3)};
     good.rle = true;
     const Bytes bytes = good.bytes();
     Psd lab = good;
