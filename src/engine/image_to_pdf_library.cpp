@@ -6,10 +6,10 @@
 #include <QCoreApplication>
 #include <QEventLoop>
 #include <QString>
+#include <QThreadPool>
 
 #include <functional>
 #include <future>
-#include <thread>
 
 namespace pw {
 
@@ -68,22 +68,30 @@ public:
     }
 
 private:
-    // Runs `call` on a worker and turns this thread's event loop until it has returned; what
+    // Runs `call` on the worker and turns this thread's event loop until it has returned; what
     // it throws is thrown here.
-    static int32_t offThread(const std::function<int32_t()> &call)
+    int32_t offThread(const std::function<int32_t()> &call)
     {
         std::packaged_task<int32_t()> task(call);
         std::future<int32_t> result = task.get_future();
         QEventLoop loop;
-        std::thread worker([&] {
+        worker_.start([&] {
             task();
             QMetaObject::invokeMethod(&loop, &QEventLoop::quit, Qt::QueuedConnection);
         });
         loop.exec();
-        worker.join();
         return result.get();
     }
 
+    // One thread for the program's life: a thread made per call would cost its start and, worse,
+    // hand each page's buffers to a fresh allocator arena that must be faulted in again.
+    struct Worker : QThreadPool {
+        Worker()
+        {
+            setMaxThreadCount(1);
+            setExpiryTimeout(-1);
+        }
+    } worker_;
     ImageToPdfLibrary &ours_ = ours();
 };
 
