@@ -27,6 +27,7 @@ class QTreeView;
 
 namespace pw {
 
+struct FailureTail;
 class FolderTreeModel;
 class frmLoading;
 
@@ -131,6 +132,8 @@ public:
     void grdSearchList_MouseUp();
     void grdSearchList_KeyDown(int &keyCode, int shift);
     void Form_Activate();
+    void Form_Resize();
+    void Form_Unload();
     void m_c_ExitSizeMove();
 
 protected:
@@ -149,8 +152,8 @@ private:
     void FillComboBoxes();
     void applyCommandLineFiles();
     void refreshStatus();
-    // Stores the window's state and, when normal, its place (twips). `gated`: only once ready.
-    void storePlace(bool gated);
+    // Stores the window's state and, when normal, its place (twips); a failed save raises.
+    void storePlace(FailureTail &pwTail);
     int dpi() const;
     // The highlighted rows of the grid, where the block commands act.
     RowBlock selectedBlock() const;

@@ -10,6 +10,7 @@
 #include "recording_ui.h"
 #include "sample_images.h"
 #include "sandbox.h"
+#include "test_context.h"
 
 #include <gtest/gtest.h>
 
@@ -210,6 +211,18 @@ TEST_F(MainWindow, PlaceIsStoredOnlyOnceReadyAndRestoredAtTheNextStart)
     again.close();
     EXPECT_TRUE(context->settings().LastGridColWidth().startsWith("3000,"))
         << "flag 0 stores nothing";
+}
+
+TEST_F(MainWindow, ACloseWhoseSavesAllFailIsLoggedAndEndsNothing)
+{
+    frmMain &w = start();
+    auto failing = std::make_unique<FailingWriteSettings>(context->FileStoragePath, ui);
+    ASSERT_TRUE(failing->LoadSettings());
+    failing->failures = 100; // the recovery's own save fails too
+    context->AppSettings = std::move(failing);
+    w.close();
+    const QString log = readFile(context->FileStoragePath + "/Errors.Log");
+    EXPECT_EQ(log.count("in procedure Form_Unload "), 1) << log.toStdString();
 }
 
 TEST_F(MainWindow, TheTreesDesktopRootSearchesTheDesktopFolder)
