@@ -8,6 +8,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QSaveFile>
+#include <QScopeGuard>
 
 namespace pw {
 
@@ -103,6 +104,10 @@ void Settings::SaveSettings()
     try {
         writeBlock(file, block);
     } catch (const RuntimeError &) {
+        // The save made by a recovery has no recovery of its own: its failure goes on to
+        // whoever assigned the setting.
+        if (recovering_)
+            throw;
         recoverFromFailedWrite(file);
     }
 }
@@ -110,15 +115,12 @@ void Settings::SaveSettings()
 void Settings::recoverFromFailedWrite(const QString &path)
 {
     // Deliberately harsh: a failed write throws the user's settings away, in memory and on
-    // disk. A second failure while recovering goes to whoever assigned the setting.
-    if (recovering_)
-        throw RuntimeError::fromNumber(75);
+    // disk. A step that fails here (a file this folder won't let go, a second failed write)
+    // goes to whoever assigned the setting and leaves the rest as it was.
     recovering_ = true;
-    struct Reset {
-        bool &flag;
-        ~Reset() { flag = false; }
-    } reset{recovering_};
-    QFile::remove(path);
+    const auto reset = qScopeGuard([this] { recovering_ = false; });
+    if (!QFile::remove(path))
+        throw RuntimeError::fromNumber(75);
     QFile empty(path);
     if (!empty.open(QIODevice::WriteOnly))
         throw RuntimeError::fromNumber(75);
@@ -126,11 +128,25 @@ void Settings::recoverFromFailedWrite(const QString &path)
     LoadDefaultSettings();
 }
 
+namespace {
+
+// Written beside the target and renamed into place, so that a crash never leaves half a block.
+bool saveBeside(const QString &path, const QByteArray &block)
+{
+    QSaveFile out(path);
+    return out.open(QIODevice::WriteOnly) && out.write(block) == block.size() && out.commit();
+}
+
+} // namespace
+
 void Settings::writeBlock(const QString &path, const QByteArray &block)
 {
-    // Written beside the target and renamed into place, so a crash never leaves half a block.
-    QSaveFile out(path);
-    if (!out.open(QIODevice::WriteOnly) || out.write(block) != block.size() || !out.commit())
+    if (saveBeside(path, block))
+        return;
+    // No room for a second file beside it (a folder that takes no new file, a full disk): the
+    // file itself still takes the block over its old bytes, and a full disk has room for those.
+    QFile file(path);
+    if (!file.open(QIODevice::ReadWrite) || file.write(block) != block.size() || !file.flush())
         throw RuntimeError::fromNumber(75);
 }
 

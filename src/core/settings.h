@@ -95,7 +95,8 @@ public:
     // fields read so far keep their new values, and the failure is logged).
     bool LoadSettings();
     // Writes every field to the file. A failure before the write shows its text; a failed
-    // write throws all settings away and starts over from the defaults.
+    // write throws all settings away and starts over from the defaults, and a failure of that
+    // recovery is raised to the caller.
     void SaveSettings();
     // Sets the defaults and saves once. IsDefaultPathCloneDir keeps the value it has.
     void LoadDefaultSettings();
@@ -104,8 +105,9 @@ public:
     QString settingsFile() const;
 
 protected:
-    // Replaces the file's contents with `block`; raises a RuntimeError on failure. Tests
-    // override it to make the write fail.
+    // Puts `block` in the file: through a new file renamed into place where one can be made
+    // beside it, else over the file's own bytes. Raises a RuntimeError when neither works.
+    // Tests override it to make the write fail.
     virtual void writeBlock(const QString &path, const QByteArray &block);
 
 private:

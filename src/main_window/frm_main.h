@@ -28,6 +28,7 @@ class QTreeView;
 
 namespace pw {
 
+struct FailureTail;
 class FolderTreeModel;
 class frmLoading;
 
@@ -139,6 +140,8 @@ public:
     void grdSearchList_MouseUp();
     void grdSearchList_KeyDown(int &keyCode, int shift);
     void Form_Activate();
+    void Form_Resize();
+    void Form_Unload();
     void m_c_ExitSizeMove();
 
 protected:
@@ -157,8 +160,8 @@ private:
     void FillComboBoxes();
     void applyCommandLineFiles();
     void refreshStatus();
-    // Stores the window's state and, when normal, its place (twips). `gated`: only once ready.
-    void storePlace(bool gated);
+    // Stores the window's state and, when normal, its place (twips); a failed save raises.
+    void storePlace(FailureTail &pwTail);
     // Minimises the window once it is mapped, when the start state asked for it.
     void minimiseOnceMapped();
     int dpi() const;

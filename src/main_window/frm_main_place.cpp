@@ -111,26 +111,41 @@ void frmMain::SetWindowState()
     });
 }
 
-void frmMain::storePlace(bool gated)
+void frmMain::storePlace(FailureTail &pwTail)
 {
-    if (gated && !WindowReady)
+    PW_STEP;
+    const int state = stateOf(this);
+    if (state != StateMinimised)
+        context_.settings().setLastWindowState(state);
+    if (state != StateNormal)
         return;
-    FailureTail pwTail{gated ? "Form_Resize" : "Form_Unload", Unit::form("frmMain")};
+    PW_STEP;
+    const auto twips = [this](int pixels) { return flexgrid::PixelsToTwips(pixels, dpi()); };
+    Settings &settings = context_.settings();
+    const QRect place = geometry();
+    settings.setLastWindowLeft(twips(place.x()));
+    settings.setLastWindowTop(twips(place.y()));
+    settings.setLastWindowWidth(twips(place.width()));
+    settings.setLastWindowHeight(twips(place.height()));
+}
+
+void frmMain::Form_Resize()
+{
+    if (!WindowReady)
+        return;
+    PW_PROCEDURE("Form_Resize", Unit::form("frmMain"));
+    guarded(pwTail, [&] { storePlace(pwTail); });
+}
+
+void frmMain::Form_Unload()
+{
+    // Every save here may fail, down to the settings' own recovery; the failure ends this
+    // step and the close goes on.
+    PW_PROCEDURE("Form_Unload", Unit::form("frmMain"));
     guarded(pwTail, [&] {
+        storePlace(pwTail);
         PW_STEP;
-        const int state = stateOf(this);
-        if (state != StateMinimised)
-            context_.settings().setLastWindowState(state);
-        if (state != StateNormal)
-            return;
-        PW_STEP;
-        const auto twips = [this](int pixels) { return flexgrid::PixelsToTwips(pixels, dpi()); };
-        Settings &settings = context_.settings();
-        const QRect place = geometry();
-        settings.setLastWindowLeft(twips(place.x()));
-        settings.setLastWindowTop(twips(place.y()));
-        settings.setLastWindowWidth(twips(place.width()));
-        settings.setLastWindowHeight(twips(place.height()));
+        catalogue_.StoreColumnWidths();
     });
 }
 
@@ -145,7 +160,8 @@ void frmMain::Form_Activate()
 
 void frmMain::m_c_ExitSizeMove()
 {
-    storePlace(false);
+    PW_PROCEDURE("m_c_ExitSizeMove", Unit::form("frmMain"));
+    guarded(pwTail, [&] { storePlace(pwTail); });
 }
 
 void frmMain::changeEvent(QEvent *event)
@@ -154,7 +170,7 @@ void frmMain::changeEvent(QEvent *event)
     if (event->type() == QEvent::ActivationChange && isActiveWindow())
         Form_Activate();
     if (event->type() == QEvent::WindowStateChange)
-        storePlace(true);
+        Form_Resize();
 }
 
 void frmMain::moveEvent(QMoveEvent *event)
@@ -170,7 +186,7 @@ void frmMain::moveEvent(QMoveEvent *event)
 void frmMain::resizeEvent(QResizeEvent *event)
 {
     QMainWindow::resizeEvent(event);
-    storePlace(true);
+    Form_Resize();
     if (WindowReady)
         sizeMoveEnd_.start();
 }
@@ -178,8 +194,7 @@ void frmMain::resizeEvent(QResizeEvent *event)
 void frmMain::closeEvent(QCloseEvent *event)
 {
     sizeMoveEnd_.stop();
-    storePlace(false);
-    catalogue_.StoreColumnWidths();
+    Form_Unload();
     QMainWindow::closeEvent(event);
 }
 

@@ -3,8 +3,7 @@
 #include "core/runtime.h"
 #include "core/settings.h"
 
-#include "recording_ui.h"
-#include "sandbox.h"
+#include "test_context.h"
 
 #include <gtest/gtest.h>
 
@@ -13,8 +12,14 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <functional>
 #include <iterator>
 #include <type_traits>
+
+#include <grp.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 using namespace pw;
 
@@ -90,6 +95,29 @@ QStringList blockEntries(const QByteArray &block)
     return entries;
 }
 
+constexpr uid_t kNobody = 65534;
+
+// Runs `body` in a child process that file permissions apply to: root ignores them, so a root
+// child becomes "nobody" first. The child's exit status, 100 when a failure escaped `body`
+// (which would have ended the program), or minus the signal that ended the child.
+int runUnprivileged(const std::function<int()> &body)
+{
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+        if (::geteuid() == 0 &&
+            (::setgroups(0, nullptr) != 0 || ::setgid(kNobody) != 0 || ::setuid(kNobody) != 0))
+            ::_exit(101);
+        try {
+            ::_exit(body());
+        } catch (...) {
+            ::_exit(100);
+        }
+    }
+    int status = 0;
+    ::waitpid(pid, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}
+
 class SettingsStore : public ::testing::Test {
 protected:
     // The settings find their file below the storage folder they are made with; failures are
@@ -104,21 +132,6 @@ protected:
 
     SandboxDir box;
     RecordingUi ui;
-};
-
-// Fails the first `failures` writes of the settings block.
-class FailingWriteSettings : public Settings {
-public:
-    using Settings::Settings;
-    int failures = 1;
-
-protected:
-    void writeBlock(const QString &path, const QByteArray &block) override
-    {
-        if (failures-- > 0)
-            throw RuntimeError::fromNumber(57);
-        Settings::writeBlock(path, block);
-    }
 };
 
 } // namespace
@@ -263,4 +276,40 @@ TEST_F(SettingsStore, EveryAssignmentWritesAndAFailureBeforeTheWriteKeepsTheValu
     EXPECT_EQ(ui.boxes[0].prompt, "Path not found");
     EXPECT_EQ(ui.boxes[0].flags, vbInformation);
     EXPECT_EQ(s.StartupFolder(), "/new");
+}
+
+TEST_F(SettingsStore, AFolderThatTakesNoNewFileStillTakesSavesAndNeverLosesTheFile)
+{
+    Settings first(box.path(), ui);
+    first.LoadDefaultSettings();
+    first.setStartupFolder("/kept");
+    // The user may write the file but not the folder around it.
+    const QString folder = box.filePath("Settings");
+    ::chmod(QFile::encodeName(box.path()), 0711);
+    ::chmod(QFile::encodeName(folder), 0555);
+    if (::geteuid() == 0) {
+        ASSERT_EQ(::chown(QFile::encodeName(file()), kNobody, kNobody), 0);
+    }
+    const int status = runUnprivileged([&] {
+        Settings s(box.path(), ui);
+        FailingWriteSettings failing(box.path(), ui);
+        if (!s.LoadSettings() || !failing.LoadSettings())
+            return 1;
+        s.setSortbyNumeric(1);
+        // A write that fails in place as well (a full disk): the recovery can't delete the file
+        // here, so the failure reaches the assignment's caller and the file keeps its settings.
+        try {
+            failing.setSortbyNumeric(2);
+            return 2;
+        } catch (const RuntimeError &) {
+        }
+        return ui.boxes.empty() ? 0 : 3;
+    });
+    ::chmod(QFile::encodeName(folder), 0755);
+    EXPECT_EQ(status, 0);
+    Settings reread(box.path(), ui);
+    ASSERT_TRUE(reread.LoadSettings());
+    EXPECT_EQ(reread.SortbyNumeric(), 1);
+    EXPECT_EQ(reread.StartupFolder(), "/kept");
+    EXPECT_EQ(QDir(folder).entryList(QDir::Files | QDir::Hidden), QStringList{"settings.ini"});
 }

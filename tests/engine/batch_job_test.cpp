@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <QDir>
 #include <QFile>
 #include <QImage>
 
@@ -73,10 +74,14 @@ TEST(BatchJob, ConvertSkipsExistingUnlessToldAndNamesEveryFailure)
     const QString bad = box.write("in/y.jpg", "garbage");
     const QString out = box.filePath("out");
 
+    const auto openFiles = [] { return QDir("/proc/self/fd").count(); };
+    const auto before = openFiles();
     BatchRun r = batch({"convert", "-o", out, good, bad, box.filePath("in/missing.tif")});
     EXPECT_EQ(r.status, 1);
     EXPECT_EQ(r.err, QStringList({bad, box.filePath("in/missing.tif")}));
-    EXPECT_TRUE(QFile::exists(out + "/x.pdf"));
+    // The failed image's document is never closed; it leaves no file, visible or open.
+    EXPECT_EQ(QDir(out).entryList(QDir::Files | QDir::Hidden), QStringList{"x.pdf"});
+    EXPECT_EQ(openFiles(), before);
 
     // An existing PDF counts as done without --replace; with it, it is written again.
     QFile::resize(out + "/x.pdf", 3);

@@ -12,6 +12,7 @@
 #include "recording_ui.h"
 #include "sample_images.h"
 #include "sandbox.h"
+#include "test_context.h"
 #include "x_display.h"
 
 #include <gtest/gtest.h>
@@ -303,6 +304,18 @@ TEST_F(MainWindow, PlaceIsStoredOnlyOnceReadyAndRestoredAtTheNextStart)
     frmMain &lost = start();
     EXPECT_TRUE(lost.screen()->availableGeometry().contains(lost.geometry().topLeft()))
         << "a place on no screen is not restored";
+}
+
+TEST_F(MainWindow, ACloseWhoseSavesAllFailIsLoggedAndEndsNothing)
+{
+    frmMain &w = start();
+    auto failing = std::make_unique<FailingWriteSettings>(context->FileStoragePath, ui);
+    ASSERT_TRUE(failing->LoadSettings());
+    failing->failures = 100; // the recovery's own save fails too
+    context->AppSettings = std::move(failing);
+    w.close();
+    const QString log = readFile(context->FileStoragePath + "/Errors.Log");
+    EXPECT_EQ(log.count("in procedure Form_Unload "), 1) << log.toStdString();
 }
 
 TEST_F(MainWindow, TheTreesDesktopRootSearchesTheDesktopFolder)

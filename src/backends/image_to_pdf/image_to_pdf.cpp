@@ -16,9 +16,9 @@ using pw::i2p::PdfDocument;
 constexpr int32_t kSetRecompression = 123;
 constexpr int32_t kBitsPerPixel = 211;
 
-// At normal process end the temporary file of every handle never closed is removed, so an
-// abandoned document leaves nothing behind. The documents themselves are not destroyed then:
-// qpdf's own static objects may already be gone.
+// At normal process end every handle never closed drops its output, so that an abandoned
+// document leaves nothing behind, even where its file had to have a name. The documents
+// themselves are not destroyed then: qpdf's own static objects may already be gone.
 struct DocumentTable {
     std::map<int32_t, std::unique_ptr<PdfDocument>> docs;
     ~DocumentTable()

@@ -9,16 +9,17 @@
 #include <cstdint>
 #include <string>
 
-// Opens a document for `pdfPath` (UTF-8): pages go to a temporary file beside it as they are
-// added, and ApClose puts it in place of any file of that name. Returns a handle > 0, or -1 at once
-// when the target cannot be written.
+// Opens a document for `pdfPath` (UTF-8): pages go to a file that has no name yet, in the
+// same folder, as they are added, and ApClose puts it in place of any file of that name, so
+// that nothing shows before and nothing stays after a failure or a killed process. Returns a
+// handle > 0, or -1 at once when the target cannot be written.
 int32_t ApCreate(const std::string &pdfPath);
 
 // Appends every page of the image (every directory of a TIFF, frame of a GIF, page of a DCX or
 // PDF). Returns 0, or a negative status for lesser problems: -1 unknown handle, -2 only the
 // first pages of the file could be read, -3 a recompression could not be applied and the
 // default encoding was used. Throws ApFailure when the file cannot be read at all; the document
-// is then left as it was before the call.
+// is then left as it was before the call, and one still without pages holds no open file.
 int32_t ApAddImage(int32_t handle, const std::string &imagePath);
 
 // Code 123: n1 selects the class (1 black and white, 2 greyscale, 3 colour) and `text` names
@@ -35,9 +36,9 @@ int32_t ApSetFunction(int32_t handle, int32_t code, int32_t n1, int32_t n2, cons
 int32_t ApGetFunction(int32_t handle, int32_t code, int32_t n1, int32_t n2, const std::string &text,
                       int32_t n3);
 
-// Writes the document under a temporary name beside the target and renames it onto the target.
-// Returns 0, -1 unknown handle, -2 nothing was added (no file is written), -3 the write or the
-// rename failed (the target is left untouched). The handle is released in every case.
+// Finishes the document and puts it in place of the target in one step. Returns 0, -1 unknown
+// handle, -2 nothing was added (no file is written), -3 the write or the placing failed (the
+// target is left untouched). The handle is released in every case.
 int32_t ApClose(int32_t handle);
 
 // Test helper: output that is byte for byte the same from run to run (fixed document ID).

@@ -2,6 +2,7 @@
 
 #include "encoders.h"
 #include "module_loader.h"
+#include "output_file.h"
 #include "pdf_reading.h"
 #include "writer_sink.h"
 
@@ -14,28 +15,6 @@
 namespace pw::i2p {
 
 namespace {
-
-std::string folderOf(const std::string &path)
-{
-    const auto slash = path.find_last_of('/');
-    if (slash == std::string::npos)
-        return ".";
-    return slash == 0 ? "/" : path.substr(0, slash);
-}
-
-std::string nameOf(const std::string &path)
-{
-    const auto slash = path.find_last_of('/');
-    return slash == std::string::npos ? path : path.substr(slash + 1);
-}
-
-// A fresh file beside `target`; returns its path and leaves it open in `fd`.
-std::string makeTempBeside(const std::string &target, const char *tag, int &fd)
-{
-    std::string pattern = folderOf(target) + "/." + nameOf(target) + tag + "XXXXXX";
-    fd = ::mkstemp(pattern.data());
-    return fd >= 0 ? pattern : std::string();
-}
 
 int iccComponents(const std::string &icc)
 {
@@ -100,30 +79,27 @@ std::unique_ptr<PdfDocument> PdfDocument::create(const std::string &target)
         return nullptr;
     auto doc = std::make_unique<PdfDocument>();
     doc->target_ = target;
-    int fd = -1;
-    doc->temp_ = makeTempBeside(target, ".pw-", fd);
-    if (fd < 0)
+    if (!doc->openOutput())
         return nullptr;
-    // mkstemp makes owner-only files; a finished PDF gets the usual permissions.
-    const mode_t mask = ::umask(0);
-    ::umask(mask);
-    ::fchmod(fd, 0666 & ~mask);
-    doc->out_ = std::make_unique<PdfWriter>(fd);
-    doc->out_->reserve(); // kCatalog
-    doc->out_->reserve(); // kPages
     return doc;
 }
 
-PdfDocument::~PdfDocument()
+bool PdfDocument::openOutput()
 {
-    discardOutput();
+    auto file = std::make_unique<OutputFile>(target_);
+    if (file->fd() < 0)
+        return false;
+    file_ = std::move(file);
+    out_ = std::make_unique<PdfWriter>(file_->fd());
+    out_->reserve(); // kCatalog
+    out_->reserve(); // kPages
+    return true;
 }
 
 void PdfDocument::discardOutput()
 {
-    if (!finished_ && !temp_.empty())
-        ::unlink(temp_.c_str());
-    temp_.clear();
+    out_.reset();
+    file_.reset();
 }
 
 Filter PdfDocument::wantedFor(int depth) const
@@ -147,16 +123,21 @@ void PdfDocument::needVersion(const std::string &version)
 
 int PdfDocument::addFile(const std::string &path)
 {
-    if (!out_)
-        return -1;
+    if (!out_ && !openOutput())
+        throw failure(rte::kPathFileAccessError, "cannot write the PDF: " + target_);
     const PdfWriter::Mark mark = out_->mark();
     const size_t pages = pages_.size();
     const std::string version = version_;
     auto rollback = [&] {
-        out_->rollback(mark);
         pages_.resize(pages);
         version_ = version;
         std::erase_if(iccProfiles_, [&](const auto &e) { return size_t(e.second) > mark.objects; });
+        // A caller may abandon a document whose file failed without closing it; one with no
+        // page keeps no file open until it is given another.
+        if (pages_.empty())
+            discardOutput();
+        else
+            out_->rollback(mark);
     };
     try {
         const FileHead file(path);
@@ -322,12 +303,11 @@ void PdfDocument::writePage(const EncodedImage &img, double xdpi, double ydpi)
 
 int PdfDocument::close(bool deterministic)
 {
-    finished_ = true;
     if (pages_.empty()) {
-        out_.reset();
-        ::unlink(temp_.c_str());
+        discardOutput();
         return -2;
     }
+    int status = 0;
     try {
         std::string kids;
         for (int page : pages_)
@@ -340,15 +320,12 @@ int PdfDocument::close(bool deterministic)
         out_->write("<< /Type /Catalog /Pages " + std::to_string(kPages) + " 0 R >>");
         out_->endObject();
         out_->finish(kCatalog, version_, deterministic);
-        out_.reset();
-        if (std::rename(temp_.c_str(), target_.c_str()) != 0)
-            throw std::runtime_error("rename");
+        file_->commit();
     } catch (const std::exception &) {
-        out_.reset();
-        ::unlink(temp_.c_str());
-        return -3;
+        status = -3;
     }
-    return 0;
+    discardOutput();
+    return status;
 }
 
 } // namespace pw::i2p

@@ -1,9 +1,10 @@
 #pragma once
 
-// One PDF being written: pages go to the temporary file beside the target as they are added,
-// with the recompression chosen per colour class; the file is renamed onto the target at the
-// end.
+// One PDF being written: pages go to a file with no name yet in the target's folder as they
+// are added, with the recompression chosen per colour class; the file takes the target's
+// place at the end.
 
+#include "output_file.h"
 #include "page_image.h"
 #include "pdf_writer.h"
 
@@ -21,8 +22,7 @@ public:
     // a read-only file).
     static std::unique_ptr<PdfDocument> create(const std::string &target);
     PdfDocument() = default;
-    ~PdfDocument();
-    // Removes the temporary output of a document that will never be finished.
+    // Drops what was written so far and closes the file; the target stays as it was.
     void discardOutput();
     PdfDocument(const PdfDocument &) = delete;
     PdfDocument &operator=(const PdfDocument &) = delete;
@@ -36,6 +36,7 @@ public:
     int close(bool deterministic);
 
 private:
+    bool openOutput();
     int addImageFile(const FileHead &file);
     int addPdfFile(const std::string &path);
     Filter wantedFor(int depth) const;
@@ -45,9 +46,8 @@ private:
     void needVersion(const std::string &version);
 
     std::string target_;
-    std::string temp_;
-    bool finished_ = false;
-    std::unique_ptr<PdfWriter> out_;
+    std::unique_ptr<OutputFile> file_;
+    std::unique_ptr<PdfWriter> out_; // writes to file_
     int pagesObject_ = 0;
     std::vector<int> pages_;
     std::array<Filter, 3> recompression_{Filter::None, Filter::None, Filter::None};

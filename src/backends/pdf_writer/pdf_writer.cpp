@@ -65,12 +65,6 @@ PdfWriter::PdfWriter(int fd) : fd_(fd)
     write("%PDF-1.4\n%\xE2\xE3\xCF\xD3\n");
 }
 
-PdfWriter::~PdfWriter()
-{
-    if (fd_ >= 0)
-        ::close(fd_);
-}
-
 int PdfWriter::reserve()
 {
     offsets_.push_back(0);
@@ -227,11 +221,6 @@ void PdfWriter::finish(int root, const std::string &version, bool fixedId)
     flush();
     writeAt(5, reinterpret_cast<const uint8_t *>(version.data()),
             std::min<size_t>(version.size(), 3));
-    if (::close(fd_) != 0) {
-        fd_ = -1;
-        writeFailed();
-    }
-    fd_ = -1;
 }
 
 std::string pdfNumber(double v)

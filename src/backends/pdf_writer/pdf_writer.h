@@ -16,9 +16,8 @@ namespace pw::i2p {
 
 class PdfWriter {
 public:
-    // Takes ownership of `fd`, an empty file open for writing.
+    // Writes to `fd`, an empty file open for writing; the descriptor stays the caller's.
     explicit PdfWriter(int fd);
-    ~PdfWriter();
     PdfWriter(const PdfWriter &) = delete;
     PdfWriter &operator=(const PdfWriter &) = delete;
 

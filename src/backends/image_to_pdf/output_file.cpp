@@ -1,0 +1,115 @@
+#include "output_file.h"
+
+#include "ap_failure.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <random>
+#include <utility>
+
+namespace pw::i2p {
+
+namespace {
+
+// ".NAME.pw-" in the target's folder: the start of every name a PDF has before it is in place.
+std::string hiddenBeside(const std::string &target)
+{
+    const auto slash = target.find_last_of('/');
+    if (slash == std::string::npos)
+        return "./." + target + ".pw-";
+    return target.substr(0, slash + 1) + "." + target.substr(slash + 1) + ".pw-";
+}
+
+std::string folderOf(const std::string &target)
+{
+    const auto slash = target.find_last_of('/');
+    if (slash == std::string::npos)
+        return ".";
+    return slash == 0 ? "/" : target.substr(0, slash);
+}
+
+[[noreturn]] void placeFailed()
+{
+    throw failure(rte::kPathFileAccessError,
+                  std::string("cannot put the PDF in place: ") + std::strerror(errno));
+}
+
+} // namespace
+
+OutputFile::OutputFile(std::string target) : target_(std::move(target))
+{
+    fd_ = ::open(folderOf(target_).c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0666);
+    if (fd_ >= 0)
+        return;
+    // A file system without unnamed files: a hidden name stands in.
+    named_ = hiddenBeside(target_) + "XXXXXX";
+    fd_ = ::mkostemp(named_.data(), O_CLOEXEC);
+    if (fd_ < 0) {
+        named_.clear();
+        return;
+    }
+    // mkstemp makes owner-only files; a finished PDF gets the usual permissions.
+    const mode_t mask = ::umask(0);
+    ::umask(mask);
+    ::fchmod(fd_, 0666 & ~mask);
+}
+
+OutputFile::~OutputFile()
+{
+    if (fd_ >= 0)
+        ::close(fd_);
+    if (!named_.empty())
+        ::unlink(named_.c_str());
+}
+
+void OutputFile::commit()
+{
+    if (named_.empty())
+        linkIntoPlace();
+    else
+        renameIntoPlace();
+}
+
+void OutputFile::linkIntoPlace()
+{
+    // An unnamed file is named through its /proc entry: linkat() on the descriptor itself
+    // (AT_EMPTY_PATH) needs a privilege that users lack.
+    const std::string self = "/proc/self/fd/" + std::to_string(fd_);
+    const auto linkAs = [&](const std::string &name) {
+        return ::linkat(AT_FDCWD, self.c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW) == 0;
+    };
+    if (linkAs(target_))
+        return;
+    // A file of that name is replaced in one step: the PDF is linked under a passing name and
+    // renamed over it.
+    std::random_device random;
+    for (int attempt = 0; attempt < 16 && errno == EEXIST; ++attempt) {
+        char suffix[16];
+        std::snprintf(suffix, sizeof suffix, "%08x", unsigned(random()));
+        const std::string passing = hiddenBeside(target_) + suffix;
+        if (!linkAs(passing))
+            continue;
+        if (::rename(passing.c_str(), target_.c_str()) == 0)
+            return;
+        const int error = errno;
+        ::unlink(passing.c_str());
+        errno = error;
+        break;
+    }
+    placeFailed();
+}
+
+void OutputFile::renameIntoPlace()
+{
+    // Closed first: a network file system reports a failed write only then.
+    if (::close(std::exchange(fd_, -1)) != 0 || ::rename(named_.c_str(), target_.c_str()) != 0)
+        placeFailed();
+    named_.clear();
+}
+
+} // namespace pw::i2p
