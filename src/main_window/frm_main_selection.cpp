@@ -13,6 +13,8 @@
 #include "widgets/flex_grid.h"
 #include "widgets/key_codes.h"
 
+#include <QFile>
+#include <QFileInfo>
 #include <QMenu>
 #include <QPrintDialog>
 #include <QPrinter>
@@ -58,6 +60,20 @@ void frmMain::mnuCtxOpenFolder_Click()
     context_.ui.ShellOpenFile("Open", location.replace(separator() + separator(), separator()));
 }
 
+namespace {
+
+bool printToPdf(UiServices &ui, const QString &file, const QString &pdf)
+{
+    if (QFileInfo(file).suffix().compare("pdf", Qt::CaseInsensitive) != 0)
+        return ApImgToPdf(ui).Convert_EachTiffToPDFbyOne(file, pdf);
+    if (QFileInfo(file) == QFileInfo(pdf))
+        return true;
+    QFile::remove(pdf);
+    return QFile::copy(file, pdf);
+}
+
+} // namespace
+
 void frmMain::mnuCtxPrintFile_Click()
 {
     if (grdSearchList->Row() < 1)
@@ -69,11 +85,15 @@ void frmMain::mnuCtxPrintFile_Click()
     QPrintDialog dialog(&printer, this);
     if (dialog.exec() != QDialog::Accepted)
         return; // a cancelled printer choice prints nothing and says nothing
-    // "Print to File (PDF)" is no printer that lp knows: the program writes that PDF itself.
-    if (printer.outputFormat() == QPrinter::PdfFormat)
-        ApImgToPdf(context_.ui).Convert_EachTiffToPDFbyOne(file, printer.outputFileName());
-    else
+    if (printer.outputFormat() != QPrinter::PdfFormat) {
         context_.ui.ShellOpenFile("Print", file, printer.printerName());
+        return;
+    }
+    // "Print to File (PDF)" is no printer that lp knows: the program writes that PDF itself,
+    // and a PDF is already what was asked for.
+    const QString pdf = printer.outputFileName();
+    if (!printToPdf(context_.ui, file, pdf))
+        context_.ui.MsgBox("Unable to print " + file + " to " + pdf, vbExclamation);
 }
 
 void frmMain::mnuCtxSelectAll_Click()
