@@ -8,6 +8,8 @@
 #include <QLineEdit>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QStyle>
+#include <QStyleFactory>
 #include <QVBoxLayout>
 
 namespace pw {
@@ -46,6 +48,15 @@ QGroupBox *ConversionDialog::progressFrame(QProgressBar *&bar)
 {
     auto *frame = new QGroupBox("Proccessing", this);
     bar = new QProgressBar(frame);
+    // The classic bar of blocks, over its own background. Qt hands the painting of larger
+    // shapes to its thread pool, and both Fusion's striped bar and the frame behind a
+    // transparent bar are such shapes: repainted at every file, they took cores from the
+    // conversion itself.
+    if (QStyle *blocks = QStyleFactory::create("Windows")) {
+        blocks->setParent(bar);
+        bar->setStyle(blocks);
+    }
+    bar->setAutoFillBackground(true);
     (new QVBoxLayout(frame))->addWidget(bar);
     return frame;
 }

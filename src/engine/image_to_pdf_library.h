@@ -21,8 +21,8 @@ public:
 
     // Our library, in this process.
     static ImageToPdfLibrary &ours();
-    // Our library, each call made on a worker thread while the caller's event loop keeps
-    // turning, so that a window stays answering through a page that takes long to encode.
+    // Our library, with each page added on a worker thread while the caller's events keep being
+    // processed, so that a window stays answering through a page that takes long to encode.
     static ImageToPdfLibrary &responsive();
 };
 

@@ -331,6 +331,32 @@ TEST_F(Conversions, ImageToPdfEndsARunSilentlyOnANameWithoutDot)
                     .contains("in procedure cmdconvert_Click at Line No. "));
 }
 
+// Each file is converted with the choices the dialog shows when its turn comes, and closing the
+// dialog ends the run after the file under way.
+TEST_F(Conversions, ImageToPdfTakesChoicesFileByFileAndStopsWhenClosed)
+{
+    for (const char *name : {"c1.png", "c2.png", "c3.png", "c4.png"})
+        image(name);
+    window();
+    tick({"c1.png", "c2.png", "c3.png", "c4.png"});
+    script.then<frmConImageToPdf>([&](frmConImageToPdf &d) {
+        QObject::connect(d.ProgressBar1, &QProgressBar::valueChanged, &d, [&d](int done) {
+            if (done == 1)
+                QTest::mouseClick(d.chkEncodColor, Qt::LeftButton);
+            if (done == 2)
+                d.close();
+        });
+        d.txtOutputFolder->setText(out);
+        d.cmdConvert->click();
+        EXPECT_TRUE(d.cmdConvert->isEnabled());
+    });
+    w->cmdConImageToPdf->click();
+    EXPECT_EQ(QDir(out).entryList(QDir::Files), QStringList({"c1.pdf", "c2.pdf"}));
+    EXPECT_EQ(firstFilter(out + "/c1.pdf"), "/FlateDecode");
+    EXPECT_EQ(firstFilter(out + "/c2.pdf"), "/DCTDecode");
+    EXPECT_EQ(boxes(), QStringList());
+}
+
 TEST_F(Conversions, MergeTakesTheGridsOrderNamesItsFileAndAsksBeforeReplacing)
 {
     for (const int width : {40, 50, 60, 70})
