@@ -66,6 +66,19 @@ public:
     QString CloneXmlPath() const;
 
 private:
+    bool ValidateInput();
+    void WritePvtString();
+    void writeKey(const char *key, const QString &value);
+    bool askToResume();
+    void startRun();
+    void endRun();
+    void ProcessClone();
+    void walk(class CloneList &list, struct FailureTail &pwTail);
+    QString handle(const QString &source, const QString &targetFolder, const QString &target);
+    void setProgressValue(int value);
+    void reportEnd();
+    QString CloneIniPath() const;
+
     struct State;
     AppContext &context_;
     CloneJobView &view_;
