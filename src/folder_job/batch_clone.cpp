@@ -116,7 +116,7 @@ QString readOptions(const QStringList &args, CommandLineView &view, bool &fresh)
     QStringList folders;
     for (int i = 1; i < args.size(); ++i) {
         const QString &a = args[i];
-        QString *name = a == "--color" ? &view.chosen.EncodColor
+        QString *name = a == "--color"  ? &view.chosen.EncodColor
                         : a == "--gray" ? &view.chosen.EncodGraycale
                         : a == "--bw"   ? &view.chosen.EncodBW
                                         : nullptr;

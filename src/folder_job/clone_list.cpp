@@ -23,14 +23,29 @@ QByteArray escaped(const QString &value)
     QByteArray out;
     for (const char c : value.toUtf8()) {
         switch (c) {
-        case '&': out += "&amp;"; break;
-        case '<': out += "&lt;"; break;
-        case '>': out += "&gt;"; break;
-        case '"': out += "&quot;"; break;
-        case '\t': out += "&#9;"; break;
-        case '\n': out += "&#10;"; break;
-        case '\r': out += "&#13;"; break;
-        default: out += c;
+        case '&':
+            out += "&amp;";
+            break;
+        case '<':
+            out += "&lt;";
+            break;
+        case '>':
+            out += "&gt;";
+            break;
+        case '"':
+            out += "&quot;";
+            break;
+        case '\t':
+            out += "&#9;";
+            break;
+        case '\n':
+            out += "&#10;";
+            break;
+        case '\r':
+            out += "&#13;";
+            break;
+        default:
+            out += c;
         }
     }
     return out;
@@ -39,16 +54,16 @@ QByteArray escaped(const QString &value)
 // One File with an empty status and the blanks that its outcome will take.
 QByteArray fileElement(const CloneFileEntry &f)
 {
-    return "<File name=\"" + escaped(f.name) + "\" path=\"" + escaped(f.path) +
-           "\" targetfile=\"" + escaped(f.targetfile) + "\" targetfolder=\"" +
-           escaped(f.targetfolder) + "\" status=\"\"" + QByteArray(kStatusSlot, ' ') + "/>";
+    return "<File name=\"" + escaped(f.name) + "\" path=\"" + escaped(f.path) + "\" targetfile=\"" +
+           escaped(f.targetfile) + "\" targetfolder=\"" + escaped(f.targetfolder) +
+           "\" status=\"\"" + QByteArray(kStatusSlot, ' ') + "/>";
 }
 
 QByteArray skeleton(const CloneEncodings &e)
 {
     return kHeader + "<Clone><Settings EncodColor=\"" + escaped(e.EncodColor) +
-           "\" EncodGraycale=\"" + escaped(e.EncodGraycale) + "\" EncodBW=\"" +
-           escaped(e.EncodBW) + "\"/><Files>" + kTail;
+           "\" EncodGraycale=\"" + escaped(e.EncodGraycale) + "\" EncodBW=\"" + escaped(e.EncodBW) +
+           "\"/><Files>" + kTail;
 }
 
 [[noreturn]] void cannotWrite()
@@ -140,9 +155,11 @@ void CloneListWriter::rebuildFrom(const CloneFileEntry *f)
             // parser, whole, each time.
             if (f) {
                 pugi::xml_node file = files.append_child("File");
-                for (const auto &[name, value] :
-                     {std::pair{"name", f->name}, {"path", f->path}, {"targetfile", f->targetfile},
-                      {"targetfolder", f->targetfolder}, {"status", QString()}})
+                for (const auto &[name, value] : {std::pair{"name", f->name},
+                                                  {"path", f->path},
+                                                  {"targetfile", f->targetfile},
+                                                  {"targetfolder", f->targetfolder},
+                                                  {"status", QString()}})
                     file.append_attribute(name).set_value(value.toUtf8().constData());
             }
             writeWhole(xmlPath_, serialized(doc));
@@ -201,8 +218,8 @@ bool CloneList::load(const QString &xmlPath)
         d->nodes.push_back(node);
         // Only a tag of ours, whose status holds no entity, is rewritten in place.
         const pugi::xml_attribute status = node.attribute("status");
-        const bool plain = status && QByteArray(status.value()).indexOf('&') < 0 &&
-                           node.offset_debug() >= 0;
+        const bool plain =
+            status && QByteArray(status.value()).indexOf('&') < 0 && node.offset_debug() >= 0;
         d->slotOffsets.push_back(plain ? d->slotAt(node.offset_debug()) : -1);
     }
     return true;
@@ -212,7 +229,9 @@ CloneEncodings CloneList::settings(bool &found) const
 {
     const pugi::xml_node s = d->doc.child("Clone").child("Settings");
     found = bool(s);
-    const auto text = [&](const char *name) { return QString::fromUtf8(s.attribute(name).value()); };
+    const auto text = [&](const char *name) {
+        return QString::fromUtf8(s.attribute(name).value());
+    };
     return {text("EncodColor"), text("EncodGraycale"), text("EncodBW")};
 }
 

@@ -251,8 +251,12 @@ void FolderJob::cmdOk_Click()
         view_.setStatusCaption("Searching file(s)...");
         context_.ui.DoEvents();
         PW_STEP;
-        CloneScan scan{state_->FilterPattern, view_.sourceText(), view_.outputText(), &writer,
-                       [this] { return StopRequested; }, [this] { context_.ui.DoEvents(); }};
+        CloneScan scan{state_->FilterPattern,
+                       view_.sourceText(),
+                       view_.outputText(),
+                       &writer,
+                       [this] { return StopRequested; },
+                       [this] { context_.ui.DoEvents(); }};
         state_->TotalFiles = scan.SearchCloneFiles(view_.sourceText(), output);
         context_.ui.DoEvents();
         PW_STEP;

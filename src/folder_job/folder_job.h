@@ -31,10 +31,10 @@ struct CloneIniRecord {
 struct CloneRunSummary {
     int completed = 0;
     int alreadyExisting = 0;
-    int errors = 0;           // "Error"
-    int folderFailures = 0;   // "Unable to Create Folder"
-    bool failed = false;      // the run ended through a failure tail
-    bool stopped = false;     // StopRequested was seen
+    int errors = 0;         // "Error"
+    int folderFailures = 0; // "Unable to Create Folder"
+    bool failed = false;    // the run ended through a failure tail
+    bool stopped = false;   // StopRequested was seen
 };
 
 class FolderJob {

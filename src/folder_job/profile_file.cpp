@@ -68,8 +68,8 @@ int findKey(const QStringList &lines, const QString &section, const QString &key
 
 } // namespace
 
-QString GetPrivateProfileString(const QString &section, const QString &key,
-                                const QString &fallback, const QString &path, int bufferChars)
+QString GetPrivateProfileString(const QString &section, const QString &key, const QString &fallback,
+                                const QString &path, int bufferChars)
 {
     const QStringList lines = readLines(path);
     int end = 0;

@@ -9,9 +9,8 @@ namespace pw {
 
 // The value of `key` in `section` of `path`, or `fallback`; cut to `bufferChars` - 1 characters,
 // the room a caller's buffer leaves beside its terminating zero.
-QString GetPrivateProfileString(const QString &section, const QString &key,
-                                const QString &fallback, const QString &path,
-                                int bufferChars = 4096);
+QString GetPrivateProfileString(const QString &section, const QString &key, const QString &fallback,
+                                const QString &path, int bufferChars = 4096);
 // False when the file cannot be written.
 bool WritePrivateProfileString(const QString &section, const QString &key, const QString &value,
                                const QString &path);
