@@ -13,6 +13,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QTime>
 
 #include <optional>
@@ -384,8 +385,10 @@ void FolderJob::walk(CloneList &list, FailureTail &pwTail)
         PW_STEP;
         ++state_->FilesCompleted;
         setProgressValue(state_->progressValue + 1);
-        writeKey("FILE_COMPLETED", QString::number(state_->FilesCompleted));
-        writeKey("LAST_FILEPATH", source);
+        WritePrivateProfileStrings("CLONE",
+                                   {{"FILE_COMPLETED", QString::number(state_->FilesCompleted)},
+                                    {"LAST_FILEPATH", source}},
+                                   CloneIniPath());
         context_.ui.DoEvents();
         PW_STEP;
         if (!outcome.isEmpty())
@@ -398,7 +401,8 @@ void FolderJob::walk(CloneList &list, FailureTail &pwTail)
 // Makes the target folder and converts one file; returns its outcome.
 QString FolderJob::handle(const QString &source, const QString &folder, const QString &target)
 {
-    if (!CreateFolderPath(ValidateDir(folder))) {
+    // Most files go where the one before went: one look settles that.
+    if (!QFileInfo(folder).isDir() && !CreateFolderPath(ValidateDir(folder))) {
         ++summary_.folderFailures;
         return "Unable to Create Folder";
     }

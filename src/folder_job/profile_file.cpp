@@ -1,7 +1,6 @@
 #include "profile_file.h"
 
 #include <QFile>
-#include <QSaveFile>
 #include <QStringList>
 
 namespace pw {
@@ -17,7 +16,8 @@ QStringList readLines(const QString &path)
     QString text = QString::fromLocal8Bit(file.readAll());
     text.replace("\r\n", "\n");
     QStringList lines = text.split('\n');
-    if (!lines.isEmpty() && lines.last().isEmpty())
+    // Blanks left behind by a shorter rewrite end the file; they are not lines.
+    while (!lines.isEmpty() && lines.last().trimmed().isEmpty())
         lines.removeLast();
     return lines;
 }
@@ -88,22 +88,36 @@ QString GetPrivateProfileString(const QString &section, const QString &key, cons
 bool WritePrivateProfileString(const QString &section, const QString &key, const QString &value,
                                const QString &path)
 {
+    return WritePrivateProfileStrings(section, {{key, value}}, path);
+}
+
+bool WritePrivateProfileStrings(const QString &section,
+                                const QList<std::pair<QString, QString>> &values,
+                                const QString &path)
+{
     QStringList lines = readLines(path);
-    int end = 0;
-    const int at = findKey(lines, section, key, end);
-    const QString line = key + "=" + value;
-    if (at >= 0)
-        lines[at] = line;
-    else if (end >= 0)
-        lines.insert(end, line);
-    else
-        lines << "[" + section + "]" << line;
-    // Replaced whole, so that a crash mid-write leaves the old file rather than half a new one.
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly))
+    for (const auto &[key, value] : values) {
+        int end = 0;
+        const int at = findKey(lines, section, key, end);
+        const QString line = key + "=" + value;
+        if (at >= 0)
+            lines[at] = line;
+        else if (end >= 0)
+            lines.insert(end, line);
+        else
+            lines << "[" + section + "]" << line;
+    }
+    // One write over the old text, in place: a killed program leaves the old file or the new
+    // one, never a missing file. A shorter text is followed by blanks, which readers pass
+    // over. Neither a rename nor a sync: a job writes this after every file, and the file
+    // system would flush each replaced file to the disk at once.
+    QFile file(path);
+    if (!file.open(QIODevice::ReadWrite | QIODevice::Unbuffered))
         return false;
-    file.write((lines.join("\r\n") + "\r\n").toLocal8Bit());
-    return file.commit();
+    QByteArray bytes = (lines.join("\r\n") + "\r\n").toLocal8Bit();
+    if (bytes.size() < file.size())
+        bytes.append(QByteArray(file.size() - bytes.size(), ' '));
+    return file.write(bytes) == bytes.size();
 }
 
 } // namespace pw

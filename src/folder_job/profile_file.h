@@ -3,7 +3,10 @@
 // keys are found without regard to case; a write replaces the key's line in place or appends
 // it, with its section, so that a hand-edited file keeps everything else as it was.
 
+#include <QList>
 #include <QString>
+
+#include <utility>
 
 namespace pw {
 
@@ -14,5 +17,9 @@ QString GetPrivateProfileString(const QString &section, const QString &key, cons
 // False when the file cannot be written.
 bool WritePrivateProfileString(const QString &section, const QString &key, const QString &value,
                                const QString &path);
+// Several keys in one replacement of the file: a crash leaves all of them written or none.
+bool WritePrivateProfileStrings(const QString &section,
+                                const QList<std::pair<QString, QString>> &values,
+                                const QString &path);
 
 } // namespace pw
