@@ -53,8 +53,9 @@ for ((k = 0; k < kills; ++k)); do
     fi
     job "$work/run" "${command[@]}" >>"$work/run.log" 2>&1 &
     pid=$!
-    # The first quarter of the kills fall into the first 400 ms, where the scan runs.
-    ((k < (kills + 3) / 4)) && ms=$((RANDOM % 400)) || ms=$((RANDOM % (span + 1)))
+    # The first quarter of the kills fall into the first 400 ms, where the scan runs; the rest
+    # let each run go about a share of the whole, so that the kills spread over the job.
+    ((k < (kills + 3) / 4)) && ms=$((RANDOM % 400)) || ms=$((RANDOM % (2 * span / kills + 1)))
     sleep "$((ms / 1000)).$(printf '%03d' $((ms % 1000)))"
     kill -9 "$pid" 2>/dev/null || true
     wait "$pid" 2>/dev/null || true
