@@ -1,6 +1,7 @@
 #include "core/app_context.h"
 #include "core/master_layout.h"
 #include "engine/batch_job.h"
+#include "folder_job/batch_clone.h"
 
 #include <QCoreApplication>
 
@@ -10,6 +11,15 @@ int main(int argc, char **argv)
 {
     QCoreApplication app(argc, argv);
     app.setApplicationName("pagewright-batch");
+    const auto print = [](FILE *to) {
+        return [to](const QString &line) {
+            std::fputs(qPrintable(line + "\n"), to);
+            std::fflush(to);
+        };
+    };
+    const QStringList args = app.arguments().mid(1);
+    if (!args.isEmpty() && pw::IsBatchCloneCommand(args[0]))
+        return pw::RunBatchClone(args, print(stdout), print(stderr));
     pw::QuietUi ui;
     pw::AppContext context(ui);
     pw::BatchJob job(context);
@@ -23,8 +33,5 @@ int main(int argc, char **argv)
     // Failures are logged where the windows log them.
     if (!pw::EnsureFileStoragePath(context))
         return 2;
-    const auto print = [](FILE *to) {
-        return [to](const QString &line) { std::fputs(qPrintable(line + "\n"), to); };
-    };
     return job.run(print(stdout), print(stderr));
 }

@@ -23,6 +23,12 @@ QString BatchJob::usage()
            "      one PDF of all files (images and PDFs), in the order given\n"
            "  pagewright-batch pages FILE...\n"
            "      the page count of each TIFF and PDF file\n"
+           "  pagewright-batch clone [--replace] [--color NAME] [--gray NAME] [--bw NAME] [--new]"
+           " SOURCE OUTPUT\n"
+           "      the tree below SOURCE as PDFs below OUTPUT, as a job that a stop or a crash\n"
+           "      leaves resumable (--new discards an unfinished job)\n"
+           "  pagewright-batch resume\n"
+           "      takes up the unfinished folder job\n"
            "NAME is one of: " +
            RecompressionNames.join(", ") +
            " (for the colour class it"

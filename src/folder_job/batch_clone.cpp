@@ -1,0 +1,195 @@
+#include "batch_clone.h"
+
+#include "clone_job_view.h"
+#include "folder_job.h"
+
+#include "core/app_context.h"
+#include "core/master_layout.h"
+#include "core/ui_services.h"
+#include "engine/ap_img_to_pdf.h"
+#include "engine/image_to_pdf_library.h"
+
+#include <QCoreApplication>
+
+#include <csignal>
+
+namespace pw {
+
+namespace {
+
+volatile std::sig_atomic_t interrupted = 0;
+
+extern "C" void onInterrupt(int)
+{
+    interrupted = 1;
+}
+
+// The job's boxes are the command's arguments; the log goes out line by line.
+class CommandLineView final : public CloneJobView {
+public:
+    explicit CommandLineView(const std::function<void(const QString &)> &out) : out_(out) {}
+    ~CommandLineView() override { flush(); }
+
+    QString sourceText() const override { return source; }
+    void setSourceText(const QString &text) override { source = text; }
+    QString outputText() const override { return output; }
+    void setOutputText(const QString &text) override { output = text; }
+    void focusOutput() override {}
+    bool replaceExisting() const override { return replace; }
+    void setReplaceExisting(bool on) override { replace = on; }
+    bool openFolderAfter() const override { return false; }
+    CloneEncodings encodings() const override { return chosen; }
+    void restoreEncodings(const CloneEncodings &) override {}
+    QString runCaption() const override { return caption_; }
+    void setRunCaption(const QString &caption) override { caption_ = caption; }
+    void setCloseEnabled(bool) override {}
+    void setBusy(bool) override {}
+    void setStatusCaption(const QString &) override {}
+    void clearLog() override { flush(); }
+    void appendLog(const QString &text) override
+    {
+        pending_ += text;
+        for (qsizetype end; (end = pending_.indexOf("\r\n")) >= 0; pending_.remove(0, end + 2))
+            out_(pending_.left(end));
+    }
+    void setProgressMaximum(int) override {}
+    void setProgressValue(int) override {}
+
+    void flush()
+    {
+        if (!pending_.isEmpty())
+            out_(pending_);
+        pending_.clear();
+    }
+
+    QString source, output;
+    bool replace = false;
+    CloneEncodings chosen;
+
+private:
+    const std::function<void(const QString &)> &out_;
+    QString caption_ = "&Start";
+    QString pending_;
+};
+
+// No windows: a question about the last job is answered No (the command decides that itself),
+// and an interrupt asks the job to stop after the file in hand.
+class CommandLineUi final : public UiServices {
+public:
+    explicit CommandLineUi(const std::function<void(const QString &)> &err) : err_(err) {}
+    FolderJob *job = nullptr;
+
+    int MessageBox(const QString &prompt, int flags, const QString &) override
+    {
+        if ((flags & vbButtonsMask) == vbYesNo)
+            return vbNo;
+        err_(prompt);
+        return vbOK;
+    }
+    int ShellExecute(const QString &, const QString &, const QString &, const QString &) override
+    {
+        return 33;
+    }
+    void OpenWith(const QString &) override {}
+    QString BrowseForFolder(const QString &, const QString &, int) override { return {}; }
+    QString AskSaveFileName(const QString &, const QString &, int) override { return {}; }
+    void DoEvents() override
+    {
+        if (interrupted && job)
+            job->requestStop();
+        QCoreApplication::processEvents();
+    }
+
+private:
+    const std::function<void(const QString &)> &err_;
+};
+
+QString usage()
+{
+    return "Usage: pagewright-batch clone [--replace] [--color NAME] [--gray NAME] [--bw NAME] "
+           "[--new] SOURCE OUTPUT\n       pagewright-batch resume";
+}
+
+// Reads clone's options into `view`; "" when they are right, else what is wrong.
+QString readOptions(const QStringList &args, CommandLineView &view, bool &fresh)
+{
+    QStringList folders;
+    for (int i = 1; i < args.size(); ++i) {
+        const QString &a = args[i];
+        QString *name = a == "--color"  ? &view.chosen.EncodColor
+                        : a == "--gray" ? &view.chosen.EncodGraycale
+                        : a == "--bw"   ? &view.chosen.EncodBW
+                                        : nullptr;
+        if (name) {
+            if (++i >= args.size() || !RecompressionNames.contains(args[i]))
+                return "Option " + a + " needs one of " + RecompressionNames.join(", ") + ".";
+            *name = args[i];
+        } else if (a == "--replace") {
+            view.replace = true;
+        } else if (a == "--new") {
+            fresh = true;
+        } else if (a.startsWith("--")) {
+            return "Unknown option " + a + ".";
+        } else {
+            folders << a;
+        }
+    }
+    if (folders.size() != 2)
+        return "The clone command needs a source folder and an output folder.";
+    view.source = folders[0];
+    view.output = folders[1];
+    return {};
+}
+
+int exitStatus(const CloneRunSummary &run)
+{
+    return run.failed || run.errors > 0 || run.folderFailures > 0 ? 1 : 0;
+}
+
+} // namespace
+
+bool IsBatchCloneCommand(const QString &command)
+{
+    return command == "clone" || command == "resume";
+}
+
+int RunBatchClone(const QStringList &args, const std::function<void(const QString &)> &out,
+                  const std::function<void(const QString &)> &err)
+{
+    CommandLineView view(out);
+    bool fresh = false;
+    if (args[0] == "clone") {
+        if (const QString wrong = readOptions(args, view, fresh); !wrong.isEmpty()) {
+            err(wrong + "\n" + usage());
+            return 2;
+        }
+    }
+    CommandLineUi ui(err);
+    AppContext context(ui);
+    if (!EnsureFileStoragePath(context))
+        return 2;
+    FolderJob job(context, view, ImageToPdfLibrary::ours());
+    ui.job = &job;
+    std::signal(SIGINT, onInterrupt);
+    std::signal(SIGTERM, onInterrupt);
+    job.prepare();
+    job.ReadPvtString();
+    if (args[0] == "resume") {
+        if (!job.unfinishedJobExists()) {
+            err("There is no unfinished folder job to resume.");
+            return 2;
+        }
+        job.ResumeLastClone();
+    } else {
+        if (job.unfinishedJobExists() && !fresh) {
+            err("An unfinished folder job exists (from " + job.record().LastClonePath +
+                "): run \"pagewright-batch resume\", or clone --new to discard it.");
+            return 2;
+        }
+        job.cmdOk_Click();
+    }
+    view.flush();
+    return exitStatus(job.lastRun());
+}
+
+} // namespace pw

@@ -1,0 +1,425 @@
+#include "folder_job.h"
+
+#include "clone_list.h"
+#include "clone_scan.h"
+#include "profile_file.h"
+
+#include "core/app_context.h"
+#include "core/failure_log.h"
+#include "core/globals.h"
+#include "core/path_helpers.h"
+#include "core/runtime.h"
+#include "engine/ap_img_to_pdf.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QTime>
+
+#include <optional>
+
+namespace pw {
+
+namespace {
+
+const Unit dialog = Unit::form("frmCloneDirectory");
+const Unit dialogWithoutTime = Unit::formWithoutTime("frmCloneDirectory");
+const QString Start = "&Start";
+const QString Stop = "Sto&p";
+const QString Unfinished = "NOT FINISHED";
+const QString Finished = "FINISHED";
+
+// The tree's "Desktop" stands for the desktop folder; a path that merely contains the word is
+// left alone.
+QString resolveDesktop(const QString &text)
+{
+    return text == "Desktop" ? GetSpecialfolder(FolderDesktop) : text;
+}
+
+} // namespace
+
+struct FolderJob::State {
+    QString CloneFolder;
+    QString CloneXmlPath;
+    QString FilterPattern;
+    int TotalFiles = 0;
+    int FilesCompleted = 0;
+    int progressMaximum = 0;
+    int progressValue = 0;
+    CloneEncodings encodings;
+    std::optional<ApImgToPdf> converter;
+    bool running = false;
+};
+
+FolderJob::FolderJob(AppContext &context, CloneJobView &view, ImageToPdfLibrary &library)
+    : context_(context), view_(view), library_(library), state_(std::make_unique<State>())
+{
+}
+
+FolderJob::~FolderJob() = default;
+
+QString FolderJob::CloneFolder() const
+{
+    return state_->CloneFolder;
+}
+
+QString FolderJob::CloneXmlPath() const
+{
+    return state_->CloneXmlPath;
+}
+
+QString FolderJob::CloneIniPath() const
+{
+    return state_->CloneFolder + separator() + "Clone.ini";
+}
+
+bool FolderJob::running() const
+{
+    return state_->running;
+}
+
+void FolderJob::prepare()
+{
+    state_->CloneFolder = context_.FileStoragePath + separator() + "Clone";
+    CreateFolderPath(state_->CloneFolder);
+    state_->CloneXmlPath = state_->CloneFolder + separator() + "clone.xml";
+    state_->FilterPattern = FillFilterPatterns()[0];
+}
+
+void FolderJob::ReadPvtString()
+{
+    PW_PROCEDURE("ReadPvtString", dialog);
+    guarded(pwTail, [&] {
+        PW_STEP;
+        QDir().mkdir(state_->CloneFolder);
+        PW_STEP;
+        // Reading leaves an empty file behind at the least, as the classic reader did.
+        if (!QFile::exists(CloneIniPath())) {
+            QFile file(CloneIniPath());
+            if (!file.open(QIODevice::WriteOnly))
+                throw RuntimeError::fromNumber(75);
+        }
+        PW_STEP;
+        const auto read = [&](const char *key, const QString &fallback = {}) {
+            return GetPrivateProfileString("CLONE", key, fallback, CloneIniPath()).trimmed();
+        };
+        record_.LastClonePath = read("CLONE_PATH");
+        record_.LastTimeStart = read("TIME_START");
+        record_.LastTotalFile = read("TOTAL_FILE");
+        record_.LastFileCompleted = read("FILE_COMPLETED");
+        record_.LastFilePath = read("LAST_FILEPATH");
+        record_.LastStatus = read("STATUS");
+        record_.LastOutputPath = read("OUTPUT_PATH");
+        record_.LastReplaceExisting = read("REPLACE_EXISTING", "0");
+    });
+}
+
+void FolderJob::writeKey(const char *key, const QString &value)
+{
+    WritePrivateProfileString("CLONE", key, value, CloneIniPath());
+}
+
+void FolderJob::WritePvtString()
+{
+    PW_PROCEDURE("WritePvtString", dialog);
+    guarded(pwTail, [&] {
+        PW_STEP;
+        QDir().mkdir(state_->CloneFolder);
+        if (!QFile::exists(CloneIniPath()))
+            QFile(CloneIniPath()).open(QIODevice::WriteOnly);
+        PW_STEP;
+        writeKey("CLONE_PATH", view_.sourceText());
+        writeKey("OUTPUT_PATH", resolveDesktop(view_.outputText()));
+        context_.ui.DoEvents();
+        writeKey("TIME_START", QTime::currentTime().toString("HH:mm:ss"));
+        writeKey("TOTAL_FILE", QString::number(state_->TotalFiles));
+        context_.ui.DoEvents();
+        writeKey("FILE_COMPLETED", QString::number(state_->FilesCompleted));
+        writeKey("LAST_FILEPATH", "");
+        context_.ui.DoEvents();
+        writeKey("STATUS", Unfinished);
+        context_.ui.DoEvents();
+        writeKey("REPLACE_EXISTING", view_.replaceExisting() ? "1" : "0");
+    });
+}
+
+bool FolderJob::unfinishedJobExists() const
+{
+    return !record_.LastStatus.isEmpty() && FileExists(state_->CloneXmlPath) &&
+           record_.LastStatus == Unfinished;
+}
+
+bool FolderJob::askToResume()
+{
+    if (!unfinishedJobExists())
+        return false;
+    return context_.ui.MsgBox("Last Cloning Job was not completed successfully.\r\nDo you wants "
+                              "to start that again?",
+                              vbYesNo, AppTitle) == vbYes;
+}
+
+void FolderJob::Form_Activate()
+{
+    ReadPvtString();
+    if (!askToResume())
+        return;
+    view_.setSourceText(record_.LastClonePath);
+    view_.setOutputText(record_.LastOutputPath);
+    view_.setReplaceExisting(Val(record_.LastReplaceExisting) != 0);
+    ResumeLastClone();
+}
+
+bool FolderJob::ValidateInput()
+{
+    bool result = false;
+    PW_PROCEDURE("ValidateInput", dialog);
+    guarded(pwTail, [&] {
+        PW_STEP;
+        QString output = view_.outputText();
+        const QString refusal = output.isEmpty()        ? "Please select output folder to clone."
+                                : !FolderExists(output) ? "Specified output path is not valid."
+                                                        : QString();
+        if (!refusal.isEmpty()) {
+            context_.ui.MsgBox(refusal, vbInformation, AppTitle);
+            view_.focusOutput();
+            return;
+        }
+        result = true;
+    });
+    return result;
+}
+
+void FolderJob::startRun()
+{
+    state_->running = true;
+    view_.setCloseEnabled(false);
+    view_.setRunCaption(Stop);
+    view_.setBusy(true);
+    StopRequested = false;
+    summary_ = {};
+}
+
+void FolderJob::endRun()
+{
+    view_.setRunCaption(Start);
+    view_.setCloseEnabled(true);
+    view_.setBusy(false);
+    setProgressValue(0);
+    state_->running = false;
+    state_->converter.reset();
+}
+
+void FolderJob::reportEnd()
+{
+    summary_.stopped = StopRequested;
+    const QString word = StopRequested ? "terminated...." : "completed....";
+    view_.appendLog("\r\n" + word);
+    view_.setStatusCaption(word);
+    writeKey("STATUS", StopRequested ? Unfinished : Finished);
+}
+
+void FolderJob::cmdOk_Click()
+{
+    if (view_.runCaption() != Start) {
+        StopRequested = true;
+        return;
+    }
+    PW_PROCEDURE("cmdOk_Click", dialog);
+    const bool ended = guarded(pwTail, [&] {
+        PW_STEP;
+        StopRequested = false;
+        if (!ValidateInput())
+            return;
+        PW_STEP;
+        view_.setRunCaption(Stop);
+        ReadPvtString();
+        if (askToResume()) {
+            view_.setRunCaption(Start);
+            ResumeLastClone();
+            return;
+        }
+        PW_STEP;
+        view_.clearLog();
+        startRun();
+        QString output = resolveDesktop(view_.outputText());
+        if (output.trimmed().isEmpty())
+            output = view_.sourceText();
+        state_->encodings = view_.encodings();
+        PW_STEP;
+        CloneListWriter writer(state_->CloneXmlPath);
+        writer.startNewJob(state_->encodings);
+        PW_STEP;
+        view_.setStatusCaption("Searching file(s)...");
+        context_.ui.DoEvents();
+        PW_STEP;
+        CloneScan scan{state_->FilterPattern,
+                       view_.sourceText(),
+                       view_.outputText(),
+                       &writer,
+                       [this] { return StopRequested; },
+                       [this] { context_.ui.DoEvents(); }};
+        state_->TotalFiles = scan.SearchCloneFiles(view_.sourceText(), output);
+        context_.ui.DoEvents();
+        PW_STEP;
+        if (StopRequested) {
+            view_.setStatusCaption("Cloning Terminated");
+            summary_.stopped = true;
+            DeleteFileIfExists(state_->CloneXmlPath);
+            endRun();
+            return;
+        }
+        PW_STEP;
+        view_.setStatusCaption("Processing file(s)...");
+        if (state_->TotalFiles <= 0) {
+            context_.ui.MsgBox("There is no supported image files in the source folder!",
+                               vbExclamation);
+            endRun();
+            return;
+        }
+        PW_STEP;
+        state_->progressMaximum = state_->TotalFiles;
+        view_.setProgressMaximum(state_->TotalFiles);
+        setProgressValue(0);
+        state_->FilesCompleted = 0;
+        view_.appendLog("Total Files=" + QString::number(state_->TotalFiles) +
+                        "\r\nClonning_Path : " + view_.sourceText() + "\r\nProcessing.....");
+        PW_STEP;
+        WritePvtString();
+        ProcessClone();
+        PW_STEP;
+        reportEnd();
+        PW_STEP;
+        const bool openFolder = view_.openFolderAfter();
+        if (context_.AppSettings) // pagewright-batch leaves the dialog's settings alone
+            context_.settings().setIsOpenFolderCloneDir(openFolder ? 1 : 0);
+        if (openFolder) {
+            if (view_.outputText().trimmed().isEmpty())
+                view_.setOutputText(view_.sourceText());
+            context_.ui.ShellOpenFile("Explore", view_.outputText());
+        }
+        PW_STEP;
+        endRun();
+    });
+    // A failed run leaves the dialog as it stood: "Sto&p" on the button, Close disabled.
+    summary_.failed = summary_.failed || !ended;
+}
+
+void FolderJob::ResumeLastClone()
+{
+    if (view_.runCaption() != Start) {
+        StopRequested = true;
+        return;
+    }
+    PW_PROCEDURE("ResumeLastClone", dialogWithoutTime);
+    const bool ended = guarded(pwTail, [&] {
+        PW_STEP;
+        startRun();
+        PW_STEP;
+        view_.clearLog();
+        state_->progressMaximum = CInt(record_.LastTotalFile);
+        view_.setProgressMaximum(state_->progressMaximum);
+        setProgressValue(0);
+        state_->FilesCompleted = 0;
+        PW_STEP;
+        view_.appendLog("Total Files=" + record_.LastTotalFile + "\r\n");
+        view_.appendLog("Clonning_Path : " + record_.LastClonePath);
+        view_.appendLog("\r\nProcessing.....");
+        PW_STEP;
+        ProcessClone();
+        PW_STEP;
+        reportEnd();
+        endRun();
+    });
+    summary_.failed = summary_.failed || !ended;
+}
+
+void FolderJob::setProgressValue(int value)
+{
+    // The classic progress control refused a value beyond its maximum with a run-time error.
+    if (value > state_->progressMaximum || value < 0)
+        throw RuntimeError::fromNumber(380);
+    state_->progressValue = value;
+    view_.setProgressValue(value);
+}
+
+void FolderJob::ProcessClone()
+{
+    PW_PROCEDURE("ProcessClone", dialogWithoutTime);
+    const bool ended = guarded(pwTail, [&] {
+        PW_STEP;
+        if (!FileExists(state_->CloneXmlPath))
+            return;
+        PW_STEP;
+        CloneList list;
+        if (!list.load(state_->CloneXmlPath) || !list.hasFiles())
+            throw RuntimeError::fromNumber(91);
+        PW_STEP;
+        bool found = false;
+        const CloneEncodings encodings = list.settings(found);
+        if (found) {
+            state_->encodings = encodings;
+            view_.restoreEncodings(encodings);
+        }
+        walk(list, pwTail);
+        PW_STEP;
+        if (state_->FilesCompleted >= list.count())
+            DeleteFileIfExists(state_->CloneXmlPath);
+    });
+    summary_.failed = summary_.failed || !ended;
+}
+
+void FolderJob::walk(CloneList &list, FailureTail &pwTail)
+{
+    for (int i = 0; i < list.count(); ++i) {
+        PW_STEP;
+        if (StopRequested)
+            break;
+        const QString source = list.attribute(i, "path") + separator() + list.attribute(i, "name");
+        const QString folder = list.attribute(i, "targetfolder");
+        const QString target = folder + separator() + list.attribute(i, "targetfile");
+        view_.appendLog("\r\n" + source + ".....");
+        PW_STEP;
+        const QString settled = list.attribute(i, "status");
+        const QString outcome = settled.trimmed().isEmpty() ? handle(source, folder, target) : "";
+        view_.appendLog(outcome.isEmpty() ? settled : outcome);
+        PW_STEP;
+        ++state_->FilesCompleted;
+        setProgressValue(state_->progressValue + 1);
+        WritePrivateProfileStrings("CLONE",
+                                   {{"FILE_COMPLETED", QString::number(state_->FilesCompleted)},
+                                    {"LAST_FILEPATH", source}},
+                                   CloneIniPath());
+        context_.ui.DoEvents();
+        PW_STEP;
+        if (!outcome.isEmpty())
+            list.setStatus(i, outcome);
+        if (StopRequested)
+            break;
+    }
+}
+
+// Makes the target folder and converts one file; returns its outcome.
+QString FolderJob::handle(const QString &source, const QString &folder, const QString &target)
+{
+    // Most files go where the one before went: one look settles that.
+    if (!QFileInfo(folder).isDir() && !CreateFolderPath(ValidateDir(folder))) {
+        ++summary_.folderFailures;
+        return "Unable to Create Folder";
+    }
+    if (!view_.replaceExisting() && FileExists(target)) {
+        ++summary_.alreadyExisting;
+        return "Already Exists";
+    }
+    if (!state_->converter)
+        state_->converter.emplace(context_.ui, library_);
+    const CloneEncodings &e = state_->encodings;
+    if (state_->converter->ConverImageToPdf(source, target, e.EncodColor, e.EncodGraycale,
+                                            e.EncodBW)) {
+        ++summary_.completed;
+        return "Completed";
+    }
+    ++summary_.errors;
+    return "Error";
+}
+
+} // namespace pw

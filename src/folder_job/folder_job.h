@@ -1,0 +1,92 @@
+#pragma once
+// A folder job: a source tree cloned into a tree of PDFs, one file at a time, as a job that a
+// stop, a crash or a kill leaves resumable. The job's state lives in "Clone.ini" and
+// "clone.xml" in the job folder below the storage folder; the front end (the Folder Conversion
+// dialog, or pagewright-batch) shows and steers it through a CloneJobView.
+
+#include "clone_job_view.h"
+
+#include <QString>
+
+#include <memory>
+
+namespace pw {
+
+struct AppContext;
+class ImageToPdfLibrary;
+
+// The eight values of "Clone.ini" as last read.
+struct CloneIniRecord {
+    QString LastClonePath;
+    QString LastTimeStart;
+    QString LastTotalFile;
+    QString LastFileCompleted;
+    QString LastFilePath;
+    QString LastStatus;
+    QString LastOutputPath;
+    QString LastReplaceExisting;
+};
+
+// How the last run ended, for a front end that reports it (pagewright-batch's exit status).
+struct CloneRunSummary {
+    int completed = 0;
+    int alreadyExisting = 0;
+    int errors = 0;         // "Error"
+    int folderFailures = 0; // "Unable to Create Folder"
+    bool failed = false;    // the run ended through a failure tail
+    bool stopped = false;   // StopRequested was seen
+};
+
+class FolderJob {
+public:
+    FolderJob(AppContext &context, CloneJobView &view, ImageToPdfLibrary &library);
+    ~FolderJob();
+
+    // The job folder is made and the paths set (the part of the dialog's Form_Load that is the
+    // job's).
+    void prepare();
+    // ReadPvtString, then the test for an unfinished job and its prompt; on Yes the boxes take
+    // the job's folders and replace choice, and the job is resumed.
+    void Form_Activate();
+    // The Start/Stop button. Re-entrant: a click during a run only sets StopRequested.
+    void cmdOk_Click();
+    // Takes up the unfinished job as it stands, without a question.
+    void ResumeLastClone();
+    // After ReadPvtString: STATUS "NOT FINISHED" and a "clone.xml" to take up.
+    bool unfinishedJobExists() const;
+    void ReadPvtString();
+
+    // Asks a running job to stop after the file in hand (what the Stop button does).
+    void requestStop() { StopRequested = true; }
+    bool running() const;
+
+    const CloneIniRecord &record() const { return record_; }
+    const CloneRunSummary &lastRun() const { return summary_; }
+    QString CloneFolder() const;
+    QString CloneXmlPath() const;
+
+private:
+    bool ValidateInput();
+    void WritePvtString();
+    void writeKey(const char *key, const QString &value);
+    bool askToResume();
+    void startRun();
+    void endRun();
+    void ProcessClone();
+    void walk(class CloneList &list, struct FailureTail &pwTail);
+    QString handle(const QString &source, const QString &targetFolder, const QString &target);
+    void setProgressValue(int value);
+    void reportEnd();
+    QString CloneIniPath() const;
+
+    struct State;
+    AppContext &context_;
+    CloneJobView &view_;
+    ImageToPdfLibrary &library_;
+    CloneIniRecord record_;
+    CloneRunSummary summary_;
+    bool StopRequested = false;
+    std::unique_ptr<State> state_;
+};
+
+} // namespace pw
