@@ -14,6 +14,9 @@ cmake --build build-bench-scan --parallel "$jobs" --target scan_bench
 cmake -S bench/dialogs -B build-bench-dialogs -G Ninja -DCMAKE_BUILD_TYPE=Release \
     -DPAGEWRIGHT_WERROR=ON >/dev/null
 cmake --build build-bench-dialogs --parallel "$jobs" --target dialog_bench
+cmake -S bench/folder_job -B build-bench-folder-job -G Ninja -DCMAKE_BUILD_TYPE=Release \
+    -DPAGEWRIGHT_WERROR=ON >/dev/null
+cmake --build build-bench-folder-job --parallel "$jobs" --target folder_job_bench
 cmake -S bench/flex_grid -B build-bench-flexgrid -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
 cmake --build build-bench-flexgrid --parallel "$jobs"
 # run.sh compiles the generator by hand, without -Werror; the same command with it.

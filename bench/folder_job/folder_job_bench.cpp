@@ -42,33 +42,13 @@ public:
 };
 
 // The dialog's controls as a job reads them, with a clock at every step of the bar.
-class TimedView final : public CloneJobView {
+class TimedView final : public PlainCloneJobView {
 public:
-    QString sourceText() const override { return source; }
-    void setSourceText(const QString &t) override { source = t; }
-    QString outputText() const override { return output; }
-    void setOutputText(const QString &t) override { output = t; }
-    void focusOutput() override {}
-    bool replaceExisting() const override { return false; }
-    void setReplaceExisting(bool) override {}
-    bool openFolderAfter() const override { return false; }
-    CloneEncodings encodings() const override { return {}; }
-    void restoreEncodings(const CloneEncodings &) override {}
-    QString runCaption() const override { return caption; }
-    void setRunCaption(const QString &c) override { caption = c; }
-    void setCloseEnabled(bool) override {}
-    void setBusy(bool) override {}
-    void setStatusCaption(const QString &) override {}
-    void clearLog() override { log.clear(); }
-    void appendLog(const QString &text) override { log += text; }
-    void setProgressMaximum(int) override {}
     void setProgressValue(int value) override
     {
         if (value > 0)
             steps.push_back(clock.nsecsElapsed());
     }
-
-    QString source, output, caption = "&Start", log;
     QElapsedTimer clock;
     std::vector<qint64> steps;
 };

@@ -25,26 +25,11 @@ extern "C" void onInterrupt(int)
 }
 
 // The job's boxes are the command's arguments; the log goes out line by line.
-class CommandLineView final : public CloneJobView {
+class CommandLineView final : public PlainCloneJobView {
 public:
     explicit CommandLineView(const std::function<void(const QString &)> &out) : out_(out) {}
     ~CommandLineView() override { flush(); }
 
-    QString sourceText() const override { return source; }
-    void setSourceText(const QString &text) override { source = text; }
-    QString outputText() const override { return output; }
-    void setOutputText(const QString &text) override { output = text; }
-    void focusOutput() override {}
-    bool replaceExisting() const override { return replace; }
-    void setReplaceExisting(bool on) override { replace = on; }
-    bool openFolderAfter() const override { return false; }
-    CloneEncodings encodings() const override { return chosen; }
-    void restoreEncodings(const CloneEncodings &) override {}
-    QString runCaption() const override { return caption_; }
-    void setRunCaption(const QString &caption) override { caption_ = caption; }
-    void setCloseEnabled(bool) override {}
-    void setBusy(bool) override {}
-    void setStatusCaption(const QString &) override {}
     void clearLog() override { flush(); }
     void appendLog(const QString &text) override
     {
@@ -52,8 +37,6 @@ public:
         for (qsizetype end; (end = pending_.indexOf("\r\n")) >= 0; pending_.remove(0, end + 2))
             out_(pending_.left(end));
     }
-    void setProgressMaximum(int) override {}
-    void setProgressValue(int) override {}
 
     void flush()
     {
@@ -62,13 +45,8 @@ public:
         pending_.clear();
     }
 
-    QString source, output;
-    bool replace = false;
-    CloneEncodings chosen;
-
 private:
     const std::function<void(const QString &)> &out_;
-    QString caption_ = "&Start";
     QString pending_;
 };
 

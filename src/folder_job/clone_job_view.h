@@ -58,4 +58,33 @@ public:
     virtual void setProgressValue(int value) = 0;
 };
 
+// A view without controls: the boxes are fields, the log is kept as text, and nothing is
+// shown. pagewright-batch and the measurements build on it.
+class PlainCloneJobView : public CloneJobView {
+public:
+    QString sourceText() const override { return source; }
+    void setSourceText(const QString &text) override { source = text; }
+    QString outputText() const override { return output; }
+    void setOutputText(const QString &text) override { output = text; }
+    void focusOutput() override {}
+    bool replaceExisting() const override { return replace; }
+    void setReplaceExisting(bool on) override { replace = on; }
+    bool openFolderAfter() const override { return false; }
+    CloneEncodings encodings() const override { return chosen; }
+    void restoreEncodings(const CloneEncodings &shown) override { restored = shown; }
+    QString runCaption() const override { return caption; }
+    void setRunCaption(const QString &text) override { caption = text; }
+    void setCloseEnabled(bool) override {}
+    void setBusy(bool) override {}
+    void setStatusCaption(const QString &text) override { status = text; }
+    void clearLog() override { log.clear(); }
+    void appendLog(const QString &text) override { log += text; }
+    void setProgressMaximum(int) override {}
+    void setProgressValue(int) override {}
+
+    QString source, output, caption = "&Start", status, log;
+    bool replace = false;
+    CloneEncodings chosen, restored;
+};
+
 } // namespace pw

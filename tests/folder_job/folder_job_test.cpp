@@ -22,35 +22,14 @@ using namespace pw;
 
 namespace {
 
-class RecordingView final : public CloneJobView {
+// Stops a run from the bar, as a click arriving during the run would.
+class RecordingView final : public PlainCloneJobView {
 public:
-    QString sourceText() const override { return source; }
-    void setSourceText(const QString &text) override { source = text; }
-    QString outputText() const override { return output; }
-    void setOutputText(const QString &text) override { output = text; }
-    void focusOutput() override {}
-    bool replaceExisting() const override { return replace; }
-    void setReplaceExisting(bool on) override { replace = on; }
-    bool openFolderAfter() const override { return false; }
-    CloneEncodings encodings() const override { return chosen; }
-    void restoreEncodings(const CloneEncodings &e) override { restored = e; }
-    QString runCaption() const override { return caption; }
-    void setRunCaption(const QString &c) override { caption = c; }
-    void setCloseEnabled(bool) override {}
-    void setBusy(bool) override {}
-    void setStatusCaption(const QString &c) override { status = c; }
-    void clearLog() override { log.clear(); }
-    void appendLog(const QString &text) override { log += text; }
-    void setProgressMaximum(int) override {}
     void setProgressValue(int value) override
     {
         if (onProgress)
             onProgress(value);
     }
-
-    QString source, output, caption = "&Start", status, log;
-    bool replace = false;
-    CloneEncodings chosen, restored;
     std::function<void(int)> onProgress;
 };
 
