@@ -81,7 +81,7 @@ void FolderScan::MainLoadFiles(const QString &path, bool clearFirst)
         SearchStopped = false;
         host_.EnableSearchControls(false);
         host_.setBusyCursor(true);
-        const QString folder = path == "Desktop" ? GetSpecialfolder(FolderDesktop) : path;
+        const QString folder = ResolveDesktop(path);
         catalogue_.columns().refresh(context.ColumnList);
         context.ColumnVisibilityList = Split(context.settings().ColumnVisibility(), ",");
         PW_STEP;

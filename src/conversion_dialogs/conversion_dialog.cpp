@@ -3,8 +3,12 @@
 #include "core/app_context.h"
 
 #include <QApplication>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QGridLayout>
 #include <QGroupBox>
 #include <QHBoxLayout>
+#include <QLabel>
 #include <QLineEdit>
 #include <QProgressBar>
 #include <QPushButton>
@@ -30,9 +34,9 @@ void ConversionDialog::showEvent(QShowEvent *event)
     QDialog::showEvent(event);
 }
 
-void ConversionDialog::browseInto(QLineEdit *folder, int flags)
+void ConversionDialog::browseInto(QLineEdit *folder, const QString &title, int flags)
 {
-    const QString chosen = context_.ui.BrowseForFolder("Set Folder", folder->text(), flags);
+    const QString chosen = context_.ui.BrowseForFolder(title, folder->text(), flags);
     if (!chosen.isEmpty())
         folder->setText(chosen);
 }
@@ -62,17 +66,53 @@ QGroupBox *ConversionDialog::progressFrame(QProgressBar *&bar)
 }
 
 QGroupBox *ConversionDialog::buttonFrame(QPushButton *&run, const QString &runCaption,
-                                         QPushButton *&cancel)
+                                         QPushButton *&cancel, const QString &cancelCaption)
 {
     auto *frame = new QGroupBox(this);
     run = new QPushButton(runCaption, frame);
-    cancel = new QPushButton("&Cancel", frame);
+    cancel = new QPushButton(cancelCaption, frame);
     auto *layout = new QHBoxLayout(frame);
     layout->addStretch();
     layout->addWidget(run);
     layout->addWidget(cancel);
     connect(cancel, &QPushButton::clicked, this, &QDialog::reject);
     return frame;
+}
+
+QCheckBox *ConversionDialog::recompressionRow(QGridLayout *grid, ColourClass colourClass,
+                                              QComboBox *&names)
+{
+    static const QString captions[] = {{}, // by ColourClass
+                                       "Black and &Whilt Image Files",
+                                       "&Graycale Image files",
+                                       "Color I&mage Files"};
+    QWidget *frame = grid->parentWidget();
+    auto *check = new QCheckBox(captions[colourClass], frame);
+    names = new QComboBox(frame);
+    // The box is drawn right of its caption.
+    check->setLayoutDirection(Qt::RightToLeft);
+    names->addItems(RecompressionItems(colourClass));
+    auto *label = new QLabel("Recompress to", frame);
+    label->setBuddy(names);
+    const int row = grid->rowCount();
+    grid->addWidget(check, row, 0);
+    grid->addWidget(label, row, 1);
+    grid->addWidget(names, row, 2);
+    // toggled, not clicked: a box set by the program enables its names as a click would.
+    connect(check, &QCheckBox::toggled, names, &QWidget::setEnabled);
+    return check;
+}
+
+void ConversionDialog::resetRecompressionRow(QCheckBox *check, QComboBox *names)
+{
+    names->setCurrentIndex(RecompressionStartIndex);
+    check->setChecked(false);
+    names->setEnabled(false);
+}
+
+QString ConversionDialog::ticked(const QCheckBox *check, const QComboBox *names)
+{
+    return check->isChecked() ? names->currentText() : QString();
 }
 
 void ConversionDialog::setBusyCursor(bool busy)

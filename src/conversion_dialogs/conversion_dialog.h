@@ -1,7 +1,12 @@
 #pragma once
 
+#include "engine/ap_img_to_pdf.h"
+
 #include <QDialog>
 
+class QCheckBox;
+class QComboBox;
+class QGridLayout;
 class QGroupBox;
 class QLineEdit;
 class QProgressBar;
@@ -23,15 +28,25 @@ protected:
     ConversionDialog(AppContext &context, const QString &caption, QWidget *parent);
     void showEvent(QShowEvent *event) override;
 
-    // The "Set Folder" prompt with the dialog's own flags, into `folder`; a cancelled prompt
-    // leaves the folder as it was.
-    void browseInto(QLineEdit *folder, int flags);
+    // The folder prompt with the dialog's own title and flags, into `folder`; a cancelled
+    // prompt leaves the folder as it was.
+    void browseInto(QLineEdit *folder, const QString &title, int flags);
     // The "..." button beside an output folder.
     static QPushButton *browseButton(QWidget *parent);
     // "Proccessing", a frame around the bar of a run.
     QGroupBox *progressFrame(QProgressBar *&bar);
-    // A frame without caption around the two buttons, on its right.
-    QGroupBox *buttonFrame(QPushButton *&run, const QString &runCaption, QPushButton *&cancel);
+    // A frame without caption around the two buttons, on its right; the second closes.
+    QGroupBox *buttonFrame(QPushButton *&run, const QString &runCaption, QPushButton *&cancel,
+                           const QString &cancelCaption = "&Cancel");
+    // One recompression row, below the rows in `grid`: the check box of the colour class
+    // (returned), "Recompress to" and the box of names, made into `names`. The names count only
+    // while the check box is ticked.
+    static QCheckBox *recompressionRow(QGridLayout *grid, ColourClass colourClass,
+                                       QComboBox *&names);
+    // A row as a dialog opens: its fourth name chosen, the check box clear, the names disabled.
+    static void resetRecompressionRow(QCheckBox *check, QComboBox *names);
+    // The chosen name, or "" while the check box is clear.
+    static QString ticked(const QCheckBox *check, const QComboBox *names);
     static void setBusyCursor(bool busy);
 
     AppContext &context_;

@@ -12,38 +12,12 @@
 #include <QGridLayout>
 #include <QGroupBox>
 #include <QHBoxLayout>
-#include <QLabel>
 #include <QLineEdit>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QVBoxLayout>
 
 namespace pw {
-
-namespace {
-
-// One recompression row: its check box (box drawn right of the caption), the label and the
-// box of names, which counts only while the check box is ticked.
-void addRecompressionRow(QGridLayout *grid, QCheckBox *check, QComboBox *names,
-                         ColourClass colourClass)
-{
-    const int row = grid->rowCount();
-    check->setLayoutDirection(Qt::RightToLeft);
-    names->addItems(RecompressionItems(colourClass));
-    auto *label = new QLabel("Recompress to", check->parentWidget());
-    label->setBuddy(names);
-    grid->addWidget(check, row, 0);
-    grid->addWidget(label, row, 1);
-    grid->addWidget(names, row, 2);
-    QObject::connect(check, &QCheckBox::clicked, names, &QWidget::setEnabled);
-}
-
-QString ticked(const QCheckBox *check, const QComboBox *names)
-{
-    return check->isChecked() ? names->currentText() : QString();
-}
-
-} // namespace
 
 frmConImageToPdf::frmConImageToPdf(AppContext &context, QWidget *parent)
     : ConversionDialog(context, "Convert image to pdf", parent),
@@ -80,16 +54,10 @@ void frmConImageToPdf::buildFileList()
 void frmConImageToPdf::buildImageProcess()
 {
     Frame1 = new QGroupBox("2 Image Process", this);
-    chkEncodColor = new QCheckBox("Color I&mage Files", Frame1);
-    cboEncodTrueColor = new QComboBox(Frame1);
-    chkEncodGraycale = new QCheckBox("&Graycale Image files", Frame1);
-    cboEncodGraycale = new QComboBox(Frame1);
-    chkEncodBW = new QCheckBox("Black and &Whilt Image Files", Frame1);
-    cboEncodBW = new QComboBox(Frame1);
     auto *grid = new QGridLayout(Frame1);
-    addRecompressionRow(grid, chkEncodColor, cboEncodTrueColor, ClassColour);
-    addRecompressionRow(grid, chkEncodGraycale, cboEncodGraycale, ClassGreyscale);
-    addRecompressionRow(grid, chkEncodBW, cboEncodBW, ClassBlackWhite);
+    chkEncodColor = recompressionRow(grid, ClassColour, cboEncodTrueColor);
+    chkEncodGraycale = recompressionRow(grid, ClassGreyscale, cboEncodGraycale);
+    chkEncodBW = recompressionRow(grid, ClassBlackWhite, cboEncodBW);
 }
 
 void frmConImageToPdf::buildOutput()
@@ -117,12 +85,9 @@ void frmConImageToPdf::Form_Load()
     columns.refresh(context_.ColumnList);
     FillFileList(list, columns, colSelectedData);
     vsFilesSetOrder->setRow(1);
-    for (QComboBox *names : {cboEncodTrueColor, cboEncodGraycale, cboEncodBW}) {
-        names->setCurrentIndex(RecompressionStartIndex);
-        names->setEnabled(false);
-    }
-    for (QCheckBox *check : {chkEncodColor, chkEncodGraycale, chkEncodBW})
-        check->setChecked(false);
+    resetRecompressionRow(chkEncodColor, cboEncodTrueColor);
+    resetRecompressionRow(chkEncodGraycale, cboEncodGraycale);
+    resetRecompressionRow(chkEncodBW, cboEncodBW);
     const Settings &settings = context_.settings();
     ChkDefaultPathConImgTiff->setChecked(settings.IsDefaultPathConImgTiff() != 0);
     if (ChkDefaultPathConImgTiff->isChecked())
@@ -132,7 +97,7 @@ void frmConImageToPdf::Form_Load()
 
 void frmConImageToPdf::cmdBrowseFolder_Click()
 {
-    browseInto(txtOutputFolder, BifReturnOnlyFsDirs | BifDontGoBelowDomain);
+    browseInto(txtOutputFolder, "Set Folder", BifReturnOnlyFsDirs | BifDontGoBelowDomain);
 }
 
 void frmConImageToPdf::cmdconvert_Click()

@@ -190,7 +190,7 @@ bool frmSetOrder_MConTiff::eventFilter(QObject *watched, QEvent *event)
 
 void frmSetOrder_MConTiff::cmdBrowse_Click()
 {
-    browseInto(txtOutputFolder, 0);
+    browseInto(txtOutputFolder, "Set Folder", 0);
 }
 
 void frmSetOrder_MConTiff::cmdOk_Click()

@@ -42,6 +42,11 @@ QString GetSpecialfolder(int32_t folderId)
     return QStandardPaths::writableLocation(location);
 }
 
+QString ResolveDesktop(const QString &folder)
+{
+    return folder == QLatin1String("Desktop") ? GetSpecialfolder(FolderDesktop) : folder;
+}
+
 bool FileExists(const QString &path)
 {
     if (path.trimmed().isEmpty())

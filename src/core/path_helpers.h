@@ -22,7 +22,10 @@ inline QString separator()
 QString TrimNull(const QString &text);      // the text up to its first NUL
 QString ValidateDir(const QString &path);   // the path with one trailing separator
 QString GetSpecialfolder(int32_t folderId); // "" when the system has no such folder
-bool FileExists(const QString &path);       // a file, not a folder
+// The folder tree's root "Desktop" as the desktop's path; a path that merely contains the word
+// is left alone.
+QString ResolveDesktop(const QString &folder);
+bool FileExists(const QString &path); // a file, not a folder
 // A folder, or a file, of that name. One trailing separator is removed from `path` itself.
 bool FolderExists(QString &path);
 bool DeleteFileIfExists(const QString &path);

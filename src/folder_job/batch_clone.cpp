@@ -157,7 +157,7 @@ int RunBatchClone(const QStringList &args, const std::function<void(const QStrin
             err("There is no unfinished folder job to resume.");
             return 2;
         }
-        job.ResumeLastClone();
+        job.resumeAsRecorded();
     } else {
         if (job.unfinishedJobExists() && !fresh) {
             err("An unfinished folder job exists (from " + job.record().LastClonePath +

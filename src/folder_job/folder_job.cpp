@@ -29,13 +29,6 @@ const QString Stop = "Sto&p";
 const QString Unfinished = "NOT FINISHED";
 const QString Finished = "FINISHED";
 
-// The tree's "Desktop" stands for the desktop folder; a path that merely contains the word is
-// left alone.
-QString resolveDesktop(const QString &text)
-{
-    return text == "Desktop" ? GetSpecialfolder(FolderDesktop) : text;
-}
-
 } // namespace
 
 struct FolderJob::State {
@@ -129,7 +122,7 @@ void FolderJob::WritePvtString()
             QFile(CloneIniPath()).open(QIODevice::WriteOnly);
         PW_STEP;
         writeKey("CLONE_PATH", view_.sourceText());
-        writeKey("OUTPUT_PATH", resolveDesktop(view_.outputText()));
+        writeKey("OUTPUT_PATH", ResolveDesktop(view_.outputText()));
         context_.ui.DoEvents();
         writeKey("TIME_START", QTime::currentTime().toString("HH:mm:ss"));
         writeKey("TOTAL_FILE", QString::number(state_->TotalFiles));
@@ -161,8 +154,12 @@ bool FolderJob::askToResume()
 void FolderJob::Form_Activate()
 {
     ReadPvtString();
-    if (!askToResume())
-        return;
+    if (askToResume())
+        resumeAsRecorded();
+}
+
+void FolderJob::resumeAsRecorded()
+{
     view_.setSourceText(record_.LastClonePath);
     view_.setOutputText(record_.LastOutputPath);
     view_.setReplaceExisting(Val(record_.LastReplaceExisting) != 0);
@@ -241,7 +238,7 @@ void FolderJob::cmdOk_Click()
         PW_STEP;
         view_.clearLog();
         startRun();
-        QString output = resolveDesktop(view_.outputText());
+        QString output = ResolveDesktop(view_.outputText());
         if (output.trimmed().isEmpty())
             output = view_.sourceText();
         state_->encodings = view_.encodings();
@@ -382,6 +379,7 @@ void FolderJob::walk(CloneList &list, FailureTail &pwTail)
         const QString settled = list.attribute(i, "status");
         const QString outcome = settled.trimmed().isEmpty() ? handle(source, folder, target) : "";
         view_.appendLog(outcome.isEmpty() ? settled : outcome);
+        count(outcome.isEmpty() ? settled.trimmed() : outcome);
         PW_STEP;
         ++state_->FilesCompleted;
         setProgressValue(state_->progressValue + 1);
@@ -402,24 +400,30 @@ void FolderJob::walk(CloneList &list, FailureTail &pwTail)
 QString FolderJob::handle(const QString &source, const QString &folder, const QString &target)
 {
     // Most files go where the one before went: one look settles that.
-    if (!QFileInfo(folder).isDir() && !CreateFolderPath(ValidateDir(folder))) {
-        ++summary_.folderFailures;
+    if (!QFileInfo(folder).isDir() && !CreateFolderPath(ValidateDir(folder)))
         return "Unable to Create Folder";
-    }
-    if (!view_.replaceExisting() && FileExists(target)) {
-        ++summary_.alreadyExisting;
+    if (!view_.replaceExisting() && FileExists(target))
         return "Already Exists";
-    }
     if (!state_->converter)
         state_->converter.emplace(context_.ui, library_);
     const CloneEncodings &e = state_->encodings;
     if (state_->converter->ConverImageToPdf(source, target, e.EncodColor, e.EncodGraycale,
-                                            e.EncodBW)) {
-        ++summary_.completed;
+                                            e.EncodBW))
         return "Completed";
-    }
-    ++summary_.errors;
     return "Error";
+}
+
+// Outcomes settled by an earlier run count as well: a resumed job reports the whole job.
+void FolderJob::count(const QString &outcome)
+{
+    if (outcome == "Completed")
+        ++summary_.completed;
+    else if (outcome == "Already Exists")
+        ++summary_.alreadyExisting;
+    else if (outcome == "Error")
+        ++summary_.errors;
+    else if (outcome == "Unable to Create Folder")
+        ++summary_.folderFailures;
 }
 
 } // namespace pw

@@ -27,7 +27,8 @@ struct CloneIniRecord {
     QString LastReplaceExisting;
 };
 
-// How the last run ended, for a front end that reports it (pagewright-batch's exit status).
+// How the last run ended, for a front end that reports it (pagewright-batch's exit status):
+// the outcomes of the whole job, those of earlier runs included.
 struct CloneRunSummary {
     int completed = 0;
     int alreadyExisting = 0;
@@ -50,8 +51,11 @@ public:
     void Form_Activate();
     // The Start/Stop button. Re-entrant: a click during a run only sets StopRequested.
     void cmdOk_Click();
-    // Takes up the unfinished job as it stands, without a question.
+    // Takes up the unfinished job as it stands, without a question, under the boxes as they are.
     void ResumeLastClone();
+    // What Yes to the prompt does: the boxes take the job's folders and replace choice, and
+    // the job is resumed.
+    void resumeAsRecorded();
     // After ReadPvtString: STATUS "NOT FINISHED" and a "clone.xml" to take up.
     bool unfinishedJobExists() const;
     void ReadPvtString();
@@ -75,6 +79,7 @@ private:
     void ProcessClone();
     void walk(class CloneList &list, struct FailureTail &pwTail);
     QString handle(const QString &source, const QString &targetFolder, const QString &target);
+    void count(const QString &outcome);
     void setProgressValue(int value);
     void reportEnd();
     QString CloneIniPath() const;

@@ -159,6 +159,7 @@ void frmMain::buildSearchOptions()
     commands->addWidget(cmdCloneDir);
     connect(cmdConImageToPdf, &QPushButton::clicked, this, &frmMain::cmdConImageToPdf_Click);
     connect(cmdConverttiffToPdf, &QPushButton::clicked, this, &frmMain::cmdConverttiffToPdf_Click);
+    connect(cmdCloneDir, &QPushButton::clicked, this, &frmMain::cmdCloneDir_Click);
 }
 
 void frmMain::buildAdvanceOptions()

@@ -124,6 +124,7 @@ public:
     void chkSearchBySize_Click();
     void cmdConImageToPdf_Click();
     void cmdConverttiffToPdf_Click();
+    void cmdCloneDir_Click();
     // Opens the merge dialog over `rows` for `action`; 3, merge and convert, is the only
     // action that opens anything.
     void ShowSetOrderform(SelectedData rows, int action);

@@ -1,11 +1,15 @@
-// The two conversion commands: each hands copies of the chosen rows to its dialog and shows it
-// modally; the catalogue itself is left as it was.
+// The conversion commands: the two on rows hand copies of the chosen rows to their dialog and
+// show it modally, leaving the catalogue as it was; Folder Conversion takes the tree's folder.
 #include "frm_main.h"
 
 #include "conversion_dialogs/frm_con_image_to_pdf.h"
 #include "conversion_dialogs/frm_set_order_m_con_tiff.h"
 #include "conversion_dialogs/logic/hand_over.h"
+#include "core/path_helpers.h"
 #include "engine/ap_img_to_pdf.h"
+#include "folder_job/dialog/frm_clone_directory.h"
+
+#include <QLineEdit>
 
 namespace pw {
 
@@ -30,6 +34,13 @@ void frmMain::cmdConverttiffToPdf_Click()
 {
     if (std::optional<SelectedData> rows = MergeHandOver(catalogue_))
         ShowSetOrderform(std::move(*rows), MergeAndConvert);
+}
+
+void frmMain::cmdCloneDir_Click()
+{
+    frmCloneDirectory dialog(context_, this);
+    dialog.txtCloningFrom->setText(ResolveDesktop(selectedFolder()));
+    dialog.exec();
 }
 
 void frmMain::ShowSetOrderform(SelectedData rows, int action)

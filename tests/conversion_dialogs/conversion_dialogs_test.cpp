@@ -65,12 +65,6 @@ std::shared_ptr<int> highest(QProgressBar *bar)
     return top;
 }
 
-std::string firstFilter(const QString &pdf)
-{
-    const std::vector<ProbedPage> pages = probePdf(pdf);
-    return pages.empty() || pages[0].images.empty() ? "" : pages[0].images[0].filter;
-}
-
 class Conversions : public ::testing::Test {
 protected:
     void SetUp() override
@@ -297,12 +291,12 @@ TEST_F(Conversions, ImageToPdfNamesReplacesRecompressesAndReportsTheFailedFile)
         d.txtOutputFolder->setText(out);
         d.cmdConvert->click();
         EXPECT_EQ(pageWidths(out + "/x.pdf"), QList<int>({30})) << "x.tif was skipped";
-        EXPECT_EQ(firstFilter(out + "/a.b.pdf"), "/FlateDecode");
+        EXPECT_EQ(firstImageFilter(out + "/a.b.pdf"), "/FlateDecode");
         d.chkReplace->setChecked(true);
         QTest::mouseClick(d.chkEncodColor, Qt::LeftButton);
         d.cmdConvert->click();
         EXPECT_EQ(pageWidths(out + "/x.pdf"), QList<int>({64})) << "x.tif replaced x.jpg's";
-        EXPECT_EQ(firstFilter(out + "/a.b.pdf"), "/DCTDecode");
+        EXPECT_EQ(firstImageFilter(out + "/a.b.pdf"), "/DCTDecode");
     });
     w->cmdConImageToPdf->click();
     EXPECT_EQ(QDir(out).entryList(QDir::Files), QStringList({"a.b.pdf", "x.pdf"}));
@@ -352,8 +346,8 @@ TEST_F(Conversions, ImageToPdfTakesChoicesFileByFileAndStopsWhenClosed)
     });
     w->cmdConImageToPdf->click();
     EXPECT_EQ(QDir(out).entryList(QDir::Files), QStringList({"c1.pdf", "c2.pdf"}));
-    EXPECT_EQ(firstFilter(out + "/c1.pdf"), "/FlateDecode");
-    EXPECT_EQ(firstFilter(out + "/c2.pdf"), "/DCTDecode");
+    EXPECT_EQ(firstImageFilter(out + "/c1.pdf"), "/FlateDecode");
+    EXPECT_EQ(firstImageFilter(out + "/c2.pdf"), "/DCTDecode");
     EXPECT_EQ(boxes(), QStringList());
 }
 

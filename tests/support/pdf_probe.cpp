@@ -56,6 +56,12 @@ std::vector<ProbedPage> probePdf(const QString &pdf)
     return pages;
 }
 
+std::string firstImageFilter(const QString &pdf)
+{
+    const std::vector<ProbedPage> pages = probePdf(pdf);
+    return pages.empty() || pages[0].images.empty() ? "" : pages[0].images[0].filter;
+}
+
 bool qpdfChecks(const QString &pdf)
 {
     QProcess p;

@@ -25,6 +25,8 @@ struct ProbedPage {
 
 // Pages of `pdf` with their images; empty when qpdf cannot open the file.
 std::vector<ProbedPage> probePdf(const QString &pdf);
+// The filter of the first image on the first page; "" when there is none.
+std::string firstImageFilter(const QString &pdf);
 // `qpdf --check` passes without errors or warnings.
 bool qpdfChecks(const QString &pdf);
 // Page `index` painted by poppler at `dpi`, no anti-aliasing, as RGB32.
