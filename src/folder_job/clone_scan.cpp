@@ -6,6 +6,7 @@
 #include "core/path_helpers.h"
 
 #include <QDir>
+#include <QDirIterator>
 #include <QFileInfo>
 
 namespace pw {
@@ -45,9 +46,16 @@ int CloneScan::SearchCloneFiles(const QString &folder, const QString &output)
 {
     int count = 0;
     const std::optional<QStringList> patterns = GenerateFilterPatternArray(filterPattern);
-    QDir dir(folder);
-    dir.setSorting(QDir::Unsorted); // the order the system gives
-    const QFileInfoList files = dir.entryInfoList(QDir::Files | QDir::Hidden | QDir::System);
+    // One reading of the folder, in the order the system gives; its files are taken before
+    // its folders.
+    QFileInfoList files;
+    QFileInfoList folders;
+    QDirIterator entries(folder, QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden |
+                                     QDir::System);
+    while (entries.hasNext()) {
+        entries.next();
+        (entries.fileInfo().isDir() ? folders : files).append(entries.fileInfo());
+    }
     for (const QFileInfo &file : files) {
         if (stopRequested())
             break;
@@ -66,8 +74,6 @@ int CloneScan::SearchCloneFiles(const QString &folder, const QString &output)
             break;
         yield();
     }
-    const QFileInfoList folders =
-        dir.entryInfoList(QDir::Dirs | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System);
     for (const QFileInfo &sub : folders) {
         if (stopRequested())
             break;
