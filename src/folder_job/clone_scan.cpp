@@ -50,8 +50,8 @@ int CloneScan::SearchCloneFiles(const QString &folder, const QString &output)
     // its folders.
     QFileInfoList files;
     QFileInfoList folders;
-    QDirIterator entries(folder, QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden |
-                                     QDir::System);
+    QDirIterator entries(folder,
+                         QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System);
     while (entries.hasNext()) {
         entries.next();
         (entries.fileInfo().isDir() ? folders : files).append(entries.fileInfo());

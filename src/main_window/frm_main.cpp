@@ -160,6 +160,7 @@ void frmMain::buildSearchOptions()
     connect(cmdConImageToPdf, &QPushButton::clicked, this, &frmMain::cmdConImageToPdf_Click);
     connect(cmdConverttiffToPdf, &QPushButton::clicked, this, &frmMain::cmdConverttiffToPdf_Click);
     connect(cmdCloneDir, &QPushButton::clicked, this, &frmMain::cmdCloneDir_Click);
+    connect(cmdExport, &QPushButton::clicked, this, &frmMain::cmdExport_Click);
 }
 
 void frmMain::buildAdvanceOptions()
@@ -223,6 +224,8 @@ void frmMain::buildMenus()
     QMenu *mnuEdit = menuBar()->addMenu("&Edit");
     mnupreferances = mnuEdit->addAction("&Preferances Ctr+P");
     mnuExport = mnuEdit->addAction("&Export Ctr+E");
+    connect(mnupreferances, &QAction::triggered, this, &frmMain::mnupreferances_Click);
+    connect(mnuExport, &QAction::triggered, this, &frmMain::cmdExport_Click);
     mnuEdit->addSeparator();
     mnuexit = mnuEdit->addAction("E&xit Ctl+X");
     connect(mnuexit, &QAction::triggered, this, &QWidget::close);

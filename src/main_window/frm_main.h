@@ -125,6 +125,8 @@ public:
     void cmdConImageToPdf_Click();
     void cmdConverttiffToPdf_Click();
     void cmdCloneDir_Click();
+    void mnupreferances_Click();
+    void cmdExport_Click();
     // Opens the merge dialog over `rows` for `action`; 3, merge and convert, is the only
     // action that opens anything.
     void ShowSetOrderform(SelectedData rows, int action);

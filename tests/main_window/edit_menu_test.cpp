@@ -1,0 +1,180 @@
+// Preferences and the export, driven from the main window through their real dialogs, with
+// every message box answered by the recorder.
+#include "main_window/dlg_save.h"
+#include "main_window/folder_tree_model.h"
+#include "main_window/frm_main.h"
+#include "main_window/frm_preferences.h"
+
+#include "core/failure_log.h"
+#include "widgets/flex_grid.h"
+
+#include "modal_script.h"
+#include "test_context.h"
+
+#include <gtest/gtest.h>
+
+#include <QAction>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDir>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QTreeView>
+
+using namespace pw;
+
+namespace {
+
+class EditMenu : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        for (const char *name : {"a.tif", "b.png", "c.jpg", "d.gif", "e.bmp"})
+            box.write(QString("disk/") + name, "x");
+        t.context.settings().setStartupFolder(disk);
+        t.context.settings().setWindowStateFlag(0);
+    }
+    frmMain &start()
+    {
+        w = std::make_unique<frmMain>(t.context);
+        w->Form_Load();
+        return *w;
+    }
+    QStringList headers() const
+    {
+        QStringList shown;
+        for (int col = 0; col < w->grdSearchList->Cols(); ++col)
+            if (!w->grdSearchList->ColHidden(col))
+                shown << w->grdSearchList->TextMatrix(0, col);
+        return shown;
+    }
+    QStringList boxes()
+    {
+        QStringList prompts;
+        for (const RecordingUi::Box &shown : t.ui.boxes)
+            prompts << shown.prompt;
+        t.ui.boxes.clear();
+        return prompts;
+    }
+    // Exports through the dialog into `folder` as `name`, typed `type`, after `adjust`.
+    void exportAs(const QString &folder, const QString &name, int type,
+                  const std::function<void(dlgSave &)> &adjust = {})
+    {
+        script.then<dlgSave>([&](dlgSave &d) {
+            auto *tree = static_cast<FolderTreeModel *>(d.ftvFolder->model());
+            d.ftvFolder->setCurrentIndex(tree->indexForPath(folder));
+            d.txtFileName->setText(name);
+            d.cboFileType->setCurrentIndex(type);
+            if (adjust)
+                adjust(d);
+            d.cmdSave->click();
+        });
+        w->cmdExport->click();
+    }
+
+    SandboxDir box;
+    TestContext t{box};
+    QString disk = box.mkdir("disk");
+    QString out = box.mkdir("out");
+    ModalScript script;
+    std::unique_ptr<frmMain> w;
+};
+
+enum FileType { Txt = 0, Xls = 1, Csv = 2, Doc = 3 };
+
+} // namespace
+
+TEST_F(EditMenu, ExportWritesTheCheckedRowsInTheShownColumnsAsTheTypeAsks)
+{
+    EXPECT_EQ(DefaultExportName(QDate(2026, 2, 3)), "2026_02_03_Data");
+    t.context.settings().setColumnVisibility("1,1,0,1,1,1,1,1"); // "Pages" hidden
+    start();
+    w->cmdExport->click();
+    EXPECT_EQ(boxes(), QStringList{"No files selected"});
+    const ColumnIndices &columns = w->catalogue().columns();
+    w->grdSearchList->setCellChecked(3, columns.selection, 1);
+    QStringList row3;
+    for (const QString &header : headers())
+        if (header != "Selection")
+            row3 << w->grdSearchList->TextMatrix(3, w->grdSearchList->ColIndex(header));
+    QStringList header = headers();
+    header.removeAll("Selection");
+    const auto expected = [&](const QString &sep) {
+        return (header.join(sep) + "\r\n" + row3.join(sep) + "\r\n").toUtf8();
+    };
+
+    exportAs(out, "list", Csv, [](dlgSave &d) { EXPECT_TRUE(d.txtColSaperator->isHidden()); });
+    EXPECT_EQ(readFile(out + "/list.csv"), expected("\t"));
+    EXPECT_FALSE(header.contains("Pages"));
+    EXPECT_EQ(boxes(), QStringList{out + "/list.csvExported successfully"});
+    exportAs(out, "semi", Txt, [](dlgSave &d) { d.txtColSaperator->setText(";"); });
+    EXPECT_EQ(readFile(out + "/semi.txt"), expected(";"));
+    exportAs(out, "switched", Txt, [](dlgSave &d) {
+        d.txtColSaperator->setText(";");
+        d.cboFileType->setCurrentIndex(Csv);
+    });
+    EXPECT_EQ(readFile(out + "/switched.csv"), expected("\t"));
+    // A name with another type's extension keeps it; an existing file is replaced unasked.
+    box.write("out/a.doc.txt", "old");
+    exportAs(out, "a.doc", Txt);
+    EXPECT_EQ(readFile(out + "/a.doc.txt"), expected(","));
+    exportAs(out, "b.doc", Doc);
+    EXPECT_TRUE(QFile::exists(out + "/b.doc"));
+    EXPECT_EQ(boxes().size(), 4);
+
+    // Cancel writes nothing but keeps the open-after-export box; the temporary copy is gone.
+    script.then<dlgSave>([](dlgSave &d) {
+        d.ChkOpenFile->setChecked(true);
+        d.cmdCancel->click();
+    });
+    w->cmdExport->click();
+    EXPECT_EQ(t.context.settings().IsOpenFileAfterExport(), 1);
+    exportAs(out, "opened", Xls);
+    EXPECT_EQ(t.ui.shell, QStringList{"open " + out + "/opened.xls"});
+    EXPECT_TRUE(boxes().isEmpty());
+    EXPECT_FALSE(QFile::exists(box.filePath("Temp.xls")));
+
+    // A folder that refuses the file: no box, the failure is in the log.
+    const QString gone = box.mkdir("out/gone");
+    exportAs(gone, "lost", Xls, [&](dlgSave &) { QDir(gone).removeRecursively(); });
+    EXPECT_TRUE(boxes().isEmpty());
+    const QByteArray log = readFile(box.filePath("Errors.Log"));
+    EXPECT_TRUE(log.contains("cmdExport_Click") && log.contains("Type mismatch")) << log.data();
+}
+
+TEST_F(EditMenu, PreferencesTakeEffectAtOnceAndAtTheNextStart)
+{
+    start();
+    const QStringList defaults = headers();
+    script.then<frmPreferences>([](frmPreferences &d) {
+        FlexGrid &grid = *d.vsColumnSettings;
+        const int pages = grid.FindRow("Pages", 1, 1);
+        grid.setRow(pages);
+        d.cmdUp->click();
+        EXPECT_EQ(grid.TextMatrix(pages - 1, 1), "Pages");
+        EXPECT_EQ(grid.TextMatrix(pages - 1, 0), QString::number(pages - 1));
+        grid.setCellChecked(grid.FindRow("Type", 1, 1), 2, 2);
+        grid.setTextMatrix(1, 3, "2400");
+        d.chkDefaultWindowState->click();
+        d.cmbDefaultWindowState->setCurrentIndex(0);
+        d.cmdOK->click();
+    });
+    w->mnupreferances->trigger();
+    QStringList moved = defaults;
+    moved.removeAll("Type");
+    moved.move(moved.indexOf("Pages"), defaults.indexOf("Pages") - 1);
+    EXPECT_EQ(headers(), moved);
+    EXPECT_EQ(w->grdSearchList->Rows(), 6) << "the startup folder was searched again";
+    start();
+    EXPECT_EQ(headers(), moved) << "after a restart";
+    EXPECT_EQ(w->grdSearchList->ColWidth(0), 2400);
+    EXPECT_TRUE(w->windowState() & Qt::WindowMaximized);
+
+    // Set Default, then Cancel: the defaults stand and the catalogue shows them.
+    script.then<frmPreferences>([](frmPreferences &d) {
+        d.cmdSetDefault->click();
+        d.cmdCancel->click();
+    });
+    w->mnupreferances->trigger();
+    EXPECT_EQ(headers(), defaults);
+}
