@@ -10,7 +10,7 @@ jobs=$(nproc)
 
 cmake -S bench/scan -B build-bench-scan -G Ninja -DCMAKE_BUILD_TYPE=Release \
     -DPAGEWRIGHT_WERROR=ON >/dev/null
-cmake --build build-bench-scan --parallel "$jobs" --target scan_bench
+cmake --build build-bench-scan --parallel "$jobs" --target scan_bench export_bench
 cmake -S bench/dialogs -B build-bench-dialogs -G Ninja -DCMAKE_BUILD_TYPE=Release \
     -DPAGEWRIGHT_WERROR=ON >/dev/null
 cmake --build build-bench-dialogs --parallel "$jobs" --target dialog_bench
