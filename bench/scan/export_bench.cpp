@@ -33,9 +33,10 @@ void fill(FlexGridModel &model, const ColumnIndices &c, int rows)
     for (int row = 1; row <= rows; ++row) {
         const int n = row - 1;
         model.setText(row, c.name, QString("scan_%1.tif").arg(n, 6, 10, QChar('0')));
-        model.setText(row, c.location, QString("/home/user/Archive/%1/batch %2")
-                                           .arg(2010 + n % 15)
-                                           .arg(n % 400, 3, 10, QChar('0')));
+        model.setText(row, c.location,
+                      QString("/home/user/Archive/%1/batch %2")
+                          .arg(2010 + n % 15)
+                          .arg(n % 400, 3, 10, QChar('0')));
         model.setText(row, c.size, QString("%L1 KB").arg(40 + n % 9000));
         model.setText(row, c.type, "tiff image");
         model.setText(row, c.created, "09/05/2026 07:37 AM");

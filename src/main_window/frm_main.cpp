@@ -237,6 +237,9 @@ void frmMain::buildMenus()
     mnuShowHelp = mnuhelp->addAction("&Help Ctr+H");
     mnuhelp->addSeparator();
     mnuAbout = mnuhelp->addAction("&About...");
+    connect(mnuWebsite, &QAction::triggered, this, &frmMain::mnuWebsite_Click);
+    connect(mnuShowHelp, &QAction::triggered, this, &frmMain::mnuShowHelp_Click);
+    connect(mnuAbout, &QAction::triggered, this, &frmMain::mnuAbout_Click);
 
     mnuCtxMenu = new QMenu("Context Menu", this);
     mnuCtxOpen = mnuCtxMenu->addAction("Open", this, &frmMain::mnuCtxOpen_Click);

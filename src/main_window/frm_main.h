@@ -127,6 +127,9 @@ public:
     void cmdCloneDir_Click();
     void mnupreferances_Click();
     void cmdExport_Click();
+    void mnuShowHelp_Click();
+    void mnuWebsite_Click();
+    void mnuAbout_Click();
     // Opens the merge dialog over `rows` for `action`; 3, merge and convert, is the only
     // action that opens anything.
     void ShowSetOrderform(SelectedData rows, int action);

@@ -29,8 +29,8 @@ constexpr int CentreCentre = 4;
 } // namespace
 
 frmPreferences::frmPreferences(AppContext &context, QWidget *parent)
-    : QDialog(parent), tabPreferences(new QTabWidget(this)),
-      cmdOK(new QPushButton("&Save", this)), cmdCancel(new QPushButton("&Cancel", this)),
+    : QDialog(parent), tabPreferences(new QTabWidget(this)), cmdOK(new QPushButton("&Save", this)),
+      cmdCancel(new QPushButton("&Cancel", this)),
       cmdSetDefault(new QPushButton("Set De&fault", this)), context_(context)
 {
     setWindowTitle("Set Preferences");
@@ -54,8 +54,7 @@ frmPreferences::frmPreferences(AppContext &context, QWidget *parent)
             &frmPreferences::cmdInvertSelection_Click);
     connect(chkDefaultWindowState, &QCheckBox::clicked, this,
             &frmPreferences::chkDefaultWindowState_Click);
-    connect(cmdStartupFolder, &QPushButton::clicked, this,
-            &frmPreferences::cmdStartupFolder_Click);
+    connect(cmdStartupFolder, &QPushButton::clicked, this, &frmPreferences::cmdStartupFolder_Click);
     connect(cmdOK, &QPushButton::clicked, this, &frmPreferences::cmdOk_Click);
     connect(cmdSetDefault, &QPushButton::clicked, this, &frmPreferences::cmdSetDefault_Click);
     connect(cmdCancel, &QPushButton::clicked, this, &QDialog::reject);
@@ -262,8 +261,8 @@ void frmPreferences::vsColumnSettings_MouseDown(int button)
 
 void frmPreferences::cmdStartupFolder_Click()
 {
-    const QString chosen = context_.ui.BrowseForFolder("Please select a folder:",
-                                                       txtStartUpFolder->text(), 0);
+    const QString chosen =
+        context_.ui.BrowseForFolder("Please select a folder:", txtStartUpFolder->text(), 0);
     if (!chosen.isEmpty())
         txtStartUpFolder->setText(chosen);
 }

@@ -1,7 +1,8 @@
-// Preferences and the export, driven from the main window through their real dialogs, with
+// The Edit and Help menus driven from the main window through their real dialogs, with
 // every message box answered by the recorder.
 #include "main_window/dlg_save.h"
 #include "main_window/folder_tree_model.h"
+#include "main_window/frm_about.h"
 #include "main_window/frm_main.h"
 #include "main_window/frm_preferences.h"
 
@@ -16,8 +17,11 @@
 #include <QAction>
 #include <QCheckBox>
 #include <QComboBox>
+#include <QCoreApplication>
 #include <QDir>
+#include <QLabel>
 #include <QLineEdit>
+#include <QMouseEvent>
 #include <QPushButton>
 #include <QTreeView>
 
@@ -25,7 +29,7 @@ using namespace pw;
 
 namespace {
 
-class EditMenu : public ::testing::Test {
+class Menus : public ::testing::Test {
 protected:
     void SetUp() override
     {
@@ -84,7 +88,7 @@ enum FileType { Txt = 0, Xls = 1, Csv = 2, Doc = 3 };
 
 } // namespace
 
-TEST_F(EditMenu, ExportWritesTheCheckedRowsInTheShownColumnsAsTheTypeAsks)
+TEST_F(Menus, ExportWritesTheCheckedRowsInTheShownColumnsAsTheTypeAsks)
 {
     EXPECT_EQ(DefaultExportName(QDate(2026, 2, 3)), "2026_02_03_Data");
     t.context.settings().setColumnVisibility("1,1,0,1,1,1,1,1"); // "Pages" hidden
@@ -142,7 +146,7 @@ TEST_F(EditMenu, ExportWritesTheCheckedRowsInTheShownColumnsAsTheTypeAsks)
     EXPECT_TRUE(log.contains("cmdExport_Click") && log.contains("Type mismatch")) << log.data();
 }
 
-TEST_F(EditMenu, PreferencesTakeEffectAtOnceAndAtTheNextStart)
+TEST_F(Menus, PreferencesTakeEffectAtOnceAndAtTheNextStart)
 {
     start();
     const QStringList defaults = headers();
@@ -177,4 +181,37 @@ TEST_F(EditMenu, PreferencesTakeEffectAtOnceAndAtTheNextStart)
     });
     w->mnupreferances->trigger();
     EXPECT_EQ(headers(), defaults);
+}
+
+TEST_F(Menus, HelpOpensTheGuideBesideTheProgramAndAboutLoadsAnewEachTime)
+{
+    start();
+    const QString guide = QCoreApplication::applicationDirPath() + "/help.html";
+    QFile::remove(guide);
+    w->mnuShowHelp->trigger();
+    EXPECT_EQ(boxes(), QStringList{"Help Not Found."});
+    EXPECT_TRUE(t.ui.shell.isEmpty());
+    box.write("guide.html", "<html></html>");
+    ASSERT_TRUE(QFile::copy(box.filePath("guide.html"), guide));
+    w->mnuShowHelp->trigger();
+    QFile::remove(guide);
+    w->mnuWebsite->trigger();
+    EXPECT_EQ(t.ui.shell, QStringList({"open " + guide, "open https://pagewright.example.org"}));
+
+    for (int opening = 0; opening < 2; ++opening) {
+        script.then<frmAbout>([](frmAbout &d) {
+            EXPECT_EQ(d.windowTitle(), "About Pagewright 3.1");
+            EXPECT_EQ(d.lblProductName->text(), "Pagewright 3.1");
+            EXPECT_EQ(d.lblSupportEmail->text(), "Support at: support@pagewright.example.org");
+            EXPECT_EQ(d.lblWebsite->text(), "Website:https://pagewright.example.org");
+            d.lblProductName->setText("changed");
+            QMouseEvent release(QEvent::MouseButtonRelease, QPointF(1, 1), QPointF(1, 1),
+                                Qt::LeftButton, Qt::NoButton, Qt::NoModifier);
+            QCoreApplication::sendEvent(d.lblSupportEmail, &release);
+            d.cmdQuit->click();
+        });
+        w->mnuAbout->trigger();
+    }
+    EXPECT_EQ(t.ui.shell.mid(2), QStringList(2, "open mailto:support@pagewright.example.org"
+                                                "?subject=Pagewright 3.1"));
 }
