@@ -44,7 +44,8 @@ frmAbout::frmAbout(AppContext &context, QWidget *parent)
       pnldown(new QFrame(this)), cmdQuit(new QPushButton("&OK", pnldown)), context_(context)
 {
     setWindowFlags(windowFlags() & ~Qt::WindowContextHelpButtonHint);
-    const QIcon icon = QIcon::fromTheme("application-pdf", style()->standardIcon(QStyle::SP_FileIcon));
+    const QIcon icon =
+        QIcon::fromTheme("application-pdf", style()->standardIcon(QStyle::SP_FileIcon));
     Picture1->setPixmap(icon.pixmap(64, 64));
     Picture2->setPixmap(icon.pixmap(24, 24));
     QFont big = lblProductName->font();
@@ -90,8 +91,8 @@ void frmAbout::lblSupportEmail_Click()
     PW_PROCEDURE("lblSupportEmail_Click", about);
     guarded(pwTail, [&] {
         PW_STEP;
-        context_.ui.ShellOpenFile("open", QString("mailto:") + PAGEWRIGHT_SUPPORT +
-                                              "?subject=" + AppTitle);
+        context_.ui.ShellOpenFile("open",
+                                  QString("mailto:") + PAGEWRIGHT_SUPPORT + "?subject=" + AppTitle);
     });
 }
 
