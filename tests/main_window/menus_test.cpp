@@ -23,6 +23,7 @@
 #include <QLineEdit>
 #include <QMouseEvent>
 #include <QPushButton>
+#include <QTest>
 #include <QTreeView>
 
 using namespace pw;
@@ -158,7 +159,16 @@ TEST_F(Menus, PreferencesTakeEffectAtOnceAndAtTheNextStart)
         EXPECT_EQ(grid.TextMatrix(pages - 1, 1), "Pages");
         EXPECT_EQ(grid.TextMatrix(pages - 1, 0), QString::number(pages - 1));
         grid.setCellChecked(grid.FindRow("Type", 1, 1), 2, 2);
-        grid.setTextMatrix(1, 3, "2400");
+        // The width is typed: the first key opens the cell's editor, Return commits it.
+        grid.setRow(1);
+        grid.setCol(3);
+        QTest::keyClick(&grid, Qt::Key_2);
+        QLineEdit *editor = grid.findChild<QLineEdit *>();
+        ASSERT_NE(editor, nullptr);
+        QTest::keyClicks(editor, "400");
+        QTest::keyClick(editor, Qt::Key_Return);
+        QTest::qWait(10); // the editor commits through a queued call
+        EXPECT_EQ(grid.TextMatrix(1, 3), "2400");
         d.chkDefaultWindowState->click();
         d.cmbDefaultWindowState->setCurrentIndex(0);
         d.cmdOK->click();
