@@ -124,18 +124,75 @@ private:
     std::vector<uint8_t> &canvas_;
 };
 
+struct MemoryInput {
+    const std::vector<uint8_t> &data;
+    size_t at = 0;
+};
+
+int readFromMemory(GifFileType *gif, GifByteType *to, int wanted)
+{
+    auto &in = *static_cast<MemoryInput *>(gif->UserData);
+    const size_t n = std::min(size_t(std::max(wanted, 0)), in.data.size() - in.at);
+    std::memcpy(to, in.data.data() + in.at, n);
+    in.at += n;
+    return int(n);
+}
+
+// Whether the data stops inside a record. A file that ends between records has lost at most
+// its trailer, which many writers leave out; one that stops inside an image's data is cut
+// short, and its first frames alone would pass for the whole animation.
+bool endsInsideARecord(const std::vector<uint8_t> &d)
+{
+    size_t at = 13;
+    const auto colourTable = [&](uint8_t flags) {
+        if (flags & 0x80)
+            at += size_t(3) << ((flags & 7) + 1);
+    };
+    const auto subBlocks = [&] {
+        while (at < d.size() && d[at] != 0)
+            at += size_t(d[at]) + 1;
+        ++at;
+    };
+    if (d.size() < at)
+        return true;
+    colourTable(d[10]);
+    while (at < d.size()) {
+        const uint8_t kind = d[at++];
+        if (kind == 0x3B)
+            return false;
+        if (kind == 0x21) {
+            ++at; // label
+            subBlocks();
+        } else if (kind == 0x2C) {
+            if (at + 9 > d.size())
+                return true;
+            const uint8_t flags = d[at + 8];
+            at += 9;
+            colourTable(flags);
+            ++at; // LZW code size
+            subBlocks();
+        } else {
+            return false; // not ours to judge: giflib names the fault
+        }
+    }
+    return at > d.size();
+}
+
 } // namespace
 
-ReadOutcome readGif(const std::string &path, const PageSink &sink, bool firstOnly)
+void readGif(const std::string &path, const PageSink &sink, bool firstOnly)
 {
+    const std::vector<uint8_t> data = readWholeFile(path);
+    MemoryInput input{data};
     int error = 0;
-    std::unique_ptr<GifFileType, GifClose> gif(DGifOpenFileName(path.c_str(), &error));
+    std::unique_ptr<GifFileType, GifClose> gif(DGifOpen(&input, readFromMemory, &error));
     if (!gif)
         throw invalidFormat(std::string("GIF: ") +
                             (GifErrorString(error) ? GifErrorString(error) : "cannot open"));
     const bool slurped = DGifSlurp(gif.get()) == GIF_OK;
+    if (!slurped && endsInsideARecord(data))
+        throw invalidFormat("GIF: the data is cut short");
     int frames = 0;
-    // A missing trailer is common and harmless; frames read in full still count.
     while (frames < gif->ImageCount && gif->SavedImages[frames].RasterBits)
         ++frames;
     if (frames == 0)
@@ -143,10 +200,6 @@ ReadOutcome readGif(const std::string &path, const PageSink &sink, bool firstOnl
                             (GifErrorString(gif->Error) ? GifErrorString(gif->Error) : "no image"));
     if (gif->SWidth <= 0 || gif->SHeight <= 0 || double(gif->SWidth) * gif->SHeight > 1e9)
         throw invalidFormat("GIF: bad screen size");
-    if (!slurped && frames < gif->ImageCount)
-        --frames; // the last frame stopped half way
-    if (frames == 0)
-        throw invalidFormat("GIF: the data is cut short");
     std::vector<uint8_t> canvas(size_t(gif->SWidth) * gif->SHeight * 4, 0);
     for (int i = 0; i < frames; ++i) {
         GifFrame frame(gif.get(), i, frames, canvas);
@@ -154,7 +207,6 @@ ReadOutcome readGif(const std::string &path, const PageSink &sink, bool firstOnl
         if (firstOnly)
             break;
     }
-    return slurped ? ReadOutcome::Complete : ReadOutcome::Partial;
 }
 
 } // namespace pw::i2p

@@ -83,7 +83,7 @@ bool plausibleTga(const std::string &h)
     return mapType <= 1 && typeOk && depthOk && w > 0 && hgt > 0;
 }
 
-enum class Kind { Tiff, Jpeg, Png, Gif, Jp2, J2k, Psd, Pdf, Magick, Unknown };
+enum class Kind { Tiff, Jpeg, Png, Gif, Jp2, J2k, Psd, Pdf, Bmp, Pcx, Tga, Magick, Unknown };
 
 Kind detect(const std::string &h, const std::string &path, std::string &magickFormat)
 {
@@ -109,9 +109,9 @@ Kind detect(const std::string &h, const std::string &path, std::string &magickFo
         return Kind::Magick;
     };
     if (startsWith(h, "BM", 2))
-        return magick("BMP");
+        return Kind::Bmp;
     if (startsWith(h, "\xB1\x68\xDE\x3A", 4))
-        return magick("DCX");
+        return Kind::Pcx;
     if (startsWith(h, "PCD_IPI", 7, 2048))
         return magick("PCD");
     if (startsWith(h, "\xD7\xCD\xC6\x9A", 4) || startsWith(h, "\x01\x00\x09\x00", 4) ||
@@ -119,16 +119,17 @@ Kind detect(const std::string &h, const std::string &path, std::string &magickFo
         return magick("WMF");
     if (startsWith(h, "\x01\x00\x00\x00", 4) && startsWith(h, " EMF", 4, 40))
         return magick("EMF");
+    // A true-colour Targa starts as a cursor file does; its name tells them apart.
+    const std::string ext = lowerExtension(path);
+    if ((ext == "tga" || ext == "targa" || ext == "icb" || ext == "vda" || ext == "vst") &&
+        plausibleTga(h))
+        return Kind::Tga;
     if (startsWith(h, "\0\0\1\0", 4) || startsWith(h, "\0\0\2\0", 4))
         return magick("ICO");
     if (h.size() >= 3 && h[0] == 'P' && h[1] >= '1' && h[1] <= '7' && std::isspace(uint8_t(h[2])))
         return magick("PNM");
     if (h.size() >= 128 && uint8_t(h[0]) == 0x0A && uint8_t(h[1]) <= 5 && uint8_t(h[2]) <= 1)
-        return magick("PCX");
-    const std::string ext = lowerExtension(path);
-    if ((ext == "tga" || ext == "targa" || ext == "icb" || ext == "vda" || ext == "vst") &&
-        plausibleTga(h))
-        return magick("TGA");
+        return Kind::Pcx;
     return Kind::Unknown;
 }
 
@@ -173,7 +174,7 @@ bool FileHead::isPdf() const
     return detect(bytes.substr(0, 1024), path, format) == Kind::Pdf;
 }
 
-ReadOutcome readImageFile(const FileHead &file, const PageSink &sink, bool firstOnly)
+void readImageFile(const FileHead &file, const PageSink &sink, bool firstOnly)
 {
     const std::string &path = file.path;
     std::string format;
@@ -193,6 +194,12 @@ ReadOutcome readImageFile(const FileHead &file, const PageSink &sink, bool first
             return readJp2(path, sink, true);
         case Kind::Psd:
             return readPsd(path, sink);
+        case Kind::Bmp:
+            return readBmp(path, sink);
+        case Kind::Pcx:
+            return readPcx(path, sink, firstOnly);
+        case Kind::Tga:
+            return readTga(path, sink);
         case Kind::Magick:
             return readWithMagick(path, format, sink, firstOnly);
         case Kind::Pdf:

@@ -16,10 +16,10 @@
 int32_t ApCreate(const std::string &pdfPath);
 
 // Appends every page of the image (every directory of a TIFF, frame of a GIF, page of a DCX or
-// PDF). Returns 0, or a negative status for lesser problems: -1 unknown handle, -2 only the
-// first pages of the file could be read, -3 a recompression could not be applied and the
-// default encoding was used. Throws ApFailure when the file cannot be read at all; the document
-// is then left as it was before the call, and one still without pages holds no open file.
+// PDF). Returns 0, or a negative status for lesser problems: -1 unknown handle, -3 a
+// recompression could not be applied and the default encoding was used. Throws ApFailure when
+// any page of the file cannot be read, a file cut short included; the document is then left as
+// it was before the call, and one still without pages holds no open file.
 int32_t ApAddImage(int32_t handle, const std::string &imagePath);
 
 // Code 123: n1 selects the class (1 black and white, 2 greyscale, 3 colour) and `text` names

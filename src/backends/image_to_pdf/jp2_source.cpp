@@ -169,11 +169,10 @@ private:
 
 } // namespace
 
-ReadOutcome readJp2(const std::string &path, const PageSink &sink, bool rawCodestream)
+void readJp2(const std::string &path, const PageSink &sink, bool rawCodestream)
 {
     Jp2Page page(path, rawCodestream);
     sink(page);
-    return ReadOutcome::Complete;
 }
 
 } // namespace pw::i2p

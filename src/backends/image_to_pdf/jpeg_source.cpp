@@ -6,6 +6,7 @@
 
 #include <jpeglib.h>
 
+#include <algorithm>
 #include <csetjmp>
 #include <cstdio>
 #include <cstring>
@@ -94,26 +95,28 @@ struct Compressor {
     Compressor &operator=(const Compressor &) = delete;
 };
 
-FilePtr openFile(const std::string &path)
+// The file, positioned where the JPEG data starts.
+FilePtr openAt(const std::string &path, long offset)
 {
     FilePtr f(std::fopen(path.c_str(), "rb"));
-    if (!f)
+    if (!f || std::fseek(f.get(), offset, SEEK_SET) != 0)
         throw failure(rte::kPathFileAccessError, "cannot open " + path);
     return f;
 }
 
-// True when an end-of-image marker closes the file (some writers pad after it).
-bool endsWithEoi(std::FILE *f)
+// True when an end-of-image marker closes the data that ends at `end` (0: the end of the
+// file; some writers pad after the marker). Leaves the file where it found it.
+bool endsWithEoi(std::FILE *f, long end)
 {
+    const long start = std::ftell(f);
+    if (end == 0 && (std::fseek(f, 0, SEEK_END) != 0 || (end = std::ftell(f)) < 0))
+        return false;
     unsigned char tail[64];
-    if (std::fseek(f, 0, SEEK_END) != 0)
-        return false;
-    const long size = std::ftell(f);
-    const long n = size < long(sizeof tail) ? size : long(sizeof tail);
-    if (std::fseek(f, size - n, SEEK_SET) != 0 || std::fread(tail, 1, size_t(n), f) != size_t(n))
-        return false;
-    std::rewind(f);
-    for (long i = n - 2; i >= 0; --i)
+    const long n = std::min(end - start, long(sizeof tail));
+    const bool read = n >= 2 && std::fseek(f, end - n, SEEK_SET) == 0 &&
+                      std::fread(tail, 1, size_t(n), f) == size_t(n);
+    std::fseek(f, start, SEEK_SET);
+    for (long i = n - 2; read && i >= 0; --i)
         if (tail[i] == 0xFF && tail[i + 1] == 0xD9)
             return true;
     return false;
@@ -121,10 +124,12 @@ bool endsWithEoi(std::FILE *f)
 
 class JpegPage : public PageSource {
 public:
-    explicit JpegPage(const std::string &path) : path_(path)
+    // The JPEG data from `offset`, `length` bytes long (0: to the end of the file).
+    JpegPage(const std::string &path, long offset, long length)
+        : path_(path), offset_(offset), length_(length)
     {
-        FilePtr f = openFile(path);
-        const bool complete = endsWithEoi(f.get());
+        FilePtr f = openAt(path, offset);
+        const bool complete = endsWithEoi(f.get(), length ? offset + length : 0);
         Decompressor d;
         JOCTET *icc = nullptr;
         unsigned int iccLen = 0;
@@ -187,13 +192,13 @@ public:
             img.decode = {1, 0, 1, 0, 1, 0, 1, 0};
         if (rgbNoTransform_ && !adobe_)
             img.parms.colorTransform = 0;
-        img.source = wholeFileRanges(path_);
+        img.source = wholeFileRanges(path_, uint64_t(offset_), uint64_t(length_));
         return img;
     }
 
     Raster decode() override
     {
-        FilePtr f = openFile(path_);
+        FilePtr f = openAt(path_, offset_);
         Decompressor d;
         Raster r;
         r.width = width_;
@@ -238,6 +243,7 @@ private:
     }
 
     std::string path_;
+    long offset_, length_;
     std::string icc_;
     int width_ = 0, height_ = 0, comps_ = 0;
     bool adobe_ = false;
@@ -247,11 +253,10 @@ private:
 
 } // namespace
 
-ReadOutcome readJpeg(const std::string &path, const PageSink &sink)
+void readJpeg(const std::string &path, const PageSink &sink, long offset, long length)
 {
-    JpegPage page(path);
+    JpegPage page(path, offset, length);
     sink(page);
-    return ReadOutcome::Complete;
 }
 
 std::vector<uint8_t> jpegEncode(const Raster &raster, int quality)

@@ -78,8 +78,8 @@ int32_t offerPage(void *context, const pw_magick_page *page)
 
 } // namespace
 
-ReadOutcome readWithMagick(const std::string &path, const std::string &format, const PageSink &sink,
-                           bool firstOnly)
+void readWithMagick(const std::string &path, const std::string &format, const PageSink &sink,
+                    bool firstOnly)
 {
     static const auto read =
         reinterpret_cast<magick::Read>(moduleSymbol(magick::kModule, magick::kRead));
@@ -91,7 +91,6 @@ ReadOutcome readWithMagick(const std::string &path, const std::string &format, c
     if (read(data.data(), data.size(), format.c_str(), firstOnly, offerPage, &reading, &error) !=
         PW_MODULE_OK)
         reading.fence.rethrow(error);
-    return ReadOutcome::Complete;
 }
 
 } // namespace pw::i2p

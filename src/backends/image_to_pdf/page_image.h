@@ -123,8 +123,6 @@ public:
 
 using PageSink = std::function<void(PageSource &)>;
 
-enum class ReadOutcome { Complete, Partial };
-
 // The first bytes of a file, read once for every decision taken on them: PDF or image, and
 // which reader. Throws ApFailure for a path that is no readable, non-empty regular file.
 struct FileHead {
@@ -135,25 +133,33 @@ struct FileHead {
     std::string bytes;
 };
 
-// Feeds every page of an image file to `sink`, in order. Throws ApFailure when the file gives
-// no page at all; returns Partial when a later page could not be read (earlier ones stand).
-// With `firstOnly` it stops after the first page.
-ReadOutcome readImageFile(const FileHead &file, const PageSink &sink, bool firstOnly = false);
+// Feeds every page of an image file to `sink`, in order; with `firstOnly` it stops after the
+// first page. Throws ApFailure when any page cannot be read, the file's data stopping short of
+// what its own headers promise included: a document missing pages must not pass for whole.
+void readImageFile(const FileHead &file, const PageSink &sink, bool firstOnly = false);
 
 // Reads a whole file (bounded by one input, never the document). Throws ApFailure.
 std::vector<uint8_t> readWholeFile(const std::string &path);
 FileRanges wholeFileRanges(const std::string &path, uint64_t offset = 0, uint64_t length = 0);
 
 // Readers, one per family of formats.
-ReadOutcome readTiff(const std::string &path, const PageSink &sink, bool firstOnly);
-ReadOutcome readJpeg(const std::string &path, const PageSink &sink);
-ReadOutcome readPng(const std::string &path, const PageSink &sink);
-ReadOutcome readGif(const std::string &path, const PageSink &sink, bool firstOnly);
-ReadOutcome readPsd(const std::string &path, const PageSink &sink);
-ReadOutcome readJp2(const std::string &path, const PageSink &sink, bool rawCodestream);
+void readTiff(const std::string &path, const PageSink &sink, bool firstOnly);
+// The JPEG from `offset`, `length` bytes long (0: to the end of the file).
+void readJpeg(const std::string &path, const PageSink &sink, long offset = 0, long length = 0);
+void readPng(const std::string &path, const PageSink &sink);
+// The PNG held in `bytes`, found at `offset` in the file.
+void readPngAt(const std::string &path, std::vector<uint8_t> bytes, uint64_t offset,
+               const PageSink &sink);
+void readTga(const std::string &path, const PageSink &sink);
+void readBmp(const std::string &path, const PageSink &sink);
+// PCX, and DCX (a PCX per page) with `firstOnly` stopping after the first page.
+void readPcx(const std::string &path, const PageSink &sink, bool firstOnly);
+void readGif(const std::string &path, const PageSink &sink, bool firstOnly);
+void readPsd(const std::string &path, const PageSink &sink);
+void readJp2(const std::string &path, const PageSink &sink, bool rawCodestream);
 // The rarer formats go through the GraphicsMagick module (magick_reader.h), loaded at its
 // first use.
-ReadOutcome readWithMagick(const std::string &path, const std::string &format, const PageSink &sink,
-                           bool firstOnly);
+void readWithMagick(const std::string &path, const std::string &format, const PageSink &sink,
+                    bool firstOnly);
 
 } // namespace pw::i2p

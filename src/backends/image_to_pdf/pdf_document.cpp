@@ -157,7 +157,7 @@ int PdfDocument::addFile(const std::string &path)
 int PdfDocument::addImageFile(const FileHead &file)
 {
     bool fellBack = false;
-    const ReadOutcome outcome = readImageFile(file, [&](PageSource &page) {
+    readImageFile(file, [&](PageSource &page) {
         const Filter wanted = wantedFor(page.depth());
         std::optional<EncodedImage> img = page.asIs(wanted);
         if (!img) {
@@ -174,8 +174,6 @@ int PdfDocument::addImageFile(const FileHead &file)
         }
         writePage(*img, page.xdpi, page.ydpi);
     });
-    if (outcome == ReadOutcome::Partial)
-        return -2;
     return fellBack ? -3 : 0;
 }
 

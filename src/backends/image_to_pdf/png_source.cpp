@@ -156,7 +156,8 @@ template <typename Step> [[gnu::noinline]] bool pngTry(PngReader &r, Step step)
 
 class PngPage : public PageSource {
 public:
-    explicit PngPage(const std::string &path) : path_(path), file_(readWholeFile(path))
+    PngPage(const std::string &path, std::vector<uint8_t> bytes, uint64_t offset)
+        : path_(path), file_(std::move(bytes)), offset_(offset)
     {
         c_ = parseChunks(file_);
         if (c_.xdpi > 1 && c_.ydpi > 1) {
@@ -204,6 +205,8 @@ public:
         }
         img.source = wholeFileRanges(path_);
         img.source.ranges = c_.idat;
+        for (auto &range : img.source.ranges)
+            range.first += offset_;
         return img;
     }
 
@@ -296,16 +299,23 @@ private:
 
     std::string path_;
     std::vector<uint8_t> file_;
+    uint64_t offset_; // where the PNG starts in the file
     PngChunks c_;
 };
 
 } // namespace
 
-ReadOutcome readPng(const std::string &path, const PageSink &sink)
+void readPng(const std::string &path, const PageSink &sink)
 {
-    PngPage page(path);
+    PngPage page(path, readWholeFile(path), 0);
     sink(page);
-    return ReadOutcome::Complete;
+}
+
+void readPngAt(const std::string &path, std::vector<uint8_t> bytes, uint64_t offset,
+               const PageSink &sink)
+{
+    PngPage page(path, std::move(bytes), offset);
+    sink(page);
 }
 
 } // namespace pw::i2p

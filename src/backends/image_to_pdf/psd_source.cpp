@@ -354,12 +354,11 @@ private:
 
 } // namespace
 
-ReadOutcome readPsd(const std::string &path, const PageSink &sink)
+void readPsd(const std::string &path, const PageSink &sink)
 {
     const PsdFile file(path);
     PsdPage page(file, readHeader(file));
     sink(page);
-    return ReadOutcome::Complete;
 }
 
 } // namespace pw::i2p

@@ -587,7 +587,7 @@ private:
 
 } // namespace
 
-ReadOutcome readTiff(const std::string &path, const PageSink &sink, bool firstOnly)
+void readTiff(const std::string &path, const PageSink &sink, bool firstOnly)
 {
     TiffHandle h = openTiff(path, "r");
     if (!h.get())
@@ -600,24 +600,21 @@ ReadOutcome readTiff(const std::string &path, const PageSink &sink, bool firstOn
         TIFFGetField(h.get(), TIFFTAG_SUBFILETYPE, &subfile);
         // Reduced-resolution copies (thumbnails, pyramids) are not pages.
         if (!(subfile & FILETYPE_REDUCEDIMAGE)) {
-            try {
-                TiffPage page(h, path);
-                sink(page);
-                ++delivered;
-            } catch (const ApFailure &) {
-                if (delivered == 0)
-                    throw;
-                return ReadOutcome::Partial;
-            }
+            TiffPage page(h, path);
+            sink(page);
+            ++delivered;
             if (firstOnly)
-                return ReadOutcome::Complete;
+                return;
         }
         h.messages->firstError.clear();
         more = TIFFReadDirectory(h.get()) != 0;
     }
+    // A directory that cannot be read means pages are missing: the file is cut short or
+    // broken, and half a document would pass for the whole one.
+    if (!h.messages->firstError.empty())
+        throw invalidFormat("TIFF: " + h.messages->firstError);
     if (delivered == 0)
         throw invalidFormat("TIFF: no page");
-    return h.messages->firstError.empty() ? ReadOutcome::Complete : ReadOutcome::Partial;
 }
 
 } // namespace pw::i2p

@@ -1,6 +1,6 @@
 #pragma once
 
-/* The reader of the rarer image formats (BMP, PCX, DCX, PCD, TGA, PNM, ICO, WMF ...) on
+/* The reader of the rarer image formats (PCD, PNM, ICO, WMF, EMF ...) on
    GraphicsMagick, a module of its own (pw_magick_reader.so): most runs never meet such a file,
    and linking it would cost every start the loading of its many codecs. The image-to-PDF
    library looks the entry point up by name with pw::moduleSymbol; only C types cross. */
@@ -45,7 +45,7 @@ typedef struct pw_magick_page {
 /* Called for each page in order; anything but PW_MODULE_OK stops the reading. */
 typedef int32_t (*pw_magick_page_fn)(void *context, const pw_magick_page *page);
 
-/* Reads the file's bytes as the named format ("BMP", "DCX" ...; never guessed from the
+/* Reads the file's bytes as the named format ("PCD", "ICO" ...; never guessed from the
    content) and offers every page to `on_page`, only the first with `first_only`. Returns
    PW_MODULE_OK, or PW_MODULE_FAILED when the data gives no page or `on_page` stopped it;
    `error` then says why (unless `on_page` stopped it). */

@@ -56,7 +56,7 @@ bool unsupportedHere(const QString &path)
     // file's header; libtiff cannot decode this fax without line ends; libwmf cannot scan this
     // metafile.
     static const QRegularExpression names(
-        R"(\.emf|rgb24jpeg\.bmp|tm__8_ls\.jpg|tm__jpeg-lossless-8bit-gray\.tif|)"
+        R"(\.emf|tm__8_ls\.jpg|tm__jpeg-lossless-8bit-gray\.tif|)"
         R"(balloon_eciRGBv2_aware\.jp2|testfax3_bug54_1dnoEOL\.tif|emf__test_libuemf_ref\.wmf)");
     return names.match(path).hasMatch();
 }

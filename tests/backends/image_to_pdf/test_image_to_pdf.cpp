@@ -149,7 +149,7 @@ const LosslessCase kLossless[] = {
                  }
              return savedImage(b, "in.png", a, "PNG");
          }),
-    made("bmp_through_magick",
+    made("bmp",
          [](const SandboxDir &b, QImage &e) {
              e = colourPattern(33, 21);
              return savedImage(b, "in.bmp", e, "BMP");

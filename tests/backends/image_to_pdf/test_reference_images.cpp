@@ -1,0 +1,209 @@
+// Pictures with a known right answer: files from the public test suites of image libraries
+// against the suites' own reference PNGs (tests/data/README.md), PCX files written here from a
+// picture, and every format cut short, which must fail rather than give part of a document.
+
+#include "image_to_pdf.h"
+#include "pdf_probe.h"
+#include "sample_images.h"
+#include "sandbox.h"
+
+#include <gtest/gtest.h>
+#include <tiffio.h>
+
+#include <QFile>
+#include <QPainter>
+
+namespace {
+
+const QString kData = QStringLiteral(PAGEWRIGHT_TEST_DATA_DIR);
+
+// The reference as it shows on white paper.
+QImage onWhite(const QImage &reference)
+{
+    QImage out(reference.size(), QImage::Format_RGB32);
+    out.fill(Qt::white);
+    QPainter(&out).drawImage(0, 0, reference);
+    return out;
+}
+
+// Converts `input` alone; the failure number, 0 when it converted.
+int convert(const QString &input, const QString &pdf)
+{
+    const int32_t h = ApCreate(pdf.toStdString());
+    try {
+        ApAddImage(h, input.toStdString());
+    } catch (const ApFailure &f) {
+        ApClose(h);
+        return f.number;
+    }
+    return ApClose(h) == 0 ? 0 : -1;
+}
+
+void expectPicture(const QString &input, const QImage &expected, int tolerance)
+{
+    SCOPED_TRACE(input.toStdString());
+    SandboxDir box;
+    const QString pdf = box.filePath("out.pdf");
+    ASSERT_EQ(convert(input, pdf), 0);
+    const QImage painted = paintedPixels(pdf, 0, expected.width(), expected.height());
+    EXPECT_LE(maxChannelDifference(painted, expected), tolerance);
+}
+
+TEST(ReferenceImages, TargaInEveryOriginAndCompression)
+{
+    for (const char *mode : {"l", "la", "p", "rgb", "rgba"}) {
+        const QImage reference = onWhite(QImage(kData + "/tga/200x32_" + mode + ".png"));
+        ASSERT_FALSE(reference.isNull()) << mode;
+        for (const char *origin : {"bl", "tl"})
+            for (const char *packing : {"raw", "rle"}) {
+                const QString name = QString("/tga/200x32_%1_%2_%3.tga").arg(mode, origin, packing);
+                if (QFile::exists(kData + name))
+                    // Blending a half-transparent pixel over the paper may round either way.
+                    expectPicture(kData + name, reference, QString(mode).endsWith('a') ? 1 : 0);
+            }
+    }
+}
+
+TEST(ReferenceImages, BmpInEveryLayout)
+{
+    // The suite's reference rounds its 8-bit palette's 43 to 42, and its 10- and 11-bit samples
+    // are finer than the reference's 8 bits: those are within one step of it.
+    const struct {
+        const char *file, *reference;
+        int tolerance;
+    } rows[] = {{"pal1", "pal1", 0},           {"pal1wb", "pal1", 0},
+                {"pal1bg", "pal1bg", 0},       {"pal4", "pal4", 0},
+                {"pal4rle", "pal4", 0},        {"pal8", "pal8", 1},
+                {"pal8-0", "pal8", 1},         {"pal8os2", "pal8", 1},
+                {"pal8rle", "pal8", 1},        {"pal8topdown", "pal8", 1},
+                {"pal8v4", "pal8", 1},         {"pal8v5", "pal8", 1},
+                {"pal8w124", "pal8w124", 1},   {"pal8w125", "pal8w125", 1},
+                {"pal8w126", "pal8w126", 1},   {"rgb16", "rgb16", 0},
+                {"rgb16-565", "rgb16-565", 0}, {"rgb16-565pal", "rgb16-565", 0},
+                {"rgb24", "rgb24", 0},         {"rgb24pal", "rgb24", 0},
+                {"rgb32", "rgb24", 0},         {"rgb32bf", "rgb24", 0},
+                {"rgb32bf-xbgr", "rgb24", 0},  {"rgb24png", "rgb24", 0},
+                {"rgb32-111110", "rgb24", 1}};
+    for (const auto &r : rows)
+        expectPicture(kData + "/bmp/" + r.file + ".bmp",
+                      QImage(kData + "/bmp/ref_" + r.reference + ".png")
+                          .convertToFormat(QImage::Format_RGB32),
+                      r.tolerance);
+    // A BMP wrapping a JPEG keeps the JPEG as it is.
+    SandboxDir box;
+    const QString pdf = box.filePath("jpeg.pdf");
+    ASSERT_EQ(convert(kData + "/bmp/rgb24jpeg.bmp", pdf), 0);
+    EXPECT_EQ(firstImageFilter(pdf), "/DCTDecode");
+}
+
+// A PCX of `picture`, run-length encoded: 8-bit with the palette at the end when `palette`
+// holds colours, else 24-bit in three planes.
+QByteArray pcx(const QImage &picture, const QVector<QRgb> &palette)
+{
+    const bool indexed = !palette.isEmpty();
+    const int w = picture.width(), h = picture.height(), lineBytes = w + (w & 1);
+    QByteArray out(128, '\0');
+    const auto le16 = [&](int at, int v) {
+        out[at] = char(v & 0xFF);
+        out[at + 1] = char(v >> 8);
+    };
+    out[0] = 0x0A, out[1] = 5, out[2] = 1, out[3] = 8;
+    le16(8, w - 1);
+    le16(10, h - 1);
+    le16(12, 300);
+    le16(14, 300);
+    out[65] = char(indexed ? 1 : 3);
+    le16(66, lineBytes);
+    const QImage rgb = picture.convertToFormat(QImage::Format_RGB32);
+    for (int y = 0; y < h; ++y) {
+        QByteArray line;
+        for (int plane = 0; plane < (indexed ? 1 : 3); ++plane)
+            for (int x = 0; x < lineBytes; ++x) {
+                const QRgb c = rgb.pixel(std::min(x, w - 1), y);
+                line += char(indexed      ? palette.indexOf(c)
+                             : plane == 0 ? qRed(c)
+                             : plane == 1 ? qGreen(c)
+                                          : qBlue(c));
+            }
+        for (int i = 0; i < line.size();) {
+            int run = 1;
+            while (i + run < line.size() && run < 63 && line[i + run] == line[i])
+                ++run;
+            if (run > 1 || (uint8_t(line[i]) & 0xC0) == 0xC0)
+                out += char(0xC0 | run);
+            out += line[i];
+            i += run;
+        }
+    }
+    if (indexed) {
+        out += char(0x0C);
+        for (int i = 0; i < 256; ++i) {
+            const QRgb c = palette.value(i);
+            out += char(qRed(c)), out += char(qGreen(c)), out += char(qBlue(c));
+        }
+    }
+    return out;
+}
+
+TEST(ReferenceImages, PcxPalettedAndTrueColour)
+{
+    SandboxDir box;
+    const QImage picture = colourPattern(61, 37);
+    const QImage reduced = picture.convertToFormat(QImage::Format_Indexed8, Qt::ThresholdDither);
+    const QImage expected = reduced.convertToFormat(QImage::Format_RGB32);
+    expectPicture(box.write("256.pcx", pcx(expected, reduced.colorTable())), expected, 0);
+    expectPicture(box.write("24bit.pcx", pcx(picture, {})),
+                  picture.convertToFormat(QImage::Format_RGB32), 0);
+}
+
+// Every kind of file the tests can make, cut at 30, 50, 70 and 90 % of its length: each fails
+// as unreadable and leaves no PDF behind.
+TEST(CutShort, EveryFormatFailsAndWritesNothing)
+{
+    SandboxDir box;
+    const QImage picture = colourPattern(120, 90);
+    const auto saved = [&](const char *name, const char *format) {
+        picture.save(box.filePath(name), format);
+        return box.filePath(name);
+    };
+    TiffLayout lzw{.compression = COMPRESSION_LZW, .pages = 5};
+    TiffLayout g4{.width = 300,
+                  .height = 200,
+                  .bps = 1,
+                  .spp = 1,
+                  .photometric = 0,
+                  .compression = COMPRESSION_CCITTFAX4,
+                  .pages = 2};
+    writeTiff(box.filePath("five.tif"), lzw);
+    writeTiff(box.filePath("two_g4.tif"), g4);
+    QStringList files = {saved("a.jpg", "JPEG"),
+                         saved("a.png", "PNG"),
+                         box.filePath("five.tif"),
+                         box.filePath("two_g4.tif"),
+                         kData + "/bmp/rgb24.bmp",
+                         kData + "/bmp/pal8rle.bmp",
+                         kData + "/tga/200x32_rgb_bl_rle.tga",
+                         kData + "/tga/200x32_p_tl_raw.tga",
+                         box.write("a.pcx", pcx(picture, {}))};
+    if (!corpusDir().isEmpty())
+        files << corpusDir() + "/formats/gif/pil__chi.gif"
+              << corpusDir() + "/formats/jp2/pil__test-card-lossless.jp2"
+              << corpusDir() + "/formats/dcx/derived__3pages_from_pcx.dcx";
+    const QString pdf = box.filePath("out.pdf");
+    for (const QString &file : files) {
+        QFile in(file);
+        ASSERT_TRUE(in.open(QIODevice::ReadOnly)) << file.toStdString();
+        const QByteArray whole = in.readAll();
+        ASSERT_EQ(convert(file, pdf), 0) << file.toStdString();
+        for (const int percent : {30, 50, 70, 90}) {
+            SCOPED_TRACE((file + " at " + QString::number(percent) + "%").toStdString());
+            QFile::remove(pdf);
+            const QString cut =
+                box.write("cut." + file.section('.', -1), whole.left(whole.size() * percent / 100));
+            EXPECT_EQ(convert(cut, pdf), 321);
+            EXPECT_FALSE(QFile::exists(pdf));
+        }
+    }
+}
+
+} // namespace
