@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cmath>
 #include <cstring>
 #include <fstream>
 #include <optional>
@@ -32,6 +33,83 @@ void swap16(std::span<uint8_t> buf)
     for (size_t i = 0; i + 1 < buf.size(); i += 2)
         std::swap(buf[i], buf[i + 1]);
 }
+
+float halfToFloat(uint16_t h)
+{
+    const int exponent = (h >> 10) & 31, mantissa = h & 1023;
+    const float sign = (h & 0x8000) ? -1.0f : 1.0f;
+    if (exponent == 0)
+        return sign * std::ldexp(float(mantissa), -24);
+    if (exponent == 31)
+        return mantissa ? 0.0f : sign * 65504.0f;
+    return sign * std::ldexp(float(mantissa + 1024), exponent - 25);
+}
+
+// Samples of a width the PDF cannot carry (3, 5, 12, 24 ... bits, or floating point) as
+// 8-bit (`outBits` 8) or big-endian 16-bit ones, the top value staying the top value. Whole
+// integer samples of 16 and 32 bits and floats arrive in the host's order from libtiff; the
+// others are packed from the most significant bit, each row starting on a byte.
+struct SampleWidener {
+    int bits;
+    bool floating;
+    double low = 0, high = 1; // the range of floating-point samples
+    int outBits;
+
+    PixelBytes operator()(const PixelBytes &packed, size_t samplesPerRow, size_t rows) const
+    {
+        const size_t inRow = (samplesPerRow * size_t(bits) + 7) / 8;
+        const size_t outBytes = size_t(outBits / 8);
+        PixelBytes out(samplesPerRow * rows * outBytes);
+        const uint32_t top = outBits == 8 ? 255 : 65535;
+        for (size_t y = 0; y < rows; ++y) {
+            const uint8_t *row = packed.data() + y * inRow;
+            uint8_t *to = out.data() + y * samplesPerRow * outBytes;
+            for (size_t i = 0; i < samplesPerRow; ++i) {
+                const uint32_t v = uint32_t(std::lround(std::clamp(unit(row, i), 0.0, 1.0) * top));
+                if (outBits == 16)
+                    *to++ = uint8_t(v >> 8);
+                *to++ = uint8_t(v);
+            }
+        }
+        return out;
+    }
+
+    // Sample `i` of a row as a fraction of its range.
+    double unit(const uint8_t *row, size_t i) const
+    {
+        if (floating) {
+            double f = 0;
+            if (bits == 16) {
+                uint16_t h;
+                std::memcpy(&h, row + 2 * i, 2);
+                f = halfToFloat(h);
+            } else if (bits == 32) {
+                float g;
+                std::memcpy(&g, row + 4 * i, 4);
+                f = g;
+            } else {
+                std::memcpy(&f, row + 8 * i, 8);
+            }
+            return std::isfinite(f) ? (f - low) / (high - low) : 0.0;
+        }
+        const double top = double((uint64_t(1) << bits) - 1);
+        if (bits == 16 || bits == 32) {
+            uint32_t v = 0;
+            if (bits == 16) {
+                uint16_t s;
+                std::memcpy(&s, row + 2 * i, 2);
+                v = s;
+            } else {
+                std::memcpy(&v, row + 4 * i, 4);
+            }
+            return v / top;
+        }
+        uint32_t v = 0;
+        for (size_t bit = i * size_t(bits), end = bit + size_t(bits); bit < end; ++bit)
+            v = v << 1 | ((row[bit / 8] >> (7 - bit % 8)) & 1);
+        return v / top;
+    }
+};
 
 class TiffPage : public PageSource {
 public:
@@ -302,11 +380,37 @@ private:
         return img;
     }
 
+    // How stored samples the PDF cannot carry become ones it can; none when they already fit.
+    std::optional<SampleWidener> widener() const
+    {
+        const bool floating = sampleFormat_ == SAMPLEFORMAT_IEEEFP;
+        const bool fits =
+            !floating && (bps_ == 1 || bps_ == 2 || bps_ == 4 || bps_ == 8 || bps_ == 16);
+        // Samples packed below a byte cannot be told apart from their alpha or joined from
+        // planes where they lie.
+        const bool packedWithOthers =
+            bps_ < 8 && (extraCount_ > 0 || (planar_ == PLANARCONFIG_SEPARATE && spp_ > 1));
+        if (fits && !packedWithOthers)
+            return std::nullopt;
+        SampleWidener w{bps_, floating, 0, 1, bps_ > 8 || floating ? 16 : 8};
+        double low = 0, high = 0;
+        if (floating && TIFFGetField(t_, TIFFTAG_SMINSAMPLEVALUE, &low) &&
+            TIFFGetField(t_, TIFFTAG_SMAXSAMPLEVALUE, &high) && high > low) {
+            w.low = low;
+            w.high = high;
+        }
+        return w;
+    }
+
     bool directDecodable()
     {
-        if (sampleFormat_ != SAMPLEFORMAT_UINT && sampleFormat_ != SAMPLEFORMAT_VOID)
+        const bool floating = sampleFormat_ == SAMPLEFORMAT_IEEEFP;
+        if (sampleFormat_ != SAMPLEFORMAT_UINT && sampleFormat_ != SAMPLEFORMAT_VOID && !floating)
             return false;
-        if (bps_ != 1 && bps_ != 2 && bps_ != 4 && bps_ != 8 && bps_ != 16)
+        if (floating ? (bps_ != 16 && bps_ != 32 && bps_ != 64) : (bps_ == 0 || bps_ > 32))
+            return false;
+        // A palette index keeps its value; only whole-byte and packed widths carry one.
+        if (photometric_ == PHOTOMETRIC_PALETTE && widener())
             return false;
         if (compression_ == COMPRESSION_OJPEG)
             return false;
@@ -315,11 +419,7 @@ private:
             TIFFSetField(t_, TIFFTAG_JPEGCOLORMODE, JPEGCOLORMODE_RGB);
             photometric_ = PHOTOMETRIC_RGB;
         }
-        if (!colourSpace())
-            return false;
-        if (bps_ < 8 && (extraCount_ > 0 || (planar_ == PLANARCONFIG_SEPARATE && spp_ > 1)))
-            return false;
-        return true;
+        return colourSpace().has_value();
     }
 
     [[noreturn]] void fail(const char *what) const
@@ -464,22 +564,27 @@ private:
         Raster r;
         r.width = int(width_);
         r.height = int(height_);
-        r.bpc = bps_;
+        const std::optional<SampleWidener> widen = widener();
+        r.bpc = widen ? widen->outBits : bps_;
         r.cs = *colourSpace();
         r.invert = photometric_ == PHOTOMETRIC_MINISWHITE;
+        const auto samples = [&](uint16_t plane, int perPixel) {
+            PixelBytes stored = readPlane(plane, perPixel);
+            return widen ? (*widen)(stored, size_t(width_) * size_t(perPixel), height_) : stored;
+        };
         PixelBytes all;
         if (planar_ == PLANARCONFIG_SEPARATE && spp_ > 1) {
-            const size_t bytes = bps_ / 8;
+            const size_t bytes = size_t(r.bpc / 8);
             all.resize(size_t(width_) * height_ * spp_ * bytes);
             for (uint16_t p = 0; p < spp_; ++p) {
-                const auto plane = readPlane(p, 1);
+                const auto plane = samples(p, 1);
                 for (size_t i = 0; i < size_t(width_) * height_; ++i)
                     std::memcpy(&all[(i * spp_ + p) * bytes], &plane[i * bytes], bytes);
             }
         } else {
-            all = readPlane(0, spp_);
+            all = samples(0, spp_);
         }
-        if (bps_ == 16 && !hostIsBigEndian())
+        if (!widen && bps_ == 16 && !hostIsBigEndian())
             swap16(all);
         if (extraCount_ == 0) {
             r.pixels = std::move(all);
@@ -495,12 +600,12 @@ private:
                 premultiplied = extraTypes_[i] == EXTRASAMPLE_ASSOCALPHA;
                 break;
             }
-        const size_t bytes = bps_ / 8;
+        const size_t bytes = size_t(r.bpc / 8);
         const size_t pixels = size_t(width_) * height_;
         r.pixels.resize(pixels * colourSamples_ * bytes);
         if (alphaIndex >= 0) {
             r.alpha.resize(pixels * bytes);
-            r.alphaBpc = bps_;
+            r.alphaBpc = r.bpc;
         }
         bool opaque = true;
         const uint32_t maxValue = bytes == 2 ? 65535 : 255;

@@ -13,6 +13,10 @@
 #include <QFile>
 #include <QPainter>
 
+#include <cmath>
+#include <cstring>
+#include <functional>
+
 namespace {
 
 const QString kData = QStringLiteral(PAGEWRIGHT_TEST_DATA_DIR);
@@ -207,3 +211,80 @@ TEST(CutShort, EveryFormatFailsAndWritesNothing)
 }
 
 } // namespace
+
+// A one-strip uncompressed TIFF of `spp` samples of `bits` bits (floats when `floating`),
+// each sample's value given as a fraction by `value(x, y, sample)`; `expected` receives the
+// picture on white.
+QString deepTiff(const SandboxDir &box, const QString &name, int bits, int spp, bool floating,
+                 const std::function<double(int, int, int)> &value, QImage &expected)
+{
+    const int w = 40, h = 24;
+    const QString path = box.filePath(name);
+    TIFF *t = TIFFOpen(path.toLocal8Bit().constData(), "w");
+    TIFFSetField(t, TIFFTAG_IMAGEWIDTH, w);
+    TIFFSetField(t, TIFFTAG_IMAGELENGTH, h);
+    TIFFSetField(t, TIFFTAG_BITSPERSAMPLE, bits);
+    TIFFSetField(t, TIFFTAG_SAMPLESPERPIXEL, spp);
+    TIFFSetField(t, TIFFTAG_SAMPLEFORMAT, floating ? SAMPLEFORMAT_IEEEFP : SAMPLEFORMAT_UINT);
+    TIFFSetField(t, TIFFTAG_PHOTOMETRIC, spp >= 3 ? PHOTOMETRIC_RGB : PHOTOMETRIC_MINISBLACK);
+    TIFFSetField(t, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
+    TIFFSetField(t, TIFFTAG_ROWSPERSTRIP, h);
+    if (spp == 4) {
+        const uint16_t extra[] = {EXTRASAMPLE_UNASSALPHA};
+        TIFFSetField(t, TIFFTAG_EXTRASAMPLES, 1, extra);
+    }
+    const uint32_t top = floating ? 1 : (uint32_t(1) << bits) - 1;
+    std::vector<uint8_t> row((size_t(w) * spp * bits + 7) / 8);
+    expected = QImage(w, h, QImage::Format_RGB32);
+    for (int y = 0; y < h; ++y) {
+        std::fill(row.begin(), row.end(), 0);
+        double px[4] = {0, 0, 0, 1};
+        for (int x = 0; x < w; ++x) {
+            for (int s = 0; s < spp; ++s) {
+                const double f = value(x, y, s);
+                const uint32_t v = uint32_t(std::lround(f * top));
+                px[s] = floating ? f : double(v) / top;
+                const size_t at = (size_t(x) * spp + s) * bits;
+                if (floating) {
+                    const float g = float(f);
+                    std::memcpy(&row[at / 8], &g, 4);
+                } else {
+                    for (int b = 0; b < bits; ++b)
+                        if (v >> (bits - 1 - b) & 1)
+                            row[(at + b) / 8] |= uint8_t(0x80 >> ((at + b) % 8));
+                }
+            }
+            const auto onWhite = [&](double c) {
+                const double a = spp == 4 ? std::clamp(px[3], 0.0, 1.0) : 1.0;
+                return int(std::lround((std::clamp(c, 0.0, 1.0) * a + (1 - a)) * 255));
+            };
+            const int grey = onWhite(px[0]);
+            expected.setPixel(x, y,
+                              spp >= 3 ? qRgb(onWhite(px[0]), onWhite(px[1]), onWhite(px[2]))
+                                       : qRgb(grey, grey, grey));
+        }
+        TIFFWriteScanline(t, row.data(), uint32_t(y), 0);
+    }
+    TIFFClose(t);
+    return path;
+}
+
+TEST(ReferenceImages, TiffSamplesOfEveryWidth)
+{
+    SandboxDir box;
+    const auto ramp = [](int x, int y, int s) {
+        return std::fmod((x * 7 + y * 3 + s * 11) / 97.0, 1.0);
+    };
+    QImage expected;
+    for (const int bits : {3, 5, 10, 12, 14, 24, 32}) {
+        const QString in =
+            deepTiff(box, QString("grey%1.tif").arg(bits), bits, 1, false, ramp, expected);
+        expectPicture(in, expected, 1);
+    }
+    expectPicture(deepTiff(box, "rgb12.tif", 12, 3, false, ramp, expected), expected, 1);
+    expectPicture(deepTiff(box, "rgba4.tif", 4, 4, false, ramp, expected), expected, 1);
+    // Floats outside 0 to 1 are clipped to black and white.
+    const auto beyond = [](int x, int, int) { return x / 20.0 - 0.5; };
+    expectPicture(deepTiff(box, "float.tif", 32, 1, true, beyond, expected), expected, 1);
+    expectPicture(deepTiff(box, "float_rgb.tif", 32, 3, true, ramp, expected), expected, 1);
+}
