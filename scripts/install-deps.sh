@@ -8,7 +8,7 @@ packages=(
   g++ cmake ninja-build pkg-config
   # libraries
   qt6-base-dev libqpdf-dev libtiff-dev libjpeg62-turbo-dev libpng-dev libgif-dev
-  libopenjp2-7-dev libgraphicsmagick++1-dev libdeflate-dev libpugixml-dev
+  libopenjp2-7-dev libgraphicsmagick++1-dev libdeflate-dev libpugixml-dev libcharls-dev
   libpoppler-cpp-dev zlib1g-dev
   # tests and checks: GoogleTest, PDF inspection, a headless display with a window manager
   # and xprop to ask it about windows, the format check, and a second RTF reader for the saved

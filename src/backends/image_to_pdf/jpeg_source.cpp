@@ -122,6 +122,30 @@ bool endsWithEoi(std::FILE *f, long end)
     return false;
 }
 
+// The frame marker of the JPEG data where `f` stands (0xC0 to 0xCF for the JPEG processes,
+// 0xF7 for JPEG-LS), 0 when the data ends first. Leaves the file where it found it.
+int frameMarker(std::FILE *f)
+{
+    const long start = std::ftell(f);
+    int frame = 0;
+    unsigned char m[4];
+    if (std::fread(m, 1, 2, f) == 2 && m[0] == 0xFF && m[1] == 0xD8) {
+        while (std::fread(m, 1, 4, f) == 4 && m[0] == 0xFF) {
+            const int code = m[1];
+            if (code == 0xF7 ||
+                (code >= 0xC0 && code <= 0xCF && code != 0xC4 && code != 0xC8 && code != 0xCC)) {
+                frame = code;
+                break;
+            }
+            const long length = m[2] << 8 | m[3];
+            if (length < 2 || std::fseek(f, length - 2, SEEK_CUR) != 0)
+                break;
+        }
+    }
+    std::fseek(f, start, SEEK_SET);
+    return frame;
+}
+
 class JpegPage : public PageSource {
 public:
     // The JPEG data from `offset`, `length` bytes long (0: to the end of the file).
@@ -255,6 +279,13 @@ private:
 
 void readJpeg(const std::string &path, const PageSink &sink, long offset, long length)
 {
+    // JPEG-LS and lossless JPEG share the JPEG file's first marker; libjpeg-turbo decodes
+    // neither.
+    const int frame = offset == 0 ? frameMarker(openAt(path, 0).get()) : 0;
+    if (frame == 0xF7)
+        return readJpegLs(readWholeFile(path), sink);
+    if (frame == 0xC3)
+        return readLosslessJpeg(readWholeFile(path), sink);
     JpegPage page(path, offset, length);
     sink(page);
 }

@@ -146,6 +146,8 @@ FileRanges wholeFileRanges(const std::string &path, uint64_t offset = 0, uint64_
 void readTiff(const std::string &path, const PageSink &sink, bool firstOnly);
 // The JPEG from `offset`, `length` bytes long (0: to the end of the file).
 void readJpeg(const std::string &path, const PageSink &sink, long offset = 0, long length = 0);
+void readJpegLs(std::vector<uint8_t> data, const PageSink &sink);
+void readLosslessJpeg(std::vector<uint8_t> data, const PageSink &sink);
 void readPng(const std::string &path, const PageSink &sink);
 // The PNG held in `bytes`, found at `offset` in the file.
 void readPngAt(const std::string &path, std::vector<uint8_t> bytes, uint64_t offset,

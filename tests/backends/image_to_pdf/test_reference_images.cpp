@@ -7,12 +7,14 @@
 #include "sample_images.h"
 #include "sandbox.h"
 
+#include <charls/charls.h>
 #include <gtest/gtest.h>
 #include <tiffio.h>
 
 #include <QFile>
 #include <QPainter>
 
+#include <bit>
 #include <cmath>
 #include <cstring>
 #include <functional>
@@ -160,6 +162,128 @@ TEST(ReferenceImages, PcxPalettedAndTrueColour)
                   picture.convertToFormat(QImage::Format_RGB32), 0);
 }
 
+// A lossless JPEG (SOF3) of `picture`'s grey or RGB samples, with predictor `predictor` and a
+// restart every `restart` pixels (0: none). Its one Huffman table gives every difference size
+// a 5-bit code equal to the size.
+QByteArray losslessJpeg(const QImage &picture, bool colour, int predictor, int restart)
+{
+    const int w = picture.width(), h = picture.height(), comps = colour ? 3 : 1;
+    QByteArray out("\xFF\xD8", 2);
+    const auto segment = [&](int marker, const QByteArray &body) {
+        out += char(0xFF), out += char(marker);
+        out += char((body.size() + 2) >> 8), out += char((body.size() + 2) & 0xFF);
+        out += body;
+    };
+    QByteArray sof(1, char(8)); // precision
+    sof += char(h >> 8), sof += char(h), sof += char(w >> 8), sof += char(w), sof += char(comps);
+    for (int c = 0; c < comps; ++c)
+        sof += char(c + 1), sof += char(0x11), sof += char(0);
+    QByteArray dht(17, '\0');
+    dht[5] = 17;
+    for (int s = 0; s <= 16; ++s)
+        dht += char(s);
+    QByteArray sos(1, char(comps));
+    for (int c = 0; c < comps; ++c)
+        sos += char(c + 1), sos += char(0);
+    sos += char(predictor), sos += char(0), sos += char(0);
+    segment(0xC3, sof);
+    segment(0xC4, dht);
+    if (restart)
+        segment(0xDD, QByteArray(1, char(restart >> 8)) + char(restart & 0xFF));
+    segment(0xDA, sos);
+    QByteArray bits;
+    const auto flush = [&] {
+        while (bits.size() % 8)
+            bits += '1';
+        for (int i = 0; i < bits.size(); i += 8) {
+            const char byte = char(bits.mid(i, 8).toInt(nullptr, 2));
+            out += byte;
+            if (uint8_t(byte) == 0xFF)
+                out += '\0';
+        }
+        bits.clear();
+    };
+    const auto sample = [&](int x, int y, int c) {
+        const QRgb p = picture.pixel(x, y);
+        return colour ? (c == 0 ? qRed(p) : c == 1 ? qGreen(p) : qBlue(p)) : qGray(p);
+    };
+    int sinceRestart = 0, marker = 0;
+    bool first = true, firstRow = true;
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) {
+            if (restart && sinceRestart == restart) {
+                flush();
+                out += char(0xFF), out += char(0xD0 + marker++ % 8);
+                sinceRestart = 0;
+                first = firstRow = true;
+            }
+            for (int c = 0; c < comps; ++c) {
+                int guess = 128;
+                if (!first) {
+                    const int a = x ? sample(x - 1, y, c) : 0, b = y ? sample(x, y - 1, c) : 0,
+                              d = x && y ? sample(x - 1, y - 1, c) : 0;
+                    const int predictions[] = {
+                        a, b, d, a + b - d, a + ((b - d) >> 1), b + ((a - d) >> 1), (a + b) / 2};
+                    guess = firstRow ? a : x == 0 ? b : predictions[predictor - 1];
+                }
+                const int diff = sample(x, y, c) - guess;
+                const int size = diff == 0 ? 0 : int(std::bit_width(unsigned(std::abs(diff))));
+                bits += QByteArray::number(size, 2).rightJustified(5, '0');
+                if (size)
+                    bits += QByteArray::number(diff > 0 ? diff : diff + (1 << size) - 1, 2)
+                                .rightJustified(size, '0');
+            }
+            first = false;
+            ++sinceRestart;
+            if (x == w - 1)
+                firstRow = false;
+        }
+    flush();
+    out += "\xFF\xD9";
+    return out;
+}
+
+// A JPEG-LS file of `picture` in colour, its components interleaved by `mode`.
+QByteArray jpegLs(const QImage &picture, charls::interleave_mode mode)
+{
+    const int w = picture.width(), h = picture.height();
+    std::vector<uint8_t> pixels, planes;
+    for (int c = 0; c < 3; ++c)
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x) {
+                const QRgb p = picture.pixel(x, y);
+                planes.push_back(uint8_t(c == 0 ? qRed(p) : c == 1 ? qGreen(p) : qBlue(p)));
+            }
+    for (int i = 0; i < w * h; ++i)
+        for (int c = 0; c < 3; ++c)
+            pixels.push_back(planes[size_t(c * w * h + i)]);
+    charls::jpegls_encoder encoder;
+    encoder.frame_info({uint32_t(w), uint32_t(h), 8, 3}).interleave_mode(mode);
+    std::vector<uint8_t> encoded(encoder.estimated_destination_size());
+    encoder.destination(encoded);
+    encoded.resize(encoder.encode(mode == charls::interleave_mode::none ? planes : pixels));
+    return QByteArray(reinterpret_cast<const char *>(encoded.data()), qsizetype(encoded.size()));
+}
+
+TEST(ReferenceImages, LosslessJpegAndJpegLs)
+{
+    SandboxDir box;
+    const QImage picture = colourPattern(45, 31).convertToFormat(QImage::Format_RGB32);
+    const QImage grey =
+        picture.convertToFormat(QImage::Format_Grayscale8).convertToFormat(QImage::Format_RGB32);
+    for (int predictor = 1; predictor <= 7; ++predictor) {
+        const QString name = QString("sof3_%1.jpg").arg(predictor);
+        expectPicture(box.write(name, losslessJpeg(picture, true, predictor, 0)), picture, 0);
+    }
+    // Restarts within a row and at its end.
+    expectPicture(box.write("restart17.jpg", losslessJpeg(grey, false, 4, 17)), grey, 0);
+    expectPicture(box.write("restart45.jpg", losslessJpeg(picture, true, 7, 45)), picture, 0);
+    expectPicture(box.write("ls_planes.jpg", jpegLs(picture, charls::interleave_mode::none)),
+                  picture, 0);
+    expectPicture(box.write("ls_pixels.jpg", jpegLs(picture, charls::interleave_mode::sample)),
+                  picture, 0);
+}
+
 // Every kind of file the tests can make, cut at 30, 50, 70 and 90 % of its length: each fails
 // as unreadable and leaves no PDF behind.
 TEST(CutShort, EveryFormatFailsAndWritesNothing)
@@ -188,7 +312,9 @@ TEST(CutShort, EveryFormatFailsAndWritesNothing)
                          kData + "/bmp/pal8rle.bmp",
                          kData + "/tga/200x32_rgb_bl_rle.tga",
                          kData + "/tga/200x32_p_tl_raw.tga",
-                         box.write("a.pcx", pcx(picture, {}))};
+                         box.write("a.pcx", pcx(picture, {})),
+                         box.write("sof3.jpg", losslessJpeg(picture, true, 1, 0)),
+                         box.write("ls.jpg", jpegLs(picture, charls::interleave_mode::sample))};
     if (!corpusDir().isEmpty())
         files << corpusDir() + "/formats/gif/pil__chi.gif"
               << corpusDir() + "/formats/jp2/pil__test-card-lossless.jp2"
