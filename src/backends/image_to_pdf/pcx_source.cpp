@@ -59,7 +59,7 @@ public:
     Raster decode() const
     {
         const std::vector<uint8_t> lines = scanLines(v_, h_);
-        if (h_.planes >= 3)
+        if (h_.bits == 8 && h_.planes >= 3)
             return colour(lines);
         Raster r;
         r.width = h_.width;
@@ -118,7 +118,14 @@ private:
             return std::string(reinterpret_cast<const char *>(v_.need(at + 1, 768)), 768);
         }
         const size_t entries = size_t(1) << (h_.bits * h_.planes);
-        return std::string(reinterpret_cast<const char *>(v_.need(16, 48)), entries * 3);
+        // Version 3 files carry no palette of their own: the card's default colours apply.
+        static const uint8_t ega[48] = {0x00, 0x00, 0x00, 0x00, 0x00, 0xAA, 0x00, 0xAA, 0x00, 0x00,
+                                        0xAA, 0xAA, 0xAA, 0x00, 0x00, 0xAA, 0x00, 0xAA, 0xAA, 0x55,
+                                        0x00, 0xAA, 0xAA, 0xAA, 0x55, 0x55, 0x55, 0x55, 0x55, 0xFF,
+                                        0x55, 0xFF, 0x55, 0x55, 0xFF, 0xFF, 0xFF, 0x55, 0x55, 0xFF,
+                                        0x55, 0xFF, 0xFF, 0xFF, 0x55, 0xFF, 0xFF, 0xFF};
+        const uint8_t *colours = h_.version == 3 ? ega : v_.need(16, 48);
+        return std::string(reinterpret_cast<const char *>(colours), entries * 3);
     }
 
     Raster colour(const std::vector<uint8_t> &lines) const
@@ -147,7 +154,9 @@ void offer(const ByteView &v, const PageSink &sink)
 {
     const PcxPage pcx(v);
     DecodedPage page(pcx.header().depth(), [&] { return pcx.decode(); });
-    if (pcx.header().xdpi > 1 && pcx.header().ydpi > 1) {
+    // Many writers put the screen's size (640 x 350, 640 x 200 ...) where the resolution
+    // belongs; only a square one is taken as the paper's.
+    if (pcx.header().xdpi > 1 && pcx.header().xdpi == pcx.header().ydpi) {
         page.xdpi = pcx.header().xdpi;
         page.ydpi = pcx.header().ydpi;
     }

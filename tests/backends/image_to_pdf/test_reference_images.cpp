@@ -18,6 +18,7 @@
 #include <cmath>
 #include <cstring>
 #include <functional>
+#include <random>
 
 namespace {
 
@@ -160,6 +161,83 @@ TEST(ReferenceImages, PcxPalettedAndTrueColour)
     expectPicture(box.write("256.pcx", pcx(expected, reduced.colorTable())), expected, 0);
     expectPicture(box.write("24bit.pcx", pcx(picture, {})),
                   picture.convertToFormat(QImage::Format_RGB32), 0);
+}
+
+// A one-strip uncompressed TIFF of `spp` samples of `bits` bits (floats when `floating`),
+// each sample's value given as a fraction by `value(x, y, sample)`; `expected` receives the
+// picture on white.
+QString deepTiff(const SandboxDir &box, const QString &name, int bits, int spp, bool floating,
+                 const std::function<double(int, int, int)> &value, QImage &expected)
+{
+    const int w = 40, h = 24;
+    const QString path = box.filePath(name);
+    TIFF *t = TIFFOpen(path.toLocal8Bit().constData(), "w");
+    TIFFSetField(t, TIFFTAG_IMAGEWIDTH, w);
+    TIFFSetField(t, TIFFTAG_IMAGELENGTH, h);
+    TIFFSetField(t, TIFFTAG_BITSPERSAMPLE, bits);
+    TIFFSetField(t, TIFFTAG_SAMPLESPERPIXEL, spp);
+    TIFFSetField(t, TIFFTAG_SAMPLEFORMAT, floating ? SAMPLEFORMAT_IEEEFP : SAMPLEFORMAT_UINT);
+    TIFFSetField(t, TIFFTAG_PHOTOMETRIC, spp >= 3 ? PHOTOMETRIC_RGB : PHOTOMETRIC_MINISBLACK);
+    TIFFSetField(t, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
+    TIFFSetField(t, TIFFTAG_ROWSPERSTRIP, h);
+    if (spp == 4) {
+        const uint16_t extra[] = {EXTRASAMPLE_UNASSALPHA};
+        TIFFSetField(t, TIFFTAG_EXTRASAMPLES, 1, extra);
+    }
+    const uint32_t top = floating ? 1 : uint32_t((uint64_t(1) << bits) - 1);
+    std::vector<uint8_t> row((size_t(w) * spp * bits + 7) / 8);
+    expected = QImage(w, h, QImage::Format_RGB32);
+    for (int y = 0; y < h; ++y) {
+        std::fill(row.begin(), row.end(), 0);
+        double px[4] = {0, 0, 0, 1};
+        for (int x = 0; x < w; ++x) {
+            for (int s = 0; s < spp; ++s) {
+                const double f = value(x, y, s);
+                const uint32_t v = uint32_t(std::lround(f * top));
+                px[s] = floating ? f : double(v) / top;
+                const size_t at = (size_t(x) * spp + s) * bits;
+                if (floating) {
+                    const float g = float(f);
+                    std::memcpy(&row[at / 8], &g, 4);
+                } else {
+                    for (int b = 0; b < bits; ++b)
+                        if (v >> (bits - 1 - b) & 1)
+                            row[(at + b) / 8] |= uint8_t(0x80 >> ((at + b) % 8));
+                }
+            }
+            const auto onWhite = [&](double c) {
+                const double a = spp == 4 ? std::clamp(px[3], 0.0, 1.0) : 1.0;
+                return int(std::lround((std::clamp(c, 0.0, 1.0) * a + (1 - a)) * 255));
+            };
+            const int grey = onWhite(px[0]);
+            expected.setPixel(x, y,
+                              spp >= 3 ? qRgb(onWhite(px[0]), onWhite(px[1]), onWhite(px[2]))
+                                       : qRgb(grey, grey, grey));
+        }
+        TIFFWriteScanline(t, row.data(), uint32_t(y), 0);
+    }
+    TIFFClose(t);
+    return path;
+}
+
+TEST(ReferenceImages, TiffSamplesOfEveryWidth)
+{
+    SandboxDir box;
+    const auto ramp = [](int x, int y, int s) {
+        return std::fmod((x * 7 + y * 3 + s * 11) / 97.0, 1.0);
+    };
+    QImage expected;
+    for (const int bits : {3, 5, 10, 12, 14, 24, 32}) {
+        const QString in =
+            deepTiff(box, QString("grey%1.tif").arg(bits), bits, 1, false, ramp, expected);
+        expectPicture(in, expected, 1);
+    }
+    expectPicture(deepTiff(box, "rgb12.tif", 12, 3, false, ramp, expected), expected, 1);
+    expectPicture(deepTiff(box, "rgba4.tif", 4, 4, false, ramp, expected), expected, 1);
+    // Floats outside 0 to 1 are clipped to black and white.
+    const auto beyond = [](int x, int, int) { return x / 20.0 - 0.5; };
+    expectPicture(deepTiff(box, "float.tif", 32, 1, true, beyond, expected), expected, 1);
+    expectPicture(deepTiff(box, "float_rgb.tif", 32, 3, true, ramp, expected), expected, 1);
 }
 
 // A lossless JPEG (SOF3) of `picture`'s grey or RGB samples, with predictor `predictor` and a
@@ -336,81 +414,42 @@ TEST(CutShort, EveryFormatFailsAndWritesNothing)
     }
 }
 
-} // namespace
-
-// A one-strip uncompressed TIFF of `spp` samples of `bits` bits (floats when `floating`),
-// each sample's value given as a fraction by `value(x, y, sample)`; `expected` receives the
-// picture on white.
-QString deepTiff(const SandboxDir &box, const QString &name, int bits, int spp, bool floating,
-                 const std::function<double(int, int, int)> &value, QImage &expected)
-{
-    const int w = 40, h = 24;
-    const QString path = box.filePath(name);
-    TIFF *t = TIFFOpen(path.toLocal8Bit().constData(), "w");
-    TIFFSetField(t, TIFFTAG_IMAGEWIDTH, w);
-    TIFFSetField(t, TIFFTAG_IMAGELENGTH, h);
-    TIFFSetField(t, TIFFTAG_BITSPERSAMPLE, bits);
-    TIFFSetField(t, TIFFTAG_SAMPLESPERPIXEL, spp);
-    TIFFSetField(t, TIFFTAG_SAMPLEFORMAT, floating ? SAMPLEFORMAT_IEEEFP : SAMPLEFORMAT_UINT);
-    TIFFSetField(t, TIFFTAG_PHOTOMETRIC, spp >= 3 ? PHOTOMETRIC_RGB : PHOTOMETRIC_MINISBLACK);
-    TIFFSetField(t, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
-    TIFFSetField(t, TIFFTAG_ROWSPERSTRIP, h);
-    if (spp == 4) {
-        const uint16_t extra[] = {EXTRASAMPLE_UNASSALPHA};
-        TIFFSetField(t, TIFFTAG_EXTRASAMPLES, 1, extra);
-    }
-    const uint32_t top = floating ? 1 : (uint32_t(1) << bits) - 1;
-    std::vector<uint8_t> row((size_t(w) * spp * bits + 7) / 8);
-    expected = QImage(w, h, QImage::Format_RGB32);
-    for (int y = 0; y < h; ++y) {
-        std::fill(row.begin(), row.end(), 0);
-        double px[4] = {0, 0, 0, 1};
-        for (int x = 0; x < w; ++x) {
-            for (int s = 0; s < spp; ++s) {
-                const double f = value(x, y, s);
-                const uint32_t v = uint32_t(std::lround(f * top));
-                px[s] = floating ? f : double(v) / top;
-                const size_t at = (size_t(x) * spp + s) * bits;
-                if (floating) {
-                    const float g = float(f);
-                    std::memcpy(&row[at / 8], &g, 4);
-                } else {
-                    for (int b = 0; b < bits; ++b)
-                        if (v >> (bits - 1 - b) & 1)
-                            row[(at + b) / 8] |= uint8_t(0x80 >> ((at + b) % 8));
-                }
-            }
-            const auto onWhite = [&](double c) {
-                const double a = spp == 4 ? std::clamp(px[3], 0.0, 1.0) : 1.0;
-                return int(std::lround((std::clamp(c, 0.0, 1.0) * a + (1 - a)) * 255));
-            };
-            const int grey = onWhite(px[0]);
-            expected.setPixel(x, y,
-                              spp >= 3 ? qRgb(onWhite(px[0]), onWhite(px[1]), onWhite(px[2]))
-                                       : qRgb(grey, grey, grey));
-        }
-        TIFFWriteScanline(t, row.data(), uint32_t(y), 0);
-    }
-    TIFFClose(t);
-    return path;
-}
-
-TEST(ReferenceImages, TiffSamplesOfEveryWidth)
+// Files of each format with a reader of our own, mutated a few bytes at a time: each either
+// converts or fails as unreadable, and never reads outside its data (the sanitizer build runs
+// this too).
+TEST(Damaged, MutatedFilesConvertOrFailCleanly)
 {
     SandboxDir box;
-    const auto ramp = [](int x, int y, int s) {
-        return std::fmod((x * 7 + y * 3 + s * 11) / 97.0, 1.0);
-    };
+    const QImage picture = colourPattern(48, 32);
     QImage expected;
-    for (const int bits : {3, 5, 10, 12, 14, 24, 32}) {
-        const QString in =
-            deepTiff(box, QString("grey%1.tif").arg(bits), bits, 1, false, ramp, expected);
-        expectPicture(in, expected, 1);
+    const QByteArray files[] = {
+        readFile(kData + "/tga/200x32_rgba_bl_rle.tga"),
+        readFile(kData + "/tga/200x32_p_tl_rle.tga"),
+        readFile(kData + "/bmp/pal4rle.bmp"),
+        readFile(kData + "/bmp/pal8rle.bmp"),
+        readFile(kData + "/bmp/rgb32bf.bmp"),
+        readFile(kData + "/bmp/pal8os2.bmp"),
+        pcx(picture, {}),
+        losslessJpeg(picture, true, 4, 40),
+        jpegLs(picture, charls::interleave_mode::none),
+        readFile(deepTiff(
+            box, "deep.tif", 12, 3, false, [](int x, int, int) { return x / 40.0; }, expected)),
+    };
+    const char *names[] = {"a.tga", "b.tga", "a.bmp", "b.bmp", "c.bmp",
+                           "d.bmp", "a.pcx", "a.jpg", "b.jpg", "a.tif"};
+    std::mt19937 random(20261125);
+    const QString pdf = box.filePath("out.pdf");
+    for (size_t f = 0; f < std::size(files); ++f) {
+        SCOPED_TRACE(names[f]);
+        ASSERT_FALSE(files[f].isEmpty());
+        for (int round = 0; round < 200; ++round) {
+            QByteArray mutated = files[f];
+            for (int n = 1 + int(random() % 4); n > 0; --n)
+                mutated[qsizetype(random() % uint32_t(mutated.size()))] = char(random());
+            const int outcome = convert(box.write(names[f], mutated), pdf);
+            EXPECT_TRUE(outcome == 0 || outcome == 321 || outcome == 7) << outcome;
+        }
     }
-    expectPicture(deepTiff(box, "rgb12.tif", 12, 3, false, ramp, expected), expected, 1);
-    expectPicture(deepTiff(box, "rgba4.tif", 4, 4, false, ramp, expected), expected, 1);
-    // Floats outside 0 to 1 are clipped to black and white.
-    const auto beyond = [](int x, int, int) { return x / 20.0 - 0.5; };
-    expectPicture(deepTiff(box, "float.tif", 32, 1, true, beyond, expected), expected, 1);
-    expectPicture(deepTiff(box, "float_rgb.tif", 32, 3, true, ramp, expected), expected, 1);
 }
+
+} // namespace
