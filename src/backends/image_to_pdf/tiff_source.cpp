@@ -46,9 +46,9 @@ float halfToFloat(uint16_t h)
 }
 
 // Samples of a width the PDF cannot carry (3, 5, 12, 24 ... bits, or floating point) as
-// 8-bit (`outBits` 8) or big-endian 16-bit ones, the top value staying the top value. Whole
-// integer samples of 16 and 32 bits and floats arrive in the host's order from libtiff; the
-// others are packed from the most significant bit, each row starting on a byte.
+// 8-bit (`outBits` 8) or big-endian 16-bit ones, the top value staying the top value. Samples
+// of whole bytes and floats arrive in the host's order from libtiff; the others are packed
+// from the most significant bit, each row starting on a byte.
 struct SampleWidener {
     int bits;
     bool floating;
@@ -93,15 +93,12 @@ struct SampleWidener {
             return std::isfinite(f) ? (f - low) / (high - low) : 0.0;
         }
         const double top = double((uint64_t(1) << bits) - 1);
-        if (bits == 16 || bits == 32) {
+        if (bits % 8 == 0) {
+            const uint8_t *p = row + i * size_t(bits / 8);
             uint32_t v = 0;
-            if (bits == 16) {
-                uint16_t s;
-                std::memcpy(&s, row + 2 * i, 2);
-                v = s;
-            } else {
-                std::memcpy(&v, row + 4 * i, 4);
-            }
+            for (int k = 0; k < bits / 8; ++k)
+                v |= uint32_t(p[k])
+                     << (std::endian::native == std::endian::little ? 8 * k : bits - 8 - 8 * k);
             return v / top;
         }
         uint32_t v = 0;

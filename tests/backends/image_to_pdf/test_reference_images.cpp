@@ -199,6 +199,11 @@ QString deepTiff(const SandboxDir &box, const QString &name, int bits, int spp, 
                 if (floating) {
                     const float g = float(f);
                     std::memcpy(&row[at / 8], &g, 4);
+                } else if (bits % 8 == 0) { // whole bytes go in the host's order
+                    for (int k = 0; k < bits / 8; ++k)
+                        row[at / 8 + size_t(k)] = uint8_t(
+                            v >> (std::endian::native == std::endian::little ? 8 * k
+                                                                             : bits - 8 - 8 * k));
                 } else {
                     for (int b = 0; b < bits; ++b)
                         if (v >> (bits - 1 - b) & 1)
