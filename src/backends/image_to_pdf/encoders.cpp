@@ -24,9 +24,14 @@ constexpr int kDeflateLevel = 5;
 
 } // namespace
 
+std::vector<uint8_t> deflateBytes(const uint8_t *data, size_t size, int level)
+{
+    return deflateInPieces(data, size, level);
+}
+
 std::vector<uint8_t> deflateBytes(const uint8_t *data, size_t size)
 {
-    return deflateInPieces(data, size, kDeflateLevel);
+    return deflateBytes(data, size, kDeflateLevel);
 }
 
 namespace {
@@ -194,25 +199,43 @@ std::vector<uint8_t> paethRows(std::span<const uint8_t> pix, size_t rowBytes, in
     return out;
 }
 
+struct FlateChoice {
+    bool predict = false;
+    int level = kDeflateLevel;
+};
+
 // Photographs shrink with row prediction; scanned text and line art usually grow with it and
-// cost the prediction pass for nothing. A band from the middle of the page, deflated both
-// ways at the fastest level, decides.
-bool predictionPays(std::span<const uint8_t> pix, size_t rowBytes, int height, int bytesPerPixel)
+// cost the prediction pass for nothing. On clean pages repeats are what deflate lives on; on
+// noisy scans nothing repeats exactly, and Huffman-coding the bytes alone is smaller and many
+// times faster. Bands spread over the page, coded each way, decide.
+FlateChoice chooseFlate(std::span<const uint8_t> pix, size_t rowBytes, int height,
+                        int bytesPerPixel)
 {
-    const int bandRows = std::min(height, 64);
-    const size_t start = size_t(height - bandRows) / 2 * rowBytes;
-    const auto band = pix.subspan(start, size_t(bandRows) * rowBytes);
-    const auto predicted = paethRows(band, rowBytes, bandRows, bytesPerPixel);
-    std::unique_ptr<libdeflate_compressor, DeflateCompressorFree> fast(
-        libdeflate_alloc_compressor(1));
-    if (!fast)
-        return true;
-    std::vector<uint8_t> out(libdeflate_zlib_compress_bound(fast.get(), predicted.size()));
-    const size_t plain =
-        libdeflate_zlib_compress(fast.get(), band.data(), band.size(), out.data(), out.size());
-    const size_t withPrediction = libdeflate_zlib_compress(
-        fast.get(), predicted.data(), predicted.size(), out.data(), out.size());
-    return withPrediction < plain;
+    constexpr int kBands = 4, kBandRows = 16;
+    std::vector<uint8_t> sample;
+    const int rows = std::min(height, kBandRows);
+    for (int b = 0; b < kBands; ++b) {
+        const size_t first = size_t(height - rows) * size_t(2 * b + 1) / (2 * kBands);
+        const auto band = pix.subspan(first * rowBytes, size_t(rows) * rowBytes);
+        sample.insert(sample.end(), band.begin(), band.end());
+    }
+    const auto predicted = bytesPerPixel ? paethRows(sample, rowBytes, rows * kBands, bytesPerPixel)
+                                         : std::vector<uint8_t>();
+    FlateChoice best;
+    size_t smallest = SIZE_MAX;
+    for (const int level : {1, kHuffmanOnly})
+        for (const bool predict : {false, true}) {
+            if (predict && !bytesPerPixel)
+                continue;
+            const size_t n = predict
+                                 ? deflateBytes(predicted.data(), predicted.size(), level).size()
+                                 : deflateBytes(sample.data(), sample.size(), level).size();
+            if (n < smallest) {
+                smallest = n;
+                best = {predict, level == 1 ? kDeflateLevel : kHuffmanOnly};
+            }
+        }
+    return best;
 }
 
 void encodeBytes(EncodedImage &img, std::span<const uint8_t> pix, size_t rowBytes, int components,
@@ -231,18 +254,19 @@ void encodeBytes(EncodedImage &img, std::span<const uint8_t> pix, size_t rowByte
         break;
     }
     img.filter = Filter::Flate;
-    const bool continuousTone = img.bpc >= 8 && img.cs.model != ColourModel::Indexed &&
-                                predictionPays(pix, rowBytes, img.height, components * img.bpc / 8);
-    if (continuousTone) {
-        const int bytesPerPixel = components * img.bpc / 8;
+    // Prediction is for continuous tone only: samples of whole bytes that are not indices.
+    const int bytesPerPixel =
+        img.bpc >= 8 && img.cs.model != ColourModel::Indexed ? components * img.bpc / 8 : 0;
+    const FlateChoice choice = chooseFlate(pix, rowBytes, img.height, bytesPerPixel);
+    if (choice.predict) {
         const auto predicted = paethRows(pix, rowBytes, img.height, bytesPerPixel);
-        img.bytes = deflateBytes(predicted.data(), predicted.size());
+        img.bytes = deflateBytes(predicted.data(), predicted.size(), choice.level);
         img.parms.predictor = 15;
         img.parms.colors = components;
         img.parms.bitsPerComponent = img.bpc;
         img.parms.columns = img.width;
     } else {
-        img.bytes = deflateBytes(pix.data(), pix.size());
+        img.bytes = deflateBytes(pix.data(), pix.size(), choice.level);
     }
 }
 

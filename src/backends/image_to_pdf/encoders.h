@@ -10,7 +10,9 @@
 
 namespace pw::i2p {
 
+// zlib data at our default level, or at `level` (parallel_deflate.h's kHuffmanOnly included).
 std::vector<uint8_t> deflateBytes(const uint8_t *data, size_t size);
+std::vector<uint8_t> deflateBytes(const uint8_t *data, size_t size, int level);
 // LZWDecode data with the PDF default EarlyChange 1.
 std::vector<uint8_t> lzwEncode(const uint8_t *data, size_t size);
 // RunLengthDecode data, closed by the end-of-data byte.

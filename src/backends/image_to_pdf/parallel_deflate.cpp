@@ -1,5 +1,6 @@
 #include "parallel_deflate.h"
 
+#include "huffman_deflate.h"
 #include "image_to_pdf.h"
 
 #include <libdeflate.h>
@@ -229,10 +230,17 @@ struct Piece {
     std::vector<uint8_t> deflated; // raw deflate
     uint32_t adler = 1;
     std::optional<FinalBlock> finalBlock;
+    bool open = false; // ends on a byte boundary with no final block: joins as it is
 };
 
 void deflatePiece(Piece &piece, int level, bool last)
 {
+    if (level == kHuffmanOnly) {
+        huffmanDeflate(piece.data, piece.size, last, piece.deflated);
+        piece.adler = libdeflate_adler32(1, piece.data, piece.size);
+        piece.open = !last;
+        return;
+    }
     std::unique_ptr<libdeflate_compressor, CompressorFree> c(libdeflate_alloc_compressor(level));
     if (!c)
         throw std::bad_alloc();
@@ -321,16 +329,19 @@ std::vector<uint8_t> deflateInPieces(const uint8_t *data, size_t size, int level
     const size_t count = std::clamp<size_t>(rounded, 1, 64);
     std::vector<Piece> parts(count);
     // Every piece but the last is also searched for its final block, about an eighth of its
-    // deflate time, so those pieces get an eighth less data and all finish together.
-    const size_t units = 7 * (count - 1) + 8;
-    auto boundary = [&](size_t i) { return i == count ? size : size / units * 7 * i; };
+    // deflate time, so those pieces get an eighth less data and all finish together; Huffman
+    // pieces need no search.
+    const size_t share = level == kHuffmanOnly ? 8 : 7;
+    const size_t units = share * (count - 1) + 8;
+    auto boundary = [&](size_t i) { return i == count ? size : size / units * share * i; };
     for (size_t i = 0; i < count; ++i) {
         parts[i].data = data + boundary(i);
         parts[i].size = boundary(i + 1) - boundary(i);
     }
     runPieces(parts, level);
-    const bool joinable = std::all_of(parts.begin(), parts.end() - 1,
-                                      [](const Piece &p) { return p.finalBlock.has_value(); });
+    const bool joinable = std::all_of(parts.begin(), parts.end() - 1, [](const Piece &p) {
+        return p.open || p.finalBlock.has_value();
+    });
     if (!joinable)
         return deflateInPieces(data, size, level, SIZE_MAX);
 
@@ -339,9 +350,9 @@ std::vector<uint8_t> deflateInPieces(const uint8_t *data, size_t size, int level
     for (size_t i = 0; i < count; ++i) {
         Piece &p = parts[i];
         adler = adler32_combine(adler, p.adler, z_off_t(p.size));
-        if (i + 1 == count) {
+        if (i + 1 == count || p.open) {
             out.insert(out.end(), p.deflated.begin(), p.deflated.end());
-            break;
+            continue;
         }
         // Clear the final mark, then close the piece with an empty stored block, which leaves
         // the stream on a byte boundary for the next piece.

@@ -25,6 +25,10 @@ std::optional<FinalBlock> findFinalBlock(const uint8_t *data, size_t size);
 // costs a walk over its codes and a compressor of its own: on two cores, pieces of 2 MB made
 // grey A4 pages 10 % slower than pieces of 4 MB (two per page).
 inline constexpr size_t kDeflatePieceBytes = size_t(4) << 20;
+// The level that looks for no repeats at all and only Huffman-codes the bytes
+// (huffman_deflate.h). On noisy scans nothing repeats exactly, and this is both the smallest
+// and by far the fastest coding.
+inline constexpr int kHuffmanOnly = -1;
 std::vector<uint8_t> deflateInPieces(const uint8_t *data, size_t size, int level,
                                      size_t pieceBytes = kDeflatePieceBytes);
 

@@ -1,5 +1,6 @@
 // The page deflate that runs on every core: joined pieces must inflate, with zlib's own checks,
-// to exactly the input, whatever kinds of deflate block each piece happened to end with.
+// to exactly the input, whatever kinds of deflate block each piece happened to end with, and
+// whether repeats were looked for or the bytes only Huffman-coded.
 
 #include "parallel_deflate.h"
 
@@ -7,6 +8,7 @@
 #include <zlib.h>
 
 #include <algorithm>
+#include <bit>
 #include <random>
 
 namespace {
@@ -87,9 +89,15 @@ TEST(ParallelDeflate, JoinedPiecesInflateToTheInput)
     std::vector<Bytes> inputs{noiseThenUniform};
     for (size_t size : {size_t(0), size_t(1), size_t(70000), size_t(1000003)})
         inputs.push_back(sampleData(size, unsigned(size)));
+    // One value throughout, and values whose counts halve from one to the next: the Huffman
+    // codes of a single symbol and of a tree deeper than deflate allows.
+    inputs.push_back(Bytes(300000, 0x42));
+    Bytes halving(400000);
+    std::generate(halving.begin(), halving.end(), [&] { return uint8_t(std::countr_zero(rng())); });
+    inputs.push_back(halving);
     for (const Bytes &data : inputs) {
         for (size_t pieceBytes : {size_t(SIZE_MAX), size_t(65536), size_t(150001)}) {
-            for (int level : {1, 6, 12}) {
+            for (int level : {1, 6, 12, pw::i2p::kHuffmanOnly}) {
                 SCOPED_TRACE(testing::Message() << data.size() << " bytes, pieces of " << pieceBytes
                                                 << ", level " << level);
                 const Bytes z =
