@@ -1,12 +1,15 @@
-// Writes a batch of synthetic A4 scans at 300 dpi (2480 x 3508) that look like office pages:
-// lines of text-like strokes with a heading, a ruled table, a signature and a little scanner
-// speckle, so that every compressor has real work to do.
+// Writes a batch of synthetic A4 scans at 300 dpi (2480 x 3508) that look like what office
+// scanners produce: lines of text-like strokes with a heading, a ruled table and a signature,
+// fed a little askew (up to 0.8 degrees), with the sensor's Gaussian noise on the paper and
+// ink (sigma 4 levels), ragged edges on bilevel strokes and dust speckle, so that every
+// compressor has the work real scans give it.
 //
-//   make_scans OUT_DIR COUNT_BW COUNT_GREY COUNT_COLOUR
+//   make_scans OUT_DIR COUNT_BW COUNT_GREY COUNT_COLOUR [COUNT_MULTI]
 //
 // bw_NNNN.tif     bilevel, CCITT Group 4, one strip, min-is-white
-// grey_NNNN.tif   8-bit grey, LZW, default strips, light paper shading
+// grey_NNNN.tif   8-bit grey, LZW, default strips, paper shading
 // colour_NNNN.jpg RGB JPEG, quality 85, 4:2:0, a photo-like block beside the text
+// multi_NNNN.tif  ten bilevel G4 pages, as a document feeder writes them
 //
 // The content depends only on the file's number, so a batch is the same on every run.
 
@@ -149,6 +152,33 @@ void textBlock(Canvas &c, Rng &rng, int left, int right, int top, int bottom, do
     }
 }
 
+// An approximately normal sample of mean 0 and deviation `sigma` (four uniform bytes summed).
+double noise(Rng &rng, double sigma)
+{
+    const uint64_t v = rng.next();
+    const int sum = int(v & 255) + int(v >> 8 & 255) + int(v >> 16 & 255) + int(v >> 24 & 255);
+    return (sum - 510) * (sigma / 147.8);
+}
+
+// The page as the scanner saw it: the ink turned by the page's skew about its centre.
+struct Skewed {
+    const Canvas &c;
+    double cosA, sinA;
+    Skewed(const Canvas &canvas, Rng &rng) : c(canvas)
+    {
+        const double degrees = (rng.unit() - 0.5) * 1.6;
+        cosA = std::cos(degrees * M_PI / 180);
+        sinA = std::sin(degrees * M_PI / 180);
+    }
+    int ink(int x, int y) const
+    {
+        const double dx = x - W / 2.0, dy = y - H / 2.0;
+        const int sx = int(std::lround(W / 2.0 + dx * cosA - dy * sinA));
+        const int sy = int(std::lround(H / 2.0 + dx * sinA + dy * cosA));
+        return sx < 0 || sy < 0 || sx >= W || sy >= H ? 0 : c.ink[size_t(sy) * W + size_t(sx)];
+    }
+};
+
 void renderPage(Canvas &c, Rng &rng, int textLeft)
 {
     // Heading in a heavier pen.
@@ -178,8 +208,8 @@ void renderPage(Canvas &c, Rng &rng, int textLeft)
         x = nx;
         y = ny;
     }
-    // Scanner speckle.
-    for (int i = 0; i < 2500; ++i) {
+    // Dust speckle.
+    for (int i = 0; i < 6000; ++i) {
         const int sx = rng.range(0, W - 1), sy = rng.range(0, H - 1), sz = rng.range(1, 3);
         for (int dy = 0; dy < sz; ++dy)
             for (int dx = 0; dx < sz; ++dx)
@@ -205,23 +235,61 @@ TIFF *openPage(const std::string &path, int bits, uint16_t photometric, uint16_t
     return t;
 }
 
-bool writeBilevel(const std::string &path, const Canvas &c)
+// Writes one bilevel page into `t`: the skewed ink thresholded through the sensor's noise, so
+// that stroke edges come out ragged as they do from a real scanner.
+bool writeBilevelPage(TIFF *t, const Canvas &c, Rng &rng)
 {
-    TIFF *t = openPage(path, 1, PHOTOMETRIC_MINISWHITE, COMPRESSION_CCITTFAX4);
-    if (!t)
-        return false;
     TIFFSetField(t, TIFFTAG_FILLORDER, FILLORDER_MSB2LSB);
     TIFFSetField(t, TIFFTAG_ROWSPERSTRIP, H);
+    const Skewed page(c, rng);
     std::vector<uint8_t> row((W + 7) / 8);
     bool ok = true;
     for (int y = 0; y < H && ok; ++y) {
         std::fill(row.begin(), row.end(), 0);
-        for (int x = 0; x < W; ++x)
-            if (c.ink[size_t(y) * W + x] >= 128)
+        for (int x = 0; x < W; ++x) {
+            const int ink = page.ink(x, y);
+            if (ink > 0 && ink + noise(rng, 60) >= 128)
                 row[x >> 3] |= uint8_t(0x80 >> (x & 7));
+        }
         ok = TIFFWriteScanline(t, row.data(), uint32_t(y), 0) == 1;
     }
+    return ok;
+}
+
+bool writeBilevel(const std::string &path, const Canvas &c, Rng &rng)
+{
+    TIFF *t = openPage(path, 1, PHOTOMETRIC_MINISWHITE, COMPRESSION_CCITTFAX4);
+    if (!t)
+        return false;
+    const bool ok = writeBilevelPage(t, c, rng);
     TIFFClose(t);
+    return ok;
+}
+
+// Ten bilevel pages, each with content of its own.
+bool writeMulti(const std::string &path, uint64_t seed)
+{
+    TIFF *t = TIFFOpen(path.c_str(), "w");
+    bool ok = t != nullptr;
+    for (int page = 0; page < 10 && ok; ++page) {
+        Rng rng(seed * 16 + uint64_t(page));
+        Canvas c;
+        renderPage(c, rng, 240);
+        TIFFSetField(t, TIFFTAG_IMAGEWIDTH, W);
+        TIFFSetField(t, TIFFTAG_IMAGELENGTH, H);
+        TIFFSetField(t, TIFFTAG_BITSPERSAMPLE, 1);
+        TIFFSetField(t, TIFFTAG_SAMPLESPERPIXEL, 1);
+        TIFFSetField(t, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISWHITE);
+        TIFFSetField(t, TIFFTAG_COMPRESSION, COMPRESSION_CCITTFAX4);
+        TIFFSetField(t, TIFFTAG_XRESOLUTION, Dpi);
+        TIFFSetField(t, TIFFTAG_YRESOLUTION, Dpi);
+        TIFFSetField(t, TIFFTAG_RESOLUTIONUNIT, RESUNIT_INCH);
+        TIFFSetField(t, TIFFTAG_SUBFILETYPE, FILETYPE_PAGE);
+        TIFFSetField(t, TIFFTAG_PAGENUMBER, page, 10);
+        ok = writeBilevelPage(t, c, rng) && TIFFWriteDirectory(t);
+    }
+    if (t)
+        TIFFClose(t);
     return ok;
 }
 
@@ -233,13 +301,15 @@ bool writeGrey(const std::string &path, const Canvas &c, Rng &rng)
     TIFFSetField(t, TIFFTAG_ROWSPERSTRIP, TIFFDefaultStripSize(t, 0));
     std::vector<uint8_t> row(W);
     const double tilt = 0.6 * rng.unit();
+    const Skewed page(c, rng);
     bool ok = true;
     for (int y = 0; y < H && ok; ++y) {
         for (int x = 0; x < W; ++x) {
-            // Paper: a slow illumination gradient in steps of one level, then the ink.
+            // Paper: a slow illumination gradient, then the ink, then the sensor's noise.
             const int paper = 246 - int((x * tilt + y * 0.4) / 600.0);
-            const int ink = c.ink[size_t(y) * W + x];
-            row[x] = uint8_t(paper - (paper - 28) * ink / 255);
+            const int ink = page.ink(x, y);
+            const double v = paper - (paper - 28) * ink / 255.0 + noise(rng, 4);
+            row[x] = uint8_t(std::clamp(int(std::lround(v)), 0, 255));
         }
         ok = TIFFWriteScanline(t, row.data(), uint32_t(y), 0) == 1;
     }
@@ -270,6 +340,7 @@ bool writeColour(const std::string &path, const Canvas &c, Rng &rng)
     std::vector<uint8_t> row(size_t(W) * 3);
     // Ink colour: dark blue body, a red heading, and a photo-like block at the left.
     const double fx = 0.004 + 0.004 * rng.unit(), fy = 0.003 + 0.004 * rng.unit();
+    const Skewed page(c, rng);
     while (cinfo.next_scanline < cinfo.image_height) {
         const int y = int(cinfo.next_scanline);
         for (int x = 0; x < W; ++x) {
@@ -282,11 +353,13 @@ bool writeColour(const std::string &path, const Canvas &c, Rng &rng)
                 g = std::clamp(int(120 + 70 * std::sin((x + y) * 0.003)) + n, 0, 255);
                 b = std::clamp(int(90 + 80 * std::cos(x * 0.002 - y * 0.005)) + n, 0, 255);
             }
-            const int ink = c.ink[size_t(y) * W + x];
+            const int ink = page.ink(x, y);
             const int ir = y < 400 ? 170 : 20, ig = y < 400 ? 20 : 30, ib = y < 400 ? 30 : 90;
-            row[size_t(x) * 3 + 0] = uint8_t(r + (ir - r) * ink / 255);
-            row[size_t(x) * 3 + 1] = uint8_t(g + (ig - g) * ink / 255);
-            row[size_t(x) * 3 + 2] = uint8_t(b + (ib - b) * ink / 255);
+            const int mixed[3] = {r + (ir - r) * ink / 255, g + (ig - g) * ink / 255,
+                                  b + (ib - b) * ink / 255};
+            for (int k = 0; k < 3; ++k)
+                row[size_t(x) * 3 + size_t(k)] = uint8_t(
+                    std::clamp(int(std::lround(mixed[k] + noise(rng, 4))), 0, 255));
         }
         JSAMPROW p = row.data();
         jpeg_write_scanlines(&cinfo, &p, 1);
@@ -300,25 +373,35 @@ bool writeColour(const std::string &path, const Canvas &c, Rng &rng)
 
 int main(int argc, char **argv)
 {
-    if (argc != 5) {
-        std::fprintf(stderr, "usage: make_scans OUT_DIR COUNT_BW COUNT_GREY COUNT_COLOUR\n");
+    if (argc != 5 && argc != 6) {
+        std::fprintf(stderr,
+                     "usage: make_scans OUT_DIR COUNT_BW COUNT_GREY COUNT_COLOUR [COUNT_MULTI]\n");
         return 2;
     }
     const std::string dir = argv[1];
-    const int counts[3] = {std::atoi(argv[2]), std::atoi(argv[3]), std::atoi(argv[4])};
+    const int counts[4] = {std::atoi(argv[2]), std::atoi(argv[3]), std::atoi(argv[4]),
+                           argc == 6 ? std::atoi(argv[5]) : 0};
     TIFFSetWarningHandler(nullptr);
     int failures = 0;
-    for (int kind = 0; kind < 3; ++kind)
+    for (int kind = 0; kind < 4; ++kind)
         for (int i = 0; i < counts[kind]; ++i) {
             const uint64_t seed = uint64_t(kind) * 100000 + uint64_t(i) + 1;
+            char name[64];
+            if (kind == 3) {
+                std::snprintf(name, sizeof name, "/multi_%04d.tif", i);
+                if (!writeMulti(dir + name, seed)) {
+                    std::fprintf(stderr, "make_scans: could not write %s%s\n", dir.c_str(), name);
+                    ++failures;
+                }
+                continue;
+            }
             Rng rng(seed);
             Canvas c;
             renderPage(c, rng, kind == 2 ? 900 : 240);
-            char name[64];
             bool ok = false;
             if (kind == 0) {
                 std::snprintf(name, sizeof name, "/bw_%04d.tif", i);
-                ok = writeBilevel(dir + name, c);
+                ok = writeBilevel(dir + name, c, rng);
             } else if (kind == 1) {
                 std::snprintf(name, sizeof name, "/grey_%04d.tif", i);
                 ok = writeGrey(dir + name, c, rng);

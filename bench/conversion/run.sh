@@ -6,6 +6,7 @@
 #
 # Settings (environment):
 #   N=100          files per class (bilevel G4 TIFF, grey LZW TIFF, colour JPEG)
+#   MULTI_N=20     ten-page G4 TIFFs
 #   IM_N=10        files per class for ImageMagick convert (seconds per file; see the report)
 #   MERGE_N=100    pages in the merge
 #   IM_MERGE_N=6   pages in ImageMagick's merge: it holds every page at 16 bits per sample;
@@ -22,6 +23,7 @@ set -euo pipefail
 HERE=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 ROOT=$(cd "$HERE/../.." && pwd)
 N=${N:-100}
+MULTI_N=${MULTI_N:-20}
 IM_N=${IM_N:-10}
 MERGE_N=${MERGE_N:-100}
 IM_MERGE_N=${IM_MERGE_N:-6}
@@ -50,14 +52,15 @@ RESULTS=$WORK/results.tsv
 printf 'label\tfiles\tin_bytes\twall_s\tuser_s\tsys_s\tmaxrss_kb\tout_bytes\tpdfs\tqpdf_bad\tfailed\n' >"$RESULTS"
 
 # ---- inputs --------------------------------------------------------------------------------
-echo "== generating $N + $N + $N scans" >&2
+echo "== generating $N + $N + $N scans and $MULTI_N ten-page TIFFs" >&2
 g++ -O2 -std=c++20 -Wall -Wextra -o "$WORK/make_scans" "$HERE/make_scans.cpp" -ltiff -ljpeg
-"$WORK/make_scans" "$WORK/in" "$N" "$N" "$N"
+"$WORK/make_scans" "$WORK/in" "$N" "$N" "$N" "$MULTI_N"
 mapfile -t BW < <(ls "$WORK"/in/bw_*.tif)
 mapfile -t GREY < <(ls "$WORK"/in/grey_*.tif)
 mapfile -t COLOUR < <(ls "$WORK"/in/colour_*.jpg)
-ALL=("${BW[@]}" "${GREY[@]}" "${COLOUR[@]}")
-TIFFS=("${BW[@]}" "${GREY[@]}")
+mapfile -t MULTI < <(ls "$WORK"/in/multi_*.tif 2>/dev/null)
+ALL=("${BW[@]}" "${GREY[@]}" "${COLOUR[@]}" "${MULTI[@]}")
+TIFFS=("${BW[@]}" "${GREY[@]}" "${MULTI[@]}")
 IM_SET=("${BW[@]:0:IM_N}" "${GREY[@]:0:IM_N}" "${COLOUR[@]:0:IM_N}")
 # The merge takes the classes in turn: bw, grey, colour, bw, ...
 MERGE=()
@@ -141,12 +144,12 @@ measure pw_each_tiff "$REPEAT" "$O/pw_each_tiff" "$nT" "$bT" -- "$EACH" pagewrig
 measure tiff2pdf_each_tiff "$REPEAT" "$O/tiff2pdf_each" "$nT" "$bT" -- "$EACH" tiff2pdf "$O/tiff2pdf_each" "${TIFFS[@]}"
 # Per class: embedded pages (G4, JPEG) against copying their bytes; the grey class, which is
 # decoded and re-encoded, one process only.
-for cls in BW GREY COLOUR; do
+for cls in BW GREY COLOUR MULTI; do
     declare -n files=$cls
     n=${#files[@]} b=$(bytes_of "${files[@]}") l=${cls,,}
     measure "pw_batch_$l" "$REPEAT" "$O/pw_batch_$l" "$n" "$b" -- "$PAGEWRIGHT" convert -o "$O/pw_batch_$l" "${files[@]}"
     measure "cp_$l" "$REPEAT" "$O/cp_$l" "$n" "$b" -- cp -t "$O/cp_$l" "${files[@]}"
-    if [[ $cls != GREY ]]; then
+    if [[ $cls == BW || $cls == COLOUR ]]; then
         measure "pw_each_$l" "$REPEAT" "$O/pw_each_$l" "$n" "$b" -- "$EACH" pagewright "$O/pw_each_$l" "${files[@]}"
         measure "cat_each_$l" "$REPEAT" "$O/cat_each_$l" "$n" "$b" -- "$EACH" cat "$O/cat_each_$l" "${files[@]}"
     fi
@@ -177,7 +180,7 @@ measure magick_merge_subset 1 "$O/magick_merge.pdf" "$nIMM" "$bIMM" -- /usr/bin/
 } >"$WORK/encodings.tsv"
 # Output bytes per class for the per-file runs.
 for tool in pw_each img2pdf_each tiff2pdf_each; do
-    for cls in bw grey colour; do
+    for cls in bw grey colour multi; do
         b=$(find "$O/$tool" -name "${cls}_*.pdf" -printf '%s\n' | awk '{s += $1} END {print s + 0}')
         printf '%s\t%s\t%s\n' "$tool" "$cls" "$b"
     done
@@ -187,7 +190,7 @@ done >"$WORK/sizes.tsv"
 MACHINE="$(nproc) cores, $(awk -F': ' '/model name/ {print $2; exit}' /proc/cpuinfo), $(awk '/MemTotal/ {printf "%.0f GB RAM", $2 / 1048576}' /proc/meminfo), $(uname -r)"
 VERSIONS="img2pdf $(dpkg-query -W -f='${Version}' img2pdf), libtiff-tools $(dpkg-query -W -f='${Version}' libtiff-tools), imagemagick $(dpkg-query -W -f='${Version}' imagemagick), qpdf $(dpkg-query -W -f='${Version}' qpdf)"
 python3 "$HERE/report.py" "$RESULTS" "$WORK/encodings.tsv" "$WORK/sizes.tsv" "$MACHINE" "$VERSIONS" "$N" \
-    "$(git -C "$ROOT" rev-parse --short HEAD 2>/dev/null || echo unknown)" \
+    "$(git -C "$ROOT" rev-parse --short HEAD 2>/dev/null || echo unknown)" "$MULTI_N" \
     "$LOAD_START" "$(cut -d' ' -f1-3 /proc/loadavg)" "$SECONDS" | tee "$WORK/report.md"
 [[ $KEEP == 1 ]] && echo "(kept $WORK)" >&2
 exit 0
