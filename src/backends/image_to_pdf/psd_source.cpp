@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <cstring>
 
 namespace pw::i2p {
@@ -178,7 +179,9 @@ Header readHeader(const PsdFile &file)
     h.mode = in.u16();
     if (h.channels < 1 || h.channels > 56 || h.width == 0 || h.height == 0)
         damaged("impossible dimensions");
-    const bool depthFits = h.mode == kBitmap ? h.depth == 1 : (h.depth == 8 || h.depth == 16);
+    const bool floats = h.depth == 32 && (h.mode == kRgb || h.mode == kGrayscale);
+    const bool depthFits =
+        h.mode == kBitmap ? h.depth == 1 : (h.depth == 8 || h.depth == 16 || floats);
     const bool modeKnown = h.mode == kBitmap || h.mode == kGrayscale || h.mode == kIndexed ||
                            h.mode == kRgb || h.mode == kCmyk || h.mode == kDuotone;
     if (!modeKnown || !depthFits)
@@ -262,7 +265,9 @@ public:
         Raster r;
         r.width = int(h_.width);
         r.height = int(h_.height);
-        r.bpc = int(h_.depth);
+        // 32-bit documents hold floating-point light, which the PDF gets as 16-bit samples.
+        const int bpc = h_.depth == 32 ? 16 : int(h_.depth);
+        r.bpc = bpc;
         switch (h_.mode) {
         case kRgb:
             r.cs.model = ColourModel::Rgb;
@@ -284,14 +289,17 @@ public:
         if (h_.mode != kIndexed)
             r.cs.icc = h_.icc;
         const int colours = colourChannels(h_.mode);
-        const size_t sample = h_.depth == 16 ? 2 : 1;
+        const size_t sample = size_t(bpc / 8);
         r.pixels.resize(r.rowBytes() * h_.height);
         if (hasAlpha()) {
             r.alpha.resize(size_t(h_.width) * h_.height * sample);
-            r.alphaBpc = int(h_.depth);
+            r.alphaBpc = bpc;
         }
         const int wanted = colours + (hasAlpha() ? 1 : 0);
+        std::vector<uint8_t> narrowed(size_t(h_.width) * 2);
         readChannels(wanted, [&](int channel, uint32_t y, const uint8_t *row) {
+            if (h_.depth == 32)
+                row = toSixteenBits(row, channel < colours, narrowed);
             if (channel == colours) {
                 std::memcpy(r.alpha.data() + size_t(y) * h_.width * sample, row,
                             size_t(h_.width) * sample);
@@ -312,6 +320,25 @@ public:
     }
 
 private:
+    // A row of big-endian floats as 16-bit samples. Colour is stored as linear light and is
+    // given the sRGB curve that 8- and 16-bit documents carry; transparency stays linear.
+    const uint8_t *toSixteenBits(const uint8_t *row, bool colour, std::vector<uint8_t> &out) const
+    {
+        for (uint32_t x = 0; x < h_.width; ++x) {
+            const uint32_t bits = uint32_t(row[4 * x]) << 24 | uint32_t(row[4 * x + 1]) << 16 |
+                                  uint32_t(row[4 * x + 2]) << 8 | row[4 * x + 3];
+            float f;
+            std::memcpy(&f, &bits, 4);
+            double v = std::isfinite(f) ? std::clamp(double(f), 0.0, 1.0) : 0.0;
+            if (colour)
+                v = v <= 0.0031308 ? v * 12.92 : 1.055 * std::pow(v, 1 / 2.4) - 0.055;
+            const auto s = uint16_t(std::lround(v * 65535));
+            out[2 * x] = uint8_t(s >> 8);
+            out[2 * x + 1] = uint8_t(s);
+        }
+        return out.data();
+    }
+
     // The first channel past the colours is the document's transparency, as Photoshop saves
     // it for a layered picture; CMYK, indexed and bitmap pictures are shown without one.
     bool hasAlpha() const

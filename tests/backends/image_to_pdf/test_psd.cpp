@@ -11,6 +11,8 @@
 #include <QFileInfo>
 
 #include <algorithm>
+#include <cmath>
+#include <cstring>
 
 namespace {
 
@@ -151,6 +153,21 @@ TEST(Psd, EveryColourModePaintsItsPixels)
     const Converted g = convert(box, "grey16.psb", grey16);
     EXPECT_EQ(g.depth, 16);
     EXPECT_EQ(maxChannelDifference(g.painted, grey.convertToFormat(QImage::Format_RGB32)), 0);
+
+    // 32 bits: floating-point linear light, which paints as the sRGB picture it came from.
+    Psd linear{w, h, 32, 3, std::vector<Bytes>(3)};
+    for (int c = 0; c < 3; ++c)
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x) {
+                const QRgb px = colour.pixel(x, y);
+                const double v = (c == 0 ? qRed(px) : c == 1 ? qGreen(px) : qBlue(px)) / 255.0;
+                const auto f = float(v <= 0.04045 ? v / 12.92 : std::pow((v + 0.055) / 1.055, 2.4));
+                uint32_t bits;
+                std::memcpy(&bits, &f, 4);
+                put(linear.planes[size_t(c)], bits, 4);
+            }
+    const Converted f = convert(box, "float.psd", linear);
+    EXPECT_LE(maxChannelDifference(f.painted, colour), 1);
 
     // Bitmap: a set bit is black.
     const QImage strokes = bilevelPattern(w, h).convertToFormat(QImage::Format_RGB32);
