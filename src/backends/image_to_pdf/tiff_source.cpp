@@ -2,6 +2,7 @@
 // PDF filters can carry them; anything else is decoded once and encoded again.
 
 #include "encoders.h"
+#include "fax_decoder.h"
 #include "page_image.h"
 #include "tiff_handle.h"
 
@@ -170,9 +171,16 @@ public:
 
     Raster decode() override
     {
-        if (directDecodable())
+        if (!directDecodable())
+            return decodeRgba();
+        try {
             return decodeDirect();
-        return decodeRgba();
+        } catch (const ApFailure &) {
+            // libtiff wants line ends in one-dimensional fax data; some writers leave them out.
+            if (!oneDimensionalFax())
+                throw;
+            return decodeFaxRows();
+        }
     }
 
 private:
@@ -417,6 +425,50 @@ private:
             photometric_ = PHOTOMETRIC_RGB;
         }
         return colourSpace().has_value();
+    }
+
+    bool oneDimensionalFax() const
+    {
+        uint32_t t4 = 0;
+        if (compression_ != COMPRESSION_CCITTFAX3 || bps_ != 1 || spp_ != 1)
+            return false;
+        TIFFGetField(t_, TIFFTAG_GROUP3OPTIONS, &t4);
+        return !(t4 & (GROUP3OPT_2DENCODING | GROUP3OPT_UNCOMPRESSED));
+    }
+
+    Raster decodeFaxRows()
+    {
+        Raster r;
+        r.width = int(width_);
+        r.height = int(height_);
+        r.bpc = 1;
+        r.cs.model = ColourModel::Gray;
+        r.invert = photometric_ == PHOTOMETRIC_MINISWHITE;
+        const size_t rowBytes = r.rowBytes();
+        r.pixels.resize(rowBytes * height_);
+        uint32_t rps = height_;
+        TIFFGetFieldDefaulted(t_, TIFFTAG_ROWSPERSTRIP, &rps);
+        rps = std::clamp<uint32_t>(rps, 1, height_);
+        uint64_t *counts = nullptr;
+        if (!TIFFGetField(t_, TIFFTAG_STRIPBYTECOUNTS, &counts) || !counts)
+            fail("no strip sizes");
+        const uint32_t strips = (height_ + rps - 1) / rps;
+        std::vector<uint8_t> raw;
+        for (uint32_t s = 0; s < strips; ++s) {
+            if (counts[s] > (uint64_t(1) << 30))
+                fail("a strip too large");
+            raw.resize(size_t(counts[s]));
+            const tmsize_t n = TIFFReadRawStrip(t_, s, raw.data(), tmsize_t(raw.size()));
+            if (n < 0 || size_t(n) != raw.size())
+                fail("unreadable strip");
+            if (fillOrder_ == FILLORDER_LSB2MSB)
+                TIFFReverseBits(raw.data(), n);
+            const uint32_t rows = std::min(rps, height_ - s * rps);
+            const auto decoded = decodeModifiedHuffman(raw.data(), raw.size(), r.width, int(rows));
+            std::copy(decoded.begin(), decoded.end(),
+                      r.pixels.begin() + ptrdiff_t(rowBytes * s * rps));
+        }
+        return r;
     }
 
     [[noreturn]] void fail(const char *what) const

@@ -2,6 +2,7 @@
 // against the suites' own reference PNGs (tests/data/README.md), PCX files written here from a
 // picture, and every format cut short, which must fail rather than give part of a document.
 
+#include "fax_decoder.h"
 #include "image_to_pdf.h"
 #include "pdf_probe.h"
 #include "sample_images.h"
@@ -243,6 +244,53 @@ TEST(ReferenceImages, TiffSamplesOfEveryWidth)
     const auto beyond = [](int x, int, int) { return x / 20.0 - 0.5; };
     expectPicture(deepTiff(box, "float.tif", 32, 1, true, beyond, expected), expected, 1);
     expectPicture(deepTiff(box, "float_rgb.tif", 32, 3, true, ramp, expected), expected, 1);
+}
+
+// Fax rows whose runs take every length the one-dimensional codes have, in both colours,
+// written by libtiff's coder and read back by ours.
+TEST(ReferenceImages, FaxRunsOfEveryLength)
+{
+    const int w = 2600;
+    std::vector<int> lengths;
+    for (int run = 0; run < 64; ++run)
+        lengths.push_back(run);
+    for (int makeUp = 64; makeUp <= 2560; makeUp += 64)
+        lengths.push_back(makeUp + makeUp / 64 % 64);
+    std::vector<std::vector<uint8_t>> rows;
+    size_t next = 0;
+    for (int r = 0; r < 2 * int(lengths.size()); ++r) {
+        std::vector<uint8_t> row((w + 7) / 8, 0);
+        int x = 0;
+        for (int colour = r % 2; x < w; colour ^= 1) {
+            const int run = std::min(lengths[next++ % lengths.size()], w - x);
+            for (int i = x; colour && i < x + run; ++i)
+                row[size_t(i / 8)] |= uint8_t(0x80 >> (i % 8));
+            x += run;
+        }
+        rows.push_back(row);
+    }
+    SandboxDir box;
+    const QString path = box.filePath("g3.tif");
+    TIFF *t = TIFFOpen(path.toLocal8Bit().constData(), "w");
+    TIFFSetField(t, TIFFTAG_IMAGEWIDTH, w);
+    TIFFSetField(t, TIFFTAG_IMAGELENGTH, int(rows.size()));
+    TIFFSetField(t, TIFFTAG_BITSPERSAMPLE, 1);
+    TIFFSetField(t, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISWHITE);
+    TIFFSetField(t, TIFFTAG_COMPRESSION, COMPRESSION_CCITTFAX3);
+    TIFFSetField(t, TIFFTAG_ROWSPERSTRIP, int(rows.size()));
+    for (size_t y = 0; y < rows.size(); ++y)
+        TIFFWriteScanline(t, rows[y].data(), uint32_t(y), 0);
+    TIFFClose(t);
+    t = TIFFOpen(path.toLocal8Bit().constData(), "r");
+    std::vector<uint8_t> raw(size_t(TIFFRawStripSize(t, 0)));
+    TIFFReadRawStrip(t, 0, raw.data(), tmsize_t(raw.size()));
+    TIFFClose(t);
+    const std::vector<uint8_t> decoded =
+        pw::i2p::decodeModifiedHuffman(raw.data(), raw.size(), w, int(rows.size()));
+    for (size_t y = 0; y < rows.size(); ++y)
+        ASSERT_TRUE(std::equal(rows[y].begin(), rows[y].end(),
+                               decoded.begin() + ptrdiff_t(y * rows[y].size())))
+            << "row " << y;
 }
 
 // A lossless JPEG (SOF3) of `picture`'s grey or RGB samples, with predictor `predictor` and a
