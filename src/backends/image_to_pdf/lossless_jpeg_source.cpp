@@ -277,6 +277,11 @@ private:
 
 } // namespace
 
+Raster decodeLosslessJpeg(std::vector<uint8_t> data)
+{
+    return LosslessJpeg(std::move(data)).decode();
+}
+
 void readLosslessJpeg(std::vector<uint8_t> data, const PageSink &sink)
 {
     const LosslessJpeg image(std::move(data));

@@ -148,6 +148,7 @@ void readTiff(const std::string &path, const PageSink &sink, bool firstOnly);
 void readJpeg(const std::string &path, const PageSink &sink, long offset = 0, long length = 0);
 void readJpegLs(std::vector<uint8_t> data, const PageSink &sink);
 void readLosslessJpeg(std::vector<uint8_t> data, const PageSink &sink);
+Raster decodeLosslessJpeg(std::vector<uint8_t> data);
 void readPng(const std::string &path, const PageSink &sink);
 // The PNG held in `bytes`, found at `offset` in the file.
 void readPngAt(const std::string &path, std::vector<uint8_t> bytes, uint64_t offset,

@@ -177,9 +177,12 @@ public:
             return decodeDirect();
         } catch (const ApFailure &) {
             // libtiff wants line ends in one-dimensional fax data; some writers leave them out.
-            if (!oneDimensionalFax())
-                throw;
-            return decodeFaxRows();
+            if (oneDimensionalFax())
+                return decodeFaxRows();
+            // libjpeg-turbo has no lossless JPEG; a page stored as one lossless stream is ours.
+            if (compression_ == COMPRESSION_JPEG && TIFFNumberOfStrips(t_) == 1 && spp_ == 1)
+                return losslessJpegPage();
+            throw;
         }
     }
 
@@ -425,6 +428,32 @@ private:
             photometric_ = PHOTOMETRIC_RGB;
         }
         return colourSpace().has_value();
+    }
+
+    Raster losslessJpegPage()
+    {
+        uint64_t *counts = nullptr;
+        const bool found =
+            TIFFGetField(t_, tiled_ ? TIFFTAG_TILEBYTECOUNTS : TIFFTAG_STRIPBYTECOUNTS, &counts);
+        if (!found || !counts || counts[0] > (uint64_t(1) << 30))
+            fail("no stored data");
+        std::vector<uint8_t> data(static_cast<size_t>(counts[0]));
+        const tmsize_t n = tiled_ ? TIFFReadRawTile(t_, 0, data.data(), tmsize_t(data.size()))
+                                  : TIFFReadRawStrip(t_, 0, data.data(), tmsize_t(data.size()));
+        if (n < 0 || size_t(n) != data.size())
+            fail("unreadable data");
+        Raster r = decodeLosslessJpeg(std::move(data));
+        if (r.width < int(width_) || r.height < int(height_) || r.cs.model != ColourModel::Gray)
+            fail("lossless JPEG data that does not fit the page");
+        // A tile may be larger than the page it holds.
+        const size_t from = r.rowBytes(), to = (size_t(width_) * size_t(r.bpc) + 7) / 8;
+        for (uint32_t y = 0; y < height_; ++y)
+            std::memmove(r.pixels.data() + y * to, r.pixels.data() + y * from, to);
+        r.width = int(width_);
+        r.height = int(height_);
+        r.pixels.resize(to * height_);
+        r.invert = photometric_ == PHOTOMETRIC_MINISWHITE;
+        return r;
     }
 
     bool oneDimensionalFax() const

@@ -52,12 +52,10 @@ Outcome convert(const QString &input, const QString &pdf)
 // Formats our libraries cannot read on this platform; these must fail cleanly.
 bool unsupportedHere(const QString &path)
 {
-    // EMF has no reader on Linux; libjpeg-turbo 2.1 has no lossless JPEG inside a TIFF; this
-    // JPEG 2000 file stops 140 bytes into its codestream (7 KB for 2717 x 3701 pixels), so it
-    // is refused as cut short; libwmf cannot scan this metafile.
+    // EMF has no reader on Linux; this JPEG 2000 file stops 140 bytes into its codestream (7 KB
+    // for 2717 x 3701 pixels), so it is refused as cut short; libwmf cannot scan this metafile.
     static const QRegularExpression names(
-        R"(\.emf|tm__jpeg-lossless-8bit-gray\.tif|)"
-        R"(balloon_eciRGBv2_aware\.jp2|emf__test_libuemf_ref\.wmf)");
+        R"(\.emf|balloon_eciRGBv2_aware\.jp2|emf__test_libuemf_ref\.wmf)");
     return names.match(path).hasMatch();
 }
 
