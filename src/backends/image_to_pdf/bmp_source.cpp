@@ -155,6 +155,18 @@ std::vector<uint8_t> runLengthIndices(const ByteView &v, const BmpHeader &h)
     }
 }
 
+// A two-colour palette of black and white is plain bilevel grey, which the fax codes can carry.
+void blackAndWhiteAsGrey(Raster &r)
+{
+    static const std::string blackWhite("\0\0\0\xFF\xFF\xFF", 6);
+    static const std::string whiteBlack("\xFF\xFF\xFF\0\0\0", 6);
+    if (r.bpc != 1 || (r.cs.palette != blackWhite && r.cs.palette != whiteBlack))
+        return;
+    r.invert = r.cs.palette == whiteBlack;
+    r.cs.model = ColourModel::Gray;
+    r.cs.palette.clear();
+}
+
 Raster indexedRaster(const BmpHeader &h, int bpc)
 {
     Raster r;
@@ -194,6 +206,7 @@ public:
             Raster r = indexedRaster(h_, h_.bpp);
             for (int y = 0; y < h_.height; ++y)
                 std::copy_n(row(y), r.rowBytes(), r.pixels.data() + r.rowBytes() * size_t(y));
+            blackAndWhiteAsGrey(r);
             return r;
         }
         if (h_.bpp != 16 && h_.bpp != 24 && h_.bpp != 32)
