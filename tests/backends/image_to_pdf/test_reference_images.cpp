@@ -495,7 +495,7 @@ TEST(Damaged, MutatedFilesConvertOrFailCleanly)
     for (size_t f = 0; f < std::size(files); ++f) {
         SCOPED_TRACE(names[f]);
         ASSERT_FALSE(files[f].isEmpty());
-        for (int round = 0; round < 200; ++round) {
+        for (int round = 0; round < 300; ++round) {
             QByteArray mutated = files[f];
             for (int n = 1 + int(random() % 4); n > 0; --n)
                 mutated[qsizetype(random() % uint32_t(mutated.size()))] = char(random());
