@@ -2,7 +2,8 @@
 
 #include <algorithm>
 #include <array>
-#include <queue>
+#include <memory>
+#include <vector>
 
 namespace pw::i2p {
 
@@ -15,33 +16,36 @@ constexpr size_t kBlockBytes = size_t(128) << 10;
 constexpr int kEndOfBlock = 256;
 constexpr int kLiterals = 257;
 
+// Writes into room reserved beforehand: at most 15 bits a symbol, so a block never needs more
+// than twice its input plus its header.
 class BitWriter {
 public:
-    explicit BitWriter(std::vector<uint8_t> &out) : out_(out) {}
+    explicit BitWriter(uint8_t *to) : to_(to) {}
     // Deflate packs from the least significant bit up.
     void put(uint64_t bits, int count)
     {
         acc_ |= bits << used_;
         used_ += count;
         if (used_ >= 32) {
-            for (int i = 0; i < 4; ++i)
-                out_.push_back(uint8_t(acc_ >> (8 * i)));
+            to_[0] = uint8_t(acc_), to_[1] = uint8_t(acc_ >> 8);
+            to_[2] = uint8_t(acc_ >> 16), to_[3] = uint8_t(acc_ >> 24);
+            to_ += 4;
             acc_ >>= 32;
             used_ -= 32;
         }
     }
-    void alignToByte()
+    // Pads the last byte; returns where the written data ends.
+    uint8_t *alignToByte()
     {
-        while (used_ > 0) {
-            out_.push_back(uint8_t(acc_));
-            acc_ >>= 8;
-            used_ = std::max(used_ - 8, 0);
-        }
+        for (; used_ > 0; used_ -= 8, acc_ >>= 8)
+            *to_++ = uint8_t(acc_);
+        used_ = 0;
         acc_ = 0;
+        return to_;
     }
 
 private:
-    std::vector<uint8_t> &out_;
+    uint8_t *to_;
     uint64_t acc_ = 0;
     int used_ = 0;
 };
@@ -52,35 +56,43 @@ private:
 template <size_t N> std::array<uint8_t, N> codeLengths(std::array<uint32_t, N> freq, int limit)
 {
     for (;;) {
-        std::array<uint8_t, N> lengths{};
-        using Node = std::pair<uint64_t, int>; // weight, index
-        std::priority_queue<Node, std::vector<Node>, std::greater<>> heap;
-        std::vector<int> parent(2 * N, -1);
+        // Leaves in order of weight, then the merged nodes, which come out in order of weight
+        // too: the two lightest are always at the front of one list or the other.
+        std::vector<int> symbols;
         for (size_t s = 0; s < N; ++s)
             if (freq[s])
-                heap.push({freq[s], int(s)});
-        if (heap.size() == 1) { // one symbol still needs a one-bit code
-            lengths[size_t(heap.top().second)] = 1;
+                symbols.push_back(int(s));
+        std::stable_sort(symbols.begin(), symbols.end(),
+                         [&](int a, int b) { return freq[size_t(a)] < freq[size_t(b)]; });
+        std::array<uint8_t, N> lengths{};
+        const size_t leaves = symbols.size();
+        if (leaves == 1) { // one symbol still needs a one-bit code
+            lengths[size_t(symbols[0])] = 1;
             return lengths;
         }
-        int next = int(N);
-        while (heap.size() > 1) {
-            const Node a = heap.top();
-            heap.pop();
-            const Node b = heap.top();
-            heap.pop();
-            parent[size_t(a.second)] = parent[size_t(b.second)] = next;
-            heap.push({a.first + b.first, next++});
+        std::vector<uint64_t> weight(2 * leaves - 1);
+        std::vector<size_t> parent(2 * leaves - 1, 0);
+        for (size_t i = 0; i < leaves; ++i)
+            weight[i] = freq[size_t(symbols[i])];
+        size_t leaf = 0, merged = leaves, made = leaves;
+        const auto lightest = [&] {
+            return leaf < leaves && (merged == made || weight[leaf] <= weight[merged]) ? leaf++
+                                                                                       : merged++;
+        };
+        for (; made < 2 * leaves - 1; ++made) {
+            const size_t a = lightest(), b = lightest();
+            weight[made] = weight[a] + weight[b];
+            parent[a] = parent[b] = made;
         }
+        // Every node's parent comes after it: depths fill in from the root down.
+        std::vector<int> depth(2 * leaves - 1, 0);
         int deepest = 0;
-        for (size_t s = 0; s < N; ++s) {
-            if (!freq[s])
-                continue;
-            int depth = 0;
-            for (int p = parent[s]; p >= 0; p = parent[size_t(p)])
-                ++depth;
-            lengths[s] = uint8_t(depth);
-            deepest = std::max(deepest, depth);
+        for (size_t k = 2 * leaves - 1; k-- > 0;)
+            if (k != 2 * leaves - 2)
+                depth[k] = depth[parent[k]] + 1;
+        for (size_t i = 0; i < leaves; ++i) {
+            lengths[size_t(symbols[i])] = uint8_t(depth[i]);
+            deepest = std::max(deepest, depth[i]);
         }
         if (deepest <= limit)
             return lengths;
@@ -148,8 +160,12 @@ void writeBlock(BitWriter &w, const uint8_t *data, size_t size, bool final)
         sendLength(l);
     sendLength(0);
 
+    // Code and length in one entry: one load a byte in the loop that is all of the work.
+    std::array<uint32_t, kLiterals> entry{};
+    for (size_t sym = 0; sym < entry.size(); ++sym)
+        entry[sym] = uint32_t(codes[sym]) | uint32_t(lengths[sym]) << 16;
     for (size_t i = 0; i < size; ++i)
-        w.put(codes[data[i]], lengths[data[i]]);
+        w.put(entry[data[i]] & 0xFFFF, int(entry[data[i]] >> 16));
     w.put(codes[kEndOfBlock], lengths[kEndOfBlock]);
 }
 
@@ -157,21 +173,22 @@ void writeBlock(BitWriter &w, const uint8_t *data, size_t size, bool final)
 
 void huffmanDeflate(const uint8_t *data, size_t size, bool last, std::vector<uint8_t> &out)
 {
-    out.reserve(out.size() + size + size / 8 + 64);
-    BitWriter w(out);
+    // Room for the worst case, left untouched where it is not written: pages of it that are
+    // never written cost nothing.
+    const size_t room = 2 * size + (size / kBlockBytes + 1) * 512 + 16;
+    const auto buffer = std::make_unique_for_overwrite<uint8_t[]>(room);
+    BitWriter w(buffer.get());
     size_t at = 0;
     do {
         const size_t n = std::min(kBlockBytes, size - at);
         writeBlock(w, data + at, n, last && at + n == size);
         at += n;
     } while (at < size);
-    if (!last) {
+    if (!last)
         w.put(0, 3); // an empty stored block, not final
-        w.alignToByte();
+    out.insert(out.end(), buffer.get(), w.alignToByte());
+    if (!last)
         out.insert(out.end(), {0x00, 0x00, 0xFF, 0xFF});
-        return;
-    }
-    w.alignToByte();
 }
 
 } // namespace pw::i2p
