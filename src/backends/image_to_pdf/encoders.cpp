@@ -211,7 +211,7 @@ struct FlateChoice {
 FlateChoice chooseFlate(std::span<const uint8_t> pix, size_t rowBytes, int height,
                         int bytesPerPixel)
 {
-    constexpr int kBands = 4, kBandRows = 16;
+    constexpr int kBands = 4, kBandRows = 8;
     std::vector<uint8_t> sample;
     const int rows = std::min(height, kBandRows);
     for (int b = 0; b < kBands; ++b) {

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <memory>
 #include <vector>
 
 namespace pw::i2p {
@@ -171,13 +170,13 @@ void writeBlock(BitWriter &w, const uint8_t *data, size_t size, bool final)
 
 } // namespace
 
-void huffmanDeflate(const uint8_t *data, size_t size, bool last, std::vector<uint8_t> &out)
+void huffmanDeflate(const uint8_t *data, size_t size, bool last, PixelBytes &out)
 {
-    // Room for the worst case, left untouched where it is not written: pages of it that are
-    // never written cost nothing.
-    const size_t room = 2 * size + (size / kBlockBytes + 1) * 512 + 16;
-    const auto buffer = std::make_unique_for_overwrite<uint8_t[]>(room);
-    BitWriter w(buffer.get());
+    // Room for the worst case, grown without being written: pages of it that are never
+    // written cost nothing.
+    const size_t start = out.size();
+    out.resize(start + 2 * size + (size / kBlockBytes + 1) * 512 + 16);
+    BitWriter w(out.data() + start);
     size_t at = 0;
     do {
         const size_t n = std::min(kBlockBytes, size - at);
@@ -186,7 +185,7 @@ void huffmanDeflate(const uint8_t *data, size_t size, bool last, std::vector<uin
     } while (at < size);
     if (!last)
         w.put(0, 3); // an empty stored block, not final
-    out.insert(out.end(), buffer.get(), w.alignToByte());
+    out.resize(size_t(w.alignToByte() - out.data()));
     if (!last)
         out.insert(out.end(), {0x00, 0x00, 0xFF, 0xFF});
 }

@@ -5,6 +5,7 @@
 
 #include "ap_failure.h"
 #include "file_ranges.h"
+#include "pixel_bytes.h"
 
 #include <cstdint>
 #include <functional>
@@ -39,21 +40,6 @@ struct ColourSpace {
         return 1;
     }
 };
-
-// A page-sized byte buffer whose growth leaves the new bytes as they are: a decoder that
-// writes every byte anyway should not pay first for zeroing a whole page on one thread.
-// resize(n, 0) still zeroes.
-template <typename T> struct UninitialisedAllocator : std::allocator<T> {
-    template <typename U> struct rebind {
-        using other = UninitialisedAllocator<U>;
-    };
-    template <typename U> void construct(U *p) noexcept { ::new (static_cast<void *>(p)) U; }
-    template <typename U, typename... Args> void construct(U *p, Args &&...args)
-    {
-        ::new (static_cast<void *>(p)) U(std::forward<Args>(args)...);
-    }
-};
-using PixelBytes = std::vector<uint8_t, UninitialisedAllocator<uint8_t>>;
 
 // Decoded pixels of one page, rows packed as PDF wants them: samples big-endian, rows padded
 // to whole bytes.

@@ -227,7 +227,7 @@ struct CompressorFree {
 struct Piece {
     const uint8_t *data = nullptr;
     size_t size = 0;
-    std::vector<uint8_t> deflated; // raw deflate
+    PixelBytes deflated; // raw deflate
     uint32_t adler = 1;
     std::optional<FinalBlock> finalBlock;
     bool open = false; // ends on a byte boundary with no final block: joins as it is

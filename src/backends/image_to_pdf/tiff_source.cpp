@@ -3,6 +3,7 @@
 
 #include "encoders.h"
 #include "fax_decoder.h"
+#include "lzw_decoder.h"
 #include "page_image.h"
 #include "tiff_handle.h"
 
@@ -596,7 +597,9 @@ private:
             const uint32_t rows = std::min(s.rowsPerStrip, height_ - i * s.rowsPerStrip);
             uint8_t *at = s.out + size_t(i) * s.rowsPerStrip * s.rowBytes;
             const tmsize_t wanted = tmsize_t(rows * s.rowBytes);
-            const tmsize_t got = TIFFReadEncodedStrip(t, s.plane * s.perPlane + i, at, wanted);
+            const uint32_t strip = s.plane * s.perPlane + i;
+            const tmsize_t got = ownLzw() ? lzwStrip(t, strip, at, wanted, s.rowBytes)
+                                          : TIFFReadEncodedStrip(t, strip, at, wanted);
             if (got < 0)
                 return false;
             // A strip shorter than its rows leaves zeros, never what the memory held before.
@@ -604,6 +607,34 @@ private:
                 std::memset(at + got, 0, size_t(wanted - got));
         }
         return true;
+    }
+
+    // LZW strips we decode ourselves (lzw_decoder.h): the common layouts, with no predictor or
+    // the horizontal one on bytes.
+    bool ownLzw() const
+    {
+        return compression_ == COMPRESSION_LZW && fillOrder_ == FILLORDER_MSB2LSB &&
+               (predictor_ == PREDICTOR_NONE || (predictor_ == PREDICTOR_HORIZONTAL && bps_ == 8));
+    }
+
+    tmsize_t lzwStrip(TIFF *t, uint32_t strip, uint8_t *at, tmsize_t wanted, size_t rowBytes) const
+    {
+        uint64_t *counts = nullptr;
+        if (!TIFFGetField(t, TIFFTAG_STRIPBYTECOUNTS, &counts) || !counts ||
+            counts[strip] > (uint64_t(1) << 30))
+            return -1;
+        std::vector<uint8_t> raw(static_cast<size_t>(counts[strip]));
+        const tmsize_t n = TIFFReadRawStrip(t, strip, raw.data(), tmsize_t(raw.size()));
+        const long got = n < 0 ? -1 : decodeTiffLzw(raw.data(), size_t(n), at, size_t(wanted));
+        if (got < 0) // libtiff names the fault
+            return TIFFReadEncodedStrip(t, strip, at, wanted);
+        if (predictor_ == PREDICTOR_HORIZONTAL) {
+            const size_t step = planar_ == PLANARCONFIG_SEPARATE ? 1 : spp_;
+            for (size_t row = 0; row + rowBytes <= size_t(got); row += rowBytes)
+                for (size_t x = row + step; x < row + rowBytes; ++x)
+                    at[x] = uint8_t(at[x] + at[x - step]);
+        }
+        return tmsize_t(got);
     }
 
     // The codecs that need nothing set on a handle beyond what the file says.

@@ -157,6 +157,7 @@ const LosslessCase kLossless[] = {
     {"tiff_lzw_one_strip", rgb(COMPRESSION_LZW), "/LZWDecode"},
     {"tiff_lzw_predictor", rgb(COMPRESSION_LZW, 0, PREDICTOR_HORIZONTAL), "/LZWDecode"},
     {"tiff_lzw_many_strips", rgb(COMPRESSION_LZW, 7), "/FlateDecode"},
+    {"tiff_lzw_predictor_strips", rgb(COMPRESSION_LZW, 7, PREDICTOR_HORIZONTAL), "/FlateDecode"},
     {"tiff_packbits_strips", rgb(COMPRESSION_PACKBITS, 5), "/RunLengthDecode"},
     {"tiff_deflate", rgb(COMPRESSION_ADOBE_DEFLATE), "/FlateDecode"},
     {"tiff_g4_min_is_white", fax(), "/CCITTFaxDecode"},

@@ -475,6 +475,9 @@ TEST(Damaged, MutatedFilesConvertOrFailCleanly)
     SandboxDir box;
     const QImage picture = colourPattern(48, 32);
     QImage expected;
+    // LZW in strips with the predictor, decoded by our own LZW decoder.
+    const QString lzwStrips = box.filePath("lzw.tif");
+    writeTiff(lzwStrips, {.compression = COMPRESSION_LZW, .predictor = 2, .rowsPerStrip = 5});
     const QByteArray files[] = {
         readFile(kData + "/tga/200x32_rgba_bl_rle.tga"),
         readFile(kData + "/tga/200x32_p_tl_rle.tga"),
@@ -487,9 +490,10 @@ TEST(Damaged, MutatedFilesConvertOrFailCleanly)
         jpegLs(picture, charls::interleave_mode::none),
         readFile(deepTiff(
             box, "deep.tif", 12, 3, false, [](int x, int, int) { return x / 40.0; }, expected)),
+        readFile(lzwStrips),
     };
-    const char *names[] = {"a.tga", "b.tga", "a.bmp", "b.bmp", "c.bmp",
-                           "d.bmp", "a.pcx", "a.jpg", "b.jpg", "a.tif"};
+    const char *names[] = {"a.tga", "b.tga", "a.bmp", "b.bmp", "c.bmp", "d.bmp",
+                           "a.pcx", "a.jpg", "b.jpg", "a.tif", "b.tif"};
     std::mt19937 random(20261125);
     const QString pdf = box.filePath("out.pdf");
     for (size_t f = 0; f < std::size(files); ++f) {
