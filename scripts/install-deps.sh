@@ -9,6 +9,7 @@ packages=(
   # libraries
   qt6-base-dev libqpdf-dev libtiff-dev libjpeg62-turbo-dev libpng-dev libgif-dev
   libopenjp2-7-dev libgraphicsmagick++1-dev libdeflate-dev libpugixml-dev libcharls-dev
+  libfreetype-dev libfontconfig-dev
   libpoppler-cpp-dev zlib1g-dev
   # tests and checks: GoogleTest, PDF inspection, a headless display with a window manager
   # and xprop to ask it about windows, the format check, and a second RTF reader for the saved

@@ -3,6 +3,9 @@
 
 #include "page_image.h"
 
+#include "magick_reader.h"
+#include "metafile_player.h"
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -83,7 +86,22 @@ bool plausibleTga(const std::string &h)
     return mapType <= 1 && typeOk && depthOk && w > 0 && hgt > 0;
 }
 
-enum class Kind { Tiff, Jpeg, Png, Gif, Jp2, J2k, Psd, Pdf, Bmp, Pcx, Tga, Magick, Unknown };
+enum class Kind {
+    Tiff,
+    Jpeg,
+    Png,
+    Gif,
+    Jp2,
+    J2k,
+    Psd,
+    Pdf,
+    Bmp,
+    Pcx,
+    Tga,
+    Metafile,
+    Magick,
+    Unknown
+};
 
 Kind detect(const std::string &h, const std::string &path, std::string &magickFormat)
 {
@@ -117,8 +135,10 @@ Kind detect(const std::string &h, const std::string &path, std::string &magickFo
     if (startsWith(h, "\xD7\xCD\xC6\x9A", 4) || startsWith(h, "\x01\x00\x09\x00", 4) ||
         startsWith(h, "\x02\x00\x09\x00", 4))
         return magick("WMF");
-    if (startsWith(h, "\x01\x00\x00\x00", 4) && startsWith(h, " EMF", 4, 40))
-        return magick("EMF");
+    if (startsWith(h, "\x01\x00\x00\x00", 4) && startsWith(h, " EMF", 4, 40)) {
+        magickFormat = "EMF";
+        return Kind::Metafile;
+    }
     // A true-colour Targa starts as a cursor file does; its name tells them apart.
     const std::string ext = lowerExtension(path);
     if ((ext == "tga" || ext == "targa" || ext == "icb" || ext == "vda" || ext == "vst") &&
@@ -200,8 +220,11 @@ void readImageFile(const FileHead &file, const PageSink &sink, bool firstOnly)
             return readPcx(path, sink, firstOnly);
         case Kind::Tga:
             return readTga(path, sink);
+        case Kind::Metafile:
+            return readWithModule(metafile::kModule, metafile::kPlay, path, format, sink,
+                                  firstOnly);
         case Kind::Magick:
-            return readWithMagick(path, format, sink, firstOnly);
+            return readWithModule(magick::kModule, magick::kRead, path, format, sink, firstOnly);
         case Kind::Pdf:
             throw invalidFormat("a PDF is not an image: " + path);
         case Kind::Unknown:

@@ -78,11 +78,10 @@ int32_t offerPage(void *context, const pw_magick_page *page)
 
 } // namespace
 
-void readWithMagick(const std::string &path, const std::string &format, const PageSink &sink,
-                    bool firstOnly)
+void readWithModule(const char *module, const char *entry, const std::string &path,
+                    const std::string &format, const PageSink &sink, bool firstOnly)
 {
-    static const auto read =
-        reinterpret_cast<magick::Read>(moduleSymbol(magick::kModule, magick::kRead));
+    const auto read = reinterpret_cast<magick::Read>(moduleSymbol(module, entry));
     if (!read)
         throw invalidFormat(format + ": the reader for this format is not installed");
     const std::vector<uint8_t> data = readWholeFile(path);

@@ -146,9 +146,10 @@ void readPcx(const std::string &path, const PageSink &sink, bool firstOnly);
 void readGif(const std::string &path, const PageSink &sink, bool firstOnly);
 void readPsd(const std::string &path, const PageSink &sink);
 void readJp2(const std::string &path, const PageSink &sink, bool rawCodestream);
-// The rarer formats go through the GraphicsMagick module (magick_reader.h), loaded at its
-// first use.
-void readWithMagick(const std::string &path, const std::string &format, const PageSink &sink,
-                    bool firstOnly);
+// The rarer formats go through a module loaded at its first use: GraphicsMagick's
+// (magick_reader.h) or the metafile player (metafile_player.h), both entered as `entry` of
+// `module` with the signature of magick::Read.
+void readWithModule(const char *module, const char *entry, const std::string &path,
+                    const std::string &format, const PageSink &sink, bool firstOnly);
 
 } // namespace pw::i2p

@@ -52,10 +52,10 @@ Outcome convert(const QString &input, const QString &pdf)
 // Formats our libraries cannot read on this platform; these must fail cleanly.
 bool unsupportedHere(const QString &path)
 {
-    // EMF has no reader on Linux; this JPEG 2000 file stops 140 bytes into its codestream (7 KB
-    // for 2717 x 3701 pixels), so it is refused as cut short; libwmf cannot scan this metafile.
+    // This JPEG 2000 file stops 140 bytes into its codestream (7 KB for 2717 x 3701 pixels), so
+    // it is refused as cut short; libwmf cannot scan this metafile.
     static const QRegularExpression names(
-        R"(\.emf|balloon_eciRGBv2_aware\.jp2|emf__test_libuemf_ref\.wmf)");
+        R"(balloon_eciRGBv2_aware\.jp2|emf__test_libuemf_ref\.wmf)");
     return names.match(path).hasMatch();
 }
 

@@ -1,0 +1,895 @@
+// An EMF is a list of GDI calls. Each record is checked against its own size before a field of
+// it is read; the state GDI keeps between calls (mapping, objects, colours, the path, the clip)
+// lives in Dc, and every drawing goes through one painter on the page image.
+
+#include "emf_player.h"
+
+#include "ap_failure.h"
+#include "glyphs.h"
+
+#include <QPainter>
+#include <QPainterPath>
+#include <QTransform>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <optional>
+#include <utility>
+#include <variant>
+#include <vector>
+
+namespace pw::metafile {
+
+namespace {
+
+enum RecordType : uint32_t {
+    kHeader = 1,
+    kPolyBezier = 2,
+    kPolygon = 3,
+    kPolyline = 4,
+    kPolyBezierTo = 5,
+    kPolylineTo = 6,
+    kPolyPolyline = 7,
+    kPolyPolygon = 8,
+    kSetWindowExt = 9,
+    kSetWindowOrg = 10,
+    kSetViewportExt = 11,
+    kSetViewportOrg = 12,
+    kEof = 14,
+    kSetMapMode = 17,
+    kSetBkMode = 18,
+    kSetPolyFillMode = 19,
+    kSetTextAlign = 22,
+    kSetTextColor = 24,
+    kSetBkColor = 25,
+    kMoveTo = 27,
+    kExcludeClipRect = 29,
+    kIntersectClipRect = 30,
+    kSaveDc = 33,
+    kRestoreDc = 34,
+    kSetWorldTransform = 35,
+    kModifyWorldTransform = 36,
+    kSelectObject = 37,
+    kCreatePen = 38,
+    kCreateBrush = 39,
+    kDeleteObject = 40,
+    kEllipse = 42,
+    kRectangle = 43,
+    kRoundRect = 44,
+    kArc = 45,
+    kChord = 46,
+    kPie = 47,
+    kLineTo = 54,
+    kBeginPath = 59,
+    kEndPath = 60,
+    kCloseFigure = 61,
+    kFillPath = 62,
+    kStrokeAndFillPath = 63,
+    kStrokePath = 64,
+    kSelectClipPath = 67,
+    kAbortPath = 68,
+    kExtSelectClipRgn = 75,
+    kBitBlt = 76,
+    kStretchBlt = 77,
+    kStretchDiBits = 81,
+    kExtCreateFont = 82,
+    kExtTextOutA = 83,
+    kExtTextOutW = 84,
+    kPolyBezier16 = 85,
+    kPolygon16 = 86,
+    kPolyline16 = 87,
+    kPolyBezierTo16 = 88,
+    kPolylineTo16 = 89,
+    kPolyPolyline16 = 90,
+    kPolyPolygon16 = 91,
+    kExtCreatePen = 95
+};
+
+// One record's bytes; reading past them is the file's damage, never ours.
+class Record {
+public:
+    Record(const uint8_t *data, size_t size) : data_(data), size_(size) {}
+    uint32_t type() const { return u32(0); }
+    size_t size() const { return size_; }
+    const uint8_t *need(size_t at, size_t n) const
+    {
+        if (at > size_ || n > size_ - at)
+            throw invalidFormat("EMF: a record shorter than its contents");
+        return data_ + at;
+    }
+    uint32_t u32(size_t at) const
+    {
+        const uint8_t *p = need(at, 4);
+        return uint32_t(p[0]) | uint32_t(p[1]) << 8 | uint32_t(p[2]) << 16 | uint32_t(p[3]) << 24;
+    }
+    int32_t i32(size_t at) const { return int32_t(u32(at)); }
+    int16_t i16(size_t at) const
+    {
+        const uint8_t *p = need(at, 2);
+        return int16_t(p[0] | p[1] << 8);
+    }
+    float f32(size_t at) const
+    {
+        const uint32_t bits = u32(at);
+        float f;
+        std::memcpy(&f, &bits, 4);
+        return std::isfinite(f) ? f : 0.0f;
+    }
+    QPointF point(size_t at) const { return QPointF(i32(at), i32(at + 4)); }
+    QRectF rect(size_t at) const
+    {
+        return QRectF(QPointF(i32(at), i32(at + 4)), QPointF(i32(at + 8), i32(at + 12)));
+    }
+    QColor colour(size_t at) const
+    {
+        const uint32_t c = u32(at);
+        return QColor(int(c & 0xFF), int(c >> 8 & 0xFF), int(c >> 16 & 0xFF));
+    }
+    // `count` points of 32-bit (or 16-bit when `small`) coordinates from `at`.
+    QPolygonF points(size_t at, uint32_t count, bool small) const
+    {
+        const size_t each = small ? 4 : 8;
+        need(at, size_t(count) * each);
+        QPolygonF out;
+        out.reserve(int(count));
+        for (uint32_t i = 0; i < count; ++i, at += each)
+            out << (small ? QPointF(i16(at), i16(at + 2)) : point(at));
+        return out;
+    }
+
+private:
+    const uint8_t *data_;
+    size_t size_;
+};
+
+struct Pen {
+    QColor colour = Qt::black;
+    double width = 0; // logical units; 0: one device pixel
+    Qt::PenStyle style = Qt::SolidLine;
+};
+struct Brush {
+    QColor colour = Qt::white;
+    Qt::BrushStyle style = Qt::SolidPattern;
+};
+struct Font {
+    FontSpec spec;
+    double height = 0; // negative: the em; positive: the cell
+    double escapement = 0;
+};
+using Object = std::variant<std::monostate, Pen, Brush, Font>;
+
+// What GDI keeps between calls.
+struct Dc {
+    int mapMode = 1;
+    QPointF windowOrg, viewportOrg;
+    QSizeF windowExt{1, 1}, viewportExt{1, 1};
+    QTransform world;
+    Pen pen;
+    Brush brush;
+    Font font;
+    QColor text = Qt::black, background = Qt::white;
+    bool opaqueBackground = true;
+    uint32_t align = 0;
+    Qt::FillRule fill = Qt::OddEvenFill;
+    QPointF position;
+    std::optional<QPainterPath> clip; // page pixels; none: the whole page
+};
+
+Pen stockPen(uint32_t n)
+{
+    Pen p;
+    p.colour = n == 6 ? Qt::white : Qt::black;
+    p.style = n == 8 ? Qt::NoPen : Qt::SolidLine;
+    return p;
+}
+
+Brush stockBrush(uint32_t n)
+{
+    static const int greys[] = {255, 192, 128, 64, 0};
+    Brush b;
+    b.style = n == 5 ? Qt::NoBrush : Qt::SolidPattern;
+    b.colour = n < 5 ? QColor(greys[n], greys[n], greys[n]) : Qt::white;
+    return b;
+}
+
+Qt::PenStyle penStyle(uint32_t style)
+{
+    switch (style & 0x0F) {
+    case 1:
+        return Qt::DashLine;
+    case 2:
+        return Qt::DotLine;
+    case 3:
+        return Qt::DashDotLine;
+    case 4:
+        return Qt::DashDotDotLine;
+    case 5:
+        return Qt::NoPen;
+    default:
+        return Qt::SolidLine;
+    }
+}
+
+Qt::BrushStyle hatch(uint32_t h)
+{
+    static const Qt::BrushStyle styles[] = {Qt::HorPattern,   Qt::VerPattern,
+                                            Qt::BDiagPattern, Qt::FDiagPattern,
+                                            Qt::CrossPattern, Qt::DiagCrossPattern};
+    return h < 6 ? styles[h] : Qt::SolidPattern;
+}
+
+class Player {
+public:
+    Player(const uint8_t *data, size_t size, double &dpi, int maxSide) : data_(data), size_(size)
+    {
+        const Record header = record(0);
+        if (header.type() != kHeader || header.size() < 88 || header.u32(40) != 0x464D4520)
+            throw invalidFormat("EMF: no header");
+        handles_.resize(std::clamp<size_t>(header.u32(56) >> 0 & 0xFFFF, 1, 65535));
+        const QRectF frame = header.rect(24).normalized(); // 0.01 mm
+        const double devX = header.i32(72), devY = header.i32(76);
+        const double mmX = header.i32(80), mmY = header.i32(84);
+        if (devX <= 0 || devY <= 0 || mmX <= 0 || mmY <= 0)
+            throw invalidFormat("EMF: no reference device");
+        pixelsPerMm_ = QPointF(devX / mmX, devY / mmY);
+        QRectF mm(frame.x() / 100, frame.y() / 100, frame.width() / 100, frame.height() / 100);
+        // Some writers give a frame that misses most of the drawing; the bounds, in device
+        // pixels, then place the page.
+        const QRectF bounds = header.rect(8).normalized().adjusted(0, 0, 1, 1);
+        const QRectF boundsMm(bounds.x() / pixelsPerMm_.x(), bounds.y() / pixelsPerMm_.y(),
+                              bounds.width() / pixelsPerMm_.x(),
+                              bounds.height() / pixelsPerMm_.y());
+        const QRectF shared = mm.intersected(boundsMm);
+        const bool frameMisses =
+            shared.width() * shared.height() < boundsMm.width() * boundsMm.height() / 2;
+        if (mm.width() <= 0 || mm.height() <= 0 || (frameMisses && bounds.width() > 1))
+            mm = boundsMm;
+        const double inchesW = mm.width() / 25.4, inchesH = mm.height() / 25.4;
+        dpi = std::min(dpi, maxSide / std::max(inchesW, inchesH));
+        const int w = std::max(1, int(std::lround(inchesW * dpi)));
+        const int h = std::max(1, int(std::lround(inchesH * dpi)));
+        image_ = QImage(w, h, QImage::Format_RGB32);
+        if (image_.isNull())
+            throw outOfMemory();
+        image_.fill(Qt::white);
+        // Reference-device pixels to page pixels, the frame's corner at the page's.
+        const double scale = dpi / 25.4;
+        toPage_ =
+            QTransform::fromTranslate(-mm.x() * pixelsPerMm_.x(), -mm.y() * pixelsPerMm_.y()) *
+            QTransform::fromScale(scale / pixelsPerMm_.x(), scale / pixelsPerMm_.y());
+    }
+
+    QImage play()
+    {
+        painter_.begin(&image_);
+        painter_.setRenderHint(QPainter::Antialiasing);
+        painter_.setRenderHint(QPainter::SmoothPixmapTransform);
+        size_t at = 0;
+        for (;;) {
+            const Record r = record(at);
+            if (r.type() == kEof)
+                break;
+            play(r);
+            at += r.size();
+        }
+        painter_.end();
+        return image_;
+    }
+
+private:
+    Record record(size_t at) const
+    {
+        if (at + 8 > size_)
+            throw invalidFormat("EMF: the records end before the end-of-file record");
+        const Record head(data_ + at, 8);
+        const uint32_t n = head.u32(4);
+        if (n < 8 || n % 4 != 0 || n > size_ - at)
+            throw invalidFormat("EMF: a record runs past the end of the file");
+        return Record(data_ + at, n);
+    }
+
+    // Logical units to reference-device pixels under the map mode.
+    QTransform pageTransform() const
+    {
+        double sx = 1, sy = 1;
+        const auto mm = [&](double millimetres, bool yUp) {
+            sx = millimetres * pixelsPerMm_.x();
+            sy = (yUp ? -1 : 1) * millimetres * pixelsPerMm_.y();
+        };
+        switch (dc_.mapMode) {
+        case 2:
+            mm(0.1, true);
+            break;
+        case 3:
+            mm(0.01, true);
+            break;
+        case 4:
+            mm(0.254, true);
+            break;
+        case 5:
+            mm(0.0254, true);
+            break;
+        case 6:
+            mm(25.4 / 1440, true);
+            break;
+        case 7:
+        case 8:
+            if (dc_.windowExt.width() != 0 && dc_.windowExt.height() != 0) {
+                sx = dc_.viewportExt.width() / dc_.windowExt.width();
+                sy = dc_.viewportExt.height() / dc_.windowExt.height();
+                if (dc_.mapMode == 7) { // isotropic: the smaller scale both ways
+                    const double s = std::min(std::abs(sx), std::abs(sy));
+                    sx = std::copysign(s, sx);
+                    sy = std::copysign(s, sy);
+                }
+            }
+            break;
+        default:
+            break;
+        }
+        return QTransform(sx, 0, 0, sy, dc_.viewportOrg.x() - dc_.windowOrg.x() * sx,
+                          dc_.viewportOrg.y() - dc_.windowOrg.y() * sy);
+    }
+
+    QTransform logicalToPage() const { return dc_.world * pageTransform() * toPage_; }
+
+    // The painter set up for a drawing in logical units: the clip, then the mapping.
+    void prepare()
+    {
+        painter_.resetTransform();
+        if (dc_.clip)
+            painter_.setClipPath(*dc_.clip);
+        else
+            painter_.setClipping(false);
+        painter_.setTransform(logicalToPage());
+    }
+
+    QPen qpen() const
+    {
+        if (dc_.pen.style == Qt::NoPen)
+            return Qt::NoPen;
+        QPen p(dc_.pen.colour, dc_.pen.width, dc_.pen.style, Qt::RoundCap, Qt::RoundJoin);
+        if (dc_.pen.width <= 0) { // one pixel of the reference device
+            p.setCosmetic(true);
+            p.setWidthF(toPage_.m11());
+        }
+        return p;
+    }
+
+    QBrush qbrush() const
+    {
+        return dc_.brush.style == Qt::NoBrush ? QBrush()
+                                              : QBrush(dc_.brush.colour, dc_.brush.style);
+    }
+
+    // A figure: into the open path, or filled and outlined now.
+    void draw(QPainterPath figure, bool fill)
+    {
+        if (bracket_) {
+            bracket_->addPath(figure);
+            return;
+        }
+        figure.setFillRule(dc_.fill);
+        prepare();
+        if (fill)
+            painter_.fillPath(figure, qbrush());
+        painter_.strokePath(figure, qpen());
+    }
+
+    void polyline(const QPolygonF &points, bool continuing)
+    {
+        if (points.isEmpty())
+            return;
+        if (bracket_) {
+            if (!continuing)
+                bracket_->moveTo(points.front());
+            for (const QPointF &p : points)
+                bracket_->lineTo(p);
+            return;
+        }
+        QPainterPath figure(continuing ? dc_.position : points.front());
+        for (const QPointF &p : points)
+            figure.lineTo(p);
+        draw(figure, false);
+    }
+
+    void bezier(const QPolygonF &points, bool continuing)
+    {
+        if (bracket_ && continuing) { // the figure being recorded goes on
+            for (int i = 0; i + 2 < points.size(); i += 3)
+                bracket_->cubicTo(points[i], points[i + 1], points[i + 2]);
+            return;
+        }
+        QPainterPath figure;
+        int i = 0;
+        if (continuing) {
+            figure.moveTo(dc_.position);
+        } else if (!points.isEmpty()) {
+            figure.moveTo(points[0]);
+            i = 1;
+        }
+        for (; i + 2 < points.size(); i += 3)
+            figure.cubicTo(points[i], points[i + 1], points[i + 2]);
+        if (bracket_) {
+            bracket_->addPath(figure);
+            return;
+        }
+        draw(figure, false);
+    }
+
+    void polyPoly(const Record &r, bool small, bool closed)
+    {
+        const uint32_t polys = r.u32(24), total = r.u32(28);
+        if (polys > r.size() / 4 || total > r.size() / 4)
+            throw invalidFormat("EMF: polygon counts larger than their record");
+        const QPolygonF points = r.points(32 + size_t(polys) * 4, total, small);
+        QPainterPath figure;
+        int at = 0;
+        for (uint32_t i = 0; i < polys; ++i) {
+            const int n = int(r.u32(32 + size_t(i) * 4));
+            if (n < 0 || at + n > points.size())
+                throw invalidFormat("EMF: polygon counts larger than their record");
+            QPolygonF one = points.mid(at, n);
+            if (closed && !one.isEmpty())
+                one << one.front();
+            figure.addPolygon(one);
+            at += n;
+        }
+        draw(figure, closed);
+    }
+
+    // Arc, chord and pie: an ellipse's outline from where the line to `start` crosses it,
+    // anticlockwise to the line to `end`.
+    void arc(const Record &r, RecordType type)
+    {
+        const QRectF box = r.rect(8).normalized();
+        const QPointF c = box.center(), s = r.point(24), e = r.point(32);
+        const double a0 = std::atan2(-(s.y() - c.y()), s.x() - c.x()) * 180 / M_PI;
+        const double a1 = std::atan2(-(e.y() - c.y()), e.x() - c.x()) * 180 / M_PI;
+        double sweep = a1 - a0;
+        while (sweep <= 0)
+            sweep += 360;
+        QPainterPath figure;
+        if (type == kPie)
+            figure.moveTo(c);
+        else
+            figure.arcMoveTo(box, a0);
+        figure.arcTo(box, a0, sweep);
+        if (type != kArc)
+            figure.closeSubpath();
+        draw(figure, type != kArc);
+    }
+
+    void setClip(const QPainterPath &pagePath, uint32_t mode)
+    {
+        const QPainterPath whole = [&] {
+            QPainterPath p;
+            p.addRect(QRectF(image_.rect()));
+            return p;
+        }();
+        const QPainterPath current = dc_.clip ? *dc_.clip : whole;
+        switch (mode) {
+        case 1:
+            dc_.clip = current.intersected(pagePath);
+            break;
+        case 2:
+            dc_.clip = current.united(pagePath);
+            break;
+        case 3:
+            dc_.clip = current.united(pagePath).subtracted(current.intersected(pagePath));
+            break;
+        case 4:
+            dc_.clip = current.subtracted(pagePath);
+            break;
+        default:
+            dc_.clip = pagePath;
+            break;
+        }
+    }
+
+    void clipRegion(const Record &r)
+    {
+        const uint32_t bytes = r.u32(8), mode = r.u32(12);
+        if (bytes == 0) {
+            if (mode == 5)
+                dc_.clip.reset();
+            return;
+        }
+        const uint32_t count = r.u32(16 + 8);
+        QPainterPath region;
+        r.need(16 + 32, size_t(count) * 16);
+        for (uint32_t i = 0; i < count; ++i)
+            region.addRect(r.rect(16 + 32 + size_t(i) * 16));
+        setClip(toPage_.map(region), mode);
+    }
+
+    void text(const Record &r, bool wide)
+    {
+        const QPointF reference = r.point(36);
+        const uint32_t chars = r.u32(44), offString = r.u32(48), options = r.u32(52);
+        const uint32_t offDx = r.u32(72);
+        if (chars > r.size())
+            throw invalidFormat("EMF: text longer than its record");
+        QString s;
+        const uint8_t *p = r.need(offString, size_t(chars) * (wide ? 2 : 1));
+        for (uint32_t i = 0; i < chars; ++i)
+            s += wide ? QChar(char16_t(p[2 * i] | p[2 * i + 1] << 8)) : QChar(char16_t(p[i]));
+        std::vector<double> advances;
+        if (offDx) {
+            const size_t step = (options & 0x2000) ? 8 : 4; // ETO_PDY: x and y per character
+            r.need(offDx, size_t(chars) * step);
+            for (uint32_t i = 0; i < chars; ++i)
+                advances.push_back(r.i32(offDx + i * step));
+        }
+        const Font &f = dc_.font;
+        const FontMetrics m = glyphs_.metrics(f.spec);
+        const double em = f.height < 0   ? -f.height
+                          : f.height > 0 ? f.height / (m.ascent + m.descent)
+                                         : 12;
+        double width = 0;
+        QPainterPath outline = glyphs_.outline(s, f.spec, em, advances, &width);
+        const bool updateCp = dc_.align & 1;
+        QPointF origin = updateCp ? dc_.position : reference;
+        const uint32_t horizontal = dc_.align & 6, vertical = dc_.align & 24;
+        double dx = horizontal == 6 ? -width / 2 : horizontal == 2 ? -width : 0;
+        double baseline = vertical == 24 ? 0 : vertical == 8 ? -m.descent * em : m.ascent * em;
+        // Text stands upright on the page whichever way the logical y axis runs.
+        const QTransform mapping = logicalToPage();
+        const double ySign = mapping.m22() < 0 ? -1 : 1;
+        QTransform place = QTransform::fromTranslate(dx, baseline * ySign);
+        if (ySign < 0)
+            place = QTransform::fromScale(1, -1) * place;
+        place = place * QTransform().rotate(-f.escapement / 10 * ySign) *
+                QTransform::fromTranslate(origin.x(), origin.y());
+        prepare();
+        if (options & 2) { // ETO_OPAQUE: the rectangle given is filled first
+            painter_.fillRect(r.rect(56).normalized(), dc_.background);
+        } else if (dc_.opaqueBackground && !outline.isEmpty()) {
+            QPainterPath cell;
+            cell.addRect(QRectF(0, -m.ascent * em, width, (m.ascent + m.descent) * em));
+            painter_.fillPath(place.map(cell), dc_.background);
+        }
+        outline.setFillRule(Qt::WindingFill);
+        painter_.fillPath(place.map(outline), dc_.text);
+        if (updateCp)
+            dc_.position = origin + QPointF(width, 0);
+    }
+
+    // A device-independent bitmap, handed to Qt's BMP reader behind a file header of its own.
+    QImage dib(const Record &r, size_t offBmi, size_t cbBmi, size_t offBits, size_t cbBits) const
+    {
+        QByteArray bmp("BM");
+        const uint32_t total = uint32_t(14 + cbBmi + cbBits), start = uint32_t(14 + cbBmi);
+        for (const uint32_t v : {total, 0u, start})
+            for (int i = 0; i < 4; ++i)
+                bmp += char(v >> (8 * i));
+        bmp.append(reinterpret_cast<const char *>(r.need(offBmi, cbBmi)), qsizetype(cbBmi));
+        bmp.append(reinterpret_cast<const char *>(r.need(offBits, cbBits)), qsizetype(cbBits));
+        return QImage::fromData(bmp, "BMP");
+    }
+
+    void blit(const QRectF &target, const QImage &image, const QRectF &source, uint32_t rop)
+    {
+        prepare();
+        if (!image.isNull()) {
+            painter_.drawImage(target, image, source.isEmpty() ? QRectF(image.rect()) : source);
+            return;
+        }
+        // No source: the operation paints the brush, or plain white or black.
+        if (rop == 0x00FF0062)
+            painter_.fillRect(target, Qt::white);
+        else if (rop == 0x00000042)
+            painter_.fillRect(target, Qt::black);
+        else
+            painter_.fillRect(target, qbrush());
+    }
+
+    void bitBlt(const Record &r, bool stretch)
+    {
+        const QRectF target(r.i32(24), r.i32(28), r.i32(32), r.i32(36));
+        const uint32_t rop = r.u32(40);
+        const QPointF src(r.i32(44), r.i32(48));
+        const size_t offBmi = r.u32(84), cbBmi = r.u32(88), offBits = r.u32(92), cbBits = r.u32(96);
+        const QSizeF srcSize = stretch ? QSizeF(r.i32(100), r.i32(104)) : target.size();
+        const QImage image = cbBmi ? dib(r, offBmi, cbBmi, offBits, cbBits) : QImage();
+        blit(target, image, QRectF(src, srcSize), rop);
+    }
+
+    void stretchDiBits(const Record &r)
+    {
+        const QRectF source(r.i32(32), r.i32(36), r.i32(40), r.i32(44));
+        const size_t offBmi = r.u32(48), cbBmi = r.u32(52), offBits = r.u32(56), cbBits = r.u32(60);
+        const uint32_t rop = r.u32(68);
+        const QRectF target(r.i32(24), r.i32(28), r.i32(72), r.i32(76));
+        const QImage image = cbBmi ? dib(r, offBmi, cbBmi, offBits, cbBits) : QImage();
+        if (cbBmi && image.isNull())
+            throw invalidFormat("EMF: an unreadable bitmap");
+        blit(target, image, source, rop);
+    }
+
+    Object &slot(uint32_t index)
+    {
+        if (index == 0 || index >= handles_.size())
+            throw invalidFormat("EMF: an object index outside the table");
+        return handles_[index];
+    }
+
+    void select(uint32_t index)
+    {
+        if (index & 0x80000000) {
+            const uint32_t n = index & 0x7FFFFFFF;
+            if (n <= 5)
+                dc_.brush = stockBrush(n);
+            else if (n <= 8)
+                dc_.pen = stockPen(n);
+            else if (n >= 10 && n <= 17 && n != 15)
+                dc_.font = Font{};
+            return;
+        }
+        const Object &o = slot(index);
+        if (const auto *p = std::get_if<Pen>(&o))
+            dc_.pen = *p;
+        else if (const auto *b = std::get_if<Brush>(&o))
+            dc_.brush = *b;
+        else if (const auto *f = std::get_if<Font>(&o))
+            dc_.font = *f;
+    }
+
+    static Font font(const Record &r)
+    {
+        Font f;
+        f.height = r.i32(12);
+        f.escapement = r.i32(20);
+        f.spec.weight = r.i32(28);
+        f.spec.italic = r.need(32, 1)[0] != 0;
+        const uint8_t *name = r.need(40, 64);
+        for (int i = 0; i < 32 && (name[2 * i] | name[2 * i + 1]); ++i)
+            f.spec.family += QChar(char16_t(name[2 * i] | name[2 * i + 1] << 8));
+        return f;
+    }
+
+    void play(const Record &r)
+    {
+        const auto type = RecordType(r.type());
+        switch (type) {
+        case kSetWindowExt:
+            dc_.windowExt = QSizeF(r.i32(8), r.i32(12));
+            break;
+        case kSetWindowOrg:
+            dc_.windowOrg = r.point(8);
+            break;
+        case kSetViewportExt:
+            dc_.viewportExt = QSizeF(r.i32(8), r.i32(12));
+            break;
+        case kSetViewportOrg:
+            dc_.viewportOrg = r.point(8);
+            break;
+        case kSetMapMode:
+            dc_.mapMode = r.i32(8);
+            break;
+        case kSetBkMode:
+            dc_.opaqueBackground = r.u32(8) == 2;
+            break;
+        case kSetPolyFillMode:
+            dc_.fill = r.u32(8) == 2 ? Qt::WindingFill : Qt::OddEvenFill;
+            break;
+        case kSetTextAlign:
+            dc_.align = r.u32(8);
+            break;
+        case kSetTextColor:
+            dc_.text = r.colour(8);
+            break;
+        case kSetBkColor:
+            dc_.background = r.colour(8);
+            break;
+        case kMoveTo:
+            dc_.position = r.point(8);
+            if (bracket_)
+                bracket_->moveTo(dc_.position);
+            break;
+        case kLineTo:
+            polyline({r.point(8)}, true);
+            dc_.position = r.point(8);
+            break;
+        case kSaveDc:
+            saved_.push_back(dc_);
+            break;
+        case kRestoreDc: {
+            const int n = r.i32(8);
+            const size_t back = n < 0 ? size_t(-int64_t(n)) : 0;
+            if (back == 0 || back > saved_.size())
+                break;
+            dc_ = saved_[saved_.size() - back];
+            saved_.resize(saved_.size() - back);
+            break;
+        }
+        case kSetWorldTransform:
+            dc_.world = QTransform(r.f32(8), r.f32(12), r.f32(16), r.f32(20), r.f32(24), r.f32(28));
+            break;
+        case kModifyWorldTransform: {
+            const QTransform x(r.f32(8), r.f32(12), r.f32(16), r.f32(20), r.f32(24), r.f32(28));
+            const uint32_t mode = r.u32(32);
+            dc_.world = mode == 1   ? QTransform()
+                        : mode == 2 ? x * dc_.world
+                        : mode == 3 ? dc_.world * x
+                                    : x;
+            break;
+        }
+        case kCreatePen: {
+            Pen p;
+            p.style = penStyle(r.u32(12));
+            p.width = r.i32(16);
+            p.colour = r.colour(24);
+            slot(r.u32(8)) = p;
+            break;
+        }
+        case kExtCreatePen: {
+            Pen p;
+            const uint32_t style = r.u32(28);
+            p.style = penStyle(style);
+            p.width = (style & 0x10000) ? double(r.u32(32)) : 0; // cosmetic pens are one pixel
+            p.colour = r.colour(40);
+            if (r.u32(36) == 1) // a hollow brush draws nothing
+                p.style = Qt::NoPen;
+            slot(r.u32(8)) = p;
+            break;
+        }
+        case kCreateBrush: {
+            Brush b;
+            const uint32_t style = r.u32(12);
+            b.colour = r.colour(16);
+            b.style = style == 1 ? Qt::NoBrush : style == 2 ? hatch(r.u32(20)) : Qt::SolidPattern;
+            slot(r.u32(8)) = b;
+            break;
+        }
+        case kExtCreateFont:
+            slot(r.u32(8)) = font(r);
+            break;
+        case kSelectObject:
+            select(r.u32(8));
+            break;
+        case kDeleteObject:
+            slot(r.u32(8)) = std::monostate{};
+            break;
+        case kRectangle:
+        case kEllipse:
+        case kRoundRect: {
+            QPainterPath figure;
+            const QRectF box = r.rect(8).normalized();
+            if (type == kRectangle)
+                figure.addRect(box);
+            else if (type == kEllipse)
+                figure.addEllipse(box);
+            else
+                figure.addRoundedRect(box, r.i32(24) / 2.0, r.i32(28) / 2.0);
+            draw(figure, true);
+            break;
+        }
+        case kArc:
+        case kChord:
+        case kPie:
+            arc(r, type);
+            break;
+        case kPolygon:
+        case kPolygon16: {
+            QPolygonF points = r.points(28, r.u32(24), type == kPolygon16);
+            if (!points.isEmpty())
+                points << points.front();
+            QPainterPath figure;
+            figure.addPolygon(points);
+            draw(figure, true);
+            break;
+        }
+        case kPolyline:
+        case kPolyline16:
+        case kPolylineTo:
+        case kPolylineTo16: {
+            const QPolygonF points =
+                r.points(28, r.u32(24), type == kPolyline16 || type == kPolylineTo16);
+            const bool to = type == kPolylineTo || type == kPolylineTo16;
+            polyline(points, to);
+            if (to && !points.isEmpty())
+                dc_.position = points.back();
+            break;
+        }
+        case kPolyBezier:
+        case kPolyBezier16:
+        case kPolyBezierTo:
+        case kPolyBezierTo16: {
+            const QPolygonF points =
+                r.points(28, r.u32(24), type == kPolyBezier16 || type == kPolyBezierTo16);
+            const bool to = type == kPolyBezierTo || type == kPolyBezierTo16;
+            bezier(points, to);
+            if (to && !points.isEmpty())
+                dc_.position = points.back();
+            break;
+        }
+        case kPolyPolyline:
+        case kPolyPolyline16:
+            polyPoly(r, type == kPolyPolyline16, false);
+            break;
+        case kPolyPolygon:
+        case kPolyPolygon16:
+            polyPoly(r, type == kPolyPolygon16, true);
+            break;
+        case kBeginPath:
+            bracket_ = QPainterPath();
+            break;
+        case kEndPath:
+            if (bracket_)
+                path_ = std::exchange(*bracket_, QPainterPath());
+            bracket_.reset();
+            break;
+        case kAbortPath:
+            bracket_.reset();
+            path_ = QPainterPath();
+            break;
+        case kCloseFigure:
+            if (bracket_)
+                bracket_->closeSubpath();
+            break;
+        case kFillPath:
+        case kStrokeAndFillPath:
+        case kStrokePath: {
+            QPainterPath figure = std::exchange(path_, QPainterPath());
+            figure.setFillRule(dc_.fill);
+            prepare();
+            if (type != kStrokePath)
+                painter_.fillPath(figure, qbrush());
+            if (type != kFillPath)
+                painter_.strokePath(figure, qpen());
+            break;
+        }
+        case kSelectClipPath:
+            setClip(logicalToPage().map(std::exchange(path_, QPainterPath())), r.u32(8));
+            break;
+        case kIntersectClipRect:
+        case kExcludeClipRect: {
+            QPainterPath box;
+            box.addRect(r.rect(8).normalized());
+            setClip(logicalToPage().map(box), type == kIntersectClipRect ? 1 : 4);
+            break;
+        }
+        case kExtSelectClipRgn:
+            clipRegion(r);
+            break;
+        case kExtTextOutW:
+        case kExtTextOutA:
+            text(r, type == kExtTextOutW);
+            break;
+        case kBitBlt:
+        case kStretchBlt:
+            bitBlt(r, type == kStretchBlt);
+            break;
+        case kStretchDiBits:
+            stretchDiBits(r);
+            break;
+        default:
+            break; // comments, palettes, modes that change nothing on white paper
+        }
+    }
+
+    const uint8_t *data_;
+    size_t size_;
+    QPointF pixelsPerMm_;
+    QTransform toPage_;
+    QImage image_;
+    QPainter painter_;
+    Dc dc_;
+    std::vector<Dc> saved_;
+    std::vector<Object> handles_;
+    std::optional<QPainterPath> bracket_; // the path being recorded
+    QPainterPath path_;                   // the path last closed, for filling or clipping
+    Glyphs glyphs_;
+};
+
+} // namespace
+
+QImage playEmf(const uint8_t *data, size_t size, double &dpi, int maxSide)
+{
+    Player player(data, size, dpi, maxSide);
+    return player.play();
+}
+
+} // namespace pw::metafile

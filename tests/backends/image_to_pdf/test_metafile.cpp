@@ -1,0 +1,266 @@
+// Enhanced metafiles written record by record: the page poppler paints from the PDF matches a
+// picture Qt paints directly from the same shapes, and a metafile cut short fails.
+
+#include "image_to_pdf.h"
+#include "pdf_probe.h"
+#include "sandbox.h"
+
+#include <gtest/gtest.h>
+
+#include <QFile>
+#include <QPainter>
+#include <QPainterPath>
+
+#include <cmath>
+#include <cstring>
+#include <initializer_list>
+
+namespace {
+
+// An EMF of a 100 mm square page on a reference device of 4 pixels a millimetre, in device
+// pixels (the default mapping).
+class EmfWriter {
+public:
+    static constexpr int kDevice = 400;
+
+    void add(uint32_t type, std::initializer_list<int32_t> fields)
+    {
+        QByteArray body;
+        for (const int32_t f : fields)
+            put(body, uint32_t(f));
+        addRaw(type, body);
+    }
+    void addRaw(uint32_t type, QByteArray body)
+    {
+        while (body.size() % 4)
+            body += '\0';
+        QByteArray rec;
+        put(rec, type);
+        put(rec, uint32_t(body.size() + 8));
+        records_ += rec + body;
+        ++count_;
+    }
+    static void put(QByteArray &to, uint32_t v)
+    {
+        for (int i = 0; i < 4; ++i)
+            to += char(v >> (8 * i));
+    }
+    static uint32_t rgb(QRgb c) { return uint32_t(qRed(c) | qGreen(c) << 8 | qBlue(c) << 16); }
+
+    QByteArray bytes(bool withEnd = true) const
+    {
+        QByteArray header;
+        for (const int32_t v : {0, 0, kDevice - 1, kDevice - 1, 0, 0, 10000, 10000})
+            put(header, uint32_t(v)); // bounds in pixels, frame in 0.01 mm
+        put(header, 0x464D4520);      // " EMF"
+        put(header, 0x10000);
+        put(header, 0); // file size, not checked
+        put(header, uint32_t(count_ + 2));
+        put(header, 16); // handles
+        put(header, 0);
+        put(header, 0);
+        put(header, 0);
+        for (const int32_t v : {kDevice, kDevice, 100, 100})
+            put(header, uint32_t(v));
+        QByteArray out;
+        put(out, 1);
+        put(out, uint32_t(header.size() + 8));
+        out += header + records_;
+        if (withEnd) {
+            put(out, 14);
+            put(out, 20);
+            put(out, 0), put(out, 16), put(out, 20);
+        }
+        return out;
+    }
+
+private:
+    QByteArray records_;
+    int count_ = 0;
+};
+
+enum : uint32_t {
+    kPolygon16 = 86,
+    kSelectObject = 37,
+    kCreatePen = 38,
+    kCreateBrush = 39,
+    kRectangle = 43,
+    kEllipse = 42,
+    kMoveTo = 27,
+    kLineTo = 54,
+    kBeginPath = 59,
+    kEndPath = 60,
+    kCloseFigure = 61,
+    kFillPath = 62,
+    kIntersectClipRect = 30,
+    kSaveDc = 33,
+    kRestoreDc = 34,
+    kModifyWorldTransform = 36,
+    kStretchDiBits = 81,
+    kExtCreateFont = 82,
+    kExtTextOutW = 84,
+    kSetBkMode = 18
+};
+constexpr int32_t kNullPen = int32_t(0x80000008);
+
+void brush(EmfWriter &w, int index, QRgb colour)
+{
+    w.add(kCreateBrush, {index, 0, int32_t(EmfWriter::rgb(colour)), 0});
+    w.add(kSelectObject, {index});
+}
+
+// Every drawing record kind once, with the picture Qt paints from the same shapes.
+QByteArray drawing(QImage &expected)
+{
+    EmfWriter w;
+    const double scale = 300 / 25.4 / 4; // device pixels to page pixels
+    const int side = int(std::lround(100 / 25.4 * 300));
+    expected = QImage(side, side, QImage::Format_RGB32);
+    expected.fill(Qt::white);
+    QPainter p(&expected);
+    p.setRenderHint(QPainter::Antialiasing);
+    p.scale(scale, scale);
+
+    w.add(kSetBkMode, {1});
+    brush(w, 1, qRgb(220, 30, 30));
+    w.add(kCreatePen, {2, 0, 8, 0, int32_t(EmfWriter::rgb(qRgb(20, 20, 200)))});
+    w.add(kSelectObject, {2});
+    w.add(kRectangle, {20, 20, 160, 120});
+    p.setPen(QPen(QColor(20, 20, 200), 8, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+    p.setBrush(QColor(220, 30, 30));
+    p.drawRect(QRectF(20, 20, 140, 100));
+
+    w.add(kSelectObject, {kNullPen});
+    p.setPen(Qt::NoPen);
+    brush(w, 3, qRgb(30, 160, 60));
+    w.add(kEllipse, {200, 20, 380, 160});
+    p.setBrush(QColor(30, 160, 60));
+    p.drawEllipse(QRectF(200, 20, 180, 140));
+
+    brush(w, 4, qRgb(240, 200, 20));
+    QByteArray poly;
+    for (const int32_t v : {0, 0, 0, 0, 3})
+        EmfWriter::put(poly, uint32_t(v));
+    for (const int16_t v : {20, 380, 100, 200, 180, 380})
+        poly += char(v & 0xFF), poly += char(v >> 8);
+    w.addRaw(kPolygon16, poly);
+    p.setBrush(QColor(240, 200, 20));
+    p.drawPolygon(QPolygonF({QPointF(20, 380), QPointF(100, 200), QPointF(180, 380)}));
+
+    // A path, filled, moved by the world transform and clipped to its upper half.
+    brush(w, 5, qRgb(160, 40, 160));
+    w.add(kSaveDc, {});
+    QByteArray shift;
+    for (const float f : {1.0f, 0.0f, 0.0f, 1.0f, 10.0f, 0.0f}) {
+        uint32_t bits;
+        std::memcpy(&bits, &f, 4);
+        EmfWriter::put(shift, bits);
+    }
+    EmfWriter::put(shift, 2); // left-multiply
+    w.addRaw(kModifyWorldTransform, shift);
+    w.add(kIntersectClipRect, {200, 200, 380, 290});
+    w.add(kBeginPath, {});
+    w.add(kMoveTo, {200, 200});
+    w.add(kLineTo, {360, 200});
+    w.add(kLineTo, {360, 380});
+    w.add(kLineTo, {200, 380});
+    w.add(kCloseFigure, {});
+    w.add(kEndPath, {});
+    w.add(kFillPath, {0, 0, 0, 0});
+    w.add(kRestoreDc, {-1});
+    p.setBrush(QColor(160, 40, 160));
+    p.drawRect(QRectF(210, 200, 160, 90));
+    p.end();
+    return w.bytes();
+}
+
+TEST(Metafile, ShapesPaintAsQtPaintsThem)
+{
+    SandboxDir box;
+    QImage expected;
+    const QString emf = box.write("drawing.emf", drawing(expected));
+    const QString pdf = box.filePath("out.pdf");
+    const int32_t h = ApCreate(pdf.toStdString());
+    ASSERT_EQ(ApAddImage(h, emf.toStdString()), 0);
+    ASSERT_EQ(ApClose(h), 0);
+    const QImage painted = paintedPixels(pdf, 0, expected.width(), expected.height());
+    double mean = 0;
+    maxChannelDifference(painted, expected, &mean);
+    // Edges may be smoothed differently; the shapes, colours and places must agree.
+    EXPECT_LT(mean, 1.5);
+    int far = 0;
+    for (int y = 0; y < expected.height(); y += 3)
+        for (int x = 0; x < expected.width(); x += 3)
+            far += std::abs(qRed(painted.pixel(x, y)) - qRed(expected.pixel(x, y))) > 80;
+    EXPECT_LT(far, expected.width() * expected.height() / 9 / 200);
+}
+
+TEST(Metafile, TextAndBitmapsAreDrawnAndCutFilesFail)
+{
+    SandboxDir box;
+    EmfWriter w;
+    // Text: Arial at an em of 40 device pixels, black, at (20, 60) on its baseline.
+    QByteArray font;
+    for (const int32_t v : {1, -40, 0, 0, 0, 400, 0, 0})
+        EmfWriter::put(font, uint32_t(v));
+    for (const char c : QByteArray("DejaVu Sans"))
+        font += c, font += '\0';
+    font.resize(12 + 28 + 64 - 8 + 8, '\0');
+    w.addRaw(kExtCreateFont, font);
+    w.add(kSelectObject, {1});
+    w.add(22, {24}); // SETTEXTALIGN baseline
+    QByteArray text;
+    for (const int32_t v : {0, 0, 0, 0, 1, 0, 0, 20, 60, 4, 76, 0, 0, 0, 0, 0, 0})
+        EmfWriter::put(text, uint32_t(v));
+    for (const char c : QByteArray("Text"))
+        text += c, text += '\0';
+    w.addRaw(kExtTextOutW, text);
+    // A 2 x 2 bitmap, bottom row first, stretched over (200, 200)-(380, 380).
+    QByteArray dib;
+    for (const int32_t v : {40, 2, 2})
+        EmfWriter::put(dib, uint32_t(v));
+    dib += QByteArray("\x01\x00\x18\x00", 4);
+    dib += QByteArray(24, '\0');
+    const QByteArray bits("\x00\x00\xFF\x00\xFF\x00\x00\x00"  // red, green
+                          "\xFF\x00\x00\xFF\xFF\xFF\x00\x00", // blue, white
+                          16);
+    QByteArray blit;
+    for (const int32_t v : {0, 0, 0, 0, 200, 200, 0, 0, 2, 2, 80, int32_t(dib.size()),
+                            80 + int32_t(dib.size()), 16, 0, 0x00CC0020, 180, 180})
+        EmfWriter::put(blit, uint32_t(v));
+    w.addRaw(kStretchDiBits, blit + dib + bits);
+    const QByteArray whole = w.bytes();
+    const QString pdf = box.filePath("out.pdf");
+    const int32_t h = ApCreate(pdf.toStdString());
+    ASSERT_EQ(ApAddImage(h, box.write("text.emf", whole).toStdString()), 0);
+    ASSERT_EQ(ApClose(h), 0);
+    const double scale = 300 / 25.4 / 4;
+    const QImage painted = paintedPixels(pdf, 0, 1181, 1181);
+    int ink = 0;
+    for (int y = int(25 * scale); y < int(60 * scale); ++y)
+        for (int x = int(20 * scale); x < int(100 * scale); ++x)
+            ink += qGray(painted.pixel(x, y)) < 100;
+    EXPECT_GT(ink, 200) << "the word is drawn";
+    // The bitmap's rows run bottom up: blue and white on top, red and green below.
+    const auto near = [&](double x, double y, QRgb want) {
+        const QRgb got = painted.pixel(int(x * scale), int(y * scale));
+        return std::abs(qRed(got) - qRed(want)) + std::abs(qGreen(got) - qGreen(want)) +
+                   std::abs(qBlue(got) - qBlue(want)) <
+               24;
+    };
+    EXPECT_TRUE(near(245, 245, qRgb(0, 0, 255)));
+    EXPECT_TRUE(near(335, 245, qRgb(255, 255, 255)));
+    EXPECT_TRUE(near(245, 335, qRgb(255, 0, 0)));
+    EXPECT_TRUE(near(335, 335, qRgb(0, 255, 0)));
+
+    for (const int percent : {30, 50, 70, 90}) {
+        QFile::remove(pdf);
+        const QString cut = box.write("cut.emf", whole.left(whole.size() * percent / 100));
+        const int32_t c = ApCreate(pdf.toStdString());
+        EXPECT_THROW(ApAddImage(c, cut.toStdString()), ApFailure) << percent;
+        EXPECT_EQ(ApClose(c), -2);
+        EXPECT_FALSE(QFile::exists(pdf));
+    }
+}
+
+} // namespace
