@@ -3,6 +3,8 @@
 #include "page_image.h"
 #include "pdf_document.h"
 
+#include <malloc.h>
+
 #include <algorithm>
 #include <cctype>
 #include <map>
@@ -55,6 +57,11 @@ std::string lower(std::string s)
 
 int32_t ApCreate(const std::string &pdfPath)
 {
+    // Page buffers come and go in megabytes. After the first is freed glibc would serve them
+    // from a heap it never gives back, and a long batch would keep the largest pages it met;
+    // a fixed threshold keeps each one mapped on its own and returned when freed.
+    static const int mappedAlone = mallopt(M_MMAP_THRESHOLD, 1 << 20);
+    (void)mappedAlone;
     try {
         auto doc = PdfDocument::create(pdfPath);
         if (!doc)

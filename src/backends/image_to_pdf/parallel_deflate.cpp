@@ -345,13 +345,20 @@ std::vector<uint8_t> deflateInPieces(const uint8_t *data, size_t size, int level
     if (!joinable)
         return deflateInPieces(data, size, level, SIZE_MAX);
 
+    // Room for the whole stream at once, and each piece let go once copied: a page's output
+    // is held about once, not twice.
+    size_t total = 2 + 4;
+    for (const Piece &p : parts)
+        total += p.deflated.size() + 5;
     std::vector<uint8_t> out{0x78, 0x9C};
+    out.reserve(total);
     uLong adler = 1;
     for (size_t i = 0; i < count; ++i) {
         Piece &p = parts[i];
         adler = adler32_combine(adler, p.adler, z_off_t(p.size));
         if (i + 1 == count || p.open) {
             out.insert(out.end(), p.deflated.begin(), p.deflated.end());
+            PixelBytes().swap(p.deflated);
             continue;
         }
         // Clear the final mark, then close the piece with an empty stored block, which leaves
@@ -365,6 +372,7 @@ std::vector<uint8_t> deflateInPieces(const uint8_t *data, size_t size, int level
         p.deflated.resize(used, 0);
         out.insert(out.end(), p.deflated.begin(), p.deflated.end());
         out.insert(out.end(), {0x00, 0x00, 0xFF, 0xFF});
+        PixelBytes().swap(p.deflated);
     }
     appendBigEndian(out, uint32_t(adler));
     return out;
