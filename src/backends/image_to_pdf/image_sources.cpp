@@ -133,8 +133,10 @@ Kind detect(const std::string &h, const std::string &path, std::string &magickFo
     if (startsWith(h, "PCD_IPI", 7, 2048))
         return magick("PCD");
     if (startsWith(h, "\xD7\xCD\xC6\x9A", 4) || startsWith(h, "\x01\x00\x09\x00", 4) ||
-        startsWith(h, "\x02\x00\x09\x00", 4))
-        return magick("WMF");
+        startsWith(h, "\x02\x00\x09\x00", 4)) {
+        magickFormat = "WMF";
+        return Kind::Metafile;
+    }
     if (startsWith(h, "\x01\x00\x00\x00", 4) && startsWith(h, " EMF", 4, 40)) {
         magickFormat = "EMF";
         return Kind::Metafile;

@@ -1,6 +1,6 @@
 #pragma once
 
-/* The reader of the rarer image formats (PCD, PNM, ICO, WMF ...) on
+/* The reader of the rarer image formats (PCD, PNM, ICO ...) on
    GraphicsMagick, a module of its own (pw_magick_reader.so): most runs never meet such a file,
    and linking it would cost every start the loading of its many codecs. The image-to-PDF
    library looks the entry point up by name with pw::moduleSymbol; only C types cross. */

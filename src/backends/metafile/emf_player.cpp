@@ -95,7 +95,7 @@ public:
     const uint8_t *need(size_t at, size_t n) const
     {
         if (at > size_ || n > size_ - at)
-            throw invalidFormat("EMF: a record shorter than its contents");
+            throw invalidFormat("metafile: a record shorter than its contents");
         return data_ + at;
     }
     uint32_t u32(size_t at) const
@@ -157,7 +157,8 @@ struct Font {
     double height = 0; // negative: the em; positive: the cell
     double escapement = 0;
 };
-using Object = std::variant<std::monostate, Pen, Brush, Font>;
+struct Kept {}; // an object that takes a place in the table and draws nothing: a palette, a region
+using Object = std::variant<std::monostate, Pen, Brush, Font, Kept>;
 
 // What GDI keeps between calls.
 struct Dc {
@@ -221,30 +222,12 @@ Qt::BrushStyle hatch(uint32_t h)
 
 class Player {
 public:
-    Player(const uint8_t *data, size_t size, double &dpi, int maxSide) : data_(data), size_(size)
+    // A page showing `mm` of a device with `pixelsPerMm`, at `dpi` or less.
+    Player(const QRectF &mm, QPointF pixelsPerMm, size_t handles, double &dpi, int maxSide)
+        : pixelsPerMm_(pixelsPerMm), handles_(std::clamp<size_t>(handles, 1, 65535))
     {
-        const Record header = record(0);
-        if (header.type() != kHeader || header.size() < 88 || header.u32(40) != 0x464D4520)
-            throw invalidFormat("EMF: no header");
-        handles_.resize(std::clamp<size_t>(header.u32(56) >> 0 & 0xFFFF, 1, 65535));
-        const QRectF frame = header.rect(24).normalized(); // 0.01 mm
-        const double devX = header.i32(72), devY = header.i32(76);
-        const double mmX = header.i32(80), mmY = header.i32(84);
-        if (devX <= 0 || devY <= 0 || mmX <= 0 || mmY <= 0)
-            throw invalidFormat("EMF: no reference device");
-        pixelsPerMm_ = QPointF(devX / mmX, devY / mmY);
-        QRectF mm(frame.x() / 100, frame.y() / 100, frame.width() / 100, frame.height() / 100);
-        // Some writers give a frame that misses most of the drawing; the bounds, in device
-        // pixels, then place the page.
-        const QRectF bounds = header.rect(8).normalized().adjusted(0, 0, 1, 1);
-        const QRectF boundsMm(bounds.x() / pixelsPerMm_.x(), bounds.y() / pixelsPerMm_.y(),
-                              bounds.width() / pixelsPerMm_.x(),
-                              bounds.height() / pixelsPerMm_.y());
-        const QRectF shared = mm.intersected(boundsMm);
-        const bool frameMisses =
-            shared.width() * shared.height() < boundsMm.width() * boundsMm.height() / 2;
-        if (mm.width() <= 0 || mm.height() <= 0 || (frameMisses && bounds.width() > 1))
-            mm = boundsMm;
+        if (!(mm.width() > 0 && mm.height() > 0) || pixelsPerMm.x() <= 0 || pixelsPerMm.y() <= 0)
+            throw invalidFormat("metafile: a picture without size");
         const double inchesW = mm.width() / 25.4, inchesH = mm.height() / 25.4;
         dpi = std::min(dpi, maxSide / std::max(inchesW, inchesH));
         const int w = std::max(1, int(std::lround(inchesW * dpi)));
@@ -253,42 +236,32 @@ public:
         if (image_.isNull())
             throw outOfMemory();
         image_.fill(Qt::white);
-        // Reference-device pixels to page pixels, the frame's corner at the page's.
+        // Device units to page pixels, the picture's corner at the page's.
         const double scale = dpi / 25.4;
         toPage_ =
             QTransform::fromTranslate(-mm.x() * pixelsPerMm_.x(), -mm.y() * pixelsPerMm_.y()) *
             QTransform::fromScale(scale / pixelsPerMm_.x(), scale / pixelsPerMm_.y());
-    }
-
-    QImage play()
-    {
         painter_.begin(&image_);
         painter_.setRenderHint(QPainter::Antialiasing);
         painter_.setRenderHint(QPainter::SmoothPixmapTransform);
-        size_t at = 0;
-        for (;;) {
-            const Record r = record(at);
-            if (r.type() == kEof)
-                break;
-            play(r);
-            at += r.size();
-        }
+    }
+
+    QImage finish()
+    {
         painter_.end();
         return image_;
     }
 
-private:
-    Record record(size_t at) const
+    // The window's mapping onto a viewport over `device`, as a program playing a WMF into a
+    // rectangle sets it up.
+    void viewport(const QRectF &device)
     {
-        if (at + 8 > size_)
-            throw invalidFormat("EMF: the records end before the end-of-file record");
-        const Record head(data_ + at, 8);
-        const uint32_t n = head.u32(4);
-        if (n < 8 || n % 4 != 0 || n > size_ - at)
-            throw invalidFormat("EMF: a record runs past the end of the file");
-        return Record(data_ + at, n);
+        dc_.mapMode = 8;
+        dc_.windowOrg = dc_.viewportOrg = device.topLeft();
+        dc_.windowExt = dc_.viewportExt = device.size();
     }
 
+private:
     // Logical units to reference-device pixels under the map mode.
     QTransform pageTransform() const
     {
@@ -439,26 +412,25 @@ private:
         draw(figure, closed);
     }
 
-    // Arc, chord and pie: an ellipse's outline from where the line to `start` crosses it,
-    // anticlockwise to the line to `end`.
-    void arc(const Record &r, RecordType type)
+    // Arc, chord and pie: an ellipse's outline from where the line to `s` crosses it,
+    // anticlockwise to the line to `e`.
+    void arc(const QRectF &box, QPointF s, QPointF e, int kind)
     {
-        const QRectF box = r.rect(8).normalized();
-        const QPointF c = box.center(), s = r.point(24), e = r.point(32);
+        const QPointF c = box.center();
         const double a0 = std::atan2(-(s.y() - c.y()), s.x() - c.x()) * 180 / M_PI;
         const double a1 = std::atan2(-(e.y() - c.y()), e.x() - c.x()) * 180 / M_PI;
         double sweep = a1 - a0;
         while (sweep <= 0)
             sweep += 360;
         QPainterPath figure;
-        if (type == kPie)
+        if (kind == kPie)
             figure.moveTo(c);
         else
             figure.arcMoveTo(box, a0);
         figure.arcTo(box, a0, sweep);
-        if (type != kArc)
+        if (kind != kArc)
             figure.closeSubpath();
-        draw(figure, type != kArc);
+        draw(figure, kind != kArc);
     }
 
     void setClip(const QPainterPath &pagePath, uint32_t mode)
@@ -522,6 +494,15 @@ private:
             for (uint32_t i = 0; i < chars; ++i)
                 advances.push_back(r.i32(offDx + i * step));
         }
+        text(s, reference, advances,
+             (options & 2) ? std::optional(r.rect(56).normalized()) : std::nullopt);
+    }
+
+    // `s` at `reference` under the text alignment; `opaque`, when given, is filled with the
+    // background first.
+    void text(const QString &s, QPointF reference, const std::vector<double> &advances,
+              std::optional<QRectF> opaque)
+    {
         const Font &f = dc_.font;
         const FontMetrics m = glyphs_.metrics(f.spec);
         const double em = f.height < 0   ? -f.height
@@ -543,8 +524,8 @@ private:
         place = place * QTransform().rotate(-f.escapement / 10 * ySign) *
                 QTransform::fromTranslate(origin.x(), origin.y());
         prepare();
-        if (options & 2) { // ETO_OPAQUE: the rectangle given is filled first
-            painter_.fillRect(r.rect(56).normalized(), dc_.background);
+        if (opaque) {
+            painter_.fillRect(*opaque, dc_.background);
         } else if (dc_.opaqueBackground && !outline.isEmpty()) {
             QPainterPath cell;
             cell.addRect(QRectF(0, -m.ascent * em, width, (m.ascent + m.descent) * em));
@@ -557,16 +538,28 @@ private:
     }
 
     // A device-independent bitmap, handed to Qt's BMP reader behind a file header of its own.
-    QImage dib(const Record &r, size_t offBmi, size_t cbBmi, size_t offBits, size_t cbBits) const
+    static QImage dib(const uint8_t *info, size_t infoSize, const uint8_t *bits, size_t bitsSize)
     {
+        // A JPEG or a PNG may stand in for the pixels.
+        const uint32_t compression =
+            infoSize >= 20 ? uint32_t(info[16] | info[17] << 8 | info[18] << 16 | info[19] << 24)
+                           : 0;
+        if (compression == 4 || compression == 5)
+            return QImage::fromData(QByteArrayView(bits, qsizetype(bitsSize)),
+                                    compression == 4 ? "JPEG" : "PNG");
         QByteArray bmp("BM");
-        const uint32_t total = uint32_t(14 + cbBmi + cbBits), start = uint32_t(14 + cbBmi);
+        const uint32_t total = uint32_t(14 + infoSize + bitsSize), start = uint32_t(14 + infoSize);
         for (const uint32_t v : {total, 0u, start})
             for (int i = 0; i < 4; ++i)
                 bmp += char(v >> (8 * i));
-        bmp.append(reinterpret_cast<const char *>(r.need(offBmi, cbBmi)), qsizetype(cbBmi));
-        bmp.append(reinterpret_cast<const char *>(r.need(offBits, cbBits)), qsizetype(cbBits));
+        bmp.append(reinterpret_cast<const char *>(info), qsizetype(infoSize));
+        bmp.append(reinterpret_cast<const char *>(bits), qsizetype(bitsSize));
         return QImage::fromData(bmp, "BMP");
+    }
+
+    static QImage dib(const Record &r, size_t offBmi, size_t cbBmi, size_t offBits, size_t cbBits)
+    {
+        return dib(r.need(offBmi, cbBmi), cbBmi, r.need(offBits, cbBits), cbBits);
     }
 
     void blit(const QRectF &target, const QImage &image, const QRectF &source, uint32_t rop)
@@ -610,7 +603,7 @@ private:
 
     Object &slot(uint32_t index)
     {
-        if (index == 0 || index >= handles_.size())
+        if ((index == 0 && !wmf_) || index >= handles_.size())
             throw invalidFormat("EMF: an object index outside the table");
         return handles_[index];
     }
@@ -649,7 +642,8 @@ private:
         return f;
     }
 
-    void play(const Record &r)
+public:
+    void playEmf(const Record &r)
     {
         const auto type = RecordType(r.type());
         switch (type) {
@@ -769,7 +763,7 @@ private:
         case kArc:
         case kChord:
         case kPie:
-            arc(r, type);
+            arc(r.rect(8).normalized(), r.point(24), r.point(32), type);
             break;
         case kPolygon:
         case kPolygon16: {
@@ -870,8 +864,244 @@ private:
         }
     }
 
-    const uint8_t *data_;
-    size_t size_;
+    // A WMF record: its parameters are 16-bit words from byte 6, most given last first.
+    void playWmf(const Record &r)
+    {
+        const auto w = [&](size_t i) { return r.i16(6 + 2 * i); };
+        const auto u = [&](size_t i) { return uint16_t(w(i)); };
+        const auto colour = [&](size_t i) { return r.colour(6 + 2 * i); };
+        const auto box = [&](size_t i) {
+            return QRectF(QPointF(w(i + 3), w(i + 2)), QPointF(w(i + 1), w(i))).normalized();
+        };
+        const auto points = [&](size_t at, uint32_t n) { return r.points(at, n, true); };
+        const uint16_t function = uint16_t(r.need(4, 2)[0] | r.need(4, 2)[1] << 8);
+        switch (function) {
+        case 0x0201:
+            dc_.background = colour(0);
+            break;
+        case 0x0209:
+            dc_.text = colour(0);
+            break;
+        case 0x0102:
+            dc_.opaqueBackground = u(0) == 2;
+            break;
+        case 0x0106:
+            dc_.fill = u(0) == 2 ? Qt::WindingFill : Qt::OddEvenFill;
+            break;
+        case 0x012E:
+            dc_.align = u(0);
+            break;
+        case 0x020B:
+            dc_.windowOrg = QPointF(w(1), w(0));
+            break;
+        case 0x020C:
+            dc_.windowExt = QSizeF(w(1), w(0));
+            break;
+        case 0x001E:
+            saved_.push_back(dc_);
+            break;
+        case 0x0127:
+            if (w(0) < 0 && size_t(-w(0)) <= saved_.size()) {
+                dc_ = saved_[saved_.size() - size_t(-w(0))];
+                saved_.resize(saved_.size() - size_t(-w(0)));
+            }
+            break;
+        case 0x0214:
+            dc_.position = QPointF(w(1), w(0));
+            break;
+        case 0x0213:
+            polyline({QPointF(w(1), w(0))}, true);
+            dc_.position = QPointF(w(1), w(0));
+            break;
+        case 0x041B:
+        case 0x0418:
+        case 0x061C: {
+            QPainterPath figure;
+            if (function == 0x041B)
+                figure.addRect(box(0));
+            else if (function == 0x0418)
+                figure.addEllipse(box(0));
+            else
+                figure.addRoundedRect(box(2), w(1) / 2.0, w(0) / 2.0);
+            draw(figure, true);
+            break;
+        }
+        case 0x0817:
+        case 0x081A:
+        case 0x0830:
+            arc(box(4), QPointF(w(3), w(2)), QPointF(w(1), w(0)),
+                function == 0x0817   ? kArc
+                : function == 0x081A ? kPie
+                                     : kChord);
+            break;
+        case 0x0324:
+        case 0x0325: {
+            QPolygonF shape = points(8, u(0));
+            if (function == 0x0325) {
+                polyline(shape, false);
+                break;
+            }
+            if (!shape.isEmpty())
+                shape << shape.front();
+            QPainterPath figure;
+            figure.addPolygon(shape);
+            draw(figure, true);
+            break;
+        }
+        case 0x0538: {
+            const uint16_t polys = u(0);
+            size_t at = 8 + size_t(polys) * 2;
+            QPainterPath figure;
+            for (uint16_t i = 0; i < polys; ++i) {
+                QPolygonF shape = points(at, u(1 + i));
+                at += size_t(u(1 + i)) * 4;
+                if (!shape.isEmpty())
+                    shape << shape.front();
+                figure.addPolygon(shape);
+            }
+            draw(figure, true);
+            break;
+        }
+        case 0x0521: { // TEXTOUT: length, string, y, x
+            const uint16_t n = u(0);
+            const uint8_t *chars = r.need(8, n);
+            const size_t after = 8 + (size_t(n) + 1) / 2 * 2;
+            text(QString::fromLatin1(reinterpret_cast<const char *>(chars), n),
+                 QPointF(r.i16(after + 2), r.i16(after)), {}, std::nullopt);
+            break;
+        }
+        case 0x0A32: { // EXTTEXTOUT: y, x, length, options, [rectangle], string, [advances]
+            const uint16_t n = u(2), options = u(3);
+            size_t at = 14;
+            std::optional<QRectF> opaque;
+            if (options & 6) {
+                const QRectF rect(QPointF(r.i16(at), r.i16(at + 2)),
+                                  QPointF(r.i16(at + 4), r.i16(at + 6)));
+                if (options & 2)
+                    opaque = rect.normalized();
+                at += 8;
+            }
+            const uint8_t *chars = r.need(at, n);
+            at += (size_t(n) + 1) / 2 * 2;
+            std::vector<double> advances;
+            if (at + size_t(n) * 2 <= r.size())
+                for (uint16_t i = 0; i < n; ++i)
+                    advances.push_back(r.i16(at + 2 * size_t(i)));
+            text(QString::fromLatin1(reinterpret_cast<const char *>(chars), n), QPointF(w(1), w(0)),
+                 advances, opaque);
+            break;
+        }
+        case 0x02FA: { // CREATEPENINDIRECT: style, width (x, y), colour
+            Pen p;
+            p.style = penStyle(u(0));
+            p.width = w(1);
+            p.colour = colour(3);
+            place(p);
+            break;
+        }
+        case 0x02FC: { // CREATEBRUSHINDIRECT: style, colour, hatch
+            Brush b;
+            b.colour = colour(1);
+            b.style = u(0) == 1 ? Qt::NoBrush : u(0) == 2 ? hatch(u(3)) : Qt::SolidPattern;
+            place(b);
+            break;
+        }
+        case 0x02FB: { // CREATEFONTINDIRECT
+            Font f;
+            f.height = w(0);
+            f.escapement = w(2);
+            f.spec.weight = w(4);
+            f.spec.italic = r.need(16, 1)[0] != 0;
+            const uint8_t *name = r.need(24, 0);
+            for (size_t i = 0; 24 + i < r.size() && i < 32 && name[i]; ++i)
+                f.spec.family += QChar(char16_t(name[i]));
+            place(f);
+            break;
+        }
+        case 0x00F7: // palettes, pattern brushes and regions take a place too
+        case 0x01F9:
+        case 0x0142:
+        case 0x06FF:
+            place(function == 0x0142 ? Object(Brush{Qt::gray, Qt::SolidPattern}) : Object(Kept{}));
+            break;
+        case 0x012D:
+            select(u(0));
+            break;
+        case 0x01F0:
+            slot(u(0)) = std::monostate{};
+            break;
+        case 0x0416:
+        case 0x0415: {
+            QPainterPath clipBox;
+            clipBox.addRect(box(0));
+            setClip(logicalToPage().map(clipBox), function == 0x0416 ? 1 : 4);
+            break;
+        }
+        case 0x0F43: { // STRETCHDIB: rop, usage, source and target boxes, then the bitmap
+            const QRectF source(w(6), w(5), w(4), w(3));
+            const QRectF target(w(10), w(9), w(8), w(7));
+            blit(target, packedDib(r, 28), source, r.u32(6));
+            break;
+        }
+        case 0x0B41:
+        case 0x0940: { // DIBSTRETCHBLT, DIBBITBLT: rop, [reserved,] boxes, [bitmap]
+            const bool stretch = function == 0x0B41;
+            const bool bitmap = r.size() != (size_t(function >> 8) + 3) * 2;
+            const size_t o = bitmap ? 2 : 3;
+            const QRectF source = stretch ? QRectF(w(o + 3), w(o + 2), w(o + 1), w(o))
+                                          : QRectF(w(o + 1), w(o), w(o + 3), w(o + 2));
+            const QRectF target = stretch ? QRectF(w(o + 7), w(o + 6), w(o + 5), w(o + 4))
+                                          : QRectF(w(o + 5), w(o + 4), w(o + 3), w(o + 2));
+            const size_t dibAt = 6 + 2 * (o + (stretch ? 8 : 6));
+            blit(target, bitmap ? packedDib(r, dibAt) : QImage(), source, r.u32(6));
+            break;
+        }
+        }
+    }
+
+    void setWmf() { wmf_ = true; }
+
+private:
+    // A WMF object goes to the first free place of the table.
+    void place(Object o)
+    {
+        for (Object &slot : handles_)
+            if (std::holds_alternative<std::monostate>(slot)) {
+                slot = std::move(o);
+                return;
+            }
+        throw invalidFormat("WMF: more objects than the header allows");
+    }
+
+    // A bitmap stored as its header, colour table and pixels in a row.
+    static QImage packedDib(const Record &r, size_t at)
+    {
+        const uint32_t header = r.u32(at);
+        if (header != 40 && header != 12 && header < 40)
+            return {};
+        const bool core = header == 12;
+        const int bits = core ? r.i16(at + 10) : r.i16(at + 14);
+        const uint32_t compression = core ? 0 : r.u32(at + 16);
+        uint32_t colours = core ? 0 : r.u32(at + 32);
+        if (colours == 0 && bits <= 8)
+            colours = 1u << bits;
+        const size_t masks = compression == 3 && header == 40 ? 12 : 0;
+        size_t table = size_t(colours) * (core ? 3 : 4) + masks;
+        // Some writers store fewer colours than the header counts: the pixels, whose size the
+        // header tells, come last.
+        const int32_t width = core ? r.i16(at + 4) : r.i32(at + 4);
+        const int64_t height = core ? r.i16(at + 6) : r.i32(at + 8);
+        const size_t stride =
+            (size_t(std::max(width, 0)) * size_t(std::max(bits, 0)) + 31) / 32 * 4;
+        const size_t pixels = stride * size_t(std::abs(height));
+        const size_t rest = r.size() - std::min(r.size(), at + header);
+        if ((compression == 0 || compression == 3) && pixels > 0 && pixels <= rest)
+            table = std::min(table, rest - pixels);
+        const size_t info = header + table;
+        return dib(r.need(at, info), info, r.need(at + info, r.size() - at - info),
+                   r.size() - at - info);
+    }
+
     QPointF pixelsPerMm_;
     QTransform toPage_;
     QImage image_;
@@ -879,17 +1109,120 @@ private:
     Dc dc_;
     std::vector<Dc> saved_;
     std::vector<Object> handles_;
+    bool wmf_ = false;                    // WMF objects count from 0 and take the first free place
     std::optional<QPainterPath> bracket_; // the path being recorded
     QPainterPath path_;                   // the path last closed, for filling or clipping
     Glyphs glyphs_;
 };
 
+// Plays one record; a failure names the record's kind, which is what a reader of the error
+// report can look up.
+template <typename Play> void named(const Record &, uint32_t kind, Play &&play)
+{
+    try {
+        play();
+    } catch (const ApFailure &f) {
+        throw invalidFormat(std::string(f.what()) + " (record type " + std::to_string(kind) + ")");
+    }
+}
+
 } // namespace
 
 QImage playEmf(const uint8_t *data, size_t size, double &dpi, int maxSide)
 {
-    Player player(data, size, dpi, maxSide);
-    return player.play();
+    // One record from `at`, within the file.
+    const auto record = [&](size_t at) {
+        if (at + 8 > size)
+            throw invalidFormat("EMF: the records end before the end-of-file record");
+        const uint32_t n = Record(data + at, 8).u32(4);
+        if (n < 8 || n % 4 != 0 || n > size - at)
+            throw invalidFormat("EMF: a record runs past the end of the file");
+        return Record(data + at, n);
+    };
+    const Record header = record(0);
+    if (header.type() != kHeader || header.size() < 88 || header.u32(40) != 0x464D4520)
+        throw invalidFormat("EMF: no header");
+    const double devX = header.i32(72), devY = header.i32(76);
+    const double mmX = header.i32(80), mmY = header.i32(84);
+    if (devX <= 0 || devY <= 0 || mmX <= 0 || mmY <= 0)
+        throw invalidFormat("EMF: no reference device");
+    const QPointF perMm(devX / mmX, devY / mmY);
+    const QRectF frame = header.rect(24).normalized(); // 0.01 mm
+    QRectF mm(frame.x() / 100, frame.y() / 100, frame.width() / 100, frame.height() / 100);
+    // Some writers give a frame that misses most of the drawing; the bounds, in device
+    // pixels, then place the page.
+    const QRectF bounds = header.rect(8).normalized().adjusted(0, 0, 1, 1);
+    const QRectF boundsMm(bounds.x() / perMm.x(), bounds.y() / perMm.y(),
+                          bounds.width() / perMm.x(), bounds.height() / perMm.y());
+    const QRectF shared = mm.intersected(boundsMm);
+    const bool frameMisses =
+        shared.width() * shared.height() < boundsMm.width() * boundsMm.height() / 2;
+    if (mm.width() <= 0 || mm.height() <= 0 || (frameMisses && bounds.width() > 1))
+        mm = boundsMm;
+    Player player(mm, perMm, header.u32(56) & 0xFFFF, dpi, maxSide);
+    for (size_t at = header.size();;) {
+        const Record r = record(at);
+        if (r.type() == kEof)
+            break;
+        named(r, r.type(), [&] { player.playEmf(r); });
+        at += r.size();
+    }
+    return player.finish();
+}
+
+QImage playWmf(const uint8_t *data, size_t size, double &dpi, int maxSide)
+{
+    // The placeable header gives the picture's box in units of which `inch` make an inch;
+    // without it the box is the first window set, at 96 units an inch.
+    const Record all(data, size);
+    const bool placeable = size >= 22 && all.u32(0) == 0x9AC6CDD7;
+    const size_t start = placeable ? 22 : 0;
+    if (size < start + 18 || (all.i16(start) != 1 && all.i16(start) != 2) ||
+        all.i16(start + 2) != 9)
+        throw invalidFormat("WMF: no header");
+    const uint16_t objects = uint16_t(all.i16(start + 10));
+    const size_t first = start + size_t(uint16_t(all.i16(start + 2))) * 2;
+    const auto record = [&](size_t at) {
+        if (at + 6 > size)
+            throw invalidFormat("WMF: the records end before the end-of-file record");
+        const uint64_t n = uint64_t(Record(data + at, 4).u32(0)) * 2;
+        if (n < 6 || n > size - at)
+            throw invalidFormat("WMF: a record runs past the end of the file");
+        return Record(data + at, size_t(n));
+    };
+    QRectF box;
+    double unitsPerInch = 96;
+    if (placeable) {
+        box =
+            QRectF(QPointF(all.i16(6), all.i16(8)), QPointF(all.i16(10), all.i16(12))).normalized();
+        unitsPerInch = uint16_t(all.i16(14)) ? uint16_t(all.i16(14)) : 1440;
+    } else {
+        QPointF org;
+        for (size_t at = first; at + 6 <= size && box.isEmpty();) {
+            const Record r = record(at);
+            const uint16_t f = uint16_t(r.i16(4));
+            if (f == 0)
+                break;
+            if (f == 0x020B)
+                org = QPointF(r.i16(8), r.i16(6));
+            else if (f == 0x020C)
+                box = QRectF(org, QSizeF(r.i16(8), r.i16(6))).normalized();
+            at += r.size();
+        }
+    }
+    const double perMm = unitsPerInch / 25.4;
+    const QRectF mm(box.x() / perMm, box.y() / perMm, box.width() / perMm, box.height() / perMm);
+    Player player(mm, QPointF(perMm, perMm), size_t(objects) + 1, dpi, maxSide);
+    player.setWmf();
+    player.viewport(box);
+    for (size_t at = first;;) {
+        const Record r = record(at);
+        if (r.i16(4) == 0)
+            break;
+        named(r, uint16_t(r.i16(4)), [&] { player.playWmf(r); });
+        at += r.size();
+    }
+    return player.finish();
 }
 
 } // namespace pw::metafile

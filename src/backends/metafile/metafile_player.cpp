@@ -39,11 +39,13 @@ extern "C" int32_t pw_play_metafile(const uint8_t *data, size_t size, const char
                                     pw_module_error *error)
 {
     return entryPoint(*error, [&]() -> int32_t {
-        if (std::strcmp(format, "EMF") != 0)
+        const bool emf = std::strcmp(format, "EMF") == 0;
+        if (!emf && std::strcmp(format, "WMF") != 0)
             throw pw::invalidFormat(std::string(format) + ": not a metafile this player knows");
         double dpi = 300;
         const QImage image =
-            pw::metafile::playEmf(data, size, dpi).convertToFormat(QImage::Format_RGB888);
+            (emf ? pw::metafile::playEmf(data, size, dpi) : pw::metafile::playWmf(data, size, dpi))
+                .convertToFormat(QImage::Format_RGB888);
         PlayedPage played;
         played.width = image.width();
         played.height = image.height();

@@ -1,7 +1,7 @@
 #pragma once
 
-/* The player of Windows metafiles (EMF), a module of its own (pw_metafile_player.so) on Qt's
-   painter and FreeType: only a run that meets a metafile pays for loading them. It offers the
+/* The player of Windows metafiles (EMF and WMF), a module of its own (pw_metafile_player.so) on
+   Qt's painter and FreeType: only a run that meets a metafile pays for loading them. It offers the
    drawing as one page, played at up to 300 dpi, through the same C types as the GraphicsMagick
    module (magick_reader.h). */
 
@@ -15,7 +15,7 @@
 extern "C" {
 #endif
 
-/* Plays the metafile held in `data` ("EMF") and offers its one page to `on_page`. Returns
+/* Plays the metafile held in `data` ("EMF" or "WMF") and offers its one page to `on_page`. Returns
    PW_MODULE_OK, or PW_MODULE_FAILED with `error` set when the records are damaged or cut
    short (or when `on_page` stopped it). */
 PW_MODULE_EXPORT int32_t pw_play_metafile(const uint8_t *data, size_t size, const char *format,

@@ -53,9 +53,8 @@ Outcome convert(const QString &input, const QString &pdf)
 bool unsupportedHere(const QString &path)
 {
     // This JPEG 2000 file stops 140 bytes into its codestream (7 KB for 2717 x 3701 pixels), so
-    // it is refused as cut short; libwmf cannot scan this metafile.
-    static const QRegularExpression names(
-        R"(balloon_eciRGBv2_aware\.jp2|emf__test_libuemf_ref\.wmf)");
+    // it is refused as cut short.
+    static const QRegularExpression names(R"(balloon_eciRGBv2_aware\.jp2)");
     return names.match(path).hasMatch();
 }
 

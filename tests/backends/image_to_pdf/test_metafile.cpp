@@ -1,5 +1,5 @@
-// Enhanced metafiles written record by record: the page poppler paints from the PDF matches a
-// picture Qt paints directly from the same shapes, and a metafile cut short fails.
+// Metafiles (EMF and WMF) written record by record: the page poppler paints from the PDF
+// matches a picture Qt paints directly from the same shapes, and a metafile cut short fails.
 
 #include "image_to_pdf.h"
 #include "pdf_probe.h"
@@ -14,6 +14,9 @@
 #include <cmath>
 #include <cstring>
 #include <initializer_list>
+#include <random>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -47,7 +50,7 @@ public:
     }
     static uint32_t rgb(QRgb c) { return uint32_t(qRed(c) | qGreen(c) << 8 | qBlue(c) << 16); }
 
-    QByteArray bytes(bool withEnd = true) const
+    QByteArray bytes() const
     {
         QByteArray header;
         for (const int32_t v : {0, 0, kDevice - 1, kDevice - 1, 0, 0, 10000, 10000})
@@ -66,11 +69,9 @@ public:
         put(out, 1);
         put(out, uint32_t(header.size() + 8));
         out += header + records_;
-        if (withEnd) {
-            put(out, 14);
-            put(out, 20);
-            put(out, 0), put(out, 16), put(out, 20);
-        }
+        put(out, 14); // the end-of-file record
+        put(out, 20);
+        put(out, 0), put(out, 16), put(out, 20);
         return out;
     }
 
@@ -261,6 +262,109 @@ TEST(Metafile, TextAndBitmapsAreDrawnAndCutFilesFail)
         EXPECT_EQ(ApClose(c), -2);
         EXPECT_FALSE(QFile::exists(pdf));
     }
+}
+
+// A placeable WMF of a 1,000 x 1,000 box at 1,000 units an inch, its records given as the
+// function and the 16-bit parameters in the order the file stores them.
+QByteArray wmf(const std::vector<std::pair<uint16_t, std::vector<int16_t>>> &records)
+{
+    QByteArray out;
+    const auto word = [&](int v) { out += char(v & 0xFF), out += char((v >> 8) & 0xFF); };
+    EmfWriter::put(out, 0x9AC6CDD7);
+    for (const int v : {0, 0, 0, 1000, 1000, 1000})
+        word(v);
+    EmfWriter::put(out, 0);
+    word(0);                          // checksum, not checked
+    for (const int v : {1, 9, 0x300}) // type, header words, version
+        word(v);
+    EmfWriter::put(out, 0);
+    word(8); // objects
+    EmfWriter::put(out, 0);
+    word(0);
+    for (const auto &[function, params] : records) {
+        EmfWriter::put(out, uint32_t(3 + params.size()));
+        word(function);
+        for (const int16_t p : params)
+            word(p);
+    }
+    EmfWriter::put(out, 3); // the end-of-file record
+    word(0);
+    return out;
+}
+
+std::vector<std::pair<uint16_t, std::vector<int16_t>>> wmfShapes()
+{
+    const int16_t red0 = 0x1EDC, red1 = 0x001E; // COLORREF 0x001E1EDC: (220, 30, 30)
+    return {
+        {0x020C, {1000, 1000}},                      // window extent
+        {0x020B, {0, 0}},                            // window origin
+        {0x02FC, {0, red0, red1, 0}},                // solid red brush: object 0
+        {0x012D, {0}},                               // select it
+        {0x02FA, {5, 0, 0, 0, 0}},                   // null pen: object 1
+        {0x012D, {1}},                               // select it
+        {0x041B, {500, 600, 100, 100}},              // rectangle: bottom, right, top, left
+        {0x0418, {900, 900, 600, 500}},              // ellipse
+        {0x0324, {3, 100, 900, 300, 600, 500, 900}}, // triangle
+    };
+}
+
+TEST(Metafile, WmfShapesPaintAsQtPaintsThemAndCutFilesFail)
+{
+    const std::vector<std::pair<uint16_t, std::vector<int16_t>>> records = wmfShapes();
+    SandboxDir box;
+    const QString pdf = box.filePath("wmf.pdf");
+    int32_t h = ApCreate(pdf.toStdString());
+    ASSERT_EQ(ApAddImage(h, box.write("shapes.wmf", wmf(records)).toStdString()), 0);
+    ASSERT_EQ(ApClose(h), 0);
+    const int side = 300; // 1,000 units of 1/1,000 inch at 300 dpi
+    QImage expected(side, side, QImage::Format_RGB32);
+    expected.fill(Qt::white);
+    QPainter p(&expected);
+    p.setRenderHint(QPainter::Antialiasing);
+    p.scale(0.3, 0.3);
+    p.setPen(Qt::NoPen);
+    p.setBrush(QColor(220, 30, 30));
+    p.drawRect(QRectF(100, 100, 500, 400));
+    p.drawEllipse(QRectF(500, 600, 400, 300));
+    p.drawPolygon(QPolygonF({QPointF(100, 900), QPointF(300, 600), QPointF(500, 900)}));
+    p.end();
+    double mean = 0;
+    maxChannelDifference(paintedPixels(pdf, 0, side, side), expected, &mean);
+    EXPECT_LT(mean, 1.5);
+
+    const QByteArray whole = wmf(records);
+    for (const int percent : {30, 50, 70, 90}) {
+        QFile::remove(pdf);
+        const QString cut = box.write("cut.wmf", whole.left(whole.size() * percent / 100));
+        h = ApCreate(pdf.toStdString());
+        EXPECT_THROW(ApAddImage(h, cut.toStdString()), ApFailure) << percent;
+        EXPECT_EQ(ApClose(h), -2);
+        EXPECT_FALSE(QFile::exists(pdf));
+    }
+}
+
+// Metafiles mutated a few bytes at a time convert or fail as unreadable, and never read outside
+// their records (the sanitizer build runs this too).
+TEST(Metafile, MutatedFilesConvertOrFailCleanly)
+{
+    SandboxDir box;
+    QImage unused;
+    const QByteArray files[] = {drawing(unused), wmf(wmfShapes())};
+    std::mt19937 random(2611);
+    const QString pdf = box.filePath("out.pdf");
+    for (const QByteArray &file : files)
+        for (int round = 0; round < 300; ++round) {
+            QByteArray mutated = file;
+            for (int n = 1 + int(random() % 4); n > 0; --n)
+                mutated[qsizetype(random() % uint32_t(mutated.size()))] = char(random());
+            const int32_t h = ApCreate(pdf.toStdString());
+            try {
+                ApAddImage(h, box.write("mutated.emf", mutated).toStdString());
+            } catch (const ApFailure &f) {
+                EXPECT_TRUE(f.number == 321 || f.number == 7) << f.what();
+            }
+            ApClose(h);
+        }
 }
 
 } // namespace
