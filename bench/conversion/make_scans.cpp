@@ -358,8 +358,8 @@ bool writeColour(const std::string &path, const Canvas &c, Rng &rng)
             const int mixed[3] = {r + (ir - r) * ink / 255, g + (ig - g) * ink / 255,
                                   b + (ib - b) * ink / 255};
             for (int k = 0; k < 3; ++k)
-                row[size_t(x) * 3 + size_t(k)] = uint8_t(
-                    std::clamp(int(std::lround(mixed[k] + noise(rng, 4))), 0, 255));
+                row[size_t(x) * 3 + size_t(k)] =
+                    uint8_t(std::clamp(int(std::lround(mixed[k] + noise(rng, 4))), 0, 255));
         }
         JSAMPROW p = row.data();
         jpeg_write_scanlines(&cinfo, &p, 1);
