@@ -153,7 +153,7 @@ struct Brush {
     Qt::BrushStyle style = Qt::SolidPattern;
 };
 struct Font {
-    FontSpec spec;
+    Typeface typeface;
     double height = 0; // negative: the em; positive: the cell
     double escapement = 0;
 };
@@ -504,12 +504,12 @@ private:
               std::optional<QRectF> opaque)
     {
         const Font &f = dc_.font;
-        const FontMetrics m = glyphs_.metrics(f.spec);
+        const FontMetrics m = glyphs_.metrics(f.typeface);
         const double em = f.height < 0   ? -f.height
                           : f.height > 0 ? f.height / (m.ascent + m.descent)
                                          : 12;
         double width = 0;
-        QPainterPath outline = glyphs_.outline(s, f.spec, em, advances, &width);
+        QPainterPath outline = glyphs_.outline(s, f.typeface, em, advances, &width);
         const bool updateCp = dc_.align & 1;
         QPointF origin = updateCp ? dc_.position : reference;
         const uint32_t horizontal = dc_.align & 6, vertical = dc_.align & 24;
@@ -634,11 +634,11 @@ private:
         Font f;
         f.height = r.i32(12);
         f.escapement = r.i32(20);
-        f.spec.weight = r.i32(28);
-        f.spec.italic = r.need(32, 1)[0] != 0;
+        f.typeface.weight = r.i32(28);
+        f.typeface.italic = r.need(32, 1)[0] != 0;
         const uint8_t *name = r.need(40, 64);
         for (int i = 0; i < 32 && (name[2 * i] | name[2 * i + 1]); ++i)
-            f.spec.family += QChar(char16_t(name[2 * i] | name[2 * i + 1] << 8));
+            f.typeface.family += QChar(char16_t(name[2 * i] | name[2 * i + 1] << 8));
         return f;
     }
 
@@ -1010,11 +1010,11 @@ public:
             Font f;
             f.height = w(0);
             f.escapement = w(2);
-            f.spec.weight = w(4);
-            f.spec.italic = r.need(16, 1)[0] != 0;
+            f.typeface.weight = w(4);
+            f.typeface.italic = r.need(16, 1)[0] != 0;
             const uint8_t *name = r.need(24, 0);
             for (size_t i = 0; 24 + i < r.size() && i < 32 && name[i]; ++i)
-                f.spec.family += QChar(char16_t(name[i]));
+                f.typeface.family += QChar(char16_t(name[i]));
             place(f);
             break;
         }

@@ -20,7 +20,7 @@ struct FaceClose {
 using FacePtr = std::unique_ptr<std::remove_pointer_t<FT_Face>, FaceClose>;
 
 // The font file fontconfig picks for `font`, with the face's index in it.
-std::pair<std::string, int> fontFile(const FontSpec &font)
+std::pair<std::string, int> fontFile(const Typeface &font)
 {
     FcPattern *pattern = FcPatternCreate();
     const QByteArray family = font.family.toUtf8();
@@ -90,7 +90,7 @@ struct Glyphs::Library {
         faces.clear();
         FT_Done_FreeType(ft);
     }
-    FT_Face face(const FontSpec &font)
+    FT_Face face(const Typeface &font)
     {
         const auto file = fontFile(font);
         if (file.first.empty() || !ft)
@@ -109,7 +109,7 @@ struct Glyphs::Library {
 Glyphs::Glyphs() : library_(std::make_unique<Library>()) {}
 Glyphs::~Glyphs() = default;
 
-QPainterPath Glyphs::outline(const QString &text, const FontSpec &font, double em,
+QPainterPath Glyphs::outline(const QString &text, const Typeface &font, double em,
                              const std::vector<double> &advances, double *width)
 {
     QPainterPath path;
@@ -136,7 +136,7 @@ QPainterPath Glyphs::outline(const QString &text, const FontSpec &font, double e
     return path;
 }
 
-FontMetrics Glyphs::metrics(const FontSpec &font)
+FontMetrics Glyphs::metrics(const Typeface &font)
 {
     FT_Face face = library_->face(font);
     if (!face || face->units_per_EM == 0)

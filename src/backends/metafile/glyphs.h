@@ -12,7 +12,7 @@
 
 namespace pw::metafile {
 
-struct FontSpec {
+struct Typeface {
     QString family;
     int weight = 400;
     bool italic = false;
@@ -34,9 +34,9 @@ public:
     // The outline of `text` at an em of `em` units, the baseline's start at the origin and y
     // running down. `advances`, when it holds an entry per character, places each character
     // after the one before; otherwise the font's own advances do. Empty when no font is found.
-    QPainterPath outline(const QString &text, const FontSpec &font, double em,
+    QPainterPath outline(const QString &text, const Typeface &font, double em,
                          const std::vector<double> &advances, double *width = nullptr);
-    FontMetrics metrics(const FontSpec &font);
+    FontMetrics metrics(const Typeface &font);
 
 private:
     struct Library;
