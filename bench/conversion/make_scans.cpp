@@ -217,12 +217,9 @@ void renderPage(Canvas &c, Rng &rng, int textLeft)
     }
 }
 
-// A one-sample A4 page at Dpi, open for its scanlines; null when it cannot be created.
-TIFF *openPage(const std::string &path, int bits, uint16_t photometric, uint16_t compression)
+// The fields of a one-sample A4 page at Dpi, for the directory `t` is writing.
+void describePage(TIFF *t, int bits, uint16_t photometric, uint16_t compression)
 {
-    TIFF *t = TIFFOpen(path.c_str(), "w");
-    if (!t)
-        return nullptr;
     TIFFSetField(t, TIFFTAG_IMAGEWIDTH, W);
     TIFFSetField(t, TIFFTAG_IMAGELENGTH, H);
     TIFFSetField(t, TIFFTAG_BITSPERSAMPLE, bits);
@@ -232,6 +229,14 @@ TIFF *openPage(const std::string &path, int bits, uint16_t photometric, uint16_t
     TIFFSetField(t, TIFFTAG_XRESOLUTION, Dpi);
     TIFFSetField(t, TIFFTAG_YRESOLUTION, Dpi);
     TIFFSetField(t, TIFFTAG_RESOLUTIONUNIT, RESUNIT_INCH);
+}
+
+// A one-sample A4 page at Dpi, open for its scanlines; null when it cannot be created.
+TIFF *openPage(const std::string &path, int bits, uint16_t photometric, uint16_t compression)
+{
+    TIFF *t = TIFFOpen(path.c_str(), "w");
+    if (t)
+        describePage(t, bits, photometric, compression);
     return t;
 }
 
@@ -275,15 +280,7 @@ bool writeMulti(const std::string &path, uint64_t seed)
         Rng rng(seed * 16 + uint64_t(page));
         Canvas c;
         renderPage(c, rng, 240);
-        TIFFSetField(t, TIFFTAG_IMAGEWIDTH, W);
-        TIFFSetField(t, TIFFTAG_IMAGELENGTH, H);
-        TIFFSetField(t, TIFFTAG_BITSPERSAMPLE, 1);
-        TIFFSetField(t, TIFFTAG_SAMPLESPERPIXEL, 1);
-        TIFFSetField(t, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISWHITE);
-        TIFFSetField(t, TIFFTAG_COMPRESSION, COMPRESSION_CCITTFAX4);
-        TIFFSetField(t, TIFFTAG_XRESOLUTION, Dpi);
-        TIFFSetField(t, TIFFTAG_YRESOLUTION, Dpi);
-        TIFFSetField(t, TIFFTAG_RESOLUTIONUNIT, RESUNIT_INCH);
+        describePage(t, 1, PHOTOMETRIC_MINISWHITE, COMPRESSION_CCITTFAX4);
         TIFFSetField(t, TIFFTAG_SUBFILETYPE, FILETYPE_PAGE);
         TIFFSetField(t, TIFFTAG_PAGENUMBER, page, 10);
         ok = writeBilevelPage(t, c, rng) && TIFFWriteDirectory(t);
