@@ -14,7 +14,7 @@ packages=(
   # tests and checks: GoogleTest, PDF inspection, a headless display with a window manager
   # and xprop to ask it about windows, the format check, and a second RTF reader for the saved
   # error report
-  libgtest-dev libgmock-dev qpdf poppler-utils xvfb xauth openbox x11-utils clang-format unrtf
+  libgtest-dev libgmock-dev qpdf poppler-utils libtiff-tools xvfb xauth openbox x11-utils clang-format unrtf
   # runtime: icon theme and fonts so the windows look as they should
   adwaita-icon-theme fonts-dejavu-core
 )

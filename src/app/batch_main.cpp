@@ -1,6 +1,8 @@
+#include "conversion_dialogs/logic/batch_rename.h"
 #include "core/app_context.h"
 #include "core/master_layout.h"
 #include "engine/batch_job.h"
+#include "engine/page_batch.h"
 #include "folder_job/batch_clone.h"
 
 #include <QCoreApplication>
@@ -18,20 +20,28 @@ int main(int argc, char **argv)
         };
     };
     const QStringList args = app.arguments().mid(1);
-    if (!args.isEmpty() && pw::IsBatchCloneCommand(args[0]))
+    const QString command = args.value(0);
+    if (command == "--help" || command == "-h") {
+        print(stdout)(pw::BatchJob::usage(pw::BatchPageCommandsUsage() + pw::BatchRenameUsage()));
+        return 0;
+    }
+    if (pw::IsBatchCloneCommand(command))
         return pw::RunBatchClone(args, print(stdout), print(stderr));
     pw::QuietUi ui;
     pw::AppContext context(ui);
     pw::BatchJob job(context);
+    const bool ownCommand = pw::IsBatchPageCommand(command) || pw::IsBatchRenameCommand(command);
     QString error;
-    if (!job.initializeFromArgs(app.arguments().mid(1), error)) {
-        const bool help = app.arguments().size() > 1 &&
-                          (app.arguments()[1] == "--help" || app.arguments()[1] == "-h");
-        std::fputs(qPrintable(error + (error.endsWith('\n') ? "" : "\n")), help ? stdout : stderr);
-        return help ? 0 : 2;
+    if (!ownCommand && !job.initializeFromArgs(args, error)) {
+        print(stderr)(error.endsWith('\n') ? error.chopped(1) : error);
+        return 2;
     }
     // Failures are logged where the windows log them.
     if (!pw::EnsureFileStoragePath(context))
         return 2;
+    if (pw::IsBatchPageCommand(command))
+        return pw::RunBatchPageCommand(ui, args, print(stdout), print(stderr));
+    if (pw::IsBatchRenameCommand(command))
+        return pw::RunBatchRename(context, args, print(stdout), print(stderr));
     return job.run(print(stdout), print(stderr));
 }

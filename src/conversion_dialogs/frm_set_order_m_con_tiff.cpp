@@ -4,6 +4,7 @@
 
 #include "core/app_context.h"
 #include "core/master_layout.h"
+#include "core/path_helpers.h"
 #include "widgets/flex_grid.h"
 
 #include <QCheckBox>
@@ -164,8 +165,7 @@ bool frmSetOrder_MConTiff::dragRows(QEvent *event)
 
 void frmSetOrder_MConTiff::txtmanualfilename_KeyPress(int &keyAscii)
 {
-    static constexpr int refused[] = {124, 92, 47, 42, 58, 63, 34, 60, 62};
-    if (std::find(std::begin(refused), std::end(refused), keyAscii) == std::end(refused))
+    if (!IsReservedFileNameChar(keyAscii))
         return;
     keyAscii = 0;
     // The tool tip's "\n" is a backslash and an n, as users have always seen it.

@@ -95,6 +95,24 @@ int16_t HiWord(int32_t value)
     return int16_t(result);
 }
 
+bool IsReservedFileNameChar(int keyAscii)
+{
+    return keyAscii > 0 && QByteArrayView("\"*/:<>?\\|").contains(char(keyAscii));
+}
+
+QString NameBeforeLastDot(const QString &name)
+{
+    const int dot = InStrRev(name, ".");
+    if (dot == 0)
+        throw RuntimeError::fromNumber(5);
+    return name.left(dot - 1);
+}
+
+QString FolderNamedAfter(const QString &file, const QString &outputFolder)
+{
+    return ValidateDir(outputFolder) + NameBeforeLastDot(GetFileName(file.trimmed()));
+}
+
 QString GetFileName(const QString &path)
 {
     QString p = path;

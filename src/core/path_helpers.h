@@ -30,9 +30,17 @@ bool FileExists(const QString &path); // a file, not a folder
 bool FolderExists(QString &path);
 bool DeleteFileIfExists(const QString &path);
 bool CreateFolderPath(const QString &path); // makes every missing level
-QString GetFileExt(const QString &name);    // text after the last "."; the name when none
-int16_t HiWord(int32_t value);              // value / 65535 toward zero, minus 1 when negative
-QString GetFileName(const QString &path);   // last component of a path
+// A character no file name may hold: | \ / * : ? " < >.
+bool IsReservedFileNameChar(int keyAscii);
+QString GetFileExt(const QString &name);  // text after the last "."; the name when none
+int16_t HiWord(int32_t value);            // value / 65535 toward zero, minus 1 when negative
+QString GetFileName(const QString &path); // last component of a path
+// The name up to, not including, its last dot. A name without a dot raises 5, which ends the
+// caller's run through its failure tail.
+QString NameBeforeLastDot(const QString &name);
+// The folder an operation on `file` writes into inside `outputFolder`: the file's name up to its
+// last dot. Raises 5 for a name without a dot.
+QString FolderNamedAfter(const QString &file, const QString &outputFolder);
 QString GetParentFolderName(const QString &path); // "" when the path has no parent part
 
 // When the file was made. Not every file system records a birth time; the last status

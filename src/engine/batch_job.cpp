@@ -13,7 +13,7 @@
 
 namespace pw {
 
-QString BatchJob::usage()
+QString BatchJob::usage(const QString &moreCommands)
 {
     return "Usage:\n"
            "  pagewright-batch convert [--color NAME] [--gray NAME] [--bw NAME] [--replace]"
@@ -28,9 +28,8 @@ QString BatchJob::usage()
            "      the tree below SOURCE as PDFs below OUTPUT, as a job that a stop or a crash\n"
            "      leaves resumable (--new discards an unfinished job)\n"
            "  pagewright-batch resume\n"
-           "      takes up the unfinished folder job\n"
-           "NAME is one of: " +
-           RecompressionNames.join(", ") +
+           "      takes up the unfinished folder job\n" +
+           moreCommands + "NAME is one of: " + RecompressionNames.join(", ") +
            " (for the colour class it"
            " fits: --color and --gray Lzw, Zip, Packbits, Jpeg; --bw Lzw, Zip, CCITT-G3,"
            " CCITT-G4). Without a name each image keeps a lossless encoding.\n"
@@ -45,7 +44,7 @@ bool BatchJob::initializeFromArgs(const QStringList &args, QString &error)
     }
     command_ = args[0];
     if (command_ != "convert" && command_ != "merge" && command_ != "pages") {
-        error = "Unknown command \"" + command_ + "\".\n" + usage();
+        error = "Unknown command \"" + command_ + "\"; pagewright-batch --help lists the commands.";
         return false;
     }
     for (int i = 1; i < args.size(); ++i) {

@@ -25,7 +25,8 @@ public:
     int run(const std::function<void(const QString &)> &out,
             const std::function<void(const QString &)> &err);
 
-    static QString usage();
+    // The help, with the lines of the commands other parts of the tool run after this job's.
+    static QString usage(const QString &moreCommands = {});
 
 private:
     int convert(const std::function<void(const QString &)> &err);

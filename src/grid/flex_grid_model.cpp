@@ -66,6 +66,8 @@ uint32_t FlexGridModel::takeSlot()
             c.check.push_back(flexgrid::kNoCheck);
         if (!c.picture.empty())
             c.picture.emplace_back();
+        if (!c.foreColor.empty())
+            c.foreColor.push_back(kDefaultColor);
     }
     return uint32_t(capacity_++);
 }
@@ -78,6 +80,8 @@ void FlexGridModel::releaseSlot(uint32_t slot)
             c.check[slot] = flexgrid::kNoCheck;
         if (!c.picture.empty())
             c.picture[slot] = QString();
+        if (!c.foreColor.empty())
+            c.foreColor[slot] = kDefaultColor;
     }
     freeSlots_.push_back(slot);
 }
@@ -208,6 +212,28 @@ void FlexGridModel::setCheck(int row, int col, int state)
     cellChanged(row, col);
 }
 
+int32_t FlexGridModel::foreColor(int row, int col) const
+{
+    if (!validCell(row, col))
+        return kDefaultColor;
+    const Column &c = columns_[size_t(col)];
+    return c.foreColor.empty() ? kDefaultColor : c.foreColor[slot(row)];
+}
+
+void FlexGridModel::setForeColor(int row, int col, int32_t bgr)
+{
+    if (!validCell(row, col))
+        return;
+    Column &c = columns_[size_t(col)];
+    if (c.foreColor.empty()) {
+        if (bgr == kDefaultColor)
+            return;
+        c.foreColor.resize(capacity_, kDefaultColor);
+    }
+    c.foreColor[slot(row)] = bgr;
+    cellChanged(row, col);
+}
+
 QString FlexGridModel::picture(int row, int col) const
 {
     if (!validCell(row, col) || columns_[size_t(col)].picture.empty())
@@ -278,6 +304,7 @@ void FlexGridModel::clearCells()
             std::fill(c.text.begin(), c.text.end(), QString());
             c.check.clear();
             c.picture.clear();
+            c.foreColor.clear();
         }
     });
 }
@@ -471,6 +498,7 @@ bool FlexGridModel::loadText(const QString &path, QChar colSep, QChar rowSep, bo
             std::vector<QString>(capacity_).swap(column.text);
             std::vector<uint8_t>().swap(column.check);
             std::vector<QString>().swap(column.picture);
+            std::vector<int32_t>().swap(column.foreColor);
             if (first == 1)
                 column.text[0] = header[c];
             for (size_t r = 0; r < cells.size(); ++r) {
@@ -523,6 +551,10 @@ QVariant FlexGridModel::data(const QModelIndex &index, int role) const
         if (state == flexgrid::kNoCheck)
             return {};
         return state == flexgrid::kChecked ? Qt::Checked : Qt::Unchecked;
+    }
+    case ForeColorRole: {
+        const int32_t bgr = foreColor(row, col);
+        return bgr == kDefaultColor ? QVariant() : QVariant(bgr);
     }
     case PictureKeyRole:
         return c.picture.empty() || c.picture[slot(row)].isEmpty() ? QVariant()

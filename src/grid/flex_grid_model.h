@@ -26,13 +26,16 @@ public:
     // Cells may name a picture; only a view knows how to draw it, so the model hands out the
     // name under this role and nothing under Qt::DecorationRole.
     static constexpr int PictureKeyRole = Qt::UserRole + 1;
+    // A cell's own text colour, as foreColor gives it; the model stays free of Qt's GUI types.
+    static constexpr int ForeColorRole = Qt::UserRole + 2;
 
     struct Column {
         // Cells by slot, not by row.
         std::vector<QString> text;
-        std::vector<uint8_t> check;   // empty until a cell of the column gets a state
-        std::vector<QString> picture; // keys; empty until a cell of the column gets one
-        int widthTwips = -1;          // -1: the view's default width
+        std::vector<uint8_t> check;     // empty until a cell of the column gets a state
+        std::vector<QString> picture;   // keys; empty until a cell of the column gets one
+        std::vector<int32_t> foreColor; // BGR or kDefaultColor; empty until a cell gets one
+        int widthTwips = -1;            // -1: the view's default width
         bool hidden = false;
         int dataType = flexgrid::kText;
         QString format;
@@ -54,6 +57,10 @@ public:
     void setCheck(int row, int col, int state);
     // Pass the same QString for every row of a kind, so that the rows share its storage.
     QString picture(int row, int col) const;
+    // A cell's text colour as a BGR number (255 is red), or kDefaultColor for the view's own.
+    static constexpr int32_t kDefaultColor = -1;
+    int32_t foreColor(int row, int col) const;
+    void setForeColor(int row, int col, int32_t bgr);
     void setPicture(int row, int col, const QString &pictureKey);
 
     // Appends (row < 0) or inserts a row; `cells` holds the texts of consecutive columns

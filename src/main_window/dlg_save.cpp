@@ -101,7 +101,7 @@ void dlgSave::cboFileType_Click()
 
 bool dlgSave::IsReservedChar(int keyAscii)
 {
-    return QByteArrayView("\"*/:<>?\\|").contains(char(keyAscii)) && keyAscii > 0;
+    return IsReservedFileNameChar(keyAscii);
 }
 
 QString dlgSave::extensionOf(const QString &entry)

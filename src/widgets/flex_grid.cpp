@@ -69,7 +69,8 @@ int KeyCode(int qtKey)
     return special.value(qtKey, qtKey > 0xffff ? int(vk::kUnknown) : qtKey);
 }
 
-// Draws a cell's picture key as the icon the grid's resolver gives for it.
+// Draws a cell's picture key as the icon the grid's resolver gives for it, and its text in the
+// cell's own colour when it has one.
 class PictureDelegate : public QStyledItemDelegate {
 public:
     PictureDelegate(const FlexGrid::PictureResolver &resolver, QObject *parent)
@@ -81,6 +82,11 @@ protected:
     void initStyleOption(QStyleOptionViewItem *option, const QModelIndex &index) const override
     {
         QStyledItemDelegate::initStyleOption(option, index);
+        if (const QVariant bgr = index.data(FlexGridModel::ForeColorRole); bgr.isValid()) {
+            const int value = bgr.toInt();
+            option->palette.setColor(
+                QPalette::Text, QColor(value & 0xff, (value >> 8) & 0xff, (value >> 16) & 0xff));
+        }
         const QString key = index.data(FlexGridModel::PictureKeyRole).toString();
         if (key.isEmpty() || !resolver_)
             return;

@@ -2,6 +2,7 @@
 // every message box answered by the recorder.
 #include "conversion_dialogs/frm_con_image_to_pdf.h"
 #include "conversion_dialogs/frm_error_report_dialog.h"
+#include "conversion_dialogs/frm_rename_files.h"
 #include "conversion_dialogs/frm_set_order_m_con_tiff.h"
 #include "main_window/frm_main.h"
 
@@ -24,6 +25,7 @@
 #include <QProcess>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QRadioButton>
 #include <QStandardPaths>
 #include <QTest>
 #include <QTextDocument>
@@ -464,4 +466,56 @@ TEST_F(Conversions, AThreeHundredFileRunKeepsTheWindowAnswering)
     for (const QString &pdf : pdfs)
         EXPECT_TRUE(qpdfChecks(out + "/" + pdf)) << pdf.toStdString();
     EXPECT_LT(longestGap, 100) << "milliseconds without a turn of the event loop";
+}
+
+TEST_F(Conversions, RenameWindowFiltersKeysPreviewsInRedAndReportsWhatItLeft)
+{
+    for (const char *name : {"a.tif", "b.tif", "04-b.tif"})
+        box.write(QString("disk/") + name, "x");
+    frmRenameFiles rename(t.context);
+    for (const char *name : {"a.tif", "b.tif", "gone.tif"}) {
+        clsColSetOrderGrid row;
+        row.setFilename(name);
+        row.setFileLocation(disk);
+        row.setPageCount(4);
+        rename.colSelectedData.push_back(row);
+    }
+    rename.show();
+    EXPECT_EQ(listed(rename), (QStringList{"a.tif", "b.tif", "gone.tif"}));
+
+    QTest::keyClicks(rename.txtPaddingMask, "0a0-");
+    QTest::keyClicks(rename.txtCharPos, "012");
+    QTest::keyClicks(rename.txtSepPrefix, "*:-");
+    EXPECT_EQ(rename.txtPaddingMask->text(), "00");
+    EXPECT_EQ(rename.txtCharPos->text(), "12");
+    EXPECT_EQ(rename.txtSepPrefix->text(), "-");
+    rename.OptPreAsPageCnt->click();
+    EXPECT_TRUE(rename.txtSepPrefix->isEnabled());
+    EXPECT_FALSE(rename.txtSepSuffix->isEnabled());
+    EXPECT_FALSE(rename.chkPrefix->isEnabled());
+
+    // Apply without a preview is refused.
+    rename.cmdOk->click();
+    EXPECT_EQ(boxes(), QStringList{"Some files have bade names."});
+    const QString previous = QDir::currentPath();
+    QDir::setCurrent(disk);
+    rename.cmdPreview->click();
+    QDir::setCurrent(previous);
+    FlexGridModel &grid = *rename.vsFilesSetOrder->gridModel();
+    const int newName = grid.cols() - 1;
+    EXPECT_EQ(grid.text(1, newName), "04-a.tif");
+    EXPECT_EQ(grid.foreColor(2, newName), RenameList::ExistsColor);
+    if (const QString shots = qEnvironmentVariable("PAGEWRIGHT_SCREENSHOTS"); !shots.isEmpty())
+        rename.grab().save(shots + "/rename_preview.png");
+
+    script.then<frmErrorReportDialog>([&](frmErrorReportDialog &report) {
+        const QString text = report.RtxtError->toPlainText();
+        EXPECT_TRUE(text.contains("RENAMING FILES"));
+        EXPECT_TRUE(text.contains("FOLLOWING SOURCE FILES NOT FOUND"));
+        EXPECT_TRUE(text.contains("FOLLOWING FILES ALREADY EXISTS"));
+        EXPECT_FALSE(text.contains("FOLLOWING FILES GET ERROR WHILE RENAMING"));
+    });
+    rename.cmdOk->click();
+    EXPECT_TRUE(QFileInfo::exists(disk + "/04-a.tif"));
+    EXPECT_TRUE(rename.cmdOk->isEnabled());
 }

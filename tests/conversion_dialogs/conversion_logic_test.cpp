@@ -4,6 +4,7 @@
 #include "conversion_dialogs/logic/row_order.h"
 
 #include "core/failure_log.h"
+#include "core/path_helpers.h"
 #include "core/runtime.h"
 #include "grid/flex_grid_model.h"
 

@@ -7,6 +7,7 @@
 #include <QStringList>
 
 #include <deque>
+#include <functional>
 #include <vector>
 
 // Records every message box, prompt and shell request. A Yes/No box takes the next of
@@ -47,7 +48,12 @@ public:
         prompts << QString("%1 %2 %3").arg(title, filter).arg(index);
         return saveAnswers.isEmpty() ? QString() : saveAnswers.takeFirst();
     }
-    void DoEvents() override { QCoreApplication::processEvents(); }
+    void DoEvents() override
+    {
+        if (onDoEvents)
+            onDoEvents();
+        QCoreApplication::processEvents();
+    }
 
     std::vector<Box> boxes;
     QStringList shell;
@@ -57,4 +63,5 @@ public:
     std::deque<int> answers;
     QString folderAnswer;
     QStringList saveAnswers;
+    std::function<void()> onDoEvents; // what a test looks at whenever events may run
 };

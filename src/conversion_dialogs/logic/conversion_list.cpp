@@ -56,12 +56,4 @@ clsColSetOrderGrid RecordFromRow(const FlexGridModel &grid, const ColumnIndices 
     return record;
 }
 
-QString NameBeforeLastDot(const QString &name)
-{
-    const int dot = InStrRev(name, ".");
-    if (dot == 0)
-        throw RuntimeError::fromNumber(5);
-    return name.left(dot - 1);
-}
-
 } // namespace pw

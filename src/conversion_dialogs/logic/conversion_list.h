@@ -27,8 +27,4 @@ void FillFileList(FlexGridModel &list, const ColumnIndices &columns, const Selec
 // page count when "Pages" holds a number (0 otherwise).
 clsColSetOrderGrid RecordFromRow(const FlexGridModel &grid, const ColumnIndices &columns, int row);
 
-// The name up to, not including, its last dot. A name without a dot raises 5, which ends the
-// caller's run through its failure tail.
-QString NameBeforeLastDot(const QString &name);
-
 } // namespace pw

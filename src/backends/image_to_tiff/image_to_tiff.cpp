@@ -1,0 +1,101 @@
+#include "image_to_tiff.h"
+
+#include "run_time_errors.h"
+
+#include <QFile>
+#include <QImage>
+#include <QImageReader>
+
+#include <tiffio.h>
+
+#include <cstdio>
+#include <memory>
+#include <string>
+
+namespace {
+
+struct Failure {
+    int32_t number;
+    std::string what;
+};
+
+struct TiffCloser {
+    void operator()(TIFF *tiff) const { TIFFClose(tiff); }
+};
+
+void write(QImage image, const std::string &target, int32_t compression)
+{
+    const bool bilevel = image.depth() == 1;
+    const bool grey = !bilevel && image.isGrayscale();
+    image = image.convertToFormat(bilevel ? QImage::Format_Mono
+                                  : grey  ? QImage::Format_Grayscale8
+                                          : QImage::Format_RGB888);
+    if (compression <= 0)
+        compression = bilevel ? COMPRESSION_CCITTFAX4 : COMPRESSION_LZW;
+    const bool fax = compression == COMPRESSION_CCITTFAX3 || compression == COMPRESSION_CCITTFAX4;
+    if (!TIFFIsCODECConfigured(static_cast<uint16_t>(compression)) || (fax && !bilevel) ||
+        (compression == COMPRESSION_JPEG && bilevel))
+        throw Failure{380, "TIFF compression " + std::to_string(compression)};
+    std::unique_ptr<TIFF, TiffCloser> tiff(TIFFOpen(target.c_str(), "w"));
+    if (!tiff)
+        throw Failure{75, target};
+    TIFF *t = tiff.get();
+    TIFFSetField(t, TIFFTAG_IMAGEWIDTH, image.width());
+    TIFFSetField(t, TIFFTAG_IMAGELENGTH, image.height());
+    TIFFSetField(t, TIFFTAG_BITSPERSAMPLE, bilevel ? 1 : 8);
+    TIFFSetField(t, TIFFTAG_SAMPLESPERPIXEL, bilevel || grey ? 1 : 3);
+    TIFFSetField(t, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
+    TIFFSetField(t, TIFFTAG_PHOTOMETRIC,
+                 bilevel || grey ? PHOTOMETRIC_MINISBLACK : PHOTOMETRIC_RGB);
+    TIFFSetField(t, TIFFTAG_COMPRESSION, compression);
+    if (!bilevel && (compression == COMPRESSION_LZW || compression == COMPRESSION_ADOBE_DEFLATE))
+        TIFFSetField(t, TIFFTAG_PREDICTOR, PREDICTOR_HORIZONTAL);
+    TIFFSetField(t, TIFFTAG_ROWSPERSTRIP, TIFFDefaultStripSize(t, 0));
+    if (image.dotsPerMeterX() > 0 && image.dotsPerMeterY() > 0) {
+        TIFFSetField(t, TIFFTAG_RESOLUTIONUNIT, RESUNIT_INCH);
+        TIFFSetField(t, TIFFTAG_XRESOLUTION, image.dotsPerMeterX() * 0.0254);
+        TIFFSetField(t, TIFFTAG_YRESOLUTION, image.dotsPerMeterY() * 0.0254);
+    }
+    if (bilevel && qGray(image.color(0)) > qGray(image.color(1)))
+        image.invertPixels(); // a set bit is the lighter colour in a min-is-black page
+    for (int row = 0; row < image.height(); ++row) {
+        if (TIFFWriteScanline(t, image.scanLine(row), static_cast<uint32_t>(row), 0) < 0)
+            throw Failure{75, target};
+    }
+    if (!TIFFWriteDirectory(t))
+        throw Failure{75, target};
+}
+
+void fill(pw_module_error *error, int32_t number, const std::string &what)
+{
+    if (!error)
+        return;
+    error->number = number;
+    std::snprintf(error->text, sizeof error->text, "%s: %s",
+                  std::string(pw::rte::errorText(number)).c_str(), what.c_str());
+}
+
+} // namespace
+
+int32_t pw_image_to_tiff(const char *source, const char *target, int32_t compression,
+                         pw_module_error *error)
+{
+    try {
+        QImageReader reader(QFile::decodeName(source));
+        QImage image = reader.read();
+        if (image.isNull())
+            throw Failure{reader.error() == QImageReader::FileNotFoundError ? 53 : 321, source};
+        // Libtiff's own complaints would reach the terminal; the failure says what went wrong.
+        TIFFSetErrorHandler(nullptr);
+        TIFFSetWarningHandler(nullptr);
+        write(std::move(image), target, compression);
+        return PW_MODULE_OK;
+    } catch (const Failure &failure) {
+        std::remove(target);
+        fill(error, failure.number, failure.what);
+    } catch (...) {
+        std::remove(target);
+        fill(error, 7, target);
+    }
+    return PW_MODULE_FAILED;
+}

@@ -1,0 +1,678 @@
+#include "pdf_pages.h"
+
+#include "module_failure.h"
+#include "page_range.h"
+
+#include <qpdf/ClosedFileInputSource.hh>
+#include <qpdf/PDFVersion.hh>
+#include <qpdf/QPDF.hh>
+#include <qpdf/QPDFAcroFormDocumentHelper.hh>
+#include <qpdf/QPDFExc.hh>
+#include <qpdf/QPDFLogger.hh>
+#include <qpdf/QPDFObjectHandle.hh>
+#include <qpdf/QPDFPageDocumentHelper.hh>
+#include <qpdf/QPDFPageObjectHelper.hh>
+#include <qpdf/QPDFWriter.hh>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace {
+
+namespace rte = pw::rte;
+using pw::failure;
+using pw::invalidFormat;
+
+thread_local std::string lastError;
+
+// Beyond this many sources a merge reopens each file whenever it reads from it, as the qpdf
+// tool does: a merge of thousands of scans must not run out of file descriptors.
+constexpr size_t kSourcesKeptOpen = 200;
+// Handles left open by a careless caller must not eat the process's memory.
+constexpr size_t kMaxHandles = 1024;
+
+// `writing` tells a missing folder for a new file from a missing file to read.
+ApFailure systemFailure(int error, const std::string &path, bool writing = false)
+{
+    int number = rte::kDeviceIoError;
+    switch (error) {
+    case ENOENT:
+    case ENOTDIR:
+        number = writing ? rte::kPathNotFound : rte::kFileNotFound;
+        break;
+    case EACCES:
+    case EPERM:
+    case EROFS:
+        number = rte::kPermissionDenied;
+        break;
+    case ENOSPC:
+    case EDQUOT:
+        number = rte::kDiskFull;
+        break;
+    case EISDIR:
+    case ENAMETOOLONG:
+        number = rte::kPathFileAccessError;
+        break;
+    case EMFILE:
+    case ENFILE:
+        number = rte::kTooManyFiles;
+        break;
+    case ENOMEM:
+        number = rte::kOutOfMemory;
+        break;
+    }
+    return failure(number, path + ": " + std::strerror(error));
+}
+
+ApFailure invalidCall(const std::string &cause)
+{
+    return failure(rte::kInvalidCall, cause);
+}
+
+// Damaged files are the rule among the PDFs a user's disks hold; qpdf repairs what it can and
+// must not print about it.
+void quieten(QPDF &pdf)
+{
+    auto logger = QPDFLogger::create();
+    logger->setInfo(logger->discard());
+    logger->setWarn(logger->discard());
+    logger->setError(logger->discard());
+    pdf.setLogger(logger);
+    pdf.setSuppressWarnings(true);
+}
+
+void rethrowPassword(const QPDFExc &e, const std::string &path)
+{
+    if (e.getErrorCode() == qpdf_e_password)
+        throw invalidFormat("PDF: protected by a password: " + path);
+    throw;
+}
+
+// Opened by us rather than by qpdf, so that a missing file is told from a damaged one.
+std::unique_ptr<QPDF> openPdf(const std::string &path)
+{
+    FILE *file = std::fopen(path.c_str(), "rb");
+    if (!file)
+        throw systemFailure(errno, path);
+    auto pdf = std::make_unique<QPDF>();
+    quieten(*pdf);
+    pdf->setAttemptRecovery(true);
+    try {
+        pdf->processFile(path.c_str(), file, true);
+    } catch (const QPDFExc &e) {
+        rethrowPassword(e, path);
+    }
+    return pdf;
+}
+
+// A source that holds no descriptor between reads.
+std::unique_ptr<QPDF> openPdfClosed(const std::string &path)
+{
+    FILE *probe = std::fopen(path.c_str(), "rb");
+    if (!probe)
+        throw systemFailure(errno, path);
+    std::fclose(probe);
+    auto input = std::make_shared<ClosedFileInputSource>(path.c_str());
+    auto pdf = std::make_unique<QPDF>();
+    quieten(*pdf);
+    pdf->setAttemptRecovery(true);
+    try {
+        pdf->processInputSource(input);
+    } catch (const QPDFExc &e) {
+        rethrowPassword(e, path);
+    }
+    return pdf;
+}
+
+// qpdf gives up on a page tree that loops back on itself; the pages reachable without the
+// loop are still the user's. When a node of the tree is met twice, the tree is rebuilt in
+// memory as one node holding those pages, each with what it inherited.
+void untanglePageTree(QPDF &pdf)
+{
+    QPDFObjectHandle root = pdf.getRoot().getKey("/Pages");
+    if (!root.isDictionary())
+        return;
+    static const char *const inheritable[] = {"/MediaBox", "/CropBox", "/Resources", "/Rotate"};
+    struct Node {
+        QPDFObjectHandle oh;
+        std::map<std::string, QPDFObjectHandle> inherited;
+    };
+    std::set<QPDFObjGen> nodes;
+    std::vector<Node> pages;
+    std::vector<Node> stack{{root, {}}};
+    bool tangled = false;
+    while (!stack.empty()) {
+        Node node = std::move(stack.back());
+        stack.pop_back();
+        QPDFObjectHandle kids = node.oh.getKey("/Kids");
+        if (!kids.isArray()) {
+            pages.push_back(std::move(node));
+            continue;
+        }
+        if (node.oh.isIndirect() && !nodes.insert(node.oh.getObjGen()).second) {
+            tangled = true;
+            continue;
+        }
+        for (const char *key : inheritable)
+            if (node.oh.hasKey(key))
+                node.inherited[key] = node.oh.getKey(key);
+        const int count = kids.getArrayNItems();
+        for (int i = count - 1; i >= 0; --i) {
+            QPDFObjectHandle kid = kids.getArrayItem(i);
+            if (kid.isDictionary())
+                stack.push_back({kid, node.inherited});
+        }
+    }
+    if (!tangled)
+        return;
+    QPDFObjectHandle flat = QPDFObjectHandle::newArray();
+    for (Node &page : pages) {
+        for (const auto &[key, value] : page.inherited)
+            if (!page.oh.hasKey(key))
+                page.oh.replaceKey(key, value);
+        page.oh.replaceKey("/Parent", root);
+        flat.appendItem(page.oh);
+    }
+    root.replaceKey("/Kids", flat);
+    root.replaceKey("/Count", QPDFObjectHandle::newInteger(flat.getArrayNItems()));
+}
+
+// Whether pages share a resource dictionary, or its fonts or images: many producers give
+// every page the resources of the whole document, and a page copied alone would then carry
+// all of them.
+bool sharesResources(QPDF &pdf)
+{
+    std::set<QPDFObjGen> seen;
+    const auto once = [&seen](QPDFObjectHandle oh) {
+        return !oh.isIndirect() || seen.insert(oh.getObjGen()).second;
+    };
+    for (QPDFObjectHandle page : pdf.getAllPages()) {
+        QPDFObjectHandle resources = page.getKey("/Resources");
+        if (!resources.isDictionary())
+            continue;
+        if (!once(resources))
+            return true;
+        for (const char *kind : {"/Font", "/XObject"})
+            if (!once(resources.getKey(kind)))
+                return true;
+    }
+    return false;
+}
+
+// A PDF whose pages are copied out, opened once for every copy.
+struct Source {
+    std::unique_ptr<QPDF> pdf;
+    // Only for sources with form fields: their widgets need fixing on every copy.
+    std::unique_ptr<QPDFAcroFormDocumentHelper> forms;
+
+    explicit Source(std::unique_ptr<QPDF> opened) : pdf(std::move(opened))
+    {
+        untanglePageTree(*pdf);
+        // Copied pages leave the source's page tree behind, and with it what they inherit.
+        QPDFPageDocumentHelper pages(*pdf);
+        pages.pushInheritedAttributesToPage();
+        if (sharesResources(*pdf)) {
+            try {
+                pages.removeUnreferencedResources();
+            } catch (const std::bad_alloc &) {
+                throw;
+            } catch (...) {
+                // A page whose contents cannot be parsed keeps its resources: larger, not wrong.
+            }
+        }
+        QPDFObjectHandle acroForm = pdf->getRoot().getKey("/AcroForm");
+        if (acroForm.isDictionary() && acroForm.getKey("/Fields").isArray())
+            forms = std::make_unique<QPDFAcroFormDocumentHelper>(*pdf);
+    }
+
+    int pageCount() { return int(std::min<size_t>(pdf->getAllPages().size(), INT_MAX)); }
+};
+
+// Appends page `number` (1-based) of `source` to `out`.
+void copyPage(QPDF &out, std::unique_ptr<QPDFAcroFormDocumentHelper> &outForms, Source &source,
+              int number)
+{
+    QPDFObjectHandle page = source.pdf->getAllPages().at(size_t(number - 1));
+    QPDFPageDocumentHelper(out).addPage(QPDFPageObjectHelper(page), false);
+    if (!source.forms)
+        return;
+    if (!outForms)
+        outForms = std::make_unique<QPDFAcroFormDocumentHelper>(out);
+    try {
+        outForms->fixCopiedAnnotations(out.getAllPages().back(), page, *source.forms);
+    } catch (const std::bad_alloc &) {
+        throw;
+    } catch (...) {
+        // The page is there; only its fields stay unlinked, as in the qpdf tool.
+    }
+}
+
+std::string folderOf(const std::string &path)
+{
+    const size_t slash = path.rfind('/');
+    if (slash == std::string::npos)
+        return ".";
+    return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+// Writes `pdf` to a fresh file beside `target` and renames it into place: neither a reader
+// nor a crash ever meets a half-written PDF under the target's name, and a target that is one
+// of the sources is read to the end before it is replaced. `durable` waits for the disk,
+// which a user's existing file deserves; `mode` is the target's, when it had one.
+void writeReplacing(QPDF &pdf, const std::string &target, const PDFVersion &version, bool durable,
+                    const mode_t *mode)
+{
+    static std::atomic<unsigned> counter{0};
+    const std::string folder = folderOf(target);
+    std::string temp;
+    int fd = -1;
+    for (int attempt = 0; fd < 0; ++attempt) {
+        char name[64];
+        std::snprintf(name, sizeof name, "/.pw-%x-%x.pdf.tmp", unsigned(::getpid()),
+                      counter.fetch_add(1));
+        temp = folder + name;
+        // Created with the umask's permissions, as the target would be.
+        fd = ::open(temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+        if (fd < 0 && (errno != EEXIST || attempt > 100))
+            throw systemFailure(errno, target, true);
+    }
+    FILE *file = ::fdopen(fd, "wb");
+    if (!file) {
+        const int error = errno;
+        ::close(fd);
+        ::unlink(temp.c_str());
+        throw systemFailure(error, target, true);
+    }
+    try {
+        if (mode)
+            ::fchmod(fd, *mode & 07777);
+        QPDFWriter writer(pdf);
+        writer.setOutputFile(temp.c_str(), file, false);
+        writer.setMinimumPDFVersion(version);
+        writer.write();
+        if (std::fflush(file) != 0 || (durable && ::fsync(fd) != 0))
+            throw systemFailure(errno, target, true);
+    } catch (...) {
+        std::fclose(file);
+        ::unlink(temp.c_str());
+        throw;
+    }
+    if (std::fclose(file) != 0 || ::rename(temp.c_str(), target.c_str()) != 0) {
+        const int error = errno;
+        ::unlink(temp.c_str());
+        throw systemFailure(error, target, true);
+    }
+}
+
+class Job {
+public:
+    virtual ~Job() = default;
+    virtual void run(int32_t code, int32_t number1, int32_t number2, const char *text1,
+                     const char *text2) = 0;
+    virtual void close() = 0;
+
+    std::mutex busy;
+};
+
+class Merge : public Job {
+public:
+    explicit Merge(std::string output) : output_(std::move(output)) { out_.emptyPDF(); }
+
+    void run(int32_t code, int32_t, int32_t, const char *text1, const char *text2) override
+    {
+        if (code != PW_PAGES_ADD)
+            throw invalidCall("code " + std::to_string(code) + " on a merge");
+        if (!text1 || !*text1)
+            throw invalidCall("no file to add");
+        Source &source = sourceFor(text1);
+        const auto numbers = pw::pages::pagesOfRange(text2 ? text2 : "", source.pageCount());
+        const size_t before = out_.getAllPages().size();
+        try {
+            for (const int number : numbers)
+                copyPage(out_, outForms_, source, number);
+        } catch (...) {
+            // A file that fails halfway adds nothing; what was copied is left unreferenced
+            // and never written.
+            QPDFPageDocumentHelper pages(out_);
+            while (out_.getAllPages().size() > before)
+                pages.removePage(QPDFPageObjectHelper(out_.getAllPages().back()));
+            throw;
+        }
+        if (!numbers.empty())
+            version_.updateIfGreater(source.pdf->getVersionAsPDFVersion());
+    }
+
+    void close() override
+    {
+        if (out_.getAllPages().empty())
+            return;
+        writeReplacing(out_, output_, version_, true, nullptr);
+    }
+
+private:
+    Source &sourceFor(const std::string &path)
+    {
+        auto &slot = sources_[path];
+        if (!slot) {
+            try {
+                slot = std::make_unique<Source>(
+                    sources_.size() > kSourcesKeptOpen ? openPdfClosed(path) : openPdf(path));
+            } catch (...) {
+                sources_.erase(path);
+                throw;
+            }
+        }
+        return *slot;
+    }
+
+    std::string output_;
+    // Sources outlive the merge's writing: qpdf reads copied streams from them only then.
+    std::map<std::string, std::unique_ptr<Source>> sources_;
+    QPDF out_;
+    std::unique_ptr<QPDFAcroFormDocumentHelper> outForms_;
+    PDFVersion version_{1, 3};
+};
+
+class Split : public Job {
+public:
+    explicit Split(const std::string &path) : path_(path), source_(openPdf(path))
+    {
+        version_ = source_.pdf->getVersionAsPDFVersion();
+    }
+
+    void run(int32_t code, int32_t number1, int32_t number2, const char *text1,
+             const char *text2) override
+    {
+        if (code != PW_PAGES_SPLIT)
+            throw invalidCall("code " + std::to_string(code) + " on a split");
+        if (number1 != 1 || (number2 != 1 && number2 != 2))
+            throw invalidCall("split " + std::to_string(number1) + ", " + std::to_string(number2));
+        if (!text2 || !*text2)
+            throw invalidCall("no output path for the pages");
+        const std::string range = number2 == 2 && text1 ? text1 : "";
+        const std::string prefix = text2;
+        std::optional<ApFailure> first;
+        // A damaged page must not cost the user the pages after it: they are all written,
+        // and the first failure is reported.
+        for (const int number : pw::pages::pagesOfRange(range, source_.pageCount())) {
+            try {
+                writePage(number, prefix + std::to_string(number) + ".pdf");
+            } catch (const std::bad_alloc &) {
+                throw;
+            } catch (const ApFailure &e) {
+                if (!first)
+                    first = e;
+            } catch (const std::exception &e) {
+                if (!first)
+                    first = invalidFormat("PDF: " + path_ + ": page " + std::to_string(number) +
+                                          ": " + e.what());
+            }
+        }
+        if (first)
+            throw *first;
+    }
+
+    void close() override {}
+
+private:
+    void writePage(int number, const std::string &target)
+    {
+        // A document of its own for every page, dropped once written: nothing of one page
+        // stays behind for the next.
+        QPDF out;
+        quieten(out);
+        out.emptyPDF();
+        std::unique_ptr<QPDFAcroFormDocumentHelper> forms;
+        copyPage(out, forms, source_, number);
+        writeReplacing(out, target, version_, false, nullptr);
+    }
+
+    std::string path_;
+    Source source_;
+    PDFVersion version_;
+};
+
+struct Registry {
+    std::mutex lock;
+    std::map<int32_t, std::shared_ptr<Job>> jobs;
+    int32_t next = 1;
+
+    int32_t add(std::shared_ptr<Job> job)
+    {
+        std::lock_guard guard(lock);
+        if (jobs.size() >= kMaxHandles)
+            return 0;
+        while (jobs.count(next))
+            next = next == INT32_MAX ? 1 : next + 1;
+        const int32_t handle = next;
+        next = next == INT32_MAX ? 1 : next + 1;
+        jobs.emplace(handle, std::move(job));
+        return handle;
+    }
+
+    std::shared_ptr<Job> find(int32_t handle, bool release)
+    {
+        std::lock_guard guard(lock);
+        const auto it = jobs.find(handle);
+        if (it == jobs.end())
+            throw failure(rte::kBadFileNameOrNumber, "handle " + std::to_string(handle));
+        auto job = it->second;
+        if (release)
+            jobs.erase(it);
+        return job;
+    }
+};
+
+Registry &registry()
+{
+    // Never destroyed: a caller's thread may still be closing handles while the process exits.
+    static auto *registry = new Registry;
+    return *registry;
+}
+
+ApFailure failureOf(std::exception_ptr caught)
+{
+    try {
+        std::rethrow_exception(caught);
+    } catch (const ApFailure &e) {
+        return e;
+    } catch (const std::bad_alloc &) {
+        return pw::outOfMemory();
+    } catch (const std::exception &e) {
+        // qpdf reports damage beyond repair by QPDFExc and by plain run-time errors alike.
+        return invalidFormat(std::string("PDF: ") + e.what());
+    } catch (...) {
+        return invalidFormat("PDF: unreadable");
+    }
+}
+
+void keep(std::exception_ptr caught, pw_module_error *error) noexcept
+{
+    try {
+        const ApFailure failure = failureOf(caught);
+        lastError = failure.what();
+        if (error)
+            pw::report(*error, failure);
+    } catch (...) {
+        // No memory left even for the text.
+        lastError.clear();
+        if (error) {
+            error->number = rte::kOutOfMemory;
+            std::snprintf(error->text, sizeof error->text, "Out of memory");
+        }
+    }
+}
+
+// Runs `call` with its failure kept for apLastError and `error`: no exception may leave the
+// module.
+template <typename Call>
+int32_t guarded(int32_t failed, pw_module_error *error, Call &&call) noexcept
+{
+    try {
+        lastError.clear();
+        return call();
+    } catch (...) {
+        keep(std::current_exception(), error);
+    }
+    return failed;
+}
+
+std::string infoKey(const char *key)
+{
+    if (!key || !*key)
+        throw invalidCall("no document information key");
+    return *key == '/' ? key : std::string("/") + key;
+}
+
+int32_t getInfo(const char *path, const char *key, char *value, size_t size)
+{
+    if (value && size > 0)
+        *value = '\0';
+    const std::string name = infoKey(key);
+    auto pdf = openPdf(path);
+    QPDFObjectHandle info = pdf->getTrailer().getKey("/Info");
+    if (!info.isDictionary())
+        return 0;
+    QPDFObjectHandle entry = info.getKey(name);
+    std::string text;
+    if (entry.isString())
+        text = entry.getUTF8Value();
+    else if (entry.isName())
+        text = entry.getName().substr(1);
+    else if (entry.isInteger() || entry.isReal() || entry.isBool())
+        text = entry.unparse();
+    if (value && size > 0) {
+        size_t n = std::min(text.size(), size - 1);
+        // Cut at a character, never inside one.
+        while (n > 0 && n < text.size() && (static_cast<unsigned char>(text[n]) & 0xC0) == 0x80)
+            --n;
+        std::memcpy(value, text.data(), n);
+        value[n] = '\0';
+    }
+    return int32_t(std::min<size_t>(text.size(), INT32_MAX));
+}
+
+int32_t setInfo(const char *path, const char *key, const char *value)
+{
+    const std::string name = infoKey(key);
+    const std::string text = value ? value : "";
+    // Through a link, the file it names is the one to rewrite.
+    std::string target = path;
+    if (char *real = ::realpath(path, nullptr)) {
+        target = real;
+        std::free(real);
+    }
+    struct stat status {};
+    if (::stat(target.c_str(), &status) != 0)
+        throw systemFailure(errno, path);
+    auto pdf = openPdf(target);
+    QPDFObjectHandle trailer = pdf->getTrailer();
+    QPDFObjectHandle info = trailer.getKey("/Info");
+    if (!info.isDictionary()) {
+        if (text.empty())
+            return PW_MODULE_OK;
+        info = QPDFObjectHandle::newDictionary();
+    }
+    if (!info.isIndirect()) {
+        info = pdf->makeIndirectObject(info);
+        trailer.replaceKey("/Info", info);
+    }
+    if (text.empty()) {
+        if (!info.hasKey(name))
+            return PW_MODULE_OK;
+        info.removeKey(name);
+    } else {
+        info.replaceKey(name, QPDFObjectHandle::newUnicodeString(text));
+    }
+    writeReplacing(*pdf, target, pdf->getVersionAsPDFVersion(), true, &status.st_mode);
+    return PW_MODULE_OK;
+}
+
+} // namespace
+
+extern "C" int32_t apCreateMerge(const char *outputPath)
+{
+    return guarded(0, nullptr, [&] {
+        if (!outputPath || !*outputPath)
+            throw invalidCall("no output path for the merge");
+        return registry().add(std::make_shared<Merge>(outputPath));
+    });
+}
+
+extern "C" int32_t apOpenSplit(const char *sourcePath)
+{
+    return guarded(0, nullptr, [&] {
+        if (!sourcePath || !*sourcePath)
+            throw invalidCall("no PDF to split");
+        return registry().add(std::make_shared<Split>(sourcePath));
+    });
+}
+
+extern "C" int32_t apSetFunction(int32_t handle, int32_t code, int32_t number1, int32_t number2,
+                                 const char *text1, const char *text2)
+{
+    return guarded(PW_MODULE_FAILED, nullptr, [&] {
+        auto job = registry().find(handle, false);
+        std::lock_guard guard(job->busy);
+        job->run(code, number1, number2, text1, text2);
+        return PW_MODULE_OK;
+    });
+}
+
+extern "C" int32_t apClose(int32_t handle)
+{
+    return guarded(PW_MODULE_FAILED, nullptr, [&] {
+        auto job = registry().find(handle, true);
+        std::lock_guard guard(job->busy);
+        job->close();
+        return PW_MODULE_OK;
+    });
+}
+
+extern "C" const char *apLastError(void)
+{
+    return lastError.c_str();
+}
+
+extern "C" int32_t pw_pages_count(const char *path)
+{
+    return guarded(PW_MODULE_FAILED, nullptr, [&] {
+        if (!path)
+            throw invalidCall("no PDF");
+        return Source(openPdf(path)).pageCount();
+    });
+}
+
+extern "C" int32_t pw_pages_get_info(const char *path, const char *key, char *value, size_t size)
+{
+    return guarded(PW_MODULE_FAILED, nullptr, [&] {
+        if (!path)
+            throw invalidCall("no PDF");
+        return getInfo(path, key, value, size);
+    });
+}
+
+extern "C" int32_t pw_pages_set_info(const char *path, const char *key, const char *value,
+                                     pw_module_error *error)
+{
+    return guarded(PW_MODULE_FAILED, error, [&] {
+        if (!path)
+            throw invalidCall("no PDF");
+        return setInfo(path, key, value);
+    });
+}

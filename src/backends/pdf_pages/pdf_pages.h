@@ -1,0 +1,68 @@
+#pragma once
+
+/* Our PDF page library, a module of its own (pw_pdf_pages.so) on qpdf: merge files or page
+   ranges of them into one PDF, split a PDF into one PDF per page, read and write the document
+   information. Callers look the entry points up by name with pw::moduleSymbol; only C types
+   cross. Paths and texts are UTF-8.
+
+   Page ranges: comma-separated pages and spans, "1-3,7,10-". Pages count from 1, a span may
+   leave its end open ("10-": to the last page) or its start ("-3": from the first), spaces are
+   ignored, pages past the end are skipped, "0" or the empty text is every page. A range that
+   cannot be read ("a", "3-1", "1--2") selects no page. The syntax is in docs/pdf_pages.md. */
+
+#include "module_abi.h"
+
+#include <stddef.h>
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* apSetFunction codes. */
+enum {
+    PW_PAGES_ADD = 175,  /* merge handle: number1 0, number2 0, text1 the file to add, text2
+                            its page range */
+    PW_PAGES_SPLIT = 170 /* split handle: number1 1; number2 1 for every page, 2 for the pages
+                            of the range in text1; text2 the output path and prefix: page N
+                            is written to "<text2>N.pdf" */
+};
+
+/* A handle above 0 for a merge into `outputPath`, which apClose writes; 0 when no more
+   handles can be had. */
+PW_MODULE_EXPORT int32_t apCreateMerge(const char *outputPath);
+/* A handle above 0 for splitting `sourcePath`; 0 when it cannot be read as a PDF. */
+PW_MODULE_EXPORT int32_t apOpenSplit(const char *sourcePath);
+/* 0 when done; -1 for an unknown handle or code, or a file that cannot be read or written.
+   The failure's text is kept for apLastError. */
+PW_MODULE_EXPORT int32_t apSetFunction(int32_t handle, int32_t code, int32_t number1,
+                                       int32_t number2, const char *text1, const char *text2);
+/* Writes a merge (one with no pages writes nothing) and releases the handle. 0, or -1 when
+   the handle is unknown or the merged file cannot be written. */
+PW_MODULE_EXPORT int32_t apClose(int32_t handle);
+/* The text of the last failure on this thread, "" when there was none: every call of this
+   module starts by clearing it. */
+PW_MODULE_EXPORT const char *apLastError(void);
+
+/* Pages of `path`, or -1 when it cannot be read as a PDF. */
+PW_MODULE_EXPORT int32_t pw_pages_count(const char *path);
+/* Copies the document information entry `key` ("Title", "Subject", "Author", "Keywords",
+   "Creator", "Producer" or any other) of `path` into `value` as UTF-8, NUL-terminated and
+   cut to `size`. Returns the full length in bytes (0 when the entry is missing), or -1 when the
+   file cannot be read. */
+PW_MODULE_EXPORT int32_t pw_pages_get_info(const char *path, const char *key, char *value,
+                                           size_t size);
+/* Sets entry `key` of `path` to the UTF-8 `value` (the empty text removes it) and rewrites
+   the file in place through a temporary file beside it. 0, or -1 with `error` filled. */
+PW_MODULE_EXPORT int32_t pw_pages_set_info(const char *path, const char *key, const char *value,
+                                           pw_module_error *error);
+
+#ifdef __cplusplus
+}
+
+namespace pw::pages {
+
+inline constexpr char kModule[] = "pw_pdf_pages.so";
+
+} // namespace pw::pages
+#endif

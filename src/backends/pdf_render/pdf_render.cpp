@@ -1,0 +1,350 @@
+#include "pdf_render.h"
+
+#include "image_files.h"
+
+#include <poppler-document.h>
+#include <poppler-global.h>
+#include <poppler-image.h>
+#include <poppler-page-renderer.h>
+#include <poppler-page.h>
+
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace pw::render;
+
+// Beyond these a page would not fit in memory anyway; refusing it early keeps poppler from
+// trying, and keeps the pixel arithmetic far from int limits.
+constexpr double kMaxSide = 1 << 20;
+constexpr double kMaxPixels = double(1 << 30);
+
+struct Settings {
+    std::string folder; // empty: the PDF's own
+    std::string base;   // empty: the PDF's name without its extension
+    int dpi = 150;
+    int quality = 90;
+    int format = PW_RENDER_PNG;
+    int depth = 24;
+    bool oneFile = false;
+    int compression = 0; // 0: ours, by depth
+};
+
+struct Document {
+    // One caller at a time per document: a poppler document is not safe to share between
+    // threads, while separate documents render side by side.
+    std::mutex mutex;
+    std::unique_ptr<poppler::document> pdf;
+    fs::path source;
+    int pages = 0;
+    Settings settings;
+    TiffFile book; // the one-file TIFF, open from its first page until apClose
+};
+
+std::mutex tableMutex;
+std::map<int32_t, std::shared_ptr<Document>> documents;
+int32_t lastHandle = 0;
+
+// Handles are never reused while the module is loaded: a stale handle a caller keeps after
+// apClose then fails instead of reaching someone else's document.
+int32_t addDocument(std::shared_ptr<Document> document)
+{
+    std::lock_guard lock(tableMutex);
+    if (lastHandle == INT32_MAX)
+        return PW_RENDER_CANNOT_OPEN;
+    documents.emplace(++lastHandle, std::move(document));
+    return lastHandle;
+}
+
+std::shared_ptr<Document> findDocument(int32_t handle)
+{
+    std::lock_guard lock(tableMutex);
+    const auto found = documents.find(handle);
+    return found == documents.end() ? nullptr : found->second;
+}
+
+std::shared_ptr<Document> takeDocument(int32_t handle)
+{
+    std::lock_guard lock(tableMutex);
+    const auto found = documents.find(handle);
+    if (found == documents.end())
+        return nullptr;
+    std::shared_ptr<Document> document = std::move(found->second);
+    documents.erase(found);
+    return document;
+}
+
+void quietPoppler(const std::string &, void *) {}
+
+// poppler writes every complaint about a damaged file to stderr unless told otherwise. The
+// setting is the process's; nothing else in the program renders through poppler-cpp.
+void silencePoppler()
+{
+    static std::once_flag once;
+    std::call_once(once, [] { poppler::set_debug_error_function(quietPoppler, nullptr); });
+}
+
+bool isReadableFile(const char *path)
+{
+    std::error_code error;
+    if (!fs::is_regular_file(fs::path(path), error))
+        return false;
+    FILE *file = std::fopen(path, "rb");
+    if (!file)
+        return false;
+    std::fclose(file);
+    return true;
+}
+
+// The page as a viewer shows it, its crop box turned by its rotation, in pixels: a pixel
+// partly covered counts whole, which is how pdftoppm sizes its images.
+bool pageSize(const poppler::page &page, int dpi, int &width, int &height)
+{
+    const poppler::rectf box = page.page_rect(poppler::crop_box);
+    double across = std::abs(box.width()), down = std::abs(box.height());
+    const poppler::page::orientation_enum turn = page.orientation();
+    if (turn == poppler::page::landscape || turn == poppler::page::seascape)
+        std::swap(across, down);
+    // Multiplied before the division: 792 pt at 150 dpi is 1650 pixels, where a scale factor
+    // rounded to a double first would make it 1650.0000000000002 and so 1651.
+    const double w = std::ceil(across * dpi / 72.0), h = std::ceil(down * dpi / 72.0);
+    if (!(w >= 1 && h >= 1 && w <= kMaxSide && h <= kMaxSide && w * h <= kMaxPixels))
+        return false;
+    width = int(w);
+    height = int(h);
+    return true;
+}
+
+// Black where the grey is below the middle; bits packed for the writers (1 is black).
+std::vector<unsigned char> threshold(const poppler::image &grey, size_t stride)
+{
+    std::vector<unsigned char> bits(stride * size_t(grey.height()));
+    const auto *pixels = reinterpret_cast<const unsigned char *>(grey.const_data());
+    for (int y = 0; y < grey.height(); ++y) {
+        const unsigned char *in = pixels + size_t(grey.bytes_per_row()) * size_t(y);
+        unsigned char *out = bits.data() + stride * size_t(y);
+        for (int x = 0; x < grey.width(); ++x)
+            if (in[x] < 128)
+                out[x >> 3] |= static_cast<unsigned char>(0x80 >> (x & 7));
+    }
+    return bits;
+}
+
+bool writePage(Document &document, const Raster &raster, int page)
+{
+    const Settings &s = document.settings;
+    fs::path folder = s.folder.empty() ? document.source.parent_path() : fs::path(s.folder);
+    if (folder.empty())
+        folder = ".";
+    const std::string base = s.base.empty() ? document.source.stem().string() : s.base;
+    std::error_code error;
+    fs::create_directories(folder, error);
+    if (error)
+        return false;
+
+    if (s.format == PW_RENDER_TIFF_ALL && s.oneFile) {
+        if (!document.book.isOpen() && !document.book.open(folder / (base + ".tif")))
+            return false;
+        return document.book.addPage(raster, s.compression, s.quality);
+    }
+    const std::string stem = base + "-" + std::to_string(page);
+    switch (s.format) {
+    case PW_RENDER_PNG:
+        return writePng(folder / (stem + ".png"), raster);
+    case PW_RENDER_JPEG:
+        return writeJpeg(folder / (stem + ".jpg"), raster, s.quality);
+    default:
+        return writeTiff(folder / (stem + ".tif"), raster, s.compression, s.quality);
+    }
+}
+
+int32_t convertPage(Document &document, int32_t page)
+{
+    if (page < 1 || page > document.pages)
+        return PW_MODULE_FAILED;
+    const std::unique_ptr<poppler::page> source(document.pdf->create_page(page - 1));
+    const Settings &s = document.settings;
+    int width = 0, height = 0;
+    if (!source || !pageSize(*source, s.dpi, width, height))
+        return PW_MODULE_FAILED;
+
+    // With both kinds of antialiasing on, the pixels are pdftoppm's at the same resolution.
+    poppler::page_renderer renderer;
+    renderer.set_render_hints(poppler::page_renderer::antialiasing |
+                              poppler::page_renderer::text_antialiasing);
+    renderer.set_image_format(s.depth == 24 ? poppler::image::format_rgb24
+                                            : poppler::image::format_gray8);
+    const poppler::image image =
+        renderer.render_page(source.get(), s.dpi, s.dpi, 0, 0, width, height);
+    if (!image.is_valid() || image.width() != width || image.height() != height)
+        return PW_MODULE_FAILED;
+
+    Raster raster;
+    raster.width = width;
+    raster.height = height;
+    raster.depth = s.depth;
+    raster.dpi = s.dpi;
+    std::vector<unsigned char> bits;
+    if (s.depth == 1) {
+        raster.stride = (size_t(width) + 7) / 8;
+        bits = threshold(image, raster.stride);
+        raster.data = bits.data();
+    } else {
+        raster.stride = size_t(image.bytes_per_row());
+        raster.data = reinterpret_cast<const unsigned char *>(image.const_data());
+    }
+    return writePage(document, raster, page) ? PW_MODULE_OK : PW_MODULE_FAILED;
+}
+
+bool setProperty(Settings &s, int32_t property, const char *text, int32_t number)
+{
+    const std::string value = text ? text : "";
+    switch (property) {
+    case PW_RENDER_FOLDER:
+        s.folder = value;
+        return true;
+    case PW_RENDER_BASE:
+        // A separator would write outside the folder the caller chose.
+        if (value.find('/') != std::string::npos)
+            return false;
+        s.base = value;
+        return true;
+    case PW_RENDER_DPI_TEXT:
+        // The text form lets a caller that passes a text through choose the resolution.
+        if (value.empty())
+            return true;
+        if (value.find_first_not_of("0123456789") != std::string::npos || value.size() > 4)
+            return false;
+        return setProperty(s, PW_RENDER_RESOLUTION, "", std::stoi(value));
+    case PW_RENDER_RESOLUTION:
+        if (number < 1 || number > 2400)
+            return false;
+        s.dpi = number;
+        return true;
+    case PW_RENDER_QUALITY:
+        if (number < 1 || number > 100)
+            return false;
+        s.quality = number;
+        return true;
+    case PW_RENDER_FORMAT:
+        if (number != PW_RENDER_PNG && number != PW_RENDER_JPEG && number != PW_RENDER_TIFF &&
+            number != PW_RENDER_TIFF_ALL)
+            return false;
+        s.format = number;
+        return true;
+    case PW_RENDER_DEPTH:
+        if (number != 1 && number != 8 && number != 24)
+            return false;
+        s.depth = number;
+        return true;
+    case PW_RENDER_ONE_FILE:
+        if (number != 0 && number != 1)
+            return false;
+        s.oneFile = number == 1;
+        return true;
+    case PW_RENDER_COMPRESSION:
+        if (number == -1 || number == 0) {
+            s.compression = 0;
+            return true;
+        }
+        if (!tiffCompressionAvailable(number))
+            return false;
+        s.compression = number;
+        return true;
+    default:
+        return false;
+    }
+}
+
+} // namespace
+
+extern "C" {
+
+int32_t apOpen(const char *path, const char *userPassword, const char *ownerPassword)
+{
+    try {
+        silencePoppler();
+        if (!path || !isReadableFile(path))
+            return PW_RENDER_CANNOT_OPEN;
+        auto document = std::make_shared<Document>();
+        document->source = fs::path(path);
+        document->pdf.reset(poppler::document::load_from_file(
+            path, ownerPassword ? ownerPassword : "", userPassword ? userPassword : ""));
+        if (!document->pdf)
+            return PW_RENDER_DAMAGED;
+        // A locked document answers nothing else: poppler would crash on its page count.
+        if (document->pdf->is_locked())
+            return PW_RENDER_LOCKED;
+        document->pages = document->pdf->pages();
+        if (document->pages < 1)
+            return PW_RENDER_NO_PAGES;
+        return addDocument(std::move(document));
+    } catch (...) {
+        return PW_RENDER_CANNOT_OPEN;
+    }
+}
+
+int32_t apSetProperty(int32_t handle, int32_t property, const char *text, int32_t number1,
+                      int32_t /*number2*/)
+{
+    try {
+        const std::shared_ptr<Document> document = findDocument(handle);
+        if (!document)
+            return PW_MODULE_FAILED;
+        std::lock_guard lock(document->mutex);
+        return setProperty(document->settings, property, text, number1) ? PW_MODULE_OK
+                                                                        : PW_MODULE_FAILED;
+    } catch (...) {
+        return PW_MODULE_FAILED;
+    }
+}
+
+int32_t apConvertPage(int32_t handle, int32_t page)
+{
+    try {
+        const std::shared_ptr<Document> document = findDocument(handle);
+        if (!document)
+            return PW_MODULE_FAILED;
+        std::lock_guard lock(document->mutex);
+        return convertPage(*document, page);
+    } catch (...) {
+        return PW_MODULE_FAILED;
+    }
+}
+
+int32_t apPageCount(int32_t handle)
+{
+    try {
+        const std::shared_ptr<Document> document = findDocument(handle);
+        return document ? document->pages : PW_MODULE_FAILED;
+    } catch (...) {
+        return PW_MODULE_FAILED;
+    }
+}
+
+int32_t apClose(int32_t handle)
+{
+    try {
+        const std::shared_ptr<Document> document = takeDocument(handle);
+        if (!document)
+            return PW_MODULE_FAILED;
+        // Waits for a page another thread is still converting, then finishes the file.
+        std::lock_guard lock(document->mutex);
+        document->book.close();
+        return PW_MODULE_OK;
+    } catch (...) {
+        return PW_MODULE_FAILED;
+    }
+}
+
+} // extern "C"

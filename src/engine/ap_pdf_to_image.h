@@ -1,0 +1,36 @@
+#pragma once
+// Turns the pages of one PDF into image files through the rendering library, reporting each
+// page to the window in gfrmSetOrder when there is one.
+
+#include "pdf_page_libraries.h"
+
+#include <QString>
+
+#include <cstdint>
+
+namespace pw {
+
+class UiServices;
+
+class ApPdfToImage {
+public:
+    // The format whose pages go straight into the output folder; every other format gets a
+    // folder named after the PDF inside it.
+    static constexpr int32_t StraightIntoFolder = 7;
+
+    explicit ApPdfToImage(UiServices &ui, PdfToImageLibrary &library = PdfToImageLibrary::ours())
+        : ui_(ui), library_(library)
+    {
+    }
+
+    // Renders pages 1 to `pageCount` of `pdf`; `passThrough` reaches the library unchanged as
+    // its property 2. The count is the caller's: it is not checked against the document.
+    bool ConvertPDFToImage(const QString &pdf, const QString &outputFolder, int32_t pageCount,
+                           const QString &passThrough, int32_t format);
+
+private:
+    UiServices &ui_;
+    PdfToImageLibrary &library_;
+};
+
+} // namespace pw

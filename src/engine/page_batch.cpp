@@ -1,0 +1,326 @@
+#include "page_batch.h"
+
+#include "ap_img_to_pdf.h"
+#include "ap_pdf_to_image.h"
+#include "tiff_pdf_commands.h"
+#include "tiff_pdf_components.h"
+
+#include "backends/pdf_pages/page_range.h"
+#include "core/command_line.h"
+#include "core/path_helpers.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFileInfo>
+#include <QObject>
+
+#include <algorithm>
+#include <map>
+
+namespace pw {
+
+namespace {
+
+using Sink = std::function<void(const QString &)>;
+
+struct Context {
+    UiServices &ui;
+    CommandLine line;
+    const Sink &out;
+    const Sink &err;
+};
+
+constexpr int16_t PastTheEnd = 32767;
+
+const QStringList InfoKeys = {"Title", "Subject", "Author", "Keywords"};
+
+TiffPdfCommands commandsFor(UiServices &ui)
+{
+    return TiffPdfCommands(ui, QCoreApplication::applicationDirPath());
+}
+
+QString baseName(const QString &file)
+{
+    return QFileInfo(file).completeBaseName();
+}
+
+// Runs `one` for every file; each file it refuses is named on err.
+int eachFile(Context &c, const std::function<bool(const QString &)> &one)
+{
+    int failed = 0;
+    for (const QString &file : c.line.files) {
+        if (!one(file)) {
+            c.err(file);
+            ++failed;
+        }
+    }
+    return failed ? 1 : 0;
+}
+
+bool allExist(const QStringList &paths)
+{
+    return std::all_of(paths.begin(), paths.end(),
+                       [](const QString &path) { return QFileInfo(path).isFile(); });
+}
+
+int render(Context &c)
+{
+    static const std::map<QString, std::pair<int32_t, const char *>> formats = {
+        {"png", {1, "png"}},
+        {"jpeg", {2, "jpg"}},
+        {"tiff", {3, "tif"}},
+        {"tiff-pages", {7, "tif"}}};
+    const auto format = formats.find(c.line.value("--format", "png"));
+    if (format == formats.end()) {
+        c.err("Unknown format " + c.line.value("--format") +
+              "; use png, jpeg, tiff or tiff-pages.");
+        return 2;
+    }
+    const QString resolution = c.line.value("--resolution", "150");
+    const auto [number, extension] = format->second;
+    TiffPdfCommands commands = commandsFor(c.ui);
+    ApPdfToImage binding(c.ui);
+    const QString output = c.line.value("-o");
+    return eachFile(c, [&](const QString &file) {
+        const int pages = commands.GetNoOfPagesFromPDF(file);
+        if (pages <= 0 || !binding.ConvertPDFToImage(file, output, pages, resolution, number))
+            return false;
+        if (number == ApPdfToImage::StraightIntoFolder)
+            return allExist({ValidateDir(output) + baseName(file) + ".tif"});
+        QStringList images;
+        for (int page = 1; page <= pages; ++page)
+            images << ValidateDir(FolderNamedAfter(file, output)) + baseName(file) + "-" +
+                          QString::number(page) + "." + extension;
+        return allExist(images);
+    });
+}
+
+int split(Context &c, const QString &range)
+{
+    TiffPdfCommands commands = commandsFor(c.ui);
+    const QString output = c.line.value("-o");
+    return eachFile(c, [&](const QString &file) {
+        const int pages = commands.GetNoOfPagesFromPDF(file);
+        const QString prefix = c.line.value("--prefix", baseName(file) + "-");
+        if (pages <= 0 || !commands.SplitPDFFiles(file, range, output, prefix))
+            return false;
+        QStringList parts;
+        for (const int page : pages::pagesOfRange(range.toStdString(), pages))
+            parts << ValidateDir(FolderNamedAfter(file, output)) + prefix + QString::number(page) +
+                         ".pdf";
+        return !parts.isEmpty() && allExist(parts);
+    });
+}
+
+// "FILE.pdf:1-3" is the pages 1 to 3 of FILE.pdf, unless a file of that whole name exists.
+clsColSetOrderGrid joinRow(const QString &arg)
+{
+    QString file = arg;
+    QString range;
+    const qsizetype colon = arg.lastIndexOf(':');
+    if (colon > 0 && !QFileInfo::exists(arg)) {
+        file = arg.left(colon);
+        range = arg.mid(colon + 1);
+    }
+    const QFileInfo info(file);
+    clsColSetOrderGrid row;
+    row.setFilename(info.fileName());
+    row.setFileLocation(info.absolutePath());
+    row.setRange(range);
+    return row;
+}
+
+int join(Context &c)
+{
+    TiffPdfCommands commands = commandsFor(c.ui);
+    int failed = 0;
+    for (const QString &arg : c.line.files) {
+        clsColSetOrderGrid row = joinRow(arg);
+        // A file the library cannot read would be left out of the merge without a word.
+        if (commands.GetNoOfPagesFromPDF(ValidateDir(row.FileLocation()) + row.filename()) <= 0) {
+            c.err(arg);
+            ++failed;
+        }
+        commands.colSelectedData.push_back(std::move(row));
+    }
+    if (failed)
+        return 1;
+    // The merge counts its files on the bar of the window that started it; a terminal has none,
+    // so it gets a stand-in that nobody sees.
+    QObject window;
+    (new QObject(&window))->setObjectName("ProgressBar1");
+    gfrmSetOrder = &window;
+    commands.OutputFile = QFileInfo(c.line.value("-o")).absoluteFilePath();
+    const bool joined = commands.CombineOrderPdf() && QFileInfo(commands.OutputFile).isFile();
+    gfrmSetOrder = nullptr;
+    if (!joined)
+        c.err(c.line.value("-o"));
+    return joined ? 0 : 1;
+}
+
+int info(Context &c)
+{
+    TiffPdfCommands commands = commandsFor(c.ui);
+    QStringList changes;
+    for (const QString &key : InfoKeys) {
+        if (c.line.has("--" + key.toLower()))
+            changes << key;
+    }
+    return eachFile(c, [&](const QString &file) {
+        for (const QString &key : changes) {
+            if (!commands.UpdatePdfMetaData(file, key, c.line.value("--" + key.toLower()), {}))
+                return false;
+        }
+        if (!changes.isEmpty())
+            return true;
+        c.out(file);
+        for (const QString &key : InfoKeys) {
+            const QString value = commands.GetPdfMetaData(file, key);
+            if (value == "False")
+                return false;
+            c.out("  " + key + ": " + value);
+        }
+        return true;
+    });
+}
+
+int tiffJoin(Context &c)
+{
+    TiffMergeSplit component;
+    if (component.MergeTIFFs(c.line.files, c.line.value("-o")))
+        return 0;
+    c.err(component.lastError());
+    return 1;
+}
+
+int tiffCommand(Context &c, const QString &command)
+{
+    TiffPdfCommands commands = commandsFor(c.ui);
+    const QString output = c.line.value("-o");
+    const auto page = [&](const QString &option, int fallback) {
+        return static_cast<int16_t>(std::clamp(c.line.number(option, fallback), 0, 32767));
+    };
+    if (command == "tiff-split") {
+        return eachFile(c, [&](const QString &file) {
+            return commands.SplitTiffFiles(file, page("--page", 1), output,
+                                           c.line.value("--prefix", baseName(file) + "-"));
+        });
+    }
+    if (command == "tiff-extract") {
+        const bool ranged = c.line.has("--first") || c.line.has("--last");
+        const int16_t first = page("--first", 1);
+        const int16_t last = page("--last", c.line.has("--first") ? first : PastTheEnd);
+        return eachFile(c, [&](const QString &file) {
+            return ranged ? commands.ExtractTIFFpagesbyRange(file, first, last, output)
+                          : commands.ExtractAllTIFFpages(file, output);
+        });
+    }
+    if (command == "tiff-delete") {
+        return eachFile(c, [&](const QString &file) {
+            return commands.DeleteTiffPage(file, page("--page", 0));
+        });
+    }
+    // tiff-append: the first file takes the others, in the order given.
+    const QString target = c.line.files.takeFirst();
+    int16_t at = page("--at", PastTheEnd);
+    return eachFile(c, [&](const QString &file) {
+        if (!commands.AppendFileTiffFile(target, file, at))
+            return false;
+        if (at != PastTheEnd)
+            at = static_cast<int16_t>(
+                std::min<int>(PastTheEnd, at + TiffMergeSplit().PageCount(file)));
+        return true;
+    });
+}
+
+struct Command {
+    QStringList valued;
+    QStringList required;
+    int minimumFiles = 1;
+};
+
+const std::map<QString, Command> &commandTable()
+{
+    static const std::map<QString, Command> table = {
+        {"render", {{"-o", "--resolution", "--format"}, {"-o"}}},
+        {"split", {{"-o", "--prefix"}, {"-o"}}},
+        {"extract", {{"-o", "--prefix", "--range"}, {"-o", "--range"}}},
+        {"join", {{"-o"}, {"-o"}}},
+        {"info", {{"--title", "--subject", "--author", "--keywords"}, {}}},
+        {"tiff-join", {{"-o"}, {"-o"}}},
+        {"tiff-split", {{"-o", "--page", "--prefix"}, {"-o", "--page"}}},
+        {"tiff-extract", {{"-o", "--first", "--last"}, {"-o"}}},
+        {"tiff-delete", {{"--page"}, {"--page"}}},
+        {"tiff-append", {{"--at"}, {}, 2}},
+    };
+    return table;
+}
+
+} // namespace
+
+bool IsBatchPageCommand(const QString &command)
+{
+    return commandTable().count(command) > 0;
+}
+
+QString BatchPageCommandsUsage()
+{
+    return "  pagewright-batch render [--resolution DPI] [--format png|jpeg|tiff|tiff-pages]"
+           " -o DIR FILE.pdf...\n"
+           "      each page as an image in DIR/NAME/ (150 dpi, PNG); tiff-pages writes one\n"
+           "      multi-page TIFF per PDF straight into DIR\n"
+           "  pagewright-batch split [--prefix TEXT] -o DIR FILE.pdf...\n"
+           "      one PDF per page, DIR/NAME/NAME-1.pdf and so on (TEXT replaces \"NAME-\")\n"
+           "  pagewright-batch extract --range RANGE [--prefix TEXT] -o DIR FILE.pdf...\n"
+           "      the pages of RANGE (\"1-3,7\", \"10-\"), one PDF each, as split does\n"
+           "  pagewright-batch join -o OUT.pdf FILE.pdf[:RANGE]...\n"
+           "      the files, or their RANGEs, into one PDF in the order given\n"
+           "  pagewright-batch info [--title T] [--subject S] [--author A] [--keywords K]"
+           " FILE.pdf...\n"
+           "      prints the document information, or sets the entries given\n"
+           "  pagewright-batch tiff-join -o OUT.tif FILE.tif...\n"
+           "      the pages of the files into one TIFF, each page copied as stored\n"
+           "  pagewright-batch tiff-split --page N [--prefix TEXT] -o DIR FILE.tif...\n"
+           "      pages 1 to N into DIR/NAME/NAME-1.tif, the rest into DIR/NAME/NAME-2.tif\n"
+           "  pagewright-batch tiff-extract [--first N] [--last M] -o DIR FILE.tif...\n"
+           "      each page (of N to M) into its own TIFF in DIR/NAME/\n"
+           "  pagewright-batch tiff-delete --page N FILE.tif...\n"
+           "      removes page N\n"
+           "  pagewright-batch tiff-append [--at N] TARGET.tif FILE.tif...\n"
+           "      puts the pages of the files into TARGET.tif after its page N (default: at"
+           " its end)\n";
+}
+
+int RunBatchPageCommand(UiServices &ui, const QStringList &args, const Sink &out, const Sink &err)
+{
+    const QString name = args.value(0);
+    const Command &command = commandTable().at(name);
+    Context c{ui, ParseCommandLine(args.mid(1), command.valued, {}), out, err};
+    for (const QString &option : command.required) {
+        if (c.line.error.isEmpty() && !c.line.has(option))
+            c.line.error = "The " + name + " command needs " + option + ".";
+    }
+    if (c.line.error.isEmpty() && c.line.files.size() < command.minimumFiles)
+        c.line.error = "The " + name + " command needs " + QString::number(command.minimumFiles) +
+                       (command.minimumFiles > 1 ? " files." : " file.");
+    if (c.line.error.isEmpty() && c.line.has("-o") && name != "join" && name != "tiff-join" &&
+        !QDir().mkpath(c.line.value("-o")))
+        c.line.error = "Cannot create the output folder " + c.line.value("-o");
+    if (!c.line.error.isEmpty()) {
+        err(c.line.error);
+        return 2;
+    }
+    if (name == "render")
+        return render(c);
+    if (name == "split" || name == "extract")
+        return split(c, c.line.value("--range"));
+    if (name == "join")
+        return join(c);
+    if (name == "info")
+        return info(c);
+    if (name == "tiff-join")
+        return tiffJoin(c);
+    return tiffCommand(c, name);
+}
+
+} // namespace pw

@@ -1,0 +1,374 @@
+#include "tiff_pdf_commands.h"
+
+#include "ap_img_to_pdf.h"
+#include "tiff_pdf_components.h"
+
+#include "core/failure_log.h"
+#include "core/path_helpers.h"
+#include "core/ui_services.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+namespace pw {
+
+namespace {
+
+const Unit commands = Unit::classModule("TiffPdfCommands");
+
+constexpr int32_t AddToMerge = 175;
+constexpr int32_t SplitPages = 170;
+
+std::string libraryPath(const QString &path)
+{
+    return QFile::encodeName(path).toStdString();
+}
+
+// The folder named after `source` inside `outputFolder`, made when missing.
+QString folderFor(const QString &source, const QString &outputFolder)
+{
+    const QString folder = FolderNamedAfter(source, outputFolder);
+    if (!QFileInfo(folder).isDir() && !QDir().mkpath(folder))
+        throw RuntimeError::fromNumber(76);
+    return folder;
+}
+
+QString rowPath(const clsColSetOrderGrid &row)
+{
+    return ValidateDir(row.FileLocation()) + row.filename();
+}
+
+void showCount(int count)
+{
+    SetOrderProgressBar().setValue(count);
+}
+
+// Moves the finished temporary merge into place.
+bool placeMerge(const QString &temporary, const QString &output)
+{
+    if (!QFileInfo::exists(temporary))
+        return false;
+    QFile::remove(output);
+    if (!QFile::copy(temporary, output))
+        throw RuntimeError::fromNumber(75);
+    QFile::remove(temporary);
+    return true;
+}
+
+} // namespace
+
+bool TiffPdfCommands::ConvertPDFToImage(const QString &source, const QString &output,
+                                        int32_t format)
+{
+    bool result = false;
+    PW_PROCEDURE("ConvertPDFToImage", commands);
+    guarded(pwTail, [&] {
+        PW_STEP;
+        if (source.isEmpty() || output.isEmpty())
+            return;
+        PW_STEP;
+        Tiff2Pdf().PDFToImage(source, output, 100, 100, 0, format, 0);
+        result = true;
+    });
+    return result;
+}
+
+bool TiffPdfCommands::ConverImageToTiff(const QString &source, const QString &target,
+                                        int32_t format)
+{
+    bool result = false;
+    PW_PROCEDURE("ConverImageToTiff", commands);
+    guarded(pwTail, [&] {
+        PW_STEP;
+        if (source.isEmpty() || target.isEmpty())
+            return;
+        PW_STEP;
+        Tiff2Pdf().ConvertImageToTiff(source, target, format);
+        result = true;
+    });
+    return result;
+}
+
+bool TiffPdfCommands::Convert_EachTiffToPDFbyOne(const QString &source, const QString &pdf)
+{
+    bool result = false;
+    PW_PROCEDURE("Convert_EachTiffToPDFbyOne", commands);
+    guarded(pwTail, [&] {
+        PW_STEP;
+        if (source.isEmpty() || pdf.isEmpty())
+            return;
+        PW_STEP;
+        Tiff2Pdf().ConvertTiffToPDF(source, pdf);
+        result = true;
+    });
+    return result;
+}
+
+bool TiffPdfCommands::Convert_EachTiffToPDFx(const QString &outputFolder)
+{
+    bool result = false;
+    PW_PROCEDURE("Convert_EachTiffToPDFx", commands);
+    guarded(pwTail, [&] {
+        PW_STEP;
+        if (outputFolder.isEmpty())
+            return;
+        fileCounter_ = 0;
+        Tiff2Pdf converter;
+        for (const clsColSetOrderGrid &row : colSelectedData) {
+            PW_STEP;
+            // Cut at the first dot, unlike every other name the program makes: a.b.tif gives a.
+            const int dot = row.filename().indexOf('.');
+            if (dot < 0)
+                throw RuntimeError::fromNumber(5);
+            const QString pdf = ValidateDir(outputFolder) + row.filename().left(dot) + ".Pdf";
+            ui_.DoEvents();
+            PW_STEP;
+            converter.ConvertTiffToPDF(rowPath(row), pdf);
+            ++fileCounter_;
+        }
+        result = true;
+    });
+    return result;
+}
+
+bool TiffPdfCommands::UpdatePdfMetaData(const QString &file, const QString &text1,
+                                        const QString &text2, const QString &text3)
+{
+    bool result = false;
+    PW_PROCEDURE("UpdatePdfMetaData", commands);
+    guarded(pwTail, [&] {
+        PW_STEP;
+        if (text2.isEmpty())
+            return;
+        PW_STEP;
+        PdfStamper().UpdatePDFInfo(file, text1, text2, text3);
+        result = true;
+    });
+    return result;
+}
+
+QString TiffPdfCommands::GetPdfMetaData(const QString &file, const QString &text)
+{
+    QString result;
+    PW_PROCEDURE("GetPdfMetaData", commands);
+    if (!guarded(pwTail, [&] {
+            PW_STEP;
+            result = PdfStamper().UpdatePDFInfo(file, text);
+        }))
+        result = QStringLiteral("False");
+    return result;
+}
+
+int16_t TiffPdfCommands::GetNoOfPagesFromPDF(const QString &file)
+{
+    int16_t result = 0;
+    PW_PROCEDURE("GetNoOfPagesFromPDF", commands);
+    guarded(pwTail, [&] {
+        PW_STEP;
+        result = CInt(PdfSplitMerge().GetNumberOfPages(file, {}));
+    });
+    return result;
+}
+
+bool TiffPdfCommands::AppendPdfFile(const QString &first, const QString &second,
+                                    const QString &range, const QString &output)
+{
+    bool result = false;
+    PW_PROCEDURE("AppendPdfFile", commands);
+    guarded(pwTail, [&] {
+        PW_STEP;
+        const int32_t handle = pages_.apCreateMerge(libraryPath(output));
+        if (handle > 0) {
+            PW_STEP;
+            pages_.apSetFunction(handle, AddToMerge, 0, 0, libraryPath(first), "0");
+            pages_.apSetFunction(handle, AddToMerge, 0, 0, libraryPath(second),
+                                 range.isEmpty() ? "0" : range.toStdString());
+            PW_STEP;
+            pages_.apClose(handle);
+        }
+        result = true;
+    });
+    return result;
+}
+
+bool TiffPdfCommands::CombineOrderPdf()
+{
+    bool result = false;
+    PW_PROCEDURE("CombineOrderPdf", commands);
+    guarded(pwTail, [&] {
+        PW_STEP;
+        if (OutputFile.isEmpty())
+            return;
+        fileCounter_ = 0;
+        const int32_t handle = pages_.apCreateMerge(libraryPath(OutputFile));
+        for (const clsColSetOrderGrid &row : colSelectedData) {
+            PW_STEP;
+            if (handle > 0) {
+                const QString range = row.Range();
+                pages_.apSetFunction(handle, AddToMerge, 0, 0, libraryPath(rowPath(row)),
+                                     range.isEmpty() || range == "0" ? "0" : range.toStdString());
+            }
+            PW_STEP;
+            ui_.DoEvents();
+            showCount(++fileCounter_);
+        }
+        PW_STEP;
+        pages_.apClose(handle);
+        result = true;
+    });
+    return result;
+}
+
+bool TiffPdfCommands::SplitPDFFiles(const QString &source, const QString &range,
+                                    const QString &outputFolder, const QString &prefix)
+{
+    bool result = false;
+    PW_PROCEDURE("SplitPDFFiles", commands);
+    guarded(pwTail, [&] {
+        PW_STEP;
+        const QString target = ValidateDir(folderFor(source, outputFolder)) + prefix;
+        PW_STEP;
+        const int32_t handle = pages_.apOpenSplit(libraryPath(source));
+        if (!(handle > 0))
+            return;
+        PW_STEP;
+        ui_.DoEvents();
+        pages_.apSetFunction(handle, SplitPages, 1, range.isEmpty() ? 1 : 2, range.toStdString(),
+                             libraryPath(target));
+        PW_STEP;
+        pages_.apClose(handle);
+        result = true;
+    });
+    return result;
+}
+
+bool TiffPdfCommands::AppendFileTiffFile(const QString &first, const QString &second, int16_t index)
+{
+    bool result = false;
+    PW_PROCEDURE("AppendFileTiffFile", commands);
+    guarded(pwTail, [&] {
+        PW_STEP;
+        if (first.isEmpty() || second.isEmpty() || index < 0)
+            return;
+        PW_STEP;
+        result = TiffMergeSplit().AddTIFFPages(first, index, second);
+    });
+    return result;
+}
+
+bool TiffPdfCommands::DeleteTiffPage(const QString &file, int16_t page)
+{
+    bool result = false;
+    PW_PROCEDURE("DeleteTiffPage", commands);
+    guarded(pwTail, [&] {
+        PW_STEP;
+        result = TiffMergeSplit().DeleteTIFFPages(file, page);
+    });
+    return result;
+}
+
+bool TiffPdfCommands::CombineOrderTiff()
+{
+    bool result = false;
+    PW_PROCEDURE("CombineOrderTiff", commands);
+    guarded(pwTail, [&] {
+        PW_STEP;
+        fileCounter_ = 0;
+        if (OutputFile.isEmpty())
+            return;
+        const QString temp1 = ValidateDir(programFolder_) + TempMerge1;
+        const QString temp2 = ValidateDir(programFolder_) + TempMerge2;
+        TiffMergeSplit component;
+        QString firstPath;
+        int row = 0;
+        for (const clsColSetOrderGrid &entry : colSelectedData) {
+            PW_STEP;
+            ui_.DoEvents();
+            const QString path = rowPath(entry);
+            ++row;
+            // The growing result alternates between the two files; each merge drops the
+            // file it read.
+            if (row == 1) {
+                firstPath = path;
+            } else if (row == 2) {
+                if (!component.MergeTIFF(firstPath, path, temp2))
+                    return;
+            } else {
+                const bool intoFirst = row % 2 == 1;
+                const QString &from = intoFirst ? temp2 : temp1;
+                if (!component.MergeTIFF(from, path, intoFirst ? temp1 : temp2))
+                    return;
+                QFile::remove(from);
+            }
+            PW_STEP;
+            showCount(++fileCounter_);
+        }
+        PW_STEP;
+        if (!placeMerge(temp2, OutputFile))
+            placeMerge(temp1, OutputFile);
+        showCount(0);
+        result = true;
+    });
+    return result;
+}
+
+bool TiffPdfCommands::SplitTiffFiles(const QString &source, int16_t page,
+                                     const QString &outputFolder, const QString &prefix)
+{
+    bool result = false;
+    PW_PROCEDURE("SplitTiffFiles", commands);
+    guarded(pwTail, [&] {
+        PW_STEP;
+        const QString target = ValidateDir(folderFor(source, outputFolder)) + prefix;
+        PW_STEP;
+        ui_.DoEvents();
+        result = TiffMergeSplit().SplitTIFF(source, page, target + "1.tif", target + "2.tif");
+        ui_.DoEvents();
+    });
+    return result;
+}
+
+bool TiffPdfCommands::ExtractTIFFpagesbyRange(const QString &source, int16_t firstPage,
+                                              int16_t lastPage, const QString &outputFolder)
+{
+    bool result = false;
+    PW_PROCEDURE("ExtractTIFFpagesbyRange", commands);
+    guarded(pwTail, [&] {
+        PW_STEP;
+        const QString folder = folderFor(source, outputFolder);
+        PW_STEP;
+        ui_.DoEvents();
+        result = TiffMergeSplit().ExtractPages(source, firstPage, lastPage, folder);
+        ui_.DoEvents();
+    });
+    return result;
+}
+
+bool TiffPdfCommands::ExtractAllTIFFpages(const QString &source, const QString &outputFolder)
+{
+    bool result = false;
+    PW_PROCEDURE("ExtractAllTIFFpages", commands);
+    guarded(pwTail, [&] {
+        PW_STEP;
+        const QString folder = folderFor(source, outputFolder);
+        PW_STEP;
+        ui_.DoEvents();
+        result = TiffMergeSplit().ExtractAllTIFFpages(source, folder);
+        ui_.DoEvents();
+    });
+    return result;
+}
+
+bool TiffPdfCommands::FileExists(const QString &path)
+{
+    bool result = false;
+    PW_PROCEDURE("FileExists", commands);
+    guarded(pwTail, [&] {
+        PW_STEP;
+        result = !Dir(path).isEmpty();
+    });
+    return result;
+}
+
+} // namespace pw

@@ -1,0 +1,184 @@
+#include "tiff_pdf_components.h"
+
+#include "image_to_pdf_library.h"
+#include "pdf_page_libraries.h"
+
+#include "backends/image_to_tiff/image_to_tiff.h"
+#include "backends/pdf_pages/pdf_pages.h"
+#include "backends/pdf_render/pdf_render.h"
+#include "backends/tiff_pages/tiff_pages.h"
+#include "core/runtime.h"
+
+#include <QFile>
+
+#include <algorithm>
+#include <vector>
+
+namespace pw {
+
+namespace {
+
+std::string encoded(const QString &path)
+{
+    return QFile::encodeName(path).toStdString();
+}
+
+[[noreturn]] void fail(int number, const QString &what)
+{
+    throw RuntimeError(number, errorDescription(number) + ": " + what);
+}
+
+} // namespace
+
+void Tiff2Pdf::ConvertTiffToPDF(const QString &source, const QString &pdf)
+{
+    ImageToPdfLibrary &library = ImageToPdfLibrary::ours();
+    const int32_t handle = library.ApCreate(encoded(pdf));
+    if (handle <= 0)
+        fail(75, pdf);
+    library.ApAddImage(handle, encoded(source));
+    if (library.ApClose(handle) != 0)
+        fail(75, pdf);
+}
+
+void Tiff2Pdf::ConvertImageToTiff(const QString &source, const QString &target, int32_t format)
+{
+    pw_module_error error{};
+    if (moduleEntry<decltype(&::pw_image_to_tiff)>(image_tiff::kModule, "pw_image_to_tiff")(
+            encoded(source).c_str(), encoded(target).c_str(), format, &error) != PW_MODULE_OK)
+        throw RuntimeError(error.number, QString::fromUtf8(error.text));
+}
+
+void Tiff2Pdf::PDFToImage(const QString &source, const QString &output, int32_t xResolution,
+                          int32_t yResolution, int32_t depth, int32_t format, int32_t reserved)
+{
+    if (xResolution != yResolution || reserved != 0)
+        fail(5, QStringLiteral("resolution %1 x %2").arg(xResolution).arg(yResolution));
+    const int32_t handle = moduleEntry<decltype(&::apOpen)>(render::kModule, "apOpen")(
+        encoded(source).c_str(), "", "");
+    if (handle <= 0)
+        fail(handle == PW_RENDER_CANNOT_OPEN ? 53 : 321, source);
+    const auto set = moduleEntry<decltype(&::apSetProperty)>(render::kModule, "apSetProperty");
+    const auto close = moduleEntry<decltype(&::apClose)>(render::kModule, "apClose");
+    const bool settled = set(handle, PW_RENDER_FOLDER, encoded(output).c_str(), 0, 0) == 0 &&
+                         set(handle, PW_RENDER_RESOLUTION, "", xResolution, 0) == 0 &&
+                         set(handle, PW_RENDER_DEPTH, "", depth == 0 ? 24 : depth, 0) == 0 &&
+                         set(handle, PW_RENDER_FORMAT, "", format, 0) == 0;
+    const auto convert = moduleEntry<decltype(&::apConvertPage)>(render::kModule, "apConvertPage");
+    const int32_t pages =
+        moduleEntry<decltype(&::apPageCount)>(render::kModule, "apPageCount")(handle);
+    int32_t page = 1;
+    while (settled && page <= pages && convert(handle, page) == 0)
+        ++page;
+    close(handle);
+    if (!settled)
+        fail(380, QStringLiteral("format %1, depth %2").arg(format).arg(depth));
+    if (page <= pages)
+        fail(75, QStringLiteral("%1, page %2").arg(output).arg(page));
+}
+
+void PdfStamper::UpdatePDFInfo(const QString &file, const QString &key, const QString &value,
+                               const QString &copyTo)
+{
+    QString target = file;
+    if (!copyTo.isEmpty()) {
+        QFile::remove(copyTo);
+        if (!QFile::copy(file, copyTo))
+            fail(75, copyTo);
+        target = copyTo;
+    }
+    pw_module_error error{};
+    if (moduleEntry<decltype(&::pw_pages_set_info)>(pages::kModule, "pw_pages_set_info")(
+            encoded(target).c_str(), key.toUtf8().constData(), value.toUtf8().constData(),
+            &error) != 0)
+        throw RuntimeError(error.number ? error.number : 75, QString::fromUtf8(error.text));
+}
+
+QString PdfStamper::UpdatePDFInfo(const QString &file, const QString &key)
+{
+    const auto get =
+        moduleEntry<decltype(&::pw_pages_get_info)>(pages::kModule, "pw_pages_get_info");
+    const std::string path = encoded(file);
+    const std::string name = key.toUtf8().toStdString();
+    const int32_t length = get(path.c_str(), name.c_str(), nullptr, 0);
+    if (length < 0)
+        fail(321, file);
+    QByteArray value(length + 1, '\0');
+    get(path.c_str(), name.c_str(), value.data(), static_cast<size_t>(value.size()));
+    value.chop(1);
+    return QString::fromUtf8(value);
+}
+
+int32_t PdfSplitMerge::GetNumberOfPages(const QString &file, const QString &password)
+{
+    if (!password.isEmpty())
+        fail(5, QStringLiteral("password"));
+    const int32_t pages = moduleEntry<decltype(&::pw_pages_count)>(
+        pages::kModule, "pw_pages_count")(encoded(file).c_str());
+    if (pages < 0)
+        fail(321, file);
+    return pages;
+}
+
+bool TiffMergeSplit::answer(bool done, const std::string &error)
+{
+    lastError_ = done ? QString() : QString::fromStdString(error);
+    return done;
+}
+
+bool TiffMergeSplit::AddTIFFPages(const QString &first, int16_t index, const QString &second)
+{
+    std::string error;
+    return answer(tiff::AddTIFFPages(encoded(first), index, encoded(second), &error), error);
+}
+
+bool TiffMergeSplit::DeleteTIFFPages(const QString &file, int16_t page)
+{
+    std::string error;
+    return answer(tiff::DeleteTIFFPages(encoded(file), page, &error), error);
+}
+
+bool TiffMergeSplit::MergeTIFF(const QString &first, const QString &second, const QString &output)
+{
+    std::string error;
+    return answer(tiff::MergeTIFF(encoded(first), encoded(second), encoded(output), &error), error);
+}
+
+bool TiffMergeSplit::SplitTIFF(const QString &source, int16_t page, const QString &firstOutput,
+                               const QString &secondOutput)
+{
+    std::string error;
+    return answer(
+        tiff::SplitTIFF(encoded(source), page, encoded(firstOutput), encoded(secondOutput), &error),
+        error);
+}
+
+bool TiffMergeSplit::ExtractPages(const QString &source, int16_t firstPage, int16_t lastPage,
+                                  const QString &folder)
+{
+    std::string error;
+    return answer(tiff::ExtractPages(encoded(source), firstPage, lastPage, encoded(folder), &error),
+                  error);
+}
+
+bool TiffMergeSplit::ExtractAllTIFFpages(const QString &source, const QString &folder)
+{
+    std::string error;
+    return answer(tiff::ExtractAllTIFFpages(encoded(source), encoded(folder), &error), error);
+}
+
+bool TiffMergeSplit::MergeTIFFs(const QStringList &inputs, const QString &output)
+{
+    std::vector<std::string> paths;
+    for (const QString &input : inputs)
+        paths.push_back(encoded(input));
+    std::string error;
+    return answer(tiff::MergeTIFFs(paths, encoded(output), &error), error);
+}
+
+int TiffMergeSplit::PageCount(const QString &file)
+{
+    return std::max(0, tiff::PageCount(encoded(file)));
+}
+
+} // namespace pw

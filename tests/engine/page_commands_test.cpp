@@ -1,0 +1,281 @@
+#include "core/failure_log.h"
+#include "engine/ap_img_to_pdf.h"
+#include "engine/ap_pdf_to_image.h"
+#include "engine/tiff_pdf_commands.h"
+
+#include "recording_ui.h"
+#include "sample_images.h"
+#include "sandbox.h"
+
+#include <gtest/gtest.h>
+
+#include <QDir>
+#include <QFileInfo>
+
+#include <tiffio.h>
+
+using namespace pw;
+
+namespace {
+
+// Records every library call as one line of text, and answers as told.
+struct CallLog {
+    QStringList calls;
+    void add(const QString &call) { calls << call; }
+};
+
+class RecordingRenderer final : public PdfToImageLibrary {
+public:
+    explicit RecordingRenderer(CallLog &log) : log_(log) {}
+    int32_t openResult = 1;
+
+    int32_t apOpen(const std::string &path, const std::string &a, const std::string &b) override
+    {
+        log_.add(QString("open %1|%2|%3").arg(path.c_str(), a.c_str(), b.c_str()));
+        return openResult;
+    }
+    int32_t apSetProperty(int32_t, int32_t property, const std::string &text, int32_t n1,
+                          int32_t n2) override
+    {
+        log_.add(QString("set %1 %2 %3 %4").arg(property).arg(text.c_str()).arg(n1).arg(n2));
+        return 0;
+    }
+    int32_t apConvertPage(int32_t, int32_t page) override
+    {
+        log_.add(QString("page %1").arg(page));
+        return 0;
+    }
+    int32_t apClose(int32_t handle) override
+    {
+        log_.add(QString("close %1").arg(handle));
+        return 0;
+    }
+
+private:
+    CallLog &log_;
+};
+
+class RecordingPages final : public PdfPagesLibrary {
+public:
+    explicit RecordingPages(CallLog &log) : log_(log) {}
+    int32_t mergeHandle = 4;
+
+    int32_t apCreateMerge(const std::string &) override { return mergeHandle; }
+    int32_t apOpenSplit(const std::string &) override { return 5; }
+    int32_t apSetFunction(int32_t handle, int32_t code, int32_t n1, int32_t n2,
+                          const std::string &text1, const std::string &text2) override
+    {
+        log_.add(QString("fn %1 %2 %3 %4 %5|%6")
+                     .arg(handle)
+                     .arg(code)
+                     .arg(n1)
+                     .arg(n2)
+                     .arg(QFileInfo(text1.c_str()).fileName(), text2.c_str()));
+        return 0;
+    }
+    int32_t apClose(int32_t handle) override
+    {
+        log_.add(QString("close %1").arg(handle));
+        return 0;
+    }
+
+private:
+    CallLog &log_;
+};
+
+// The window a caller brings for progress: the members are found by name, values recorded.
+class ProgressWindow : public QObject {
+public:
+    ProgressWindow()
+    {
+        for (const char *name : {"m_ProgressBar", "lblProgFilename", "lblProgNo", "ProgressBar1"})
+            (new QObject(this))->setObjectName(name);
+        gfrmSetOrder = this;
+    }
+    ~ProgressWindow() override { gfrmSetOrder = nullptr; }
+    QVariant member(const char *name, const char *property) const
+    {
+        return findChild<QObject *>(name)->property(property);
+    }
+};
+
+class Bindings : public ::testing::Test {
+protected:
+    void SetUp() override { SetErrorLogFolder(box.path()); }
+    void TearDown() override { SetErrorLogFolder({}); }
+
+    clsColSetOrderGrid row(const QString &path, const QString &range = {})
+    {
+        clsColSetOrderGrid r;
+        r.setFilename(QFileInfo(path).fileName());
+        r.setFileLocation(QFileInfo(path).absolutePath());
+        r.setRange(range);
+        return r;
+    }
+    // A TIFF of `pages` pages, each `width` pixels wide so that pages can be told apart.
+    QString tiff(const QString &name, int width, int pages = 1)
+    {
+        TiffLayout layout;
+        layout.width = width;
+        layout.pages = pages;
+        layout.compression = 5;
+        EXPECT_TRUE(writeTiff(box.filePath(name), layout));
+        return box.filePath(name);
+    }
+    static QList<int> pageWidths(const QString &path)
+    {
+        QList<int> widths;
+        TIFF *tiff = TIFFOpen(QFile::encodeName(path).constData(), "r");
+        if (!tiff)
+            return widths;
+        do {
+            uint32_t width = 0;
+            TIFFGetField(tiff, TIFFTAG_IMAGEWIDTH, &width);
+            widths << int(width);
+        } while (TIFFReadDirectory(tiff));
+        TIFFClose(tiff);
+        return widths;
+    }
+    QString log() const { return QString::fromUtf8(readFile(box.filePath("Errors.Log"))); }
+
+    SandboxDir box;
+    RecordingUi ui;
+    CallLog calls;
+};
+
+TEST_F(Bindings, PdfToImageMakesAFolderPerPdfUnlessStraightIntoTheFolder)
+{
+    RecordingRenderer renderer(calls);
+    ApPdfToImage binding(ui, renderer);
+    ASSERT_TRUE(binding.ConvertPDFToImage(box.filePath("report.v2.pdf"), box.path(), 2, "x", 1));
+    EXPECT_TRUE(QFileInfo(box.filePath("report.v2")).isDir());
+    EXPECT_EQ(calls.calls.mid(1),
+              (QStringList{"set 1 " + box.filePath("report.v2") + " 0 0", "set 2 x 0 0",
+                           "set 5  1 0", "page 1", "page 2", "close 1"}));
+
+    calls.calls.clear();
+    ASSERT_TRUE(binding.ConvertPDFToImage(box.filePath("other.pdf"), box.path(), 0, "", 7));
+    EXPECT_FALSE(QFileInfo::exists(box.filePath("other")));
+    EXPECT_EQ(calls.calls.mid(1),
+              (QStringList{"set 1 " + box.path() + " 0 0", "set 2  0 0", "set 5  7 0",
+                           "set 6  24 0", "set 10  1 0", "set 11  -1 0", "close 1"}));
+}
+
+TEST_F(Bindings, PdfToImageStopsOnTheFourOpenFailuresOnly)
+{
+    RecordingRenderer renderer(calls);
+    ApPdfToImage binding(ui, renderer);
+    EXPECT_FALSE(binding.ConvertPDFToImage({}, box.path(), 1, {}, 1));
+    EXPECT_TRUE(calls.calls.isEmpty());
+    for (int32_t failure : {-1, -2, -3, -4}) {
+        renderer.openResult = failure;
+        EXPECT_FALSE(binding.ConvertPDFToImage("a.pdf", box.path(), 1, {}, 7));
+    }
+    EXPECT_FALSE(calls.calls.join(",").contains("close"));
+    renderer.openResult = -5;
+    EXPECT_TRUE(binding.ConvertPDFToImage("a.pdf", box.path(), 1, {}, 7));
+    // A name the folder cannot be cut from fails before any property is set.
+    renderer.openResult = 1;
+    calls.calls.clear();
+    EXPECT_FALSE(binding.ConvertPDFToImage("README", box.path(), 1, {}, 1));
+    EXPECT_EQ(calls.calls.size(), 1);
+    EXPECT_TRUE(log().contains(") in procedure ConvertPDFToImage at Line No. "));
+    EXPECT_TRUE(log().contains(" of Class Module ApPdfToImage at time"));
+}
+
+TEST_F(Bindings, PdfToImageWritesRoundedPercentsToTheCallersWindow)
+{
+    RecordingRenderer renderer(calls);
+    ApPdfToImage binding(ui, renderer);
+    ProgressWindow window;
+    QStringList seen;
+    // Record each value as the page after it starts: the binding writes before it pumps events.
+    ui.onDoEvents = [&] { seen << window.member("lblProgNo", "text").toString(); };
+    ASSERT_TRUE(binding.ConvertPDFToImage("/x/scan.pdf", box.path(), 3, {}, 7));
+    EXPECT_EQ(seen, (QStringList{"33", "67", "100"}));
+    EXPECT_EQ(window.member("m_ProgressBar", "value").toInt(), 0);
+    EXPECT_EQ(window.member("lblProgFilename", "text").toString(), "");
+    EXPECT_EQ(window.member("lblProgNo", "text").toString(), "0");
+
+    seen.clear();
+    ASSERT_TRUE(binding.ConvertPDFToImage("/x/scan.pdf", box.path(), 8, {}, 7));
+    EXPECT_EQ(seen.first(), "12"); // 12.5 goes to the even neighbour
+}
+
+TEST_F(Bindings, CombineOrderPdfPassesRangesAndRunsWithoutAMerge)
+{
+    RecordingPages pages(calls);
+    TiffPdfCommands commands(ui, box.path(), pages);
+    ProgressWindow window;
+    EXPECT_FALSE(commands.CombineOrderPdf()); // no output file
+    commands.OutputFile = box.filePath("out.pdf");
+    commands.colSelectedData = {row("/a/one.pdf", "2-3, 7"), row("/a/two.pdf", "0"),
+                                row("/a/three.pdf")};
+    ASSERT_TRUE(commands.CombineOrderPdf());
+    EXPECT_EQ(calls.calls, (QStringList{"fn 4 175 0 0 one.pdf|2-3, 7", "fn 4 175 0 0 two.pdf|0",
+                                        "fn 4 175 0 0 three.pdf|0", "close 4"}));
+    EXPECT_EQ(window.member("ProgressBar1", "value").toInt(), 3);
+
+    calls.calls.clear();
+    pages.mergeHandle = 0;
+    EXPECT_TRUE(commands.CombineOrderPdf());
+    EXPECT_EQ(calls.calls, QStringList{"close 0"});
+    EXPECT_EQ(window.member("ProgressBar1", "value").toInt(), 3);
+
+    calls.calls.clear();
+    pages.mergeHandle = 4;
+    EXPECT_TRUE(commands.SplitPDFFiles(box.filePath("in.pdf"), {}, box.path(), "p"));
+    EXPECT_TRUE(commands.SplitPDFFiles(box.filePath("in.pdf"), "4-", box.path(), "p"));
+    const QString target = box.filePath("in") + "/p";
+    EXPECT_EQ(calls.calls, (QStringList{"fn 5 170 1 1 |" + target, "close 5",
+                                        "fn 5 170 1 2 4-|" + target, "close 5"}));
+}
+
+TEST_F(Bindings, CombineOrderTiffMergesPairwiseThroughTheTwoTemporaryFiles)
+{
+    TiffPdfCommands commands(ui, box.path());
+    ProgressWindow window;
+    commands.OutputFile = box.filePath("merged.tif");
+    // One row: nothing merged, nothing written, and still a success.
+    commands.colSelectedData = {row(tiff("a.tif", 10))};
+    ASSERT_TRUE(commands.CombineOrderTiff());
+    EXPECT_FALSE(QFileInfo::exists(commands.OutputFile));
+
+    for (int width : {20, 30, 40, 50})
+        commands.colSelectedData.push_back(row(tiff(QString("f%1.tif").arg(width), width)));
+    ASSERT_TRUE(commands.CombineOrderTiff());
+    EXPECT_EQ(pageWidths(commands.OutputFile), (QList<int>{10, 20, 30, 40, 50}));
+    EXPECT_FALSE(QFileInfo::exists(box.filePath(TiffPdfCommands::TempMerge1)));
+    EXPECT_FALSE(QFileInfo::exists(box.filePath(TiffPdfCommands::TempMerge2)));
+    EXPECT_EQ(window.member("ProgressBar1", "value").toInt(), 0);
+
+    // A file that cannot be merged ends the list; the growing result stays for inspection.
+    commands.colSelectedData.insert(commands.colSelectedData.begin() + 3, row("/nowhere/x.tif"));
+    EXPECT_FALSE(commands.CombineOrderTiff());
+    EXPECT_TRUE(QFileInfo::exists(box.filePath(TiffPdfCommands::TempMerge1)));
+}
+
+TEST_F(Bindings, TiffCommandsWriteIntoAFolderNamedAfterTheSource)
+{
+    TiffPdfCommands commands(ui, box.path());
+    const QString scan = tiff("scan.tif", 10, 3);
+    ASSERT_TRUE(commands.SplitTiffFiles(scan, 1, box.filePath("out"), "p"));
+    EXPECT_EQ(pageWidths(box.filePath("out/scan/p1.tif")).size(), 1);
+    EXPECT_EQ(pageWidths(box.filePath("out/scan/p2.tif")).size(), 2);
+    ASSERT_TRUE(commands.ExtractAllTIFFpages(scan, box.filePath("all")));
+    EXPECT_EQ(QDir(box.filePath("all/scan")).entryList(QDir::Files).size(), 3);
+
+    EXPECT_FALSE(commands.AppendFileTiffFile(scan, scan, -1));
+    ASSERT_TRUE(commands.AppendFileTiffFile(scan, tiff("b.tif", 77), 1));
+    EXPECT_EQ(pageWidths(scan), (QList<int>{10, 77, 10, 10}));
+    ASSERT_TRUE(commands.DeleteTiffPage(scan, 2));
+    EXPECT_EQ(pageWidths(scan).size(), 3);
+
+    // The PDF name is cut at the first dot and takes a capital P.
+    commands.colSelectedData = {row(tiff("a.b.tif", 16))};
+    QDir().mkpath(box.filePath("pdfs"));
+    ASSERT_TRUE(commands.Convert_EachTiffToPDFx(box.filePath("pdfs")));
+    EXPECT_TRUE(QFileInfo::exists(box.filePath("pdfs/a.Pdf")));
+}
+
+} // namespace
