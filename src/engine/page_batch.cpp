@@ -11,10 +11,12 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QObject>
 
 #include <algorithm>
+#include <cstdio>
 #include <map>
 
 namespace pw {
@@ -44,15 +46,18 @@ QString baseName(const QString &file)
     return QFileInfo(file).completeBaseName();
 }
 
-// Runs `one` for every file; each file it refuses is named on err.
-int eachFile(Context &c, const std::function<bool(const QString &)> &one)
+// Runs `one` for every file; each file it refuses is named on err, with the reason `why` gives
+// when there is one.
+int eachFile(Context &c, const std::function<bool(const QString &)> &one,
+             const std::function<QString()> &why = {})
 {
     int failed = 0;
     for (const QString &file : c.line.files) {
-        if (!one(file)) {
-            c.err(file);
-            ++failed;
-        }
+        if (one(file))
+            continue;
+        const QString reason = why ? why() : QString();
+        c.err(reason.isEmpty() ? file : file + ": " + reason);
+        ++failed;
     }
     return failed ? 1 : 0;
 }
@@ -130,32 +135,54 @@ clsColSetOrderGrid joinRow(const QString &arg)
     return row;
 }
 
+// The page library as the merge calls it, noting each file it could not add: the merge itself
+// goes on without it, and the command must not.
+class NotingPages final : public PdfPagesLibrary {
+public:
+    QStringList refused;
+
+    int32_t apCreateMerge(const std::string &output) override
+    {
+        return ours().apCreateMerge(output);
+    }
+    int32_t apOpenSplit(const std::string &source) override { return ours().apOpenSplit(source); }
+    int32_t apSetFunction(int32_t handle, int32_t code, int32_t number1, int32_t number2,
+                          const std::string &text1, const std::string &text2) override
+    {
+        const int32_t result = ours().apSetFunction(handle, code, number1, number2, text1, text2);
+        if (result != 0)
+            refused << QFile::decodeName(text1.c_str());
+        return result;
+    }
+    int32_t apClose(int32_t handle) override { return ours().apClose(handle); }
+};
+
 int join(Context &c)
 {
-    TiffPdfCommands commands = commandsFor(c.ui);
-    int failed = 0;
-    for (const QString &arg : c.line.files) {
-        clsColSetOrderGrid row = joinRow(arg);
-        // A file the library cannot read would be left out of the merge without a word.
-        if (commands.GetNoOfPagesFromPDF(ValidateDir(row.FileLocation()) + row.filename()) <= 0) {
-            c.err(arg);
-            ++failed;
-        }
-        commands.colSelectedData.push_back(std::move(row));
-    }
-    if (failed)
-        return 1;
+    NotingPages pages;
+    TiffPdfCommands commands(c.ui, QCoreApplication::applicationDirPath(), pages);
+    for (const QString &arg : c.line.files)
+        commands.colSelectedData.push_back(joinRow(arg));
     // The merge counts its files on the bar of the window that started it; a terminal has none,
     // so it gets a stand-in that nobody sees.
     QObject window;
     (new QObject(&window))->setObjectName("ProgressBar1");
     gfrmSetOrder = &window;
-    commands.OutputFile = QFileInfo(c.line.value("-o")).absoluteFilePath();
-    const bool joined = commands.CombineOrderPdf() && QFileInfo(commands.OutputFile).isFile();
+    // The merge goes into a file that takes the output's name only when every input was whole.
+    const QFileInfo output(c.line.value("-o"));
+    commands.OutputFile = output.absolutePath() + "/." + output.fileName() + ".part";
+    const bool merged = commands.CombineOrderPdf() && QFileInfo(commands.OutputFile).isFile();
     gfrmSetOrder = nullptr;
-    if (!joined)
+    for (const QString &file : pages.refused)
+        c.err(file);
+    if (merged && pages.refused.isEmpty() &&
+        std::rename(QFile::encodeName(commands.OutputFile).constData(),
+                    QFile::encodeName(output.absoluteFilePath()).constData()) == 0)
+        return 0;
+    QFile::remove(commands.OutputFile);
+    if (pages.refused.isEmpty())
         c.err(c.line.value("-o"));
-    return joined ? 0 : 1;
+    return 1;
 }
 
 int info(Context &c)
@@ -200,37 +227,52 @@ int tiffCommand(Context &c, const QString &command)
     const auto page = [&](const QString &option, int fallback) {
         return static_cast<int16_t>(std::clamp(c.line.number(option, fallback), 0, 32767));
     };
+    const auto reason = [&] { return commands.LastError(); };
     if (command == "tiff-split") {
-        return eachFile(c, [&](const QString &file) {
-            return commands.SplitTiffFiles(file, page("--page", 1), output,
-                                           c.line.value("--prefix", baseName(file) + "-"));
-        });
+        return eachFile(
+            c,
+            [&](const QString &file) {
+                return commands.SplitTiffFiles(file, page("--page", 1), output,
+                                               c.line.value("--prefix", baseName(file) + "-"));
+            },
+            reason);
     }
     if (command == "tiff-extract") {
         const bool ranged = c.line.has("--first") || c.line.has("--last");
         const int16_t first = page("--first", 1);
-        const int16_t last = page("--last", c.line.has("--first") ? first : PastTheEnd);
-        return eachFile(c, [&](const QString &file) {
-            return ranged ? commands.ExtractTIFFpagesbyRange(file, first, last, output)
-                          : commands.ExtractAllTIFFpages(file, output);
-        });
+        return eachFile(
+            c,
+            [&](const QString &file) {
+                if (!ranged)
+                    return commands.ExtractAllTIFFpages(file, output);
+                // Pages past the end are skipped, as in a PDF page range.
+                const int pages = TiffMergeSplit().PageCount(file);
+                const int16_t last = static_cast<int16_t>(
+                    std::min(pages, int(page("--last", c.line.has("--first") ? first : pages))));
+                return commands.ExtractTIFFpagesbyRange(file, first, last, output);
+            },
+            reason);
     }
     if (command == "tiff-delete") {
-        return eachFile(c, [&](const QString &file) {
-            return commands.DeleteTiffPage(file, page("--page", 0));
-        });
+        return eachFile(
+            c,
+            [&](const QString &file) { return commands.DeleteTiffPage(file, page("--page", 0)); },
+            reason);
     }
     // tiff-append: the first file takes the others, in the order given.
     const QString target = c.line.files.takeFirst();
     int16_t at = page("--at", PastTheEnd);
-    return eachFile(c, [&](const QString &file) {
-        if (!commands.AppendFileTiffFile(target, file, at))
-            return false;
-        if (at != PastTheEnd)
-            at = static_cast<int16_t>(
-                std::min<int>(PastTheEnd, at + TiffMergeSplit().PageCount(file)));
-        return true;
-    });
+    return eachFile(
+        c,
+        [&](const QString &file) {
+            if (!commands.AppendFileTiffFile(target, file, at))
+                return false;
+            if (at != PastTheEnd)
+                at = static_cast<int16_t>(
+                    std::min<int>(PastTheEnd, at + TiffMergeSplit().PageCount(file)));
+            return true;
+        },
+        reason);
 }
 
 struct Command {
@@ -300,6 +342,8 @@ int RunBatchPageCommand(UiServices &ui, const QStringList &args, const Sink &out
         if (c.line.error.isEmpty() && !c.line.has(option))
             c.line.error = "The " + name + " command needs " + option + ".";
     }
+    for (const char *numeric : {"--page", "--first", "--last", "--at", "--resolution"})
+        c.line.number(numeric, 0);
     if (c.line.error.isEmpty() && c.line.files.size() < command.minimumFiles)
         c.line.error = "The " + name + " command needs " + QString::number(command.minimumFiles) +
                        (command.minimumFiles > 1 ? " files." : " file.");

@@ -252,7 +252,8 @@ bool TiffPdfCommands::AppendFileTiffFile(const QString &first, const QString &se
         if (first.isEmpty() || second.isEmpty() || index < 0)
             return;
         PW_STEP;
-        result = TiffMergeSplit().AddTIFFPages(first, index, second);
+        result =
+            withTiff([&](TiffMergeSplit &tiff) { return tiff.AddTIFFPages(first, index, second); });
     });
     return result;
 }
@@ -263,7 +264,7 @@ bool TiffPdfCommands::DeleteTiffPage(const QString &file, int16_t page)
     PW_PROCEDURE("DeleteTiffPage", commands);
     guarded(pwTail, [&] {
         PW_STEP;
-        result = TiffMergeSplit().DeleteTIFFPages(file, page);
+        result = withTiff([&](TiffMergeSplit &tiff) { return tiff.DeleteTIFFPages(file, page); });
     });
     return result;
 }
@@ -280,6 +281,11 @@ bool TiffPdfCommands::CombineOrderTiff()
         const QString temp1 = ValidateDir(programFolder_) + TempMerge1;
         const QString temp2 = ValidateDir(programFolder_) + TempMerge2;
         TiffMergeSplit component;
+        const auto merge = [&](const QString &a, const QString &b, const QString &into) {
+            const bool merged = component.MergeTIFF(a, b, into);
+            lastError_ = component.lastError();
+            return merged;
+        };
         QString firstPath;
         int row = 0;
         for (const clsColSetOrderGrid &entry : colSelectedData) {
@@ -292,12 +298,12 @@ bool TiffPdfCommands::CombineOrderTiff()
             if (row == 1) {
                 firstPath = path;
             } else if (row == 2) {
-                if (!component.MergeTIFF(firstPath, path, temp2))
+                if (!merge(firstPath, path, temp2))
                     return;
             } else {
                 const bool intoFirst = row % 2 == 1;
                 const QString &from = intoFirst ? temp2 : temp1;
-                if (!component.MergeTIFF(from, path, intoFirst ? temp1 : temp2))
+                if (!merge(from, path, intoFirst ? temp1 : temp2))
                     return;
                 QFile::remove(from);
             }
@@ -323,7 +329,9 @@ bool TiffPdfCommands::SplitTiffFiles(const QString &source, int16_t page,
         const QString target = ValidateDir(folderFor(source, outputFolder)) + prefix;
         PW_STEP;
         ui_.DoEvents();
-        result = TiffMergeSplit().SplitTIFF(source, page, target + "1.tif", target + "2.tif");
+        result = withTiff([&](TiffMergeSplit &tiff) {
+            return tiff.SplitTIFF(source, page, target + "1.tif", target + "2.tif");
+        });
         ui_.DoEvents();
     });
     return result;
@@ -339,7 +347,9 @@ bool TiffPdfCommands::ExtractTIFFpagesbyRange(const QString &source, int16_t fir
         const QString folder = folderFor(source, outputFolder);
         PW_STEP;
         ui_.DoEvents();
-        result = TiffMergeSplit().ExtractPages(source, firstPage, lastPage, folder);
+        result = withTiff([&](TiffMergeSplit &tiff) {
+            return tiff.ExtractPages(source, firstPage, lastPage, folder);
+        });
         ui_.DoEvents();
     });
     return result;
@@ -354,10 +364,19 @@ bool TiffPdfCommands::ExtractAllTIFFpages(const QString &source, const QString &
         const QString folder = folderFor(source, outputFolder);
         PW_STEP;
         ui_.DoEvents();
-        result = TiffMergeSplit().ExtractAllTIFFpages(source, folder);
+        result = withTiff(
+            [&](TiffMergeSplit &tiff) { return tiff.ExtractAllTIFFpages(source, folder); });
         ui_.DoEvents();
     });
     return result;
+}
+
+bool TiffPdfCommands::withTiff(const std::function<bool(TiffMergeSplit &)> &call)
+{
+    TiffMergeSplit component;
+    const bool done = call(component);
+    lastError_ = component.lastError();
+    return done;
 }
 
 bool TiffPdfCommands::FileExists(const QString &path)

@@ -6,10 +6,12 @@
 
 #include "conversion_row.h"
 #include "pdf_page_libraries.h"
+#include "tiff_pdf_components.h"
 
 #include <QString>
 
 #include <cstdint>
+#include <functional>
 #include <utility>
 
 namespace pw {
@@ -67,11 +69,18 @@ public:
 
     bool FileExists(const QString &path);
 
+    // Why the last TIFF command's component answered false; "" when it did not.
+    const QString &LastError() const { return lastError_; }
+
 private:
+    // Runs `call` on a component made for it, keeping its answer's reason.
+    bool withTiff(const std::function<bool(TiffMergeSplit &)> &call);
+
     UiServices &ui_;
     PdfPagesLibrary &pages_;
     QString programFolder_;
     int16_t fileCounter_ = 0;
+    QString lastError_;
 };
 
 } // namespace pw

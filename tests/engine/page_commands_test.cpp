@@ -1,6 +1,7 @@
 #include "core/failure_log.h"
 #include "engine/ap_img_to_pdf.h"
 #include "engine/ap_pdf_to_image.h"
+#include "engine/page_batch.h"
 #include "engine/tiff_pdf_commands.h"
 
 #include "recording_ui.h"
@@ -279,3 +280,49 @@ TEST_F(Bindings, TiffCommandsWriteIntoAFolderNamedAfterTheSource)
 }
 
 } // namespace
+
+namespace {
+
+struct PageRun {
+    int status = -1;
+    QStringList out, err;
+};
+
+PageRun pageCommand(const QStringList &args)
+{
+    PageRun r;
+    RecordingUi ui;
+    r.status = RunBatchPageCommand(
+        ui, args, [&](const QString &l) { r.out << l; }, [&](const QString &l) { r.err << l; });
+    return r;
+}
+
+} // namespace
+
+TEST_F(Bindings, BatchPageCommandsCheckTheirArgumentsAndKeepOutputsWhole)
+{
+    EXPECT_EQ(pageCommand({"split", "a.pdf"}).status, 2); // no -o
+    EXPECT_EQ(pageCommand({"tiff-split", "-o", box.path(), "--page", "x", "a.tif"}).status, 2);
+    EXPECT_EQ(pageCommand({"render", "--format", "gif", "-o", box.path(), "a.pdf"}).status, 2);
+    EXPECT_EQ(pageCommand({"tiff-append", "a.tif"}).status, 2);
+
+    // A join with a file it cannot read leaves the output as it was and names the file.
+    const QString output = box.write("out.pdf", "old");
+    const QString junk = box.write("junk.pdf", "not a PDF");
+    const PageRun refused = pageCommand({"join", "-o", output, junk});
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_EQ(refused.err, QStringList{junk});
+    EXPECT_EQ(readFile(output), "old");
+    EXPECT_EQ(QDir(box.path()).entryList(QDir::Hidden | QDir::Files).size(), 2);
+
+    // Appended files keep their order when put into the middle.
+    const QString target = tiff("t.tif", 10, 2);
+    ASSERT_EQ(pageCommand({"tiff-append", "--at", "1", target, tiff("b.tif", 20, 2),
+                           tiff("c.tif", 30)})
+                  .status,
+              0);
+    EXPECT_EQ(pageWidths(target), (QList<int>{10, 20, 20, 30, 10}));
+    const PageRun joined = pageCommand({"tiff-join", "-o", box.filePath("j.tif"), target, target});
+    EXPECT_EQ(joined.status, 0);
+    EXPECT_EQ(pageWidths(box.filePath("j.tif")).size(), 10);
+}

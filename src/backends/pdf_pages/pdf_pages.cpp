@@ -273,7 +273,7 @@ std::string folderOf(const std::string &path)
 // Writes `pdf` to a fresh file beside `target` and renames it into place: neither a reader
 // nor a crash ever meets a half-written PDF under the target's name, and a target that is one
 // of the sources is read to the end before it is replaced. `durable` waits for the disk,
-// which a user's existing file deserves; `mode` is the target's, when it had one.
+// which a file rewritten in place deserves; `mode` is the target's, when it had one.
 void writeReplacing(QPDF &pdf, const std::string &target, const PDFVersion &version, bool durable,
                     const mode_t *mode)
 {
@@ -361,7 +361,9 @@ public:
     {
         if (out_.getAllPages().empty())
             return;
-        writeReplacing(out_, output_, version_, true, nullptr);
+        // A merge makes a new file from files that stay: waiting for the disk would only slow
+        // it down, as it would the qpdf tool.
+        writeReplacing(out_, output_, version_, false, nullptr);
     }
 
 private:
