@@ -317,10 +317,10 @@ TEST_F(Bindings, BatchPageCommandsCheckTheirArgumentsAndKeepOutputsWhole)
 
     // Appended files keep their order when put into the middle.
     const QString target = tiff("t.tif", 10, 2);
-    ASSERT_EQ(pageCommand({"tiff-append", "--at", "1", target, tiff("b.tif", 20, 2),
-                           tiff("c.tif", 30)})
-                  .status,
-              0);
+    ASSERT_EQ(
+        pageCommand({"tiff-append", "--at", "1", target, tiff("b.tif", 20, 2), tiff("c.tif", 30)})
+            .status,
+        0);
     EXPECT_EQ(pageWidths(target), (QList<int>{10, 20, 20, 30, 10}));
     const PageRun joined = pageCommand({"tiff-join", "-o", box.filePath("j.tif"), target, target});
     EXPECT_EQ(joined.status, 0);
