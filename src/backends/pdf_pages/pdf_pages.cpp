@@ -1,6 +1,7 @@
 #include "pdf_pages.h"
 
 #include "module_failure.h"
+#include "quiet_qpdf.h"
 #include "page_range.h"
 
 #include <qpdf/ClosedFileInputSource.hh>
@@ -8,7 +9,6 @@
 #include <qpdf/QPDF.hh>
 #include <qpdf/QPDFAcroFormDocumentHelper.hh>
 #include <qpdf/QPDFExc.hh>
-#include <qpdf/QPDFLogger.hh>
 #include <qpdf/QPDFObjectHandle.hh>
 #include <qpdf/QPDFPageDocumentHelper.hh>
 #include <qpdf/QPDFPageObjectHelper.hh>
@@ -84,18 +84,6 @@ ApFailure invalidCall(const std::string &cause)
     return failure(rte::kInvalidCall, cause);
 }
 
-// Damaged files are the rule among the PDFs a user's disks hold; qpdf repairs what it can and
-// must not print about it.
-void quieten(QPDF &pdf)
-{
-    auto logger = QPDFLogger::create();
-    logger->setInfo(logger->discard());
-    logger->setWarn(logger->discard());
-    logger->setError(logger->discard());
-    pdf.setLogger(logger);
-    pdf.setSuppressWarnings(true);
-}
-
 void rethrowPassword(const QPDFExc &e, const std::string &path)
 {
     if (e.getErrorCode() == qpdf_e_password)
@@ -110,7 +98,7 @@ std::unique_ptr<QPDF> openPdf(const std::string &path)
     if (!file)
         throw systemFailure(errno, path);
     auto pdf = std::make_unique<QPDF>();
-    quieten(*pdf);
+    pw::quieten(*pdf);
     pdf->setAttemptRecovery(true);
     try {
         pdf->processFile(path.c_str(), file, true);
@@ -129,7 +117,7 @@ std::unique_ptr<QPDF> openPdfClosed(const std::string &path)
     std::fclose(probe);
     auto input = std::make_shared<ClosedFileInputSource>(path.c_str());
     auto pdf = std::make_unique<QPDF>();
-    quieten(*pdf);
+    pw::quieten(*pdf);
     pdf->setAttemptRecovery(true);
     try {
         pdf->processInputSource(input);
@@ -437,7 +425,7 @@ private:
         // A document of its own for every page, dropped once written: nothing of one page
         // stays behind for the next.
         QPDF out;
-        quieten(out);
+        pw::quieten(out);
         out.emptyPDF();
         std::unique_ptr<QPDFAcroFormDocumentHelper> forms;
         copyPage(out, forms, source_, number);

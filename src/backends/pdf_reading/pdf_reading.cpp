@@ -1,11 +1,11 @@
 #include "pdf_reading.h"
 
 #include "module_failure.h"
+#include "quiet_qpdf.h"
 
 #include <qpdf/Pipeline.hh>
 #include <qpdf/QPDF.hh>
 #include <qpdf/QPDFExc.hh>
-#include <qpdf/QPDFLogger.hh>
 #include <qpdf/QPDFObjectHandle.hh>
 #include <qpdf/QPDFPageDocumentHelper.hh>
 #include <qpdf/QPDFPageObjectHelper.hh>
@@ -58,16 +58,9 @@ private:
     const pw_pdf_sink &sink_;
 };
 
-// Damaged files are the rule among the PDFs a user's disks hold; qpdf repairs what it can and
-// must not print about it.
 void openQuietly(QPDF &pdf, const std::string &path)
 {
-    auto logger = QPDFLogger::create();
-    logger->setInfo(logger->discard());
-    logger->setWarn(logger->discard());
-    logger->setError(logger->discard());
-    pdf.setLogger(logger);
-    pdf.setSuppressWarnings(true);
+    pw::quieten(pdf);
     pdf.setAttemptRecovery(true);
     pdf.processFile(path.c_str());
 }
