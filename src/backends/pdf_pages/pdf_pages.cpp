@@ -1,8 +1,8 @@
 #include "pdf_pages.h"
 
 #include "module_failure.h"
-#include "quiet_qpdf.h"
 #include "page_range.h"
+#include "quiet_qpdf.h"
 
 #include <qpdf/ClosedFileInputSource.hh>
 #include <qpdf/PDFVersion.hh>
