@@ -24,6 +24,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -470,9 +471,8 @@ struct Registry {
 
 Registry &registry()
 {
-    // Never destroyed: a caller's thread may still be closing handles while the process exits.
-    static auto *registry = new Registry;
-    return *registry;
+    static Registry registry;
+    return registry;
 }
 
 ApFailure failureOf(std::exception_ptr caught)
@@ -562,11 +562,10 @@ int32_t setInfo(const char *path, const char *key, const char *value)
     const std::string name = infoKey(key);
     const std::string text = value ? value : "";
     // Through a link, the file it names is the one to rewrite.
-    std::string target = path;
-    if (char *real = ::realpath(path, nullptr)) {
-        target = real;
-        std::free(real);
-    }
+    std::error_code ignored;
+    std::string target = std::filesystem::canonical(path, ignored).string();
+    if (target.empty())
+        target = path;
     struct stat status {};
     if (::stat(target.c_str(), &status) != 0)
         throw systemFailure(errno, path);
