@@ -7,6 +7,7 @@
 #include "sandbox.h"
 
 #include <gtest/gtest.h>
+
 #include <qpdf/QPDF.hh>
 #include <qpdf/QPDFPageDocumentHelper.hh>
 #include <tiffio.h>
@@ -18,6 +19,7 @@
 #include <cstring>
 #include <functional>
 #include <map>
+#include <random>
 #include <set>
 
 #include <malloc.h>
@@ -148,6 +150,20 @@ const LosslessCase kLossless[] = {
                      e.setPixel(x, y, qRgb(255, 255, 255));
                  }
              return savedImage(b, "in.png", a, "PNG");
+         }),
+    // A scan's sensor noise on paper makes the coder predict each byte from its left
+    // neighbour.
+    made("bmp_noisy",
+         [](const SandboxDir &b, QImage &e) {
+             e = QImage(120, 60, QImage::Format_RGB32);
+             std::mt19937 rng(7);
+             std::normal_distribution<double> noise(0, 4);
+             for (int y = 0; y < e.height(); ++y)
+                 for (int x = 0; x < e.width(); ++x) {
+                     const auto n = [&](int v) { return std::clamp(int(v + noise(rng)), 0, 255); };
+                     e.setPixel(x, y, qRgb(n(2 * x), n(x + 60), n(250 - x)));
+                 }
+             return savedImage(b, "in.bmp", e.convertToFormat(QImage::Format_RGB888), "BMP");
          }),
     made("bmp",
          [](const SandboxDir &b, QImage &e) {
