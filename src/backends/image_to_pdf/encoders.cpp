@@ -218,8 +218,9 @@ struct FlateChoice {
 // cost the prediction pass for nothing. Paeth suits smooth tones; on a scan's sensor noise the
 // left neighbour alone predicts as well or better, in a fraction of the time. On clean pages
 // repeats are what deflate lives on; on noisy scans nothing repeats exactly, and
-// Huffman-coding the bytes alone is smaller and many times faster. Bands spread over the page,
-// coded each way, decide.
+// Huffman-coding the bytes alone is smaller and many times faster. Bands spread over the page
+// decide: each prediction Huffman-coded alone (fast), then deflate's search tried once, on the
+// prediction that came out smallest.
 FlateChoice chooseFlate(std::span<const uint8_t> pix, size_t rowBytes, int height,
                         int bytesPerPixel)
 {
@@ -231,30 +232,29 @@ FlateChoice chooseFlate(std::span<const uint8_t> pix, size_t rowBytes, int heigh
         const auto band = pix.subspan(first * rowBytes, size_t(rows) * rowBytes);
         sample.insert(sample.end(), band.begin(), band.end());
     }
-    FlateChoice best;
+    Prediction best = Prediction::None;
+    std::vector<uint8_t> bestBytes = sample;
     size_t smallest = SIZE_MAX;
     for (const Prediction predict : {Prediction::None, Prediction::Sub, Prediction::Paeth}) {
         if (predict != Prediction::None && !bytesPerPixel)
             continue;
-        const auto coded = predict == Prediction::None
-                               ? std::vector<uint8_t>()
-                               : predictRows(sample, rowBytes, rows * kBands, bytesPerPixel,
-                                             predict);
-        const std::span<const uint8_t> bytes =
-            predict == Prediction::None ? std::span<const uint8_t>(sample) : coded;
-        for (const int level : {1, kHuffmanOnly}) {
-            size_t n = deflateBytes(bytes.data(), bytes.size(), level).size();
-            // Paeth takes several times Sub's time: it must save more than a percent to be
-            // worth it. Ties go to the cheaper way.
-            if (predict == Prediction::Paeth)
-                n += n / 100;
-            if (n < smallest) {
-                smallest = n;
-                best = {predict, level == 1 ? kDeflateLevel : kHuffmanOnly};
-            }
+        std::vector<uint8_t> coded =
+            predict == Prediction::None
+                ? sample
+                : predictRows(sample, rowBytes, rows * kBands, bytesPerPixel, predict);
+        size_t n = deflateBytes(coded.data(), coded.size(), kHuffmanOnly).size();
+        // Paeth takes several times Sub's time: it must save more than a percent to be worth
+        // it. Ties go to the cheaper way.
+        if (predict == Prediction::Paeth)
+            n += n / 100;
+        if (n < smallest) {
+            smallest = n;
+            best = predict;
+            bestBytes = std::move(coded);
         }
     }
-    return best;
+    const size_t searched = deflateBytes(bestBytes.data(), bestBytes.size(), 1).size();
+    return {best, searched < smallest ? kDeflateLevel : kHuffmanOnly};
 }
 
 void encodeBytes(EncodedImage &img, std::span<const uint8_t> pix, size_t rowBytes, int components,

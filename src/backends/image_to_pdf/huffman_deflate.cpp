@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
+#include <cstring>
 #include <vector>
 
 namespace pw::i2p {
@@ -32,6 +34,33 @@ public:
             acc_ >>= 32;
             used_ -= 32;
         }
+    }
+    // The codes of `size` bytes through `entry` (code | length << 16): three codes of at most
+    // 15 bits go into the accumulator at a time and leave it as whole bytes in one store,
+    // which is most of the coder's speed. Needs eight bytes of room past the output.
+    void literals(const uint32_t *entry, const uint8_t *data, size_t size)
+    {
+        static_assert(std::endian::native == std::endian::little, "the store is little-endian");
+        // The accumulator holds whole bytes now; what is left of them goes first.
+        for (; used_ >= 8; used_ -= 8, acc_ >>= 8)
+            *to_++ = uint8_t(acc_);
+        size_t i = 0;
+        for (; i + 3 <= size; i += 3) {
+            const uint32_t a = entry[data[i]], b = entry[data[i + 1]], c = entry[data[i + 2]];
+            acc_ |= uint64_t(a & 0xFFFF) << used_;
+            used_ += int(a >> 16);
+            acc_ |= uint64_t(b & 0xFFFF) << used_;
+            used_ += int(b >> 16);
+            acc_ |= uint64_t(c & 0xFFFF) << used_;
+            used_ += int(c >> 16);
+            std::memcpy(to_, &acc_, sizeof acc_);
+            const int bytes = used_ >> 3;
+            to_ += bytes;
+            acc_ = bytes == 8 ? 0 : acc_ >> (8 * bytes);
+            used_ &= 7;
+        }
+        for (; i < size; ++i)
+            put(entry[data[i]] & 0xFFFF, int(entry[data[i]] >> 16));
     }
     // Pads the last byte; returns where the written data ends.
     uint8_t *alignToByte()
@@ -127,9 +156,20 @@ template <size_t N> std::array<uint16_t, N> canonicalCodes(const std::array<uint
 
 void writeBlock(BitWriter &w, const uint8_t *data, size_t size, bool final)
 {
+    // Four counts side by side, so that a run of one value does not wait on its own count.
+    std::array<std::array<uint32_t, kLiterals>, 4> counts{};
+    size_t i = 0;
+    for (; i + 4 <= size; i += 4) {
+        ++counts[0][data[i]];
+        ++counts[1][data[i + 1]];
+        ++counts[2][data[i + 2]];
+        ++counts[3][data[i + 3]];
+    }
+    for (; i < size; ++i)
+        ++counts[0][data[i]];
     std::array<uint32_t, kLiterals> freq{};
-    for (size_t i = 0; i < size; ++i)
-        ++freq[data[i]];
+    for (size_t sym = 0; sym < 256; ++sym)
+        freq[sym] = counts[0][sym] + counts[1][sym] + counts[2][sym] + counts[3][sym];
     freq[kEndOfBlock] = 1;
     const auto lengths = codeLengths(freq, 15);
     const auto codes = canonicalCodes(lengths);
@@ -163,8 +203,7 @@ void writeBlock(BitWriter &w, const uint8_t *data, size_t size, bool final)
     std::array<uint32_t, kLiterals> entry{};
     for (size_t sym = 0; sym < entry.size(); ++sym)
         entry[sym] = uint32_t(codes[sym]) | uint32_t(lengths[sym]) << 16;
-    for (size_t i = 0; i < size; ++i)
-        w.put(entry[data[i]] & 0xFFFF, int(entry[data[i]] >> 16));
+    w.literals(entry.data(), data, size);
     w.put(codes[kEndOfBlock], lengths[kEndOfBlock]);
 }
 

@@ -679,7 +679,10 @@ private:
         r.invert = photometric_ == PHOTOMETRIC_MINISWHITE;
         const auto samples = [&](uint16_t plane, int perPixel) {
             PixelBytes stored = readPlane(plane, perPixel);
-            return widen ? (*widen)(stored, size_t(width_) * size_t(perPixel), height_) : stored;
+            // Returned by name, so that the page's bytes move rather than copy.
+            if (widen)
+                return (*widen)(stored, size_t(width_) * size_t(perPixel), height_);
+            return stored;
         };
         PixelBytes all;
         if (planar_ == PLANARCONFIG_SEPARATE && spp_ > 1) {
