@@ -192,9 +192,12 @@ int CreateTemp(const std::string &target, std::string *tempPath)
     static thread_local std::mt19937 random{std::random_device{}()};
     const fs::path where(target);
     for (int attempt = 0; attempt < 100; ++attempt) {
-        const std::string name = "." + where.filename().string() + ".pw" +
-                                 std::to_string(::getpid()) + "-" + std::to_string(++counter) +
-                                 "-" + std::to_string(random() % 1000000) + ".tmp";
+        // Appended piece by piece: GCC 12 at -O3 misreads a chain of + on strings as an
+        // overlapping copy.
+        std::string name = ".";
+        name.append(where.filename().string()).append(".pw").append(std::to_string(::getpid()));
+        name.append("-").append(std::to_string(++counter)).append("-");
+        name.append(std::to_string(random() % 1000000)).append(".tmp");
         *tempPath = (where.parent_path() / name).string();
         const int fd = ::open(tempPath->c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
         if (fd >= 0 || errno != EEXIST)
