@@ -34,14 +34,7 @@ KEEP=${KEEP:-0}
 "$HERE/../install-tools.sh" img2pdf libtiff-tools imagemagick hyperfine time qpdf poppler-utils \
     g++ libtiff-dev libjpeg-dev python3
 
-if [[ -z ${PAGEWRIGHT:-} ]]; then
-    echo "== building pagewright-batch" >&2
-    cmake -S "$ROOT" -B "$ROOT/build-bench" -G Ninja -DCMAKE_BUILD_TYPE=Release \
-        -DPAGEWRIGHT_TESTS=OFF >/dev/null
-    cmake --build "$ROOT/build-bench" --target pagewright-batch >/dev/null
-    PAGEWRIGHT=$ROOT/build-bench/src/app/pagewright-batch
-fi
-export PAGEWRIGHT
+source "$HERE/../pagewright.sh"
 
 WORK=${WORK:-$(mktemp -d /tmp/pw-conversion-bench.XXXXXX)}
 mkdir -p "$WORK"/{in,log,out}

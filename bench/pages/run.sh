@@ -27,13 +27,7 @@ CORPUS=$ROOT/../shared/corpus/pdfs
 
 "$HERE/../install-tools.sh" libtiff-tools time qpdf poppler-utils g++ libtiff-dev libjpeg-dev
 
-if [[ -z ${PAGEWRIGHT:-} ]]; then
-    echo "== building pagewright-batch" >&2
-    cmake -S "$ROOT" -B "$ROOT/build-bench" -G Ninja -DCMAKE_BUILD_TYPE=Release \
-        -DPAGEWRIGHT_TESTS=OFF >/dev/null
-    cmake --build "$ROOT/build-bench" --target pagewright-batch >/dev/null
-    PAGEWRIGHT=$ROOT/build-bench/src/app/pagewright-batch
-fi
+source "$HERE/../pagewright.sh"
 
 WORK=${WORK:-$(mktemp -d /tmp/pw-pages-bench.XXXXXX)}
 mkdir -p "$WORK"/{in,out,log}
