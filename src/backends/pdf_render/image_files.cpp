@@ -6,20 +6,40 @@
 #include <cstdio>
 #include <jpeglib.h>
 #include <png.h>
+#include <string>
 #include <system_error>
 #include <tiffio.h>
+#include <unistd.h>
 #include <vector>
 
 namespace pw::render {
 
 namespace {
 
-// Opens `path` for writing and closes it in any case; a file that did not come out whole is
-// removed, so a half page never passes for a page.
+// A hidden name beside `path` for the file being written: it takes the real name only once
+// whole, so neither a failure nor a killed process leaves a half page under a page's name.
+std::filesystem::path partOf(const std::filesystem::path &path)
+{
+    return path.parent_path() /
+           ("." + path.filename().string() + "." + std::to_string(::getpid()) + ".part");
+}
+
+// Takes the finished `part` to `path`, or removes it when the writer did not get to the end.
+bool place(const std::filesystem::path &part, const std::filesystem::path &path, bool ok)
+{
+    std::error_code error;
+    if (ok)
+        std::filesystem::rename(part, path, error);
+    if (!ok || error)
+        std::filesystem::remove(part, error);
+    return ok && !error;
+}
+
+// Opens a file for `path` and closes it in any case, in place only when it came out whole.
 class OutputFile {
 public:
     explicit OutputFile(const std::filesystem::path &path)
-        : path_(path), file_(std::fopen(path.c_str(), "wb"))
+        : path_(path), part_(partOf(path)), file_(std::fopen(part_.c_str(), "wb"))
     {
     }
     ~OutputFile()
@@ -35,15 +55,12 @@ public:
         ok = ok && std::fflush(file_) == 0 && !std::ferror(file_);
         ok = std::fclose(file_) == 0 && ok;
         file_ = nullptr;
-        if (!ok) {
-            std::error_code ignored;
-            std::filesystem::remove(path_, ignored);
-        }
-        return ok;
+        return place(part_, path_, ok);
     }
 
 private:
     std::filesystem::path path_;
+    std::filesystem::path part_;
     FILE *file_;
 };
 
@@ -197,7 +214,8 @@ bool TiffFile::open(const std::filesystem::path &path)
         return false;
     TIFFOpenOptionsSetErrorHandlerExtR(options, tiffQuiet, nullptr);
     TIFFOpenOptionsSetWarningHandlerExtR(options, tiffQuiet, nullptr);
-    tiff_ = TIFFOpenExt(path.c_str(), "w", options);
+    path_ = path;
+    tiff_ = TIFFOpenExt(partOf(path).c_str(), "w", options);
     TIFFOpenOptionsFree(options);
     failed_ = false;
     return tiff_ != nullptr;
@@ -260,6 +278,12 @@ bool TiffFile::addPage(const Raster &raster, int compression, int quality)
     return ok;
 }
 
+void TiffFile::abandon()
+{
+    failed_ = true;
+    close();
+}
+
 bool TiffFile::close()
 {
     if (!tiff_)
@@ -267,6 +291,7 @@ bool TiffFile::close()
     // TIFFClose gives no result; the directories were checked as they were written.
     TIFFClose(tiff_);
     tiff_ = nullptr;
+    failed_ = !place(partOf(path_), path_, !failed_);
     return !failed_;
 }
 
@@ -274,13 +299,14 @@ bool writeTiff(const std::filesystem::path &path, const Raster &raster, int comp
                int quality)
 {
     TiffFile file;
-    bool ok = file.open(path) && file.addPage(raster, compression, quality);
-    ok = file.close() && ok;
-    if (!ok) {
-        std::error_code ignored;
-        std::filesystem::remove(path, ignored);
+    if (!file.open(path))
+        return false;
+    // A refused page still leaves a file without pages to take away.
+    if (!file.addPage(raster, compression, quality)) {
+        file.abandon();
+        return false;
     }
-    return ok;
+    return file.close();
 }
 
 } // namespace pw::render

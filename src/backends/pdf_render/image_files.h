@@ -26,7 +26,8 @@ struct Raster {
     const unsigned char *row(int y) const { return data + stride * size_t(y); }
 };
 
-// Each writes the whole file or returns false and removes what it had started.
+// Each writes the whole file under a hidden name and gives it its own only when whole, or
+// returns false and leaves nothing.
 bool writePng(const std::filesystem::path &path, const Raster &raster);
 bool writeJpeg(const std::filesystem::path &path, const Raster &raster, int quality);
 
@@ -48,11 +49,15 @@ public:
     // page refused for a compression that cannot hold it leaves the file as it was; any other
     // failure ends the file's use.
     bool addPage(const Raster &raster, int compression, int quality);
-    // Finishes the file; false when its last directory could not be written.
+    // Finishes the file and gives it its name; false when a page failed half-way or the file
+    // could not be placed, and then no file is left.
     bool close();
+    // Closes the file and leaves nothing.
+    void abandon();
     bool isOpen() const { return tiff_ != nullptr; }
 
 private:
+    std::filesystem::path path_;
     TIFF *tiff_ = nullptr;
     bool failed_ = false;
 };
