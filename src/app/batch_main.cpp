@@ -37,8 +37,12 @@ int main(int argc, char **argv)
         return 2;
     }
     // Failures are logged where the windows log them.
-    if (!pw::EnsureFileStoragePath(context))
+    if (!pw::EnsureFileStoragePath(context)) {
+        print(stderr)("Cannot create the folder for the failure log: " +
+                      (context.FileStoragePath.isEmpty() ? "there is no per-user data folder"
+                                                         : context.FileStoragePath));
         return 2;
+    }
     if (pw::IsBatchPageCommand(command))
         return pw::RunBatchPageCommand(ui, args, print(stdout), print(stderr));
     if (pw::IsBatchRenameCommand(command))

@@ -46,6 +46,8 @@ struct FailureTail {
     QString procedure;
     Unit unit;
     int line = 0;
+    // The description of the failure `guarded` logged, for callers that show it as well.
+    QString failure{};
 
     // Pieces 1 to 7 of a log line for `error`.
     QString message(int number, const QString &description) const;
@@ -64,18 +66,22 @@ void SetErrorLogFolder(const QString &folder);
 // Returns true when the body ran to its end.
 template <typename Body> bool guarded(FailureTail &tail, Body &&body)
 {
+    int number = 5;
     try {
         std::forward<Body>(body)();
         return true;
     } catch (const RuntimeError &e) {
-        tail.log(e.number(), e.description());
+        number = e.number();
+        tail.failure = e.description();
     } catch (const std::bad_alloc &) {
-        tail.log(7, errorDescription(7));
+        number = 7;
+        tail.failure = errorDescription(7);
     } catch (const std::exception &e) {
-        tail.log(5, QString::fromLocal8Bit(e.what()));
+        tail.failure = QString::fromLocal8Bit(e.what());
     } catch (...) {
-        tail.log(5, errorDescription(5));
+        tail.failure = errorDescription(5);
     }
+    tail.log(number, tail.failure);
     return false;
 }
 

@@ -6,6 +6,7 @@
 #include "tiff_pdf_components.h"
 
 #include "backends/pdf_pages/page_range.h"
+#include "backends/pdf_pages/pdf_pages.h"
 #include "core/command_line.h"
 #include "core/path_helpers.h"
 
@@ -62,10 +63,20 @@ int eachFile(Context &c, const std::function<bool(const QString &)> &one,
     return failed ? 1 : 0;
 }
 
-bool allExist(const QStringList &paths)
+// "not written: PATH" for the first of `paths` that is not a file, "" when all are.
+QString notWritten(const QStringList &paths)
 {
-    return std::all_of(paths.begin(), paths.end(),
-                       [](const QString &path) { return QFileInfo(path).isFile(); });
+    const auto missing = std::find_if(
+        paths.begin(), paths.end(), [](const QString &path) { return !QFileInfo(path).isFile(); });
+    return missing == paths.end() ? QString() : "not written: " + *missing;
+}
+
+// Why a PDF command left a file undone: the failure it logged, else what the batch found.
+std::function<QString()> pdfReason(const TiffPdfCommands &commands, const QString &found)
+{
+    return [&commands, &found] {
+        return commands.LastError().isEmpty() ? found : commands.LastError();
+    };
 }
 
 int render(Context &c)
@@ -86,25 +97,32 @@ int render(Context &c)
     TiffPdfCommands commands = commandsFor(c.ui);
     ApPdfToImage binding(c.ui);
     const QString output = c.line.value("-o");
-    return eachFile(c, [&](const QString &file) {
+    QString undone;
+    const auto one = [&](const QString &file) {
+        undone.clear();
         const int pages = commands.GetNoOfPagesFromPDF(file);
         if (pages <= 0 || !binding.ConvertPDFToImage(file, output, pages, resolution, number))
             return false;
-        if (number == ApPdfToImage::StraightIntoFolder)
-            return allExist({ValidateDir(output) + baseName(file) + ".tif"});
         QStringList images;
-        for (int page = 1; page <= pages; ++page)
-            images << ValidateDir(FolderNamedAfter(file, output)) + baseName(file) + "-" +
-                          QString::number(page) + "." + extension;
-        return allExist(images);
-    });
+        if (number == ApPdfToImage::StraightIntoFolder)
+            images << ValidateDir(output) + baseName(file) + ".tif";
+        else
+            for (int page = 1; page <= pages; ++page)
+                images << ValidateDir(FolderNamedAfter(file, output)) + baseName(file) + "-" +
+                              QString::number(page) + "." + extension;
+        undone = notWritten(images);
+        return undone.isEmpty();
+    };
+    return eachFile(c, one, pdfReason(commands, undone));
 }
 
 int split(Context &c, const QString &range)
 {
     TiffPdfCommands commands = commandsFor(c.ui);
     const QString output = c.line.value("-o");
-    return eachFile(c, [&](const QString &file) {
+    QString undone;
+    const auto one = [&](const QString &file) {
+        undone.clear();
         const int pages = commands.GetNoOfPagesFromPDF(file);
         const QString prefix = c.line.value("--prefix", baseName(file) + "-");
         if (pages <= 0 || !commands.SplitPDFFiles(file, range, output, prefix))
@@ -113,8 +131,10 @@ int split(Context &c, const QString &range)
         for (const int page : pages::pagesOfRange(range.toStdString(), pages))
             parts << ValidateDir(FolderNamedAfter(file, output)) + prefix + QString::number(page) +
                          ".pdf";
-        return !parts.isEmpty() && allExist(parts);
-    });
+        undone = parts.isEmpty() ? "no page in the range " + range : notWritten(parts);
+        return undone.isEmpty();
+    };
+    return eachFile(c, one, pdfReason(commands, undone));
 }
 
 // "FILE.pdf:1-3" is the pages 1 to 3 of FILE.pdf, unless a file of that whole name exists.
@@ -139,8 +159,6 @@ clsColSetOrderGrid joinRow(const QString &arg)
 // goes on without it, and the command must not.
 class NotingPages final : public PdfPagesLibrary {
 public:
-    QStringList refused;
-
     int32_t apCreateMerge(const std::string &output) override
     {
         return ours().apCreateMerge(output);
@@ -151,10 +169,26 @@ public:
     {
         const int32_t result = ours().apSetFunction(handle, code, number1, number2, text1, text2);
         if (result != 0)
-            refused << QFile::decodeName(text1.c_str());
+            refused << QFile::decodeName(text1.c_str()) + ": " + lastError();
         return result;
     }
-    int32_t apClose(int32_t handle) override { return ours().apClose(handle); }
+    int32_t apClose(int32_t handle) override
+    {
+        const int32_t result = ours().apClose(handle);
+        if (result != 0)
+            unwritten = lastError();
+        return result;
+    }
+
+    QStringList refused;
+    QString unwritten;
+
+private:
+    static QString lastError()
+    {
+        return QString::fromUtf8(
+            moduleEntry<decltype(&::apLastError)>(pages::kModule, "apLastError")());
+    }
 };
 
 int join(Context &c)
@@ -181,7 +215,9 @@ int join(Context &c)
         return 0;
     QFile::remove(commands.OutputFile);
     if (pages.refused.isEmpty())
-        c.err(c.line.value("-o"));
+        c.err(c.line.value("-o") + ": " +
+              (pages.unwritten.isEmpty() ? "no page of the inputs is in their ranges"
+                                         : pages.unwritten));
     return 1;
 }
 
@@ -193,22 +229,27 @@ int info(Context &c)
         if (c.line.has("--" + key.toLower()))
             changes << key;
     }
-    return eachFile(c, [&](const QString &file) {
-        for (const QString &key : changes) {
-            if (!commands.UpdatePdfMetaData(file, key, c.line.value("--" + key.toLower()), {}))
-                return false;
-        }
-        if (!changes.isEmpty())
+    return eachFile(
+        c,
+        [&](const QString &file) {
+            for (const QString &key : changes) {
+                if (!commands.UpdatePdfMetaData(file, key, c.line.value("--" + key.toLower()), {}))
+                    return false;
+            }
+            if (!changes.isEmpty())
+                return true;
+            QStringList lines{file};
+            for (const QString &key : InfoKeys) {
+                const QString value = commands.GetPdfMetaData(file, key);
+                if (value == "False")
+                    return false;
+                lines << "  " + key + ": " + value;
+            }
+            for (const QString &line : lines)
+                c.out(line);
             return true;
-        c.out(file);
-        for (const QString &key : InfoKeys) {
-            const QString value = commands.GetPdfMetaData(file, key);
-            if (value == "False")
-                return false;
-            c.out("  " + key + ": " + value);
-        }
-        return true;
-    });
+        },
+        [&] { return commands.LastError(); });
 }
 
 int tiffJoin(Context &c)

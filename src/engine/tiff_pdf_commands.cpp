@@ -30,7 +30,7 @@ QString folderFor(const QString &source, const QString &outputFolder)
 {
     const QString folder = FolderNamedAfter(source, outputFolder);
     if (!QFileInfo(folder).isDir() && !QDir().mkpath(folder))
-        throw RuntimeError::fromNumber(76);
+        throw RuntimeError(76, errorDescription(76) + ": " + folder);
     return folder;
 }
 
@@ -58,12 +58,21 @@ bool placeMerge(const QString &temporary, const QString &output)
 
 } // namespace
 
+template <typename Body> bool TiffPdfCommands::run(FailureTail &tail, Body &&body)
+{
+    lastError_.clear();
+    if (guarded(tail, std::forward<Body>(body)))
+        return true;
+    lastError_ = tail.failure;
+    return false;
+}
+
 bool TiffPdfCommands::ConvertPDFToImage(const QString &source, const QString &output,
                                         int32_t format)
 {
     bool result = false;
     PW_PROCEDURE("ConvertPDFToImage", commands);
-    guarded(pwTail, [&] {
+    run(pwTail, [&] {
         PW_STEP;
         if (source.isEmpty() || output.isEmpty())
             return;
@@ -79,7 +88,7 @@ bool TiffPdfCommands::ConverImageToTiff(const QString &source, const QString &ta
 {
     bool result = false;
     PW_PROCEDURE("ConverImageToTiff", commands);
-    guarded(pwTail, [&] {
+    run(pwTail, [&] {
         PW_STEP;
         if (source.isEmpty() || target.isEmpty())
             return;
@@ -94,7 +103,7 @@ bool TiffPdfCommands::Convert_EachTiffToPDFbyOne(const QString &source, const QS
 {
     bool result = false;
     PW_PROCEDURE("Convert_EachTiffToPDFbyOne", commands);
-    guarded(pwTail, [&] {
+    run(pwTail, [&] {
         PW_STEP;
         if (source.isEmpty() || pdf.isEmpty())
             return;
@@ -109,7 +118,7 @@ bool TiffPdfCommands::Convert_EachTiffToPDFx(const QString &outputFolder)
 {
     bool result = false;
     PW_PROCEDURE("Convert_EachTiffToPDFx", commands);
-    guarded(pwTail, [&] {
+    run(pwTail, [&] {
         PW_STEP;
         if (outputFolder.isEmpty())
             return;
@@ -137,7 +146,7 @@ bool TiffPdfCommands::UpdatePdfMetaData(const QString &file, const QString &text
 {
     bool result = false;
     PW_PROCEDURE("UpdatePdfMetaData", commands);
-    guarded(pwTail, [&] {
+    run(pwTail, [&] {
         PW_STEP;
         if (text2.isEmpty())
             return;
@@ -152,7 +161,7 @@ QString TiffPdfCommands::GetPdfMetaData(const QString &file, const QString &text
 {
     QString result;
     PW_PROCEDURE("GetPdfMetaData", commands);
-    if (!guarded(pwTail, [&] {
+    if (!run(pwTail, [&] {
             PW_STEP;
             result = PdfStamper().UpdatePDFInfo(file, text);
         }))
@@ -164,7 +173,7 @@ int16_t TiffPdfCommands::GetNoOfPagesFromPDF(const QString &file)
 {
     int16_t result = 0;
     PW_PROCEDURE("GetNoOfPagesFromPDF", commands);
-    guarded(pwTail, [&] {
+    run(pwTail, [&] {
         PW_STEP;
         result = CInt(PdfSplitMerge().GetNumberOfPages(file, {}));
     });
@@ -176,7 +185,7 @@ bool TiffPdfCommands::AppendPdfFile(const QString &first, const QString &second,
 {
     bool result = false;
     PW_PROCEDURE("AppendPdfFile", commands);
-    guarded(pwTail, [&] {
+    run(pwTail, [&] {
         PW_STEP;
         const int32_t handle = pages_.apCreateMerge(libraryPath(output));
         if (handle > 0) {
@@ -196,7 +205,7 @@ bool TiffPdfCommands::CombineOrderPdf()
 {
     bool result = false;
     PW_PROCEDURE("CombineOrderPdf", commands);
-    guarded(pwTail, [&] {
+    run(pwTail, [&] {
         PW_STEP;
         if (OutputFile.isEmpty())
             return;
@@ -225,7 +234,7 @@ bool TiffPdfCommands::SplitPDFFiles(const QString &source, const QString &range,
 {
     bool result = false;
     PW_PROCEDURE("SplitPDFFiles", commands);
-    guarded(pwTail, [&] {
+    run(pwTail, [&] {
         PW_STEP;
         const QString target = ValidateDir(folderFor(source, outputFolder)) + prefix;
         PW_STEP;
@@ -247,7 +256,7 @@ bool TiffPdfCommands::AppendFileTiffFile(const QString &first, const QString &se
 {
     bool result = false;
     PW_PROCEDURE("AppendFileTiffFile", commands);
-    guarded(pwTail, [&] {
+    run(pwTail, [&] {
         PW_STEP;
         if (first.isEmpty() || second.isEmpty() || index < 0)
             return;
@@ -262,7 +271,7 @@ bool TiffPdfCommands::DeleteTiffPage(const QString &file, int16_t page)
 {
     bool result = false;
     PW_PROCEDURE("DeleteTiffPage", commands);
-    guarded(pwTail, [&] {
+    run(pwTail, [&] {
         PW_STEP;
         result = withTiff([&](TiffMergeSplit &tiff) { return tiff.DeleteTIFFPages(file, page); });
     });
@@ -273,7 +282,7 @@ bool TiffPdfCommands::CombineOrderTiff()
 {
     bool result = false;
     PW_PROCEDURE("CombineOrderTiff", commands);
-    guarded(pwTail, [&] {
+    run(pwTail, [&] {
         PW_STEP;
         fileCounter_ = 0;
         if (OutputFile.isEmpty())
@@ -324,7 +333,7 @@ bool TiffPdfCommands::SplitTiffFiles(const QString &source, int16_t page,
 {
     bool result = false;
     PW_PROCEDURE("SplitTiffFiles", commands);
-    guarded(pwTail, [&] {
+    run(pwTail, [&] {
         PW_STEP;
         const QString target = ValidateDir(folderFor(source, outputFolder)) + prefix;
         PW_STEP;
@@ -342,7 +351,7 @@ bool TiffPdfCommands::ExtractTIFFpagesbyRange(const QString &source, int16_t fir
 {
     bool result = false;
     PW_PROCEDURE("ExtractTIFFpagesbyRange", commands);
-    guarded(pwTail, [&] {
+    run(pwTail, [&] {
         PW_STEP;
         const QString folder = folderFor(source, outputFolder);
         PW_STEP;
@@ -359,7 +368,7 @@ bool TiffPdfCommands::ExtractAllTIFFpages(const QString &source, const QString &
 {
     bool result = false;
     PW_PROCEDURE("ExtractAllTIFFpages", commands);
-    guarded(pwTail, [&] {
+    run(pwTail, [&] {
         PW_STEP;
         const QString folder = folderFor(source, outputFolder);
         PW_STEP;
@@ -383,7 +392,7 @@ bool TiffPdfCommands::FileExists(const QString &path)
 {
     bool result = false;
     PW_PROCEDURE("FileExists", commands);
-    guarded(pwTail, [&] {
+    run(pwTail, [&] {
         PW_STEP;
         result = !Dir(path).isEmpty();
     });

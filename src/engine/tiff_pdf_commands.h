@@ -17,6 +17,7 @@
 namespace pw {
 
 class UiServices;
+struct FailureTail;
 
 class TiffPdfCommands {
 public:
@@ -69,10 +70,13 @@ public:
 
     bool FileExists(const QString &path);
 
-    // Why the last TIFF command's component answered false; "" when it did not.
+    // Why the last command answered false or empty: the failure it logged or the reason its
+    // TIFF component gave; "" when there was none.
     const QString &LastError() const { return lastError_; }
 
 private:
+    // Runs a command's body as `guarded` does, keeping the description of its failure.
+    template <typename Body> bool run(FailureTail &tail, Body &&body);
     // Runs `call` on a component made for it, keeping its answer's reason.
     bool withTiff(const std::function<bool(TiffMergeSplit &)> &call);
 

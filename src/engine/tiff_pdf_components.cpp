@@ -10,6 +10,7 @@
 #include "core/runtime.h"
 
 #include <QFile>
+#include <QFileInfo>
 
 #include <algorithm>
 #include <vector>
@@ -26,6 +27,13 @@ std::string encoded(const QString &path)
 [[noreturn]] void fail(int number, const QString &what)
 {
     throw RuntimeError(number, errorDescription(number) + ": " + what);
+}
+
+// A missing file would otherwise read as a damaged one.
+void requireFile(const QString &file)
+{
+    if (!QFileInfo(file).isFile())
+        fail(53, file);
 }
 
 } // namespace
@@ -80,6 +88,7 @@ void Tiff2Pdf::PDFToImage(const QString &source, const QString &output, int32_t 
 void PdfStamper::UpdatePDFInfo(const QString &file, const QString &key, const QString &value,
                                const QString &copyTo)
 {
+    requireFile(file);
     QString target = file;
     if (!copyTo.isEmpty()) {
         QFile::remove(copyTo);
@@ -98,6 +107,7 @@ QString PdfStamper::UpdatePDFInfo(const QString &file, const QString &key)
 {
     const auto get =
         moduleEntry<decltype(&::pw_pages_get_info)>(pages::kModule, "pw_pages_get_info");
+    requireFile(file);
     const std::string path = encoded(file);
     const std::string name = key.toUtf8().toStdString();
     const int32_t length = get(path.c_str(), name.c_str(), nullptr, 0);
@@ -113,6 +123,7 @@ int32_t PdfSplitMerge::GetNumberOfPages(const QString &file, const QString &pass
 {
     if (!password.isEmpty())
         fail(5, QStringLiteral("password"));
+    requireFile(file);
     const int32_t pages = moduleEntry<decltype(&::pw_pages_count)>(
         pages::kModule, "pw_pages_count")(encoded(file).c_str());
     if (pages < 0)

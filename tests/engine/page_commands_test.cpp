@@ -306,14 +306,23 @@ TEST_F(Bindings, BatchPageCommandsCheckTheirArgumentsAndKeepOutputsWhole)
     EXPECT_EQ(pageCommand({"render", "--format", "gif", "-o", box.path(), "a.pdf"}).status, 2);
     EXPECT_EQ(pageCommand({"tiff-append", "a.tif"}).status, 2);
 
-    // A join with a file it cannot read leaves the output as it was and names the file.
+    // A join with a file it cannot read leaves the output as it was; every command names the
+    // file with its reason.
     const QString output = box.write("out.pdf", "old");
     const QString junk = box.write("junk.pdf", "not a PDF");
-    const PageRun refused = pageCommand({"join", "-o", output, junk});
-    EXPECT_EQ(refused.status, 1);
-    EXPECT_EQ(refused.err, QStringList{junk});
+    EXPECT_EQ(pageCommand({"join", "-o", output, junk}).status, 1);
     EXPECT_EQ(readFile(output), "old");
     EXPECT_EQ(QDir(box.path()).entryList(QDir::Hidden | QDir::Files).size(), 2);
+    for (const QStringList &args : {QStringList{"join", "-o", output},
+                                    {"render", "-o", box.path()},
+                                    {"split", "-o", box.path()},
+                                    {"info"}}) {
+        const PageRun refused = pageCommand(args + QStringList{junk});
+        EXPECT_EQ(refused.status, 1);
+        ASSERT_EQ(refused.err.size(), 1) << args[0].toStdString();
+        EXPECT_TRUE(refused.err[0].startsWith(junk + ": ")) << refused.err[0].toStdString();
+        EXPECT_GT(refused.err[0].size(), junk.size() + 10) << refused.err[0].toStdString();
+    }
 
     // Appended files keep their order when put into the middle.
     const QString target = tiff("t.tif", 10, 2);
