@@ -196,6 +196,12 @@ bool FileHead::isPdf() const
     return detect(bytes.substr(0, 1024), path, format) == Kind::Pdf;
 }
 
+std::string FileHead::metafileFormat() const
+{
+    std::string format;
+    return detect(bytes, path, format) == Kind::Metafile ? format : std::string();
+}
+
 void readImageFile(const FileHead &file, const PageSink &sink, bool firstOnly)
 {
     const std::string &path = file.path;

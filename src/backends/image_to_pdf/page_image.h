@@ -114,6 +114,8 @@ using PageSink = std::function<void(PageSource &)>;
 struct FileHead {
     explicit FileHead(const std::string &path);
     bool isPdf() const;
+    // "EMF" or "WMF" for a metafile, else "".
+    std::string metafileFormat() const;
 
     std::string path;
     std::string bytes;

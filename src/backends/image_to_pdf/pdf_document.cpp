@@ -1,6 +1,8 @@
 #include "pdf_document.h"
 
 #include "encoders.h"
+#include "metafile_player.h"
+#include "module_failure.h"
 #include "module_loader.h"
 #include "output_file.h"
 #include "pdf_reading.h"
@@ -141,7 +143,10 @@ int PdfDocument::addFile(const std::string &path)
     };
     try {
         const FileHead file(path);
-        return file.isPdf() ? addPdfFile(path) : addImageFile(file);
+        if (file.isPdf())
+            return addPdfFile(path);
+        const std::string metafile = file.metafileFormat();
+        return metafile.empty() ? addImageFile(file) : addMetafile(path, metafile);
     } catch (const ApFailure &) {
         rollback();
         throw;
@@ -183,14 +188,46 @@ int PdfDocument::addPdfFile(const std::string &path)
         reinterpret_cast<pdf::CopyPages>(moduleSymbol(pdf::kModule, pdf::kCopyPages));
     if (!copyPages)
         throw invalidFormat("PDF: the PDF reader is not installed");
+    addPdfPages([&](const pw_pdf_sink *sink, char *version, size_t size, pw_module_error *error) {
+        return copyPages(path.c_str(), sink, kPages, version, size, error);
+    });
+    return 0;
+}
+
+// A drawing stays a drawing: the player paints it onto a PDF page of its own, whose paths and
+// fills are then copied in as any PDF's pages are. Being no image, it takes no recompression.
+int PdfDocument::addMetafile(const std::string &path, const std::string &format)
+{
+    static const auto toPdf =
+        reinterpret_cast<metafile::ToPdf>(moduleSymbol(metafile::kModule, metafile::kToPdf));
+    static const auto copyPages = reinterpret_cast<pdf::CopyPagesInMemory>(
+        moduleSymbol(pdf::kModule, pdf::kCopyPagesInMemory));
+    if (!toPdf || !copyPages)
+        throw invalidFormat(format + ": the metafile player is not installed");
+    const std::vector<uint8_t> data = readWholeFile(path);
+    std::string drawn;
+    const auto take = [](void *context, const uint8_t *bytes, size_t size) {
+        static_cast<std::string *>(context)->assign(reinterpret_cast<const char *>(bytes), size);
+    };
+    pw_module_error error{};
+    if (toPdf(data.data(), data.size(), format.c_str(), take, &drawn, &error) != PW_MODULE_OK)
+        throw reported(error);
+    addPdfPages([&](const pw_pdf_sink *sink, char *version, size_t size, pw_module_error *failed) {
+        return copyPages(reinterpret_cast<const uint8_t *>(drawn.data()), drawn.size(),
+                         path.c_str(), sink, kPages, version, size, failed);
+    });
+    return 0;
+}
+
+void PdfDocument::addPdfPages(
+    const std::function<int32_t(const pw_pdf_sink *, char *, size_t, pw_module_error *)> &copy)
+{
     WriterSink sink(*out_, pages_);
     char version[16] = "";
     pw_module_error error{};
-    if (copyPages(path.c_str(), sink.sink(), kPages, version, sizeof version, &error) !=
-        PW_MODULE_OK)
+    if (copy(sink.sink(), version, sizeof version, &error) != PW_MODULE_OK)
         sink.rethrow(error);
     needVersion(version);
-    return 0;
 }
 
 std::string PdfDocument::colourSpace(const ColourSpace &cs, int bpc)

@@ -4,11 +4,14 @@
 // are added, with the recompression chosen per colour class; the file takes the target's
 // place at the end.
 
+#include "module_abi.h"
 #include "output_file.h"
 #include "page_image.h"
+#include "pdf_sink.h"
 #include "pdf_writer.h"
 
 #include <array>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -39,6 +42,10 @@ private:
     bool openOutput();
     int addImageFile(const FileHead &file);
     int addPdfFile(const std::string &path);
+    int addMetafile(const std::string &path, const std::string &format);
+    // Adds the pages `copy` writes into the sink it is given, as the PDF reader's entries do.
+    void addPdfPages(
+        const std::function<int32_t(const pw_pdf_sink *, char *, size_t, pw_module_error *)> &copy);
     Filter wantedFor(int depth) const;
     int writeImage(const EncodedImage &img);
     std::string colourSpace(const ColourSpace &cs, int bpc);

@@ -222,35 +222,28 @@ Qt::BrushStyle hatch(uint32_t h)
 
 class Player {
 public:
-    // A page showing `mm` of a device with `pixelsPerMm`, at `dpi` or less.
-    Player(const QRectF &mm, QPointF pixelsPerMm, size_t handles, double &dpi, int maxSide)
+    // A page showing `mm` of a device with `pixelsPerMm`, on the canvas `canvasFor` gives.
+    Player(const QRectF &mm, QPointF pixelsPerMm, size_t handles, const CanvasFor &canvasFor)
         : pixelsPerMm_(pixelsPerMm), handles_(std::clamp<size_t>(handles, 1, 65535))
     {
         if (!(mm.width() > 0 && mm.height() > 0) || pixelsPerMm.x() <= 0 || pixelsPerMm.y() <= 0)
             throw invalidFormat("metafile: a picture without size");
-        const double inchesW = mm.width() / 25.4, inchesH = mm.height() / 25.4;
-        dpi = std::min(dpi, maxSide / std::max(inchesW, inchesH));
-        const int w = std::max(1, int(std::lround(inchesW * dpi)));
-        const int h = std::max(1, int(std::lround(inchesH * dpi)));
-        image_ = QImage(w, h, QImage::Format_RGB32);
-        if (image_.isNull())
-            throw outOfMemory();
-        image_.fill(Qt::white);
-        // Device units to page pixels, the picture's corner at the page's.
-        const double scale = dpi / 25.4;
+        const Canvas canvas = canvasFor(mm.size());
+        page_ = QRectF(0, 0, canvas.device->width(), canvas.device->height());
+        // Device units to the canvas's, the picture's corner at the page's.
         toPage_ =
             QTransform::fromTranslate(-mm.x() * pixelsPerMm_.x(), -mm.y() * pixelsPerMm_.y()) *
-            QTransform::fromScale(scale / pixelsPerMm_.x(), scale / pixelsPerMm_.y());
-        painter_.begin(&image_);
+            QTransform::fromScale(canvas.dotsPerMm / pixelsPerMm_.x(),
+                                  canvas.dotsPerMm / pixelsPerMm_.y());
+        if (!painter_.begin(canvas.device))
+            throw outOfMemory();
         painter_.setRenderHint(QPainter::Antialiasing);
         painter_.setRenderHint(QPainter::SmoothPixmapTransform);
+        // A PDF canvas would otherwise store bitmaps as JPEG, losing their exact pixels.
+        painter_.setRenderHint(QPainter::LosslessImageRendering);
     }
 
-    QImage finish()
-    {
-        painter_.end();
-        return image_;
-    }
+    void finish() { painter_.end(); }
 
     // The window's mapping onto a viewport over `device`, as a program playing a WMF into a
     // rectangle sets it up.
@@ -437,7 +430,7 @@ private:
     {
         const QPainterPath whole = [&] {
             QPainterPath p;
-            p.addRect(QRectF(image_.rect()));
+            p.addRect(page_);
             return p;
         }();
         const QPainterPath current = dc_.clip ? *dc_.clip : whole;
@@ -566,7 +559,21 @@ private:
     {
         prepare();
         if (!image.isNull()) {
-            painter_.drawImage(target, image, source.isEmpty() ? QRectF(image.rect()) : source);
+            // A PDF canvas takes a black-and-white image for a stencil painted in the brush's
+            // colour; with a palette of eight bits it keeps its own two colours.
+            const QImage drawn =
+                image.depth() == 1 ? image.convertToFormat(QImage::Format_Indexed8) : image;
+            // A source reaching past the bitmap paints nothing there, on every canvas (a PDF
+            // one would paint it black).
+            const QRectF from = source.isEmpty() ? QRectF(image.rect()) : source;
+            const QRectF inside = from.intersected(QRectF(image.rect()));
+            if (inside.isEmpty())
+                return;
+            const double sx = target.width() / from.width(), sy = target.height() / from.height();
+            const QRectF to(target.x() + (inside.x() - from.x()) * sx,
+                            target.y() + (inside.y() - from.y()) * sy, inside.width() * sx,
+                            inside.height() * sy);
+            painter_.drawImage(to, drawn, inside);
             return;
         }
         // No source: the operation paints the brush, or plain white or black.
@@ -1104,7 +1111,7 @@ private:
 
     QPointF pixelsPerMm_;
     QTransform toPage_;
-    QImage image_;
+    QRectF page_;
     QPainter painter_;
     Dc dc_;
     std::vector<Dc> saved_;
@@ -1128,7 +1135,7 @@ template <typename Play> void named(const Record &, uint32_t kind, Play &&play)
 
 } // namespace
 
-QImage playEmf(const uint8_t *data, size_t size, double &dpi, int maxSide)
+void playEmf(const uint8_t *data, size_t size, const CanvasFor &canvasFor)
 {
     // One record from `at`, within the file.
     const auto record = [&](size_t at) {
@@ -1159,7 +1166,7 @@ QImage playEmf(const uint8_t *data, size_t size, double &dpi, int maxSide)
         shared.width() * shared.height() < boundsMm.width() * boundsMm.height() / 2;
     if (mm.width() <= 0 || mm.height() <= 0 || (frameMisses && bounds.width() > 1))
         mm = boundsMm;
-    Player player(mm, perMm, header.u32(56) & 0xFFFF, dpi, maxSide);
+    Player player(mm, perMm, header.u32(56) & 0xFFFF, canvasFor);
     for (size_t at = header.size();;) {
         const Record r = record(at);
         if (r.type() == kEof)
@@ -1167,10 +1174,10 @@ QImage playEmf(const uint8_t *data, size_t size, double &dpi, int maxSide)
         named(r, r.type(), [&] { player.playEmf(r); });
         at += r.size();
     }
-    return player.finish();
+    player.finish();
 }
 
-QImage playWmf(const uint8_t *data, size_t size, double &dpi, int maxSide)
+void playWmf(const uint8_t *data, size_t size, const CanvasFor &canvasFor)
 {
     // The placeable header gives the picture's box in units of which `inch` make an inch;
     // without it the box is the first window set, at 96 units an inch.
@@ -1212,7 +1219,7 @@ QImage playWmf(const uint8_t *data, size_t size, double &dpi, int maxSide)
     }
     const double perMm = unitsPerInch / 25.4;
     const QRectF mm(box.x() / perMm, box.y() / perMm, box.width() / perMm, box.height() / perMm);
-    Player player(mm, QPointF(perMm, perMm), size_t(objects) + 1, dpi, maxSide);
+    Player player(mm, QPointF(perMm, perMm), size_t(objects) + 1, canvasFor);
     player.setWmf();
     player.viewport(box);
     for (size_t at = first;;) {
@@ -1222,7 +1229,7 @@ QImage playWmf(const uint8_t *data, size_t size, double &dpi, int maxSide)
         named(r, uint16_t(r.i16(4)), [&] { player.playWmf(r); });
         at += r.size();
     }
-    return player.finish();
+    player.finish();
 }
 
 } // namespace pw::metafile

@@ -3,7 +3,13 @@
 #include "emf_player.h"
 #include "module_failure.h"
 
+#include <QBuffer>
+#include <QImage>
+#include <QPdfWriter>
+
+#include <algorithm>
 #include <cstring>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -26,11 +32,38 @@ template <typename Work> int32_t entryPoint(pw_module_error &error, Work &&work)
     return PW_MODULE_FAILED;
 }
 
+void play(const uint8_t *data, size_t size, const char *format,
+          const pw::metafile::CanvasFor &canvasFor)
+{
+    if (std::strcmp(format, "EMF") == 0)
+        return pw::metafile::playEmf(data, size, canvasFor);
+    if (std::strcmp(format, "WMF") == 0)
+        return pw::metafile::playWmf(data, size, canvasFor);
+    throw pw::invalidFormat(std::string(format) + ": not a metafile this player knows");
+}
+
 // The played page, packed as 8-bit RGB rows, while the program copies it.
 struct PlayedPage {
     std::vector<uint8_t> pixels;
     int32_t width = 0, height = 0;
 };
+
+// The picture as an image at 300 dpi, or less where a side would pass 10,000 pixels.
+QImage raster(const uint8_t *data, size_t size, const char *format, double &dpi)
+{
+    QImage image;
+    play(data, size, format, [&](const QSizeF &mm) {
+        const double inchesW = mm.width() / 25.4, inchesH = mm.height() / 25.4;
+        dpi = std::min(300.0, 10000 / std::max(inchesW, inchesH));
+        image = QImage(std::max(1, int(std::lround(inchesW * dpi))),
+                       std::max(1, int(std::lround(inchesH * dpi))), QImage::Format_RGB32);
+        if (image.isNull())
+            throw pw::outOfMemory();
+        image.fill(Qt::white);
+        return pw::metafile::Canvas{&image, dpi / 25.4};
+    });
+    return image.convertToFormat(QImage::Format_RGB888);
+}
 
 } // namespace
 
@@ -39,13 +72,8 @@ extern "C" int32_t pw_play_metafile(const uint8_t *data, size_t size, const char
                                     pw_module_error *error)
 {
     return entryPoint(*error, [&]() -> int32_t {
-        const bool emf = std::strcmp(format, "EMF") == 0;
-        if (!emf && std::strcmp(format, "WMF") != 0)
-            throw pw::invalidFormat(std::string(format) + ": not a metafile this player knows");
         double dpi = 300;
-        const QImage image =
-            (emf ? pw::metafile::playEmf(data, size, dpi) : pw::metafile::playWmf(data, size, dpi))
-                .convertToFormat(QImage::Format_RGB888);
+        const QImage image = raster(data, size, format, dpi);
         PlayedPage played;
         played.width = image.width();
         played.height = image.height();
@@ -69,5 +97,35 @@ extern "C" int32_t pw_play_metafile(const uint8_t *data, size_t size, const char
             return int32_t(PW_MODULE_OK);
         };
         return on_page(context, &page);
+    });
+}
+
+extern "C" int32_t pw_metafile_to_pdf(const uint8_t *data, size_t size, const char *format,
+                                      pw_metafile_bytes_fn take, void *context,
+                                      pw_module_error *error)
+{
+    return entryPoint(*error, [&]() -> int32_t {
+        // Viewers refuse pages past 200 inches a side; a larger picture is shrunk to fit.
+        constexpr double largestSideMm = 200 * 25.4;
+        // Fine enough that no coordinate of a metafile loses a visible fraction.
+        constexpr int dotsPerInch = 1200;
+        QByteArray pdf;
+        {
+            QBuffer buffer(&pdf);
+            buffer.open(QIODevice::WriteOnly);
+            std::optional<QPdfWriter> writer;
+            play(data, size, format, [&](const QSizeF &mm) {
+                const double shrink =
+                    std::min(1.0, largestSideMm / std::max(mm.width(), mm.height()));
+                writer.emplace(&buffer);
+                writer->setResolution(dotsPerInch);
+                writer->setPageMargins({});
+                writer->setPageSize(
+                    QPageSize(mm * shrink, QPageSize::Millimeter, {}, QPageSize::ExactMatch));
+                return pw::metafile::Canvas{&*writer, dotsPerInch / 25.4 * shrink};
+            });
+        }
+        take(context, reinterpret_cast<const uint8_t *>(pdf.constData()), size_t(pdf.size()));
+        return PW_MODULE_OK;
     });
 }

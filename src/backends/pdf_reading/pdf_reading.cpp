@@ -227,14 +227,16 @@ private:
     std::set<QPDFObjGen> pages_;
 };
 
-std::string copyPages(const char *path, const pw_pdf_sink &sink, int parent)
+// Copies the pages of the PDF `open` reads into `src`; `name` says which PDF in a failure.
+template <typename Open>
+std::string copyPages(const std::string &name, Open &&open, const pw_pdf_sink &sink, int parent)
 {
     QPDF src;
     try {
-        openQuietly(src, path);
+        open(src);
     } catch (const QPDFExc &e) {
         if (e.getErrorCode() == qpdf_e_password)
-            throw invalidFormat(std::string("PDF: protected by a password: ") + path);
+            throw invalidFormat("PDF: protected by a password: " + name);
         throw;
     }
     QPDFPageDocumentHelper srcPages(src);
@@ -242,10 +244,35 @@ std::string copyPages(const char *path, const pw_pdf_sink &sink, int parent)
     srcPages.pushInheritedAttributesToPage();
     const auto pages = srcPages.getAllPages();
     if (pages.empty())
-        throw invalidFormat(std::string("PDF: no pages: ") + path);
+        throw invalidFormat("PDF: no pages: " + name);
     Sink out(sink);
     ForeignCopier(out, parent).copyPages(pages);
     return src.getPDFVersion();
+}
+
+// Runs a copy and answers as the entry points do: PW_MODULE_OK with the version, or
+// PW_MODULE_FAILED with the reason in `error`.
+template <typename Copy>
+int32_t answerCopy(Copy &&copy, char *version, size_t version_size, pw_module_error *error)
+{
+    try {
+        const std::string found = copy();
+        std::snprintf(version, version_size, "%s", found.c_str());
+        return PW_MODULE_OK;
+    } catch (const SinkFailed &) {
+        // The program kept the writer's own failure.
+    } catch (const ApFailure &e) {
+        pw::report(*error, e);
+    } catch (const std::bad_alloc &) {
+        pw::report(*error, pw::outOfMemory());
+    } catch (const QPDFExc &e) {
+        pw::report(*error, invalidFormat("PDF: " + e.getMessageDetail()));
+    } catch (const std::exception &e) {
+        pw::report(*error, invalidFormat(std::string("PDF: ") + e.what()));
+    } catch (...) {
+        pw::report(*error, invalidFormat("PDF: unreadable"));
+    }
+    return PW_MODULE_FAILED;
 }
 
 } // namespace
@@ -264,22 +291,28 @@ extern "C" int32_t pw_pdf_count_pages(const char *path)
 extern "C" int32_t pw_pdf_copy_pages(const char *path, const pw_pdf_sink *sink, int32_t parent,
                                      char *version, size_t version_size, pw_module_error *error)
 {
-    try {
-        const std::string found = copyPages(path, *sink, parent);
-        std::snprintf(version, version_size, "%s", found.c_str());
-        return PW_MODULE_OK;
-    } catch (const SinkFailed &) {
-        // The program kept the writer's own failure.
-    } catch (const ApFailure &e) {
-        pw::report(*error, e);
-    } catch (const std::bad_alloc &) {
-        pw::report(*error, pw::outOfMemory());
-    } catch (const QPDFExc &e) {
-        pw::report(*error, invalidFormat("PDF: " + e.getMessageDetail()));
-    } catch (const std::exception &e) {
-        pw::report(*error, invalidFormat(std::string("PDF: ") + e.what()));
-    } catch (...) {
-        pw::report(*error, invalidFormat("PDF: unreadable"));
-    }
-    return PW_MODULE_FAILED;
+    return answerCopy(
+        [&] {
+            return copyPages(
+                path, [&](QPDF &src) { openQuietly(src, path); }, *sink, parent);
+        },
+        version, version_size, error);
+}
+
+extern "C" int32_t pw_pdf_copy_pages_in_memory(const uint8_t *data, size_t size, const char *name,
+                                               const pw_pdf_sink *sink, int32_t parent,
+                                               char *version, size_t version_size,
+                                               pw_module_error *error)
+{
+    return answerCopy(
+        [&] {
+            return copyPages(
+                name,
+                [&](QPDF &src) {
+                    pw::quieten(src);
+                    src.processMemoryFile(name, reinterpret_cast<const char *>(data), size);
+                },
+                *sink, parent);
+        },
+        version, version_size, error);
 }

@@ -27,6 +27,12 @@ PW_MODULE_EXPORT int32_t pw_pdf_copy_pages(const char *path, const pw_pdf_sink *
                                            int32_t parent, char *version, size_t version_size,
                                            pw_module_error *error);
 
+/* The same for the PDF held in `data`; `name` stands for it in failures. */
+PW_MODULE_EXPORT int32_t pw_pdf_copy_pages_in_memory(const uint8_t *data, size_t size,
+                                                     const char *name, const pw_pdf_sink *sink,
+                                                     int32_t parent, char *version,
+                                                     size_t version_size, pw_module_error *error);
+
 #ifdef __cplusplus
 }
 
@@ -37,6 +43,8 @@ inline constexpr char kCountPages[] = "pw_pdf_count_pages";
 using CountPages = decltype(&pw_pdf_count_pages);
 inline constexpr char kCopyPages[] = "pw_pdf_copy_pages";
 using CopyPages = decltype(&pw_pdf_copy_pages);
+inline constexpr char kCopyPagesInMemory[] = "pw_pdf_copy_pages_in_memory";
+using CopyPagesInMemory = decltype(&pw_pdf_copy_pages_in_memory);
 
 } // namespace pw::pdf
 #endif

@@ -1,5 +1,6 @@
 // Metafiles (EMF and WMF) written record by record: the page poppler paints from the PDF
-// matches a picture Qt paints directly from the same shapes, and a metafile cut short fails.
+// matches a picture Qt paints directly from the same shapes, the drawing stays vector
+// graphics, and a metafile cut short fails.
 
 #include "image_to_pdf.h"
 #include "pdf_probe.h"
@@ -194,6 +195,12 @@ TEST(Metafile, ShapesPaintAsQtPaintsThem)
         for (int x = 0; x < expected.width(); x += 3)
             far += std::abs(qRed(painted.pixel(x, y)) - qRed(expected.pixel(x, y))) > 80;
     EXPECT_LT(far, expected.width() * expected.height() / 9 / 200);
+    // It stays a drawing, on a page of the picture's size.
+    const std::vector<ProbedPage> pages = probePdf(pdf);
+    ASSERT_EQ(pages.size(), 1u);
+    EXPECT_TRUE(pages[0].images.empty());
+    EXPECT_NEAR(pages[0].width, 100 / 25.4 * 72, 1);
+    EXPECT_TRUE(qpdfChecks(pdf));
 }
 
 TEST(Metafile, TextAndBitmapsAreDrawnAndCutFilesFail)
