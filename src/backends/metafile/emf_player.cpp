@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <map>
 #include <optional>
 #include <utility>
 #include <variant>
@@ -1051,8 +1052,10 @@ public:
             break;
         }
         case 0x0B41:
-        case 0x0940: { // DIBSTRETCHBLT, DIBBITBLT: rop, [reserved,] boxes, [bitmap]
-            const bool stretch = function == 0x0B41;
+        case 0x0940: // DIBSTRETCHBLT, DIBBITBLT: rop, [reserved,] boxes, [bitmap]
+        case 0x0B23: // STRETCHBLT and BITBLT: the same with a device bitmap of Windows 3.0
+        case 0x0922: {
+            const bool stretch = function == 0x0B41 || function == 0x0B23;
             const bool bitmap = r.size() != (size_t(function >> 8) + 3) * 2;
             const size_t o = bitmap ? 2 : 3;
             const QRectF source = stretch ? QRectF(w(o + 3), w(o + 2), w(o + 1), w(o))
@@ -1060,7 +1063,12 @@ public:
             const QRectF target = stretch ? QRectF(w(o + 7), w(o + 6), w(o + 5), w(o + 4))
                                           : QRectF(w(o + 5), w(o + 4), w(o + 3), w(o + 2));
             const size_t dibAt = 6 + 2 * (o + (stretch ? 8 : 6));
-            blit(target, bitmap ? packedDib(r, dibAt) : QImage(), source, r.u32(6));
+            QImage image;
+            if (bitmap)
+                image = function & 0x0040 ? packedDib(r, dibAt) : deviceBitmap(r, dibAt);
+            // A device bitmap of a depth without colours of its own is left out.
+            if (!bitmap || !image.isNull())
+                blit(target, image, source, r.u32(6));
             break;
         }
         }
@@ -1078,6 +1086,38 @@ private:
                 return;
             }
         throw invalidFormat("WMF: more objects than the header allows");
+    }
+
+    // A Windows 3.0 device bitmap: size, bytes a row, depth and top-down rows. Its colours are
+    // the device's; those of 1, 16, 24 and 32 bits are read as a display reads them, a black
+    // and white one taking the text and background colours as a blit onto colour does.
+    QImage deviceBitmap(const Record &r, size_t at) const
+    {
+        const int width = r.i16(at + 2), height = r.i16(at + 4), stride = r.i16(at + 6);
+        const int bits = r.need(at + 9, 1)[0];
+        if (width <= 0 || height <= 0 || stride < (width * bits + 7) / 8)
+            throw invalidFormat("WMF: a bitmap of no size");
+        const std::map<int, QImage::Format> formats = {{1, QImage::Format_Mono},
+                                                       {16, QImage::Format_RGB555},
+                                                       {24, QImage::Format_BGR888},
+                                                       {32, QImage::Format_RGB32}};
+        const auto format = formats.find(bits);
+        if (format == formats.end())
+            return {};
+        // Some writers store fewer rows than the bitmap has; the rest stay zero.
+        const size_t stored = std::min(size_t(stride) * size_t(height), r.size() - (at + 10));
+        const uint8_t *rows = r.need(at + 10, stored);
+        QImage image(width, height, format->second);
+        if (image.isNull())
+            throw outOfMemory();
+        image.fill(0);
+        const size_t row = std::min<size_t>(size_t(stride), size_t(image.bytesPerLine()));
+        for (size_t y = 0; y * size_t(stride) < stored; ++y)
+            std::memcpy(image.scanLine(int(y)), rows + y * size_t(stride),
+                        std::min(row, stored - y * size_t(stride)));
+        if (bits == 1)
+            image.setColorTable({dc_.text.rgb(), dc_.background.rgb()});
+        return image;
     }
 
     // A bitmap stored as its header, colour table and pixels in a row.

@@ -315,6 +315,18 @@ std::vector<std::pair<uint16_t, std::vector<int16_t>>> wmfShapes()
     };
 }
 
+// A Windows 3.0 blit: a 2 x 2 device bitmap of 24 bits, top row first (red, green; blue,
+// white), stretched over (700, 700)-(900, 900).
+QByteArray deviceBlit()
+{
+    // SRCCOPY, the source box, the target box.
+    std::vector<int16_t> params = {0x20, 0xCC, 2, 2, 0, 0, 200, 200, 700, 700};
+    // Type, size, bytes a row, one plane of 24 bits, then the rows.
+    for (const int16_t word : {0, 2, 2, 6, 0x1801, 0, 0xFF, 0xFF, 0xFF, -256, -1})
+        params.push_back(word);
+    return wmf({{0x0B23, params}});
+}
+
 TEST(Metafile, WmfShapesPaintAsQtPaintsThemAndCutFilesFail)
 {
     const std::vector<std::pair<uint16_t, std::vector<int16_t>>> records = wmfShapes();
@@ -339,6 +351,17 @@ TEST(Metafile, WmfShapesPaintAsQtPaintsThemAndCutFilesFail)
     maxChannelDifference(paintedPixels(pdf, 0, side, side), expected, &mean);
     EXPECT_LT(mean, 1.5);
 
+    h = ApCreate(pdf.toStdString());
+    const QString blit = box.write("blit.wmf", deviceBlit());
+    ASSERT_EQ(ApAddImage(h, blit.toStdString()), 0);
+    ASSERT_EQ(ApClose(h), 0);
+    const QImage blitted = paintedPixels(pdf, 0, side, side);
+    EXPECT_EQ(blitted.pixel(225, 225), qRgb(255, 0, 0));
+    EXPECT_EQ(blitted.pixel(255, 225), qRgb(0, 255, 0));
+    EXPECT_EQ(blitted.pixel(225, 255), qRgb(0, 0, 255));
+    EXPECT_EQ(blitted.pixel(255, 255), qRgb(255, 255, 255));
+    EXPECT_EQ(blitted.pixel(150, 150), qRgb(255, 255, 255));
+
     const QByteArray whole = wmf(records);
     for (const int percent : {30, 50, 70, 90}) {
         QFile::remove(pdf);
@@ -356,7 +379,7 @@ TEST(Metafile, MutatedFilesConvertOrFailCleanly)
 {
     SandboxDir box;
     QImage unused;
-    const QByteArray files[] = {drawing(unused), wmf(wmfShapes())};
+    const QByteArray files[] = {drawing(unused), wmf(wmfShapes()), deviceBlit()};
     std::mt19937 random(2611);
     const QString pdf = box.filePath("out.pdf");
     for (const QByteArray &file : files)
