@@ -84,6 +84,8 @@ enum RecordType : uint32_t {
     kPolylineTo16 = 89,
     kPolyPolyline16 = 90,
     kPolyPolygon16 = 91,
+    kCreateMonoBrush = 93,
+    kCreateDibPatternBrush = 94,
     kExtCreatePen = 95
 };
 
@@ -152,6 +154,7 @@ struct Pen {
 struct Brush {
     QColor colour = Qt::white;
     Qt::BrushStyle style = Qt::SolidPattern;
+    QImage pattern; // a pattern brush's tile, in pixels of the reference device
 };
 struct Font {
     Typeface typeface;
@@ -326,8 +329,28 @@ private:
 
     QBrush qbrush() const
     {
-        return dc_.brush.style == Qt::NoBrush ? QBrush()
-                                              : QBrush(dc_.brush.colour, dc_.brush.style);
+        if (dc_.brush.style == Qt::NoBrush)
+            return {};
+        if (dc_.brush.pattern.isNull())
+            return QBrush(dc_.brush.colour, dc_.brush.style);
+        // The tile repeats in pixels of the device, whatever the mapping of the drawing.
+        QBrush tiled(dc_.brush.pattern);
+        tiled.setTransform(toPage_ * logicalToPage().inverted());
+        return tiled;
+    }
+
+    // A brush that tiles `image`; a black-and-white one takes the text and background colours.
+    Brush patternBrush(const QImage &image, bool mono) const
+    {
+        Brush b{Qt::gray, Qt::SolidPattern, {}}; // for a tile that cannot be read
+        if (image.isNull())
+            return b;
+        QImage tile = image;
+        if (mono && tile.depth() == 1)
+            tile.setColorTable({dc_.text.rgb(), dc_.background.rgb()});
+        // Converted: a painter takes a black-and-white tile for a stencil in the brush's colour.
+        b.pattern = tile.convertToFormat(QImage::Format_RGB32);
+        return b;
     }
 
     // A figure: into the open path, or filled and outlined now.
@@ -745,6 +768,14 @@ public:
             slot(r.u32(8)) = b;
             break;
         }
+        case kCreateMonoBrush:
+        case kCreateDibPatternBrush: {
+            const size_t offBmi = r.u32(16), cbBmi = r.u32(20), offBits = r.u32(24);
+            const size_t cbBits = r.u32(28);
+            slot(r.u32(8)) =
+                patternBrush(dib(r, offBmi, cbBmi, offBits, cbBits), r.type() == kCreateMonoBrush);
+            break;
+        }
         case kExtCreateFont:
             slot(r.u32(8)) = font(r);
             break;
@@ -1026,11 +1057,15 @@ public:
             place(f);
             break;
         }
-        case 0x00F7: // palettes, pattern brushes and regions take a place too
-        case 0x01F9:
-        case 0x0142:
+        case 0x01F9: // CREATEPATTERNBRUSH: a device bitmap whose rows follow 18 unused bytes
+            place(patternBrush(deviceBitmap(r, 6, 34), true));
+            break;
+        case 0x0142: // DIBCREATEPATTERNBRUSH: style, colour usage, the bitmap
+            place(patternBrush(u(0) == 3 ? deviceBitmap(r, 10, 20) : packedDib(r, 10), false));
+            break;
+        case 0x00F7: // palettes and regions take a place too
         case 0x06FF:
-            place(function == 0x0142 ? Object(Brush{Qt::gray, Qt::SolidPattern}) : Object(Kept{}));
+            place(Kept{});
             break;
         case 0x012D:
             select(u(0));
@@ -1065,7 +1100,8 @@ public:
             const size_t dibAt = 6 + 2 * (o + (stretch ? 8 : 6));
             QImage image;
             if (bitmap)
-                image = function & 0x0040 ? packedDib(r, dibAt) : deviceBitmap(r, dibAt);
+                image =
+                    function & 0x0040 ? packedDib(r, dibAt) : deviceBitmap(r, dibAt, dibAt + 10);
             // A device bitmap of a depth without colours of its own is left out.
             if (!bitmap || !image.isNull())
                 blit(target, image, source, r.u32(6));
@@ -1088,10 +1124,11 @@ private:
         throw invalidFormat("WMF: more objects than the header allows");
     }
 
-    // A Windows 3.0 device bitmap: size, bytes a row, depth and top-down rows. Its colours are
-    // the device's; those of 1, 16, 24 and 32 bits are read as a display reads them, a black
-    // and white one taking the text and background colours as a blit onto colour does.
-    QImage deviceBitmap(const Record &r, size_t at) const
+    // A Windows 3.0 device bitmap: size, bytes a row and depth at `at`, its top-down rows at
+    // `bitsAt`. Its colours are the device's; those of 1, 16, 24 and 32 bits are read as a
+    // display reads them, a black and white one taking the text and background colours as a
+    // blit onto colour does.
+    QImage deviceBitmap(const Record &r, size_t at, size_t bitsAt) const
     {
         const int width = r.i16(at + 2), height = r.i16(at + 4), stride = r.i16(at + 6);
         const int bits = r.need(at + 9, 1)[0];
@@ -1105,8 +1142,9 @@ private:
         if (format == formats.end())
             return {};
         // Some writers store fewer rows than the bitmap has; the rest stay zero.
-        const size_t stored = std::min(size_t(stride) * size_t(height), r.size() - (at + 10));
-        const uint8_t *rows = r.need(at + 10, stored);
+        const size_t stored =
+            std::min(size_t(stride) * size_t(height), r.size() - std::min(r.size(), bitsAt));
+        const uint8_t *rows = r.need(bitsAt, stored);
         QImage image(width, height, format->second);
         if (image.isNull())
             throw outOfMemory();

@@ -15,6 +15,7 @@
 #include <cmath>
 #include <cstring>
 #include <initializer_list>
+#include <map>
 #include <random>
 #include <utility>
 #include <vector>
@@ -99,6 +100,7 @@ enum : uint32_t {
     kRestoreDc = 34,
     kModifyWorldTransform = 36,
     kStretchDiBits = 81,
+    kCreateDibPatternBrush = 94,
     kExtCreateFont = 82,
     kExtTextOutW = 84,
     kSetBkMode = 18
@@ -237,6 +239,14 @@ TEST(Metafile, TextAndBitmapsAreDrawnAndCutFilesFail)
                             80 + int32_t(dib.size()), 16, 0, 0x00CC0020, 180, 180})
         EmfWriter::put(blit, uint32_t(v));
     w.addRaw(kStretchDiBits, blit + dib + bits);
+    // The same bitmap as the tile of a brush filling (20, 200)-(180, 380).
+    QByteArray pattern;
+    for (const int32_t v : {7, 0, 32, int32_t(dib.size()), 32 + int32_t(dib.size()), 16})
+        EmfWriter::put(pattern, uint32_t(v));
+    w.addRaw(kCreateDibPatternBrush, pattern + dib + bits);
+    w.add(kSelectObject, {7});
+    w.add(kSelectObject, {kNullPen});
+    w.add(kRectangle, {20, 200, 180, 380});
     const QByteArray whole = w.bytes();
     const QString pdf = box.filePath("out.pdf");
     const int32_t h = ApCreate(pdf.toStdString());
@@ -260,6 +270,13 @@ TEST(Metafile, TextAndBitmapsAreDrawnAndCutFilesFail)
     EXPECT_TRUE(near(335, 245, qRgb(255, 255, 255)));
     EXPECT_TRUE(near(245, 335, qRgb(255, 0, 0)));
     EXPECT_TRUE(near(335, 335, qRgb(0, 255, 0)));
+    std::map<QRgb, int> tiles;
+    for (int y = int(210 * scale); y < int(370 * scale); ++y)
+        for (int x = int(30 * scale); x < int(170 * scale); ++x)
+            ++tiles[painted.pixel(x, y)];
+    for (const QRgb colour :
+         {qRgb(255, 0, 0), qRgb(0, 255, 0), qRgb(0, 0, 255), qRgb(255, 255, 255)})
+        EXPECT_GT(tiles[colour], 1000) << "the tiles of the pattern brush";
 
     for (const int percent : {30, 50, 70, 90}) {
         QFile::remove(pdf);
