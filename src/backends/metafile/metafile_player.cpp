@@ -120,8 +120,13 @@ extern "C" int32_t pw_metafile_to_pdf(const uint8_t *data, size_t size, const ch
                 writer.emplace(&buffer);
                 writer->setResolution(dotsPerInch);
                 writer->setPageMargins({});
+                // A page under a point a side is no page to a PDF writer; the picture then
+                // keeps its size in the corner of the smallest page.
+                const double point = 25.4 / 72;
+                const QSizeF page(std::max(mm.width() * shrink, point),
+                                  std::max(mm.height() * shrink, point));
                 writer->setPageSize(
-                    QPageSize(mm * shrink, QPageSize::Millimeter, {}, QPageSize::ExactMatch));
+                    QPageSize(page, QPageSize::Millimeter, {}, QPageSize::ExactMatch));
                 return pw::metafile::Canvas{&*writer, dotsPerInch / 25.4 * shrink};
             });
         }
