@@ -579,14 +579,38 @@ private:
         return dib(r.need(offBmi, cbBmi), cbBmi, r.need(offBits, cbBits), cbBits);
     }
 
+    // The source of a raster operation as painted over the page. Paint is all a PDF knows, so
+    // the operations that draw sprites keep their look on a plain page: AND leaves the page
+    // where the source is white, OR where it is black. NOTSRCCOPY paints the inverse; any
+    // other operation paints the source.
+    static QImage paintable(const QImage &image, uint32_t rop)
+    {
+        constexpr uint32_t srcAnd = 0x008800C6, srcPaint = 0x00EE0086, notSrcCopy = 0x00330008;
+        if (rop == notSrcCopy) {
+            QImage inverse = image.convertToFormat(QImage::Format_RGB32);
+            inverse.invertPixels();
+            return inverse;
+        }
+        // A PDF canvas takes a black-and-white image for a stencil painted in the brush's
+        // colour; with a palette of eight bits it keeps its own two colours.
+        if (rop != srcAnd && rop != srcPaint)
+            return image.depth() == 1 ? image.convertToFormat(QImage::Format_Indexed8) : image;
+        const QRgb clear = rop == srcAnd ? 0xFFFFFF : 0x000000;
+        QImage holed = image.convertToFormat(QImage::Format_ARGB32);
+        for (int y = 0; y < holed.height(); ++y) {
+            auto *line = reinterpret_cast<QRgb *>(holed.scanLine(y));
+            for (int x = 0; x < holed.width(); ++x)
+                if ((line[x] & 0xFFFFFF) == clear)
+                    line[x] = 0;
+        }
+        return holed;
+    }
+
     void blit(const QRectF &target, const QImage &image, const QRectF &source, uint32_t rop)
     {
         prepare();
         if (!image.isNull()) {
-            // A PDF canvas takes a black-and-white image for a stencil painted in the brush's
-            // colour; with a palette of eight bits it keeps its own two colours.
-            const QImage drawn =
-                image.depth() == 1 ? image.convertToFormat(QImage::Format_Indexed8) : image;
+            const QImage drawn = paintable(image, rop);
             // A source reaching past the bitmap paints nothing there, on every canvas (a PDF
             // one would paint it black).
             const QRectF from = source.isEmpty() ? QRectF(image.rect()) : source;

@@ -332,16 +332,24 @@ std::vector<std::pair<uint16_t, std::vector<int16_t>>> wmfShapes()
     };
 }
 
-// A Windows 3.0 blit: a 2 x 2 device bitmap of 24 bits, top row first (red, green; blue,
-// white), stretched over (700, 700)-(900, 900).
+// A Windows 3.0 blit under the raster operation `rop`: a 2 x 2 device bitmap of 24 bits whose
+// two rows (B, G, R bytes, as little-endian words) are `rows`, stretched over
+// (700, 700)-(900, 900).
+std::pair<uint16_t, std::vector<int16_t>> stretchBlt(uint32_t rop,
+                                                     std::initializer_list<int16_t> rows)
+{
+    // The operation, the source box, the target box; then type, size, bytes a row and one
+    // plane of 24 bits.
+    std::vector<int16_t> params = {int16_t(rop & 0xFFFF), int16_t(rop >> 16)};
+    params.insert(params.end(), {2, 2, 0, 0, 200, 200, 700, 700, 0, 2, 2, 6, 0x1801});
+    params.insert(params.end(), rows);
+    return {0x0B23, params};
+}
+
+// Red, green; blue, white, copied.
 QByteArray deviceBlit()
 {
-    // SRCCOPY, the source box, the target box.
-    std::vector<int16_t> params = {0x20, 0xCC, 2, 2, 0, 0, 200, 200, 700, 700};
-    // Type, size, bytes a row, one plane of 24 bits, then the rows.
-    for (const int16_t word : {0, 2, 2, 6, 0x1801, 0, 0xFF, 0xFF, 0xFF, -256, -1})
-        params.push_back(word);
-    return wmf({{0x0B23, params}});
+    return wmf({stretchBlt(0x00CC0020, {0, 0xFF, 0xFF, 0xFF, -256, -1})});
 }
 
 TEST(Metafile, WmfShapesPaintAsQtPaintsThemAndCutFilesFail)
@@ -378,6 +386,24 @@ TEST(Metafile, WmfShapesPaintAsQtPaintsThemAndCutFilesFail)
     EXPECT_EQ(blitted.pixel(225, 255), qRgb(0, 0, 255));
     EXPECT_EQ(blitted.pixel(255, 255), qRgb(255, 255, 255));
     EXPECT_EQ(blitted.pixel(150, 150), qRgb(255, 255, 255));
+
+    // A sprite on a blue page: a mask ANDed (white, black; white, white), then the picture
+    // ORed (black, red; black, black) leave red in one corner and the page elsewhere.
+    h = ApCreate(pdf.toStdString());
+    const QString sprite =
+        box.write("sprite.wmf", wmf({{0x02FC, {0, 0, 0xFF, 0}},
+                                     {0x012D, {0}},
+                                     {0x02FA, {5, 0, 0, 0, 0}},
+                                     {0x012D, {1}},
+                                     {0x041B, {1000, 1000, 0, 0}},
+                                     stretchBlt(0x008800C6, {-1, 0xFF, 0, -1, -1, -1}),
+                                     stretchBlt(0x00EE0086, {0, 0, -256, 0, 0, 0})}));
+    ASSERT_EQ(ApAddImage(h, sprite.toStdString()), 0);
+    ASSERT_EQ(ApClose(h), 0);
+    const QImage sprited = paintedPixels(pdf, 0, side, side);
+    EXPECT_EQ(sprited.pixel(255, 225), qRgb(255, 0, 0));
+    for (const QPoint at : {QPoint(225, 225), QPoint(225, 255), QPoint(255, 255), QPoint(45, 45)})
+        EXPECT_EQ(sprited.pixel(at), qRgb(0, 0, 255)) << at.x() << "," << at.y();
 
     const QByteArray whole = wmf(records);
     for (const int percent : {30, 50, 70, 90}) {
