@@ -99,8 +99,8 @@ int render(Context &c)
     const QString output = c.line.value("-o");
     QString undone;
     const auto one = [&](const QString &file) {
-        undone.clear();
         const int pages = commands.GetNoOfPagesFromPDF(file);
+        undone = pages > 0 ? QString() : "no pages";
         if (pages <= 0 || !binding.ConvertPDFToImage(file, output, pages, resolution, number))
             return false;
         QStringList images;
@@ -122,8 +122,8 @@ int split(Context &c, const QString &range)
     const QString output = c.line.value("-o");
     QString undone;
     const auto one = [&](const QString &file) {
-        undone.clear();
         const int pages = commands.GetNoOfPagesFromPDF(file);
+        undone = pages > 0 ? QString() : "no pages";
         const QString prefix = c.line.value("--prefix", baseName(file) + "-");
         if (pages <= 0 || !commands.SplitPDFFiles(file, range, output, prefix))
             return false;
