@@ -82,6 +82,7 @@ void FolderScan::MainLoadFiles(const QString &path, bool clearFirst)
         host_.EnableSearchControls(false);
         host_.setBusyCursor(true);
         const QString folder = ResolveDesktop(path);
+        entered_.clear();
         catalogue_.columns().refresh(context.ColumnList);
         context.ColumnVisibilityList = Split(context.settings().ColumnVisibility(), ",");
         PW_STEP;
@@ -132,6 +133,9 @@ void FolderScan::LoadFiles(const QString &path, bool clearFirst)
         if (!dir.exists())
             throw RuntimeError::fromNumber(rte::kPathNotFound);
         throwIfUnreadable(path);
+        if (FolderIdentity identity;
+            IdentifyFolder(path, identity) && !entered_.insert(identity).second)
+            return;
         // One listing serves the files and then the subfolders; its facts are the files' facts.
         const QFileInfoList entries = dir.entryInfoList(
             QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System, QDir::Unsorted);
@@ -152,8 +156,7 @@ void FolderScan::LoadFiles(const QString &path, bool clearFirst)
         if (!host_.searchSubFolders())
             return;
         for (const QFileInfo &sub : entries)
-            // Linked folders are not followed: a link back up the tree would never end.
-            if (sub.isDir() && !sub.isSymLink())
+            if (sub.isDir())
                 LoadFiles(sub.filePath(), false);
     });
 }

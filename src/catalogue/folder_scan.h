@@ -6,7 +6,10 @@
 #include "catalogue_grid.h"
 #include "search_criteria.h"
 
+#include "core/file_names.h"
+
 #include <optional>
+#include <set>
 
 #include <QDate>
 #include <QFileInfo>
@@ -63,6 +66,9 @@ private:
     CatalogueGrid &catalogue_;
     ScanHost &host_;
     bool searching_ = false;
+    // The real folders this search has entered: links are followed, but a folder reached
+    // again (a loop of links among them) is not walked twice.
+    std::set<FolderIdentity> entered_;
 };
 
 } // namespace pw

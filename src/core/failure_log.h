@@ -46,7 +46,9 @@ struct FailureTail {
     QString procedure;
     Unit unit;
     int line = 0;
-    // The description of the failure `guarded` logged, for callers that show it as well.
+    // The number and description of the failure `guarded` logged, for callers that show it
+    // as well or act on its kind.
+    int failureNumber = 0;
     QString failure{};
 
     // Pieces 1 to 7 of a log line for `error`.
@@ -54,8 +56,9 @@ struct FailureTail {
     void log(int number, const QString &description) const;
 };
 
-// Appends `message`, "- " and the present date and time as one line to the failure log.
-// A log that cannot be written loses the line silently.
+// Appends `message`, "- " and the present date and time as one line to the failure log, line
+// breaks in the message escaped. Past 1 MiB the log is renamed "Errors.Log.1" (replacing the
+// one before) and starts afresh. A log that cannot be written loses the line silently.
 void WriteErrorLog(const QString &message);
 // Where "Errors.Log" lives: the storage folder, set once it is known. Failures can arise in
 // any procedure, before and outside of anything that holds the program's context, so this one
@@ -81,6 +84,7 @@ template <typename Body> bool guarded(FailureTail &tail, Body &&body)
     } catch (...) {
         tail.failure = errorDescription(5);
     }
+    tail.failureNumber = number;
     tail.log(number, tail.failure);
     return false;
 }

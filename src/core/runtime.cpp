@@ -5,6 +5,7 @@
 #include <QFileInfo>
 #include <QLocale>
 
+#include <cerrno>
 #include <cmath>
 #include <limits>
 
@@ -78,6 +79,11 @@ RuntimeError::RuntimeError(int number, const QString &description, const QString
 RuntimeError RuntimeError::fromNumber(int number)
 {
     return RuntimeError(number, errorDescription(number));
+}
+
+int WriteFailureNumber(int error)
+{
+    return error == ENOSPC || error == EDQUOT ? 61 : 75;
 }
 
 QString errorDescription(int number)

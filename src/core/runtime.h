@@ -31,6 +31,9 @@ private:
 
 // The standard description of a run-time error number, e.g. 6 -> "Overflow".
 QString errorDescription(int number);
+// The number of a write that failed with the system's `error`: 61 "Disk full" when there is no
+// room or quota left, else 75 "Path/File access error".
+int WriteFailureNumber(int error);
 
 // Leading numeric value of a text: blanks are skipped, parsing stops at the first character
 // that cannot continue a number, "&H"/"&O" prefixes read hex and octal. Never fails.

@@ -1,6 +1,7 @@
 #include "ap_img_to_pdf.h"
 
 #include "core/failure_log.h"
+#include "core/file_names.h"
 #include "core/path_helpers.h"
 #include "core/ui_services.h"
 
@@ -29,10 +30,10 @@ constexpr int32_t GetBitDepth = 211;
 
 const Unit binding = Unit::classModule("ApImgToPdf");
 
-// Paths reach the library as the file system spells them.
+// Paths reach the library as the file system spells them, bytes that are not UTF-8 included.
 std::string libraryPath(const QString &path)
 {
-    return QFile::encodeName(path).toStdString();
+    return EncodeFileName(path).toStdString();
 }
 
 } // namespace
@@ -109,6 +110,8 @@ bool ApImgToPdf::ConverImageToPdf(const QString &source, const QString &pdf, con
                                   const QString &grey, const QString &blackWhite)
 {
     bool result = false;
+    LastFailureNumber = 0;
+    CreateRefused = false;
     PW_PROCEDURE("ConverImageToPdf", binding);
     guarded(pwTail, [&] {
         PW_STEP;
@@ -117,6 +120,7 @@ bool ApImgToPdf::ConverImageToPdf(const QString &source, const QString &pdf, con
         PW_STEP;
         const int32_t handle = library_.ApCreate(libraryPath(pdf));
         if (!(handle > 0)) {
+            CreateRefused = true;
             result = true;
             return;
         }
@@ -138,6 +142,7 @@ bool ApImgToPdf::ConverImageToPdf(const QString &source, const QString &pdf, con
         ui_.DoEvents();
         result = true;
     });
+    LastFailureNumber = pwTail.failureNumber;
     return result;
 }
 

@@ -1,6 +1,7 @@
 #include "image_to_pdf_library.h"
 
 #include "backends/image_to_pdf/image_to_pdf.h"
+#include "backends/image_to_pdf/output_file.h"
 #include "core/runtime.h"
 
 #include <QCoreApplication>
@@ -117,6 +118,11 @@ private:
 };
 
 } // namespace
+
+void ImageToPdfLibrary::removeLeftovers(const std::string &folder)
+{
+    i2p::RemoveLeftovers(folder);
+}
 
 ImageToPdfLibrary &ImageToPdfLibrary::ours()
 {

@@ -19,6 +19,10 @@ public:
                                   const std::string &text, int32_t n3) = 0;
     virtual int32_t ApClose(int32_t handle) = 0;
 
+    // Removes the hidden part files that killed conversions left in `folder`; a file that a
+    // running conversion still writes is left alone.
+    virtual void removeLeftovers(const std::string &folder);
+
     // Our library, in this process.
     static ImageToPdfLibrary &ours();
     // Our library, with each page added on a worker thread while the caller's events keep being

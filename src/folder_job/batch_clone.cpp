@@ -10,6 +10,7 @@
 #include "engine/image_to_pdf_library.h"
 
 #include <QCoreApplication>
+#include <QDir>
 
 #include <csignal>
 
@@ -114,14 +115,27 @@ QString readOptions(const QStringList &args, CommandLineView &view, bool &fresh)
     }
     if (folders.size() != 2)
         return "The clone command needs a source folder and an output folder.";
-    view.source = folders[0];
-    view.output = folders[1];
+    // Absolute and without a trailing separator: the folder names of the tree are made from
+    // the source's text, and a resume from another working folder must find the same places.
+    view.source = QDir::cleanPath(QDir::current().absoluteFilePath(folders[0]));
+    view.output = QDir::cleanPath(QDir::current().absoluteFilePath(folders[1]));
     return {};
 }
 
 int exitStatus(const CloneRunSummary &run)
 {
-    return run.failed || run.errors > 0 || run.folderFailures > 0 ? 1 : 0;
+    return run.failed || run.errors > 0 || run.folderFailures > 0 || !run.interruption.isEmpty() ||
+                   !run.lockedBy.isEmpty()
+               ? 1
+               : 0;
+}
+
+// What the user must hear after a run: why it stopped when nobody asked it to.
+void reportInterruption(const CloneRunSummary &run, const std::function<void(const QString &)> &err)
+{
+    if (!run.interruption.isEmpty())
+        err("pagewright-batch: " + run.interruption +
+            "; the job is kept: run \"pagewright-batch resume\" once this is mended.");
 }
 
 } // namespace
@@ -152,6 +166,11 @@ int RunBatchClone(const QStringList &args, const std::function<void(const QStrin
     std::signal(SIGTERM, onInterrupt);
     job.prepare();
     job.ReadPvtString();
+    if (const QString holder = job.runningElsewhere(); !holder.isEmpty()) {
+        err("pagewright-batch: a folder job is running in " + holder +
+            "; wait for it to end, or stop it, before you start another.");
+        return 2;
+    }
     if (args[0] == "resume") {
         if (!job.unfinishedJobExists()) {
             err("There is no unfinished folder job to resume.");
@@ -167,6 +186,7 @@ int RunBatchClone(const QStringList &args, const std::function<void(const QStrin
         job.cmdOk_Click();
     }
     view.flush();
+    reportInterruption(job.lastRun(), err);
     return exitStatus(job.lastRun());
 }
 

@@ -1,5 +1,6 @@
 #include "clone_list.h"
 
+#include "core/file_names.h"
 #include "core/path_helpers.h"
 #include "core/runtime.h"
 
@@ -9,6 +10,7 @@
 #include <pugixml.hpp>
 
 #include <algorithm>
+#include <cerrno>
 #include <sstream>
 
 namespace pw {
@@ -18,10 +20,11 @@ namespace {
 const QByteArray kHeader = "<?xml version = \"1.0\"?>";
 const QByteArray kTail = "</Files></Clone>";
 
+// Names go in as the file system spells them, bytes that are not UTF-8 included.
 QByteArray escaped(const QString &value)
 {
     QByteArray out;
-    for (const char c : value.toUtf8()) {
+    for (const char c : EncodeFileName(value)) {
         switch (c) {
         case '&':
             out += "&amp;";
@@ -66,9 +69,11 @@ QByteArray skeleton(const CloneEncodings &e)
            "\"/><Files>" + kTail;
 }
 
-[[noreturn]] void cannotWrite()
+// A list that cannot be written: "Disk full" when there is no room (or quota) left, so that
+// the job can say why it stopped.
+[[noreturn]] void cannotWrite(int error = errno)
 {
-    throw RuntimeError::fromNumber(75);
+    throw RuntimeError::fromNumber(WriteFailureNumber(error));
 }
 
 // Replaces the whole file, so that a crash leaves the old list or the new one.
@@ -119,7 +124,7 @@ bool CloneListWriter::ourTailIsThere() const
 
 void CloneListWriter::AddCloneXmlFile(const CloneFileEntry &f)
 {
-    const bool exists = FileExists(ValidateDir(f.path) + f.name);
+    const bool exists = IsRegularFilePath(ValidateDir(f.path) + f.name);
     if (!ourTailIsThere()) {
         rebuildFrom(exists ? &f : nullptr);
         return;
@@ -130,9 +135,17 @@ void CloneListWriter::AddCloneXmlFile(const CloneFileEntry &f)
     // it at this one; there is no moment in between.
     const QByteArray bytes = fileElement(f) + kTail;
     QFile file(xmlPath_);
-    if (!file.open(QIODevice::ReadWrite | QIODevice::Unbuffered) || !file.seek(tail_) ||
-        file.write(bytes) != bytes.size())
+    if (!file.open(QIODevice::ReadWrite | QIODevice::Unbuffered) || !file.seek(tail_))
         cannotWrite();
+    if (file.write(bytes) != bytes.size()) {
+        const int error = errno;
+        // Cut short (a full disk): the list is put back as it ended before, its closing tags
+        // written into room it already had, so that a failed append never loses the list.
+        file.resize(size_);
+        file.seek(tail_);
+        file.write(kTail);
+        cannotWrite(error);
+    }
     tail_ += bytes.size() - kTail.size();
     size_ = tail_ + kTail.size();
 }
@@ -160,7 +173,7 @@ void CloneListWriter::rebuildFrom(const CloneFileEntry *f)
                                                   {"targetfile", f->targetfile},
                                                   {"targetfolder", f->targetfolder},
                                                   {"status", QString()}})
-                    file.append_attribute(name).set_value(value.toUtf8().constData());
+                    file.append_attribute(name).set_value(EncodeFileName(value).constData());
             }
             writeWhole(xmlPath_, serialized(doc));
             tail_ = size_ = -1;
@@ -250,7 +263,7 @@ QString CloneList::attribute(int index, const char *name) const
     const pugi::xml_attribute a = d->nodes.at(size_t(index)).attribute(name);
     if (!a)
         throw RuntimeError::fromNumber(91);
-    return QString::fromUtf8(a.value());
+    return DecodeFileName(a.value());
 }
 
 void CloneList::setStatus(int index, const QString &status)

@@ -6,8 +6,8 @@
 #include "core/path_helpers.h"
 
 #include <QDir>
-#include <QDirIterator>
-#include <QFileInfo>
+
+#include <dirent.h>
 
 namespace pw {
 
@@ -42,42 +42,54 @@ QString CloneTargetFolder(const QString &parent, const QString &output, const QS
     return output + separator() + baseName(source) + below;
 }
 
+namespace {
+
+// The names in `folder`, in the order the system gives, its files before its folders (a link
+// counts as what it leads to; one leading nowhere as a file).
+void listFolder(const QString &folder, QStringList &files, QStringList &folders)
+{
+    DIR *dir = ::opendir(EncodeFileName(folder).constData());
+    if (!dir)
+        return;
+    while (const dirent *entry = ::readdir(dir)) {
+        const QByteArray name(entry->d_name);
+        if (name == "." || name == "..")
+            continue;
+        const QString decoded = DecodeFileName(name);
+        (IsFolderPath(ValidateDir(folder) + decoded) ? folders : files).append(decoded);
+    }
+    ::closedir(dir);
+}
+
+} // namespace
+
 int CloneScan::SearchCloneFiles(const QString &folder, const QString &output)
 {
+    FolderIdentity identity;
+    if (!IdentifyFolder(folder, identity) || !entered.insert(identity).second)
+        return 0;
     int count = 0;
     const std::optional<QStringList> patterns = GenerateFilterPatternArray(filterPattern);
-    // One reading of the folder, in the order the system gives; its files are taken before
-    // its folders.
-    QFileInfoList files;
-    QFileInfoList folders;
-    QDirIterator entries(folder,
-                         QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System);
-    while (entries.hasNext()) {
-        entries.next();
-        (entries.fileInfo().isDir() ? folders : files).append(entries.fileInfo());
-    }
-    for (const QFileInfo &file : files) {
+    QStringList files;
+    QStringList folders;
+    listFolder(folder, files, folders);
+    const QString parent = QDir::cleanPath(QDir(folder).absolutePath());
+    for (const QString &name : files) {
         if (stopRequested())
             break;
-        if (IsFileMatchWithFilterPattern(file.fileName(), patterns)) {
-            const QString parent = file.absolutePath();
-            // A file the list cannot take is counted all the same: the walk passes over the
-            // failure and goes on.
-            try {
-                list->AddCloneXmlFile({file.fileName(), parent, CloneTargetFile(file.fileName()),
-                                       CloneTargetFolder(parent, output, sourceBox, outputBox)});
-            } catch (...) {
-            }
+        if (IsFileMatchWithFilterPattern(name, patterns)) {
+            list->AddCloneXmlFile({name, parent, CloneTargetFile(name),
+                                   CloneTargetFolder(parent, output, sourceBox, outputBox)});
             ++count;
         }
         if (stopRequested())
             break;
         yield();
     }
-    for (const QFileInfo &sub : folders) {
+    for (const QString &sub : folders) {
         if (stopRequested())
             break;
-        count += SearchCloneFiles(sub.absoluteFilePath(), output);
+        count += SearchCloneFiles(ValidateDir(parent) + sub, output);
         yield();
     }
     return count;

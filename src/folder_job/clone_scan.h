@@ -2,11 +2,14 @@
 // The scan of a folder job's source tree: every supported image, in pre-order, with where its
 // PDF will lie, written into the job's list.
 
+#include "core/file_names.h"
+
 #include <QString>
 #include <QStringList>
 
 #include <functional>
 #include <optional>
+#include <set>
 
 namespace pw {
 
@@ -27,8 +30,12 @@ struct CloneScan {
     CloneListWriter *list = nullptr;
     std::function<bool()> stopRequested;
     std::function<void()> yield;
+    // The real folders walked so far: a folder reached again through a link (a loop of links
+    // among them) is not walked twice, while files reached through links are listed.
+    std::set<FolderIdentity> entered{};
 
-    // Files matched in `folder` and below. Failures are passed over silently.
+    // Files matched in `folder` and below, names that are not UTF-8 included. A folder that
+    // cannot be read is passed over silently; a list that cannot be written raises.
     int SearchCloneFiles(const QString &folder, const QString &output);
 };
 

@@ -2,10 +2,12 @@
 
 #include "clone_list.h"
 #include "clone_scan.h"
+#include "job_lock.h"
 #include "profile_file.h"
 
 #include "core/app_context.h"
 #include "core/failure_log.h"
+#include "core/file_names.h"
 #include "core/globals.h"
 #include "core/path_helpers.h"
 #include "core/runtime.h"
@@ -16,7 +18,14 @@
 #include <QFileInfo>
 #include <QTime>
 
+#include <sys/statvfs.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
 #include <optional>
+#include <set>
 
 namespace pw {
 
@@ -28,6 +37,33 @@ const QString Start = "&Start";
 const QString Stop = "Sto&p";
 const QString Unfinished = "NOT FINISHED";
 const QString Finished = "FINISHED";
+
+// `path` made absolute, with ".", ".." and links resolved as far as it exists; the rest, which
+// a conversion would create as plain folders, is taken as it reads.
+QString resolvedPath(const QString &path)
+{
+    QString resolved = "/";
+    bool existing = true;
+    for (const QString &part :
+         QDir::current().absoluteFilePath(path).split('/', Qt::SkipEmptyParts)) {
+        if (part == ".")
+            continue;
+        if (part == "..") {
+            resolved = QDir::cleanPath(resolved + "/..");
+            continue;
+        }
+        const QString next = ValidateDir(resolved) + part;
+        char real[PATH_MAX];
+        existing = existing && ::realpath(EncodeFileName(next).constData(), real) != nullptr;
+        resolved = existing ? DecodeFileName(real) : next;
+    }
+    return resolved;
+}
+
+bool isInside(const QString &path, const QString &root)
+{
+    return path == root || path.startsWith(ValidateDir(root));
+}
 
 } // namespace
 
@@ -42,6 +78,10 @@ struct FolderJob::State {
     CloneEncodings encodings;
     std::optional<ApImgToPdf> converter;
     bool running = false;
+    JobLock lock;
+    // The job's output folder with links and dots resolved: nothing is written outside it.
+    QString outputRoot;
+    std::set<QString> tidiedFolders; // target folders rid of killed writers' part files
 };
 
 FolderJob::FolderJob(AppContext &context, CloneJobView &view, ImageToPdfLibrary &library)
@@ -139,7 +179,27 @@ void FolderJob::WritePvtString()
 bool FolderJob::unfinishedJobExists() const
 {
     return !record_.LastStatus.isEmpty() && FileExists(state_->CloneXmlPath) &&
-           record_.LastStatus == Unfinished;
+           record_.LastStatus == Unfinished && runningElsewhere().isEmpty();
+}
+
+QString FolderJob::runningElsewhere() const
+{
+    return state_->lock.held() ? QString() : JobLock::holder(state_->CloneFolder);
+}
+
+// A job runs only while this process holds the job folder's lock; another process's job is
+// neither joined nor replaced.
+bool FolderJob::refuseUnlessLocked(const JobLockScope &lock)
+{
+    if (lock.acquired())
+        return true;
+    summary_.lockedBy = JobLock::holder(state_->CloneFolder);
+    if (summary_.lockedBy.isEmpty())
+        summary_.lockedBy = "another process";
+    context_.ui.MsgBox("A folder job is running in " + summary_.lockedBy +
+                           ". Wait for it to end, or stop it, before you start another.",
+                       vbExclamation, AppTitle);
+    return false;
 }
 
 bool FolderJob::askToResume()
@@ -173,9 +233,10 @@ bool FolderJob::ValidateInput()
     guarded(pwTail, [&] {
         PW_STEP;
         QString output = view_.outputText();
-        const QString refusal = output.isEmpty()        ? "Please select output folder to clone."
-                                : !FolderExists(output) ? "Specified output path is not valid."
-                                                        : QString();
+        const QString refusal = output.isEmpty() ? "Please select output folder to clone."
+                                : !FolderExists(output) || !IsFolderPath(output)
+                                    ? "Specified output path is not valid."
+                                    : QString();
         if (!refusal.isEmpty()) {
             context_.ui.MsgBox(refusal, vbInformation, AppTitle);
             view_.focusOutput();
@@ -227,6 +288,9 @@ void FolderJob::cmdOk_Click()
         StopRequested = false;
         if (!ValidateInput())
             return;
+        JobLockScope lock(state_->lock, state_->CloneFolder);
+        if (!refuseUnlessLocked(lock))
+            return;
         PW_STEP;
         view_.setRunCaption(Stop);
         ReadPvtString();
@@ -242,20 +306,27 @@ void FolderJob::cmdOk_Click()
         if (output.trimmed().isEmpty())
             output = view_.sourceText();
         state_->encodings = view_.encodings();
+        state_->outputRoot = resolvedPath(output);
         PW_STEP;
         CloneListWriter writer(state_->CloneXmlPath);
-        writer.startNewJob(state_->encodings);
-        PW_STEP;
-        view_.setStatusCaption("Searching file(s)...");
-        context_.ui.DoEvents();
-        PW_STEP;
         CloneScan scan{state_->FilterPattern,
                        view_.sourceText(),
                        view_.outputText(),
                        &writer,
                        [this] { return StopRequested; },
                        [this] { context_.ui.DoEvents(); }};
-        state_->TotalFiles = scan.SearchCloneFiles(view_.sourceText(), output);
+        try {
+            writer.startNewJob(state_->encodings);
+            PW_STEP;
+            view_.setStatusCaption("Searching file(s)...");
+            context_.ui.DoEvents();
+            PW_STEP;
+            state_->TotalFiles = scan.SearchCloneFiles(view_.sourceText(), output);
+        } catch (const RuntimeError &e) {
+            // A list that cannot be written ends the scan as a stop does: no job is started
+            // from a list that lost files.
+            interrupt(state_->CloneXmlPath, e.number(), e.description(), pwTail);
+        }
         context_.ui.DoEvents();
         PW_STEP;
         if (StopRequested) {
@@ -310,6 +381,11 @@ void FolderJob::ResumeLastClone()
     PW_PROCEDURE("ResumeLastClone", dialogWithoutTime);
     const bool ended = guarded(pwTail, [&] {
         PW_STEP;
+        JobLockScope lock(state_->lock, state_->CloneFolder);
+        if (!refuseUnlessLocked(lock))
+            return;
+        state_->outputRoot = resolvedPath(
+            record_.LastOutputPath.isEmpty() ? record_.LastClonePath : record_.LastOutputPath);
         startRun();
         PW_STEP;
         view_.clearLog();
@@ -377,40 +453,107 @@ void FolderJob::walk(CloneList &list, FailureTail &pwTail)
         view_.appendLog("\r\n" + source + ".....");
         PW_STEP;
         const QString settled = list.attribute(i, "status");
-        const QString outcome = settled.trimmed().isEmpty() ? handle(source, folder, target) : "";
+        const bool toDo = settled.trimmed().isEmpty();
+        const QString outcome = toDo ? handle(source, folder, target, pwTail) : "";
+        if (toDo && outcome.isEmpty())
+            break; // the disk, not the file, failed: it stays to do for a resume
         view_.appendLog(outcome.isEmpty() ? settled : outcome);
         count(outcome.isEmpty() ? settled.trimmed() : outcome);
         PW_STEP;
         ++state_->FilesCompleted;
         setProgressValue(state_->progressValue + 1);
-        WritePrivateProfileStrings("CLONE",
-                                   {{"FILE_COMPLETED", QString::number(state_->FilesCompleted)},
-                                    {"LAST_FILEPATH", source}},
-                                   CloneIniPath());
+        const bool noted =
+            WritePrivateProfileStrings("CLONE",
+                                       {{"FILE_COMPLETED", QString::number(state_->FilesCompleted)},
+                                        {"LAST_FILEPATH", source}},
+                                       CloneIniPath());
+        const int notedError = errno;
         context_.ui.DoEvents();
         PW_STEP;
-        if (!outcome.isEmpty())
-            list.setStatus(i, outcome);
+        try {
+            if (!outcome.isEmpty())
+                list.setStatus(i, outcome);
+        } catch (const RuntimeError &e) {
+            interrupt(state_->CloneXmlPath, e.number(), e.description(), pwTail);
+        }
+        if (!noted)
+            interrupt(CloneIniPath(), WriteFailureNumber(notedError),
+                      errorDescription(WriteFailureNumber(notedError)), pwTail);
         if (StopRequested)
             break;
     }
 }
 
-// Makes the target folder and converts one file; returns its outcome.
-QString FolderJob::handle(const QString &source, const QString &folder, const QString &target)
+// Ends the run as a stop does, for a reason nobody asked for: the failure log and the log pane
+// say why, and the job stays for a resume.
+void FolderJob::interrupt(const QString &path, int number, const QString &reason,
+                          FailureTail &pwTail)
 {
-    // Most files go where the one before went: one look settles that.
-    if (!QFileInfo(folder).isDir() && !CreateFolderPath(ValidateDir(folder)))
+    pwTail.log(number, reason + ": " + path);
+    if (summary_.interruption.isEmpty()) {
+        summary_.interruption = path + ": " + reason;
+        view_.appendLog(reason);
+    }
+    StopRequested = true;
+}
+
+// Why writing into `folder` failed when the cause is the disk and not the file: out of room or
+// quota, or a file system that is read-only. "" otherwise. `error` is the system's error of the
+// failed write, 0 when unknown.
+QString FolderJob::environmentFailure(const QString &folder, int error) const
+{
+    if (error == ENOSPC || error == EDQUOT || error == EROFS)
+        return QString::fromLocal8Bit(std::strerror(error));
+    QString existing = folder;
+    for (QString up; !IsFolderPath(existing) && (up = QFileInfo(existing).path()) != existing;)
+        existing = up;
+    struct statvfs disk {};
+    if (::statvfs(EncodeFileName(existing).constData(), &disk) != 0)
+        return {};
+    if (disk.f_flag & ST_RDONLY)
+        return QString::fromLocal8Bit(std::strerror(EROFS));
+    return disk.f_bavail == 0 ? QString::fromLocal8Bit(std::strerror(ENOSPC)) : QString();
+}
+
+// Makes the target folder and converts one file; returns its outcome, or "" when the disk
+// failed and the run was stopped with the file still to do.
+QString FolderJob::handle(const QString &source, const QString &folder, const QString &target,
+                          FailureTail &pwTail)
+{
+    // A folder name of the tree can climb out of the output ("a/../.."), and a list can be
+    // edited: a target outside the output is never written.
+    if (!isInside(resolvedPath(folder), state_->outputRoot)) {
+        pwTail.log(75, errorDescription(75) + ": " + target + " is outside " + state_->outputRoot);
         return "Unable to Create Folder";
-    if (!view_.replaceExisting() && FileExists(target))
+    }
+    // Most files go where the one before went: one look settles that.
+    if (!IsFolderPath(folder) && !MakeFolderPath(folder)) {
+        const int error = errno;
+        const QString why = environmentFailure(folder, error);
+        if (why.isEmpty())
+            return "Unable to Create Folder";
+        interrupt(target, WriteFailureNumber(error), why, pwTail);
+        return {};
+    }
+    if (state_->tidiedFolders.insert(folder).second)
+        library_.removeLeftovers(EncodeFileName(folder).toStdString());
+    if (!view_.replaceExisting() && IsRegularFilePath(target))
         return "Already Exists";
     if (!state_->converter)
         state_->converter.emplace(context_.ui, library_);
     const CloneEncodings &e = state_->encodings;
-    if (state_->converter->ConverImageToPdf(source, target, e.EncodColor, e.EncodGraycale,
-                                            e.EncodBW))
-        return "Completed";
-    return "Error";
+    ApImgToPdf &converter = *state_->converter;
+    const bool made =
+        converter.ConverImageToPdf(source, target, e.EncodColor, e.EncodGraycale, e.EncodBW);
+    if (!made || converter.CreateRefused) {
+        const QString why =
+            environmentFailure(folder, converter.LastFailureNumber == 61 ? ENOSPC : 0);
+        if (!why.isEmpty()) {
+            interrupt(target, converter.LastFailureNumber == 61 ? 61 : 75, why, pwTail);
+            return {};
+        }
+    }
+    return made ? "Completed" : "Error";
 }
 
 // Outcomes settled by an earlier run count as well: a resumed job reports the whole job.

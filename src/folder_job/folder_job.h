@@ -13,6 +13,7 @@
 namespace pw {
 
 struct AppContext;
+struct FailureTail;
 class ImageToPdfLibrary;
 
 // The eight values of "Clone.ini" as last read.
@@ -36,6 +37,12 @@ struct CloneRunSummary {
     int folderFailures = 0; // "Unable to Create Folder"
     bool failed = false;    // the run ended through a failure tail
     bool stopped = false;   // StopRequested was seen
+    // Why the run stopped though nobody asked it to, as "PATH: REASON": a full or read-only
+    // disk under the output, or the job's own state that could not be written. The job is
+    // kept for a resume. Empty otherwise.
+    QString interruption;
+    // Another process runs a folder job: "process N (name)". Nothing was done.
+    QString lockedBy;
 };
 
 class FolderJob {
@@ -56,8 +63,11 @@ public:
     // What Yes to the prompt does: the boxes take the job's folders and replace choice, and
     // the job is resumed.
     void resumeAsRecorded();
-    // After ReadPvtString: STATUS "NOT FINISHED" and a "clone.xml" to take up.
+    // After ReadPvtString: STATUS "NOT FINISHED" and a "clone.xml" to take up, while no other
+    // process runs a job.
     bool unfinishedJobExists() const;
+    // Who runs a folder job now, in another process: "process N (name)", or "".
+    QString runningElsewhere() const;
     void ReadPvtString();
 
     // Asks a running job to stop after the file in hand (what the Stop button does).
@@ -74,11 +84,15 @@ private:
     void WritePvtString();
     void writeKey(const char *key, const QString &value);
     bool askToResume();
+    bool refuseUnlessLocked(const class JobLockScope &lock);
+    void interrupt(const QString &path, int number, const QString &reason, FailureTail &pwTail);
+    QString environmentFailure(const QString &folder, int error) const;
     void startRun();
     void endRun();
     void ProcessClone();
-    void walk(class CloneList &list, struct FailureTail &pwTail);
-    QString handle(const QString &source, const QString &targetFolder, const QString &target);
+    void walk(class CloneList &list, FailureTail &pwTail);
+    QString handle(const QString &source, const QString &targetFolder, const QString &target,
+                   FailureTail &pwTail);
     void count(const QString &outcome);
     void setProgressValue(int value);
     void reportEnd();

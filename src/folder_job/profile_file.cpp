@@ -1,5 +1,7 @@
 #include "profile_file.h"
 
+#include "core/file_names.h"
+
 #include <QFile>
 #include <QStringList>
 
@@ -8,12 +10,15 @@ namespace pw {
 namespace {
 
 // The file in the system's 8-bit encoding, split into lines without their ends.
-QStringList readLines(const QString &path)
+QStringList readLines(const QString &path, QByteArray *raw = nullptr)
 {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
         return {};
-    QString text = QString::fromLocal8Bit(file.readAll());
+    const QByteArray bytes = file.readAll();
+    if (raw)
+        *raw = bytes;
+    QString text = QString::fromLocal8Bit(bytes);
     text.replace("\r\n", "\n");
     QStringList lines = text.split('\n');
     // Blanks left behind by a shorter rewrite end the file; they are not lines.
@@ -81,6 +86,7 @@ QString GetPrivateProfileString(const QString &section, const QString &key, cons
         // A value in quotes is given without them, as the classic reader did.
         if (value.size() >= 2 && value.startsWith('"') && value.endsWith('"'))
             value = value.mid(1, value.size() - 2);
+        value = DecodeOneLine(value);
     }
     return value.left(std::max(0, bufferChars - 1));
 }
@@ -95,11 +101,13 @@ bool WritePrivateProfileStrings(const QString &section,
                                 const QList<std::pair<QString, QString>> &values,
                                 const QString &path)
 {
-    QStringList lines = readLines(path);
+    QByteArray old;
+    QStringList lines = readLines(path, &old);
     for (const auto &[key, value] : values) {
         int end = 0;
         const int at = findKey(lines, section, key, end);
-        const QString line = key + "=" + value;
+        // A value with a line break would add a line of its own: one key, one line.
+        const QString line = key + "=" + EncodeOneLine(value);
         if (at >= 0)
             lines[at] = line;
         else if (end >= 0)
@@ -117,7 +125,14 @@ bool WritePrivateProfileStrings(const QString &section,
     QByteArray bytes = (lines.join("\r\n") + "\r\n").toLocal8Bit();
     if (bytes.size() < file.size())
         bytes.append(QByteArray(file.size() - bytes.size(), ' '));
-    return file.write(bytes) == bytes.size();
+    if (file.write(bytes) == bytes.size())
+        return true;
+    // Cut short (a full disk): the old text goes back over what was written, into room the
+    // file already had, so that no key is lost.
+    file.seek(0);
+    file.write(old);
+    file.resize(old.size());
+    return false;
 }
 
 } // namespace pw

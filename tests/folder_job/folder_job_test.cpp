@@ -3,18 +3,27 @@
 #include "folder_job/clone_list.h"
 #include "folder_job/clone_scan.h"
 #include "folder_job/folder_job.h"
+#include "folder_job/job_lock.h"
 #include "folder_job/profile_file.h"
 
+#include "core/file_names.h"
 #include "engine/image_to_pdf_library.h"
 
 #include "pdf_probe.h"
 #include "sample_images.h"
+#include "small_disk.h"
 #include "test_context.h"
 
 #include <gtest/gtest.h>
 
 #include <QDir>
+#include <QDirIterator>
 #include <QFile>
+
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <cstdio>
 
 #include <functional>
 
@@ -212,4 +221,224 @@ TEST_F(FolderJobTest, AStoppedJobIsOfferedAndResumedWhereItStopped)
     reopened.Form_Activate();
     EXPECT_EQ(other.caption, "Sto&p") << "a failed resume leaves the run's state";
     EXPECT_TRUE(readFile(box.filePath("Errors.Log")).contains("ResumeLastClone"));
+}
+
+// The job where the file system, the user or a second process does something unexpected:
+// nothing is lost, nothing is written outside the output, and every failure is said.
+class FolderJobEdges : public FolderJobTest {
+protected:
+    QString logText() { return QString::fromUtf8(readFile(box.filePath("Errors.Log"))); }
+    QStringList pdfsBelow(const QString &folder)
+    {
+        QStringList found;
+        QDirIterator it(folder, {"*.pdf"}, QDir::Files | QDir::Hidden,
+                        QDirIterator::Subdirectories);
+        while (it.hasNext())
+            found << it.next();
+        return found;
+    }
+};
+
+TEST_F(FolderJobEdges, LinkLoopsAreWalkedOnceAndFilesBehindLinksAreListed)
+{
+    png("a.png");
+    png("deep/b.png");
+    const QString elsewhere = box.mkdir("elsewhere");
+    ASSERT_TRUE(colourPattern(8, 8).save(elsewhere + "/c.png"));
+    QFile::link(box.filePath("src"), box.filePath("src/deep/up"));         // a loop back to the top
+    QFile::link(elsewhere, box.filePath("src/linked"));                    // a folder behind a link
+    QFile::link(box.filePath("src/a.png"), box.filePath("src/alias.png")); // a file behind one
+    start();
+    EXPECT_EQ(view.log.section("\r\n", 0, 0), "Total Files=4") << view.log.toStdString();
+    EXPECT_EQ(view.log.count(".....Completed"), 4);
+    EXPECT_TRUE(QFile::exists(box.filePath("out/src/linked/c.pdf")));
+}
+
+TEST_F(FolderJobEdges, NamesWithLineBreaksAndStrayBytesConvertAndKeepTheStateFilesWhole)
+{
+    const QString forged = "a05\nREPLACE_EXISTING=1\r\nx.png";
+    png(forged);
+    const QByteArray stray = QFile::encodeName(box.filePath("src")) + "/b\xff\xfe.png";
+    {
+        QFile source(box.filePath("src/" + forged));
+        ASSERT_TRUE(source.open(QIODevice::ReadOnly));
+        const QByteArray bytes = source.readAll();
+        FILE *out = std::fopen(stray.constData(), "wb");
+        ASSERT_NE(out, nullptr);
+        std::fwrite(bytes.constData(), 1, size_t(bytes.size()), out);
+        std::fclose(out);
+    }
+    start();
+    EXPECT_EQ(view.log.count(".....Completed"), 2) << view.log.toStdString();
+    const QByteArray iniBytes = readFile(box.filePath("Clone/Clone.ini"));
+    EXPECT_EQ(iniBytes.count("\nREPLACE_EXISTING="), 1) << iniBytes.toStdString();
+    EXPECT_EQ(ini("REPLACE_EXISTING"), "0");
+    const QString last = ini("LAST_FILEPATH");
+    EXPECT_TRUE(last == box.filePath("src/" + forged) || EncodeFileName(last) == stray)
+        << last.toStdString();
+    // The PDFs are there under their own bytes.
+    EXPECT_TRUE(QFile::exists(box.filePath("out/src/a05\nREPLACE_EXISTING=1\r\nx.pdf")));
+    const QByteArray strayPdf = QFile::encodeName(box.filePath("out/src")) + "/b\xff\xfe.pdf";
+    EXPECT_TRUE(IsRegularFilePath(DecodeFileName(strayPdf)));
+
+    // A failure naming such a file stays one line of the log.
+    WriteErrorLog("Error 53 (File not found) in procedure X at Line No. 1 " + forged);
+    EXPECT_EQ(readFile(box.filePath("Errors.Log")).count('\n'), 1);
+    // The sandbox is removed through Qt, which does not see such names.
+    ::unlink(stray.constData());
+    ::unlink(strayPdf.constData());
+}
+
+TEST_F(FolderJobEdges, TargetsOutsideTheOutputAreNeverWritten)
+{
+    // Folders named ".in." under a source typed as "in" become ".." when the source's text is
+    // taken out of their path.
+    QDir::setCurrent(box.path());
+    QString deep = "in";
+    for (int i = 0; i < 8; ++i)
+        deep += "/.in.";
+    png(deep.mid(3) + "/evil.png");
+    QFile::rename(box.filePath("src"), box.filePath("in"));
+    view.source = "in";
+    view.output = box.mkdir("out");
+    job.prepare();
+    job.cmdOk_Click();
+    EXPECT_TRUE(view.log.contains("evil.png.....Unable to Create Folder"))
+        << view.log.toStdString();
+    EXPECT_TRUE(pdfsBelow("/").filter("evil.pdf").isEmpty());
+    EXPECT_TRUE(logText().contains("evil.pdf is outside " + box.filePath("out")));
+
+    // A list edited to point elsewhere is refused the same way on a resume.
+    png("a.png");
+    const QString xml = job.CloneXmlPath();
+    CloneListWriter writer(xml);
+    writer.startNewJob({});
+    writer.AddCloneXmlFile({"a.png", box.filePath("src"), "a.pdf", box.mkdir("victim")});
+    WritePrivateProfileString("CLONE", "STATUS", "NOT FINISHED", box.filePath("Clone/Clone.ini"));
+    job.ReadPvtString();
+    job.ResumeLastClone();
+    EXPECT_TRUE(view.log.contains("a.png.....Unable to Create Folder"));
+    EXPECT_FALSE(QFile::exists(box.filePath("victim/a.pdf")));
+}
+
+TEST_F(FolderJobEdges, AFileIsNoOutputFolderAndOurLeftoversAreTidiedAway)
+{
+    png("a.png");
+    view.source = box.filePath("src");
+    view.output = box.write("file-not-folder", "x");
+    job.prepare();
+    job.cmdOk_Click();
+    ASSERT_FALSE(t.ui.boxes.empty());
+    EXPECT_EQ(t.ui.boxes.back().prompt, "Specified output path is not valid.");
+
+    // Hidden part files a killed writer left are removed; the user's look-alikes and a part
+    // file that a running writer holds stay.
+    const QStringList ours = {".a.pdf.pw-Ab3x9Q", ".a.pdf.pw-0badf00d"};
+    const QStringList theirs = {".a.pdf.pw-1", "a.pdf.pw-Ab3x9Q", ".notes.pw-Ab3x9Qz", "keep.txt"};
+    for (const QString &name : ours + theirs)
+        box.write("out/src/" + name, "x");
+    const QString held = box.write("out/src/.b.pdf.pw-Zz9Zz9", "x");
+    QFile holder(held);
+    ASSERT_TRUE(holder.open(QIODevice::ReadOnly));
+    ASSERT_EQ(::flock(holder.handle(), LOCK_EX), 0);
+    start();
+    const QStringList left = QDir(box.filePath("out/src")).entryList(QDir::Files | QDir::Hidden);
+    for (const QString &name : ours)
+        EXPECT_FALSE(left.contains(name)) << name.toStdString();
+    for (const QString &name : theirs + QStringList{".b.pdf.pw-Zz9Zz9", "a.pdf"})
+        EXPECT_TRUE(left.contains(name)) << name.toStdString();
+}
+
+TEST_F(FolderJobEdges, AJobRunningElsewhereIsNeitherOfferedNorJoined)
+{
+    for (const char *name : {"a.png", "b.png"})
+        png(name);
+    view.onProgress = [&](int done) {
+        if (done == 1)
+            job.cmdOk_Click();
+    };
+    start();
+    ASSERT_EQ(ini("STATUS"), "NOT FINISHED");
+    // Another process holds the job folder: a lock of our own on a second opening stands in.
+    JobLock other;
+    ASSERT_TRUE(other.acquire(job.CloneFolder()));
+    RecordingView second;
+    FolderJob reopened(t.context, second, ImageToPdfLibrary::ours());
+    reopened.prepare();
+    const size_t boxesBefore = t.ui.boxes.size();
+    reopened.Form_Activate();
+    EXPECT_EQ(t.ui.boxes.size(), boxesBefore) << "no offer to resume a running job";
+    EXPECT_TRUE(reopened.runningElsewhere().startsWith("process " + QString::number(getpid())));
+    second.source = view.source;
+    second.output = view.output;
+    reopened.cmdOk_Click();
+    ASSERT_EQ(t.ui.boxes.size(), boxesBefore + 1);
+    EXPECT_TRUE(t.ui.boxes.back().prompt.startsWith("A folder job is running in process "));
+    EXPECT_TRUE(QFile::exists(job.CloneXmlPath())) << "the running job's list stays";
+    // Once the other ends, the job is offered again.
+    other.release();
+    t.ui.answers = {vbYes};
+    reopened.Form_Activate();
+    EXPECT_EQ(second.status, "completed....");
+}
+
+TEST_F(FolderJobEdges, AFullOutputDiskStopsTheRunAndAResumeFinishesIt)
+{
+    SmallDisk disk(box.filePath("out"), 2048);
+    if (!disk.mounted())
+        GTEST_SKIP() << "no tmpfs can be mounted here";
+    for (int i = 0; i < 6; ++i)
+        png(QString("f%1.png").arg(i));
+    box.write("src/bad.png", "\x89PNG damaged");
+    view.source = box.filePath("src");
+    view.output = disk.path();
+    job.prepare();
+    disk.fill(0);
+    job.cmdOk_Click();
+    EXPECT_EQ(view.status, "terminated....");
+    EXPECT_EQ(ini("STATUS"), "NOT FINISHED");
+    EXPECT_FALSE(job.lastRun().interruption.isEmpty());
+    EXPECT_TRUE(view.log.contains("No space left on device")) << view.log.toStdString();
+    EXPECT_EQ(view.log.count(".....Error"), 0) << "a full disk is not the image's fault";
+
+    disk.free();
+    job.ReadPvtString();
+    job.ResumeLastClone();
+    EXPECT_EQ(view.status, "completed....");
+    EXPECT_EQ(view.log.count(".....Completed"), 6) << view.log.toStdString();
+    EXPECT_EQ(view.log.count(".....Error"), 1);
+    const QStringList pdfs = pdfsBelow(disk.path());
+    EXPECT_EQ(pdfs.size(), 6) << pdfs.join(" ").toStdString();
+    for (const QString &pdf : pdfs)
+        EXPECT_TRUE(qpdfChecks(pdf)) << pdf.toStdString();
+}
+
+TEST_F(FolderJobEdges, AFullStorageDiskStopsTheJobAndNeverShrinksItsState)
+{
+    for (int i = 0; i < 30; ++i)
+        png(QString("d%1/with-a-rather-long-name-that-fills-the-list-%2.png").arg(i % 3).arg(i));
+    // The job folder on a disk of its own with little room left: the list outgrows it midway.
+    SmallDisk disk(box.filePath("Clone"), 256);
+    if (!disk.mounted())
+        GTEST_SKIP() << "no tmpfs can be mounted here";
+    job.prepare();
+    job.ReadPvtString();
+    disk.fill(8192); // a page for the lock's note, one for the list
+    start();
+    EXPECT_EQ(view.status, "Cloning Terminated");
+    EXPECT_TRUE(job.lastRun().interruption.startsWith(job.CloneXmlPath() + ": Disk full"))
+        << job.lastRun().interruption.toStdString();
+    EXPECT_TRUE(logText().contains("Error 61 (Disk full"));
+    EXPECT_FALSE(QFile::exists(box.filePath("out/src"))) << "nothing converted from a cut list";
+    disk.free();
+    start();
+    EXPECT_EQ(view.log.count(".....Completed"), 30);
+
+    // A key that no longer fits leaves the file as it was, every other key included.
+    const QString path = disk.path() + "/Clone.ini";
+    ASSERT_TRUE(WritePrivateProfileString("CLONE", "LAST_FILEPATH", QString(3900, 'p'), path));
+    const QByteArray before = readFile(path);
+    disk.fill(0);
+    EXPECT_FALSE(WritePrivateProfileString("CLONE", "LAST_FILEPATH", QString(4095, 'q'), path));
+    EXPECT_EQ(readFile(path), before);
 }

@@ -5,6 +5,7 @@
 
 #include "run_time_errors.h"
 
+#include <cerrno>
 #include <cstdint>
 #include <stdexcept>
 #include <string>
@@ -27,6 +28,14 @@ inline ApFailure failure(int number, std::string_view cause = {})
     if (!cause.empty())
         text.append(": ").append(cause);
     return ApFailure(number, text);
+}
+
+// A write that failed with `error` (an errno value): a full disk or quota is "Disk full", so that
+// a caller can tell it from a file that cannot be written for other reasons.
+inline ApFailure writeFailure(int error, std::string_view cause)
+{
+    return failure(error == ENOSPC || error == EDQUOT ? rte::kDiskFull : rte::kPathFileAccessError,
+                   cause);
 }
 
 inline ApFailure invalidFormat(std::string_view cause)

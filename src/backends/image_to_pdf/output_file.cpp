@@ -2,14 +2,19 @@
 
 #include "ap_failure.h"
 
+#include <dirent.h>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <random>
+#include <string_view>
 #include <utility>
 
 namespace pw::i2p {
@@ -33,10 +38,33 @@ std::string folderOf(const std::string &target)
     return slash == 0 ? "/" : target.substr(0, slash);
 }
 
+constexpr std::string_view kMark = ".pw-";
+
+bool isLeftoverName(std::string_view name)
+{
+    const auto mark = name.rfind(kMark);
+    if (name.size() < 2 || name[0] != '.' || mark == std::string_view::npos || mark < 2)
+        return false;
+    const std::string_view tail = name.substr(mark + kMark.size());
+    const auto all = [&](auto pred) {
+        return std::all_of(tail.begin(), tail.end(), [&](char c) { return pred(c); });
+    };
+    const auto alnum = [](char c) { return std::isalnum(static_cast<unsigned char>(c)) != 0; };
+    const auto hex = [](char c) { return std::isxdigit(static_cast<unsigned char>(c)) != 0; };
+    return (tail.size() == 6 && all(alnum)) || (tail.size() == 8 && all(hex));
+}
+
+// A writer holds its file locked until it is in place, so that a cleaner in another process
+// passes over it.
+void holdWhileWriting(int fd)
+{
+    if (fd >= 0)
+        ::flock(fd, LOCK_EX | LOCK_NB);
+}
+
 [[noreturn]] void placeFailed()
 {
-    throw failure(rte::kPathFileAccessError,
-                  std::string("cannot put the PDF in place: ") + std::strerror(errno));
+    throw writeFailure(errno, std::string("cannot put the PDF in place: ") + std::strerror(errno));
 }
 
 } // namespace
@@ -44,15 +72,20 @@ std::string folderOf(const std::string &target)
 OutputFile::OutputFile(std::string target) : target_(std::move(target))
 {
     fd_ = ::open(folderOf(target_).c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0666);
-    if (fd_ >= 0)
+    if (fd_ >= 0) {
+        holdWhileWriting(fd_);
         return;
-    // A file system without unnamed files: a hidden name stands in.
+    }
+    // A file system without unnamed files: a hidden name stands in, and the ones a killed
+    // writer left here go first.
+    RemoveLeftovers(folderOf(target_));
     named_ = hiddenBeside(target_) + "XXXXXX";
     fd_ = ::mkostemp(named_.data(), O_CLOEXEC);
     if (fd_ < 0) {
         named_.clear();
         return;
     }
+    holdWhileWriting(fd_);
     // mkstemp makes owner-only files; a finished PDF gets the usual permissions.
     const mode_t mask = ::umask(0);
     ::umask(mask);
@@ -110,6 +143,28 @@ void OutputFile::renameIntoPlace()
     if (::close(std::exchange(fd_, -1)) != 0 || ::rename(named_.c_str(), target_.c_str()) != 0)
         placeFailed();
     named_.clear();
+}
+
+int RemoveLeftovers(const std::string &folder)
+{
+    DIR *dir = ::opendir(folder.c_str());
+    if (!dir)
+        return 0;
+    int removed = 0;
+    while (const dirent *entry = ::readdir(dir)) {
+        if (!isLeftoverName(entry->d_name))
+            continue;
+        const int fd = ::openat(::dirfd(dir), entry->d_name, O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
+        if (fd < 0)
+            continue;
+        struct stat st {};
+        if (::fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && ::flock(fd, LOCK_EX | LOCK_NB) == 0 &&
+            ::unlinkat(::dirfd(dir), entry->d_name, 0) == 0)
+            ++removed;
+        ::close(fd);
+    }
+    ::closedir(dir);
+    return removed;
 }
 
 } // namespace pw::i2p

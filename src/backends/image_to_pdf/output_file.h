@@ -3,7 +3,8 @@
 // A file that shows up under its name only once it is complete. It is written without a name
 // in the target's folder (O_TMPFILE) and linked into place at the end, so that neither a
 // failure nor a killed process leaves anything behind. Where the file system has no unnamed
-// files, a hidden named one beside the target stands in, removed when this object goes.
+// files, a hidden named one beside the target stands in, removed when this object goes; one that
+// a killed writer left is removed by the next writer into that folder.
 
 #include <string>
 
@@ -30,5 +31,10 @@ private:
     std::string named_; // the stand-in's path; empty while the file has no name
     int fd_ = -1;
 };
+
+// Removes the hidden files that killed writers left in `folder` (".NAME.pw-" and six letters or
+// digits, or eight hexadecimal digits), recognised by that exact pattern. A file that a running
+// writer still holds is left alone. Returns how many were removed.
+int RemoveLeftovers(const std::string &folder);
 
 } // namespace pw::i2p

@@ -20,8 +20,7 @@ constexpr size_t kBufferBytes = 64 * 1024;
 
 [[noreturn]] void writeFailed()
 {
-    throw failure(rte::kPathFileAccessError,
-                  std::string("cannot write the PDF: ") + std::strerror(errno));
+    throw writeFailure(errno, std::string("cannot write the PDF: ") + std::strerror(errno));
 }
 
 class InputFile {
