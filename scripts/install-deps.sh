@@ -15,6 +15,8 @@ packages=(
   # and xprop to ask it about windows, the format check, and a second RTF reader for the saved
   # error report
   libgtest-dev libgmock-dev qpdf poppler-utils libtiff-tools xvfb xauth openbox x11-utils clang-format unrtf
+  # load for the window tests' run on a busy machine
+  stress-ng
   # runtime: icon theme and fonts so the windows look as they should
   adwaita-icon-theme fonts-dejavu-core
 )

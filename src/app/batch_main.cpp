@@ -1,5 +1,6 @@
 #include "conversion_dialogs/logic/batch_rename.h"
 #include "core/app_context.h"
+#include "core/file_names.h"
 #include "core/master_layout.h"
 #include "engine/batch_job.h"
 #include "engine/page_batch.h"
@@ -19,7 +20,10 @@ int main(int argc, char **argv)
             std::fflush(to);
         };
     };
-    const QStringList args = app.arguments().mid(1);
+    // File names are taken by their bytes, also those that are not UTF-8.
+    QStringList args;
+    for (int i = 1; i < argc; ++i)
+        args << pw::DecodeFileName(argv[i]);
     const QString command = args.value(0);
     if (command == "--help" || command == "-h") {
         print(stdout)(pw::BatchJob::usage(pw::BatchPageCommandsUsage() + pw::BatchRenameUsage()));

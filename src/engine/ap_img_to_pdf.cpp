@@ -87,6 +87,8 @@ bool ApImgToPdf::MergeConvert_TiffToPdfx()
         library_.ApClose(handle);
         result = true;
     });
+    LastFailureNumber = pwTail.failureNumber;
+    LastFailureText = pwTail.failure;
     return result;
 }
 
@@ -143,6 +145,7 @@ bool ApImgToPdf::ConverImageToPdf(const QString &source, const QString &pdf, con
         result = true;
     });
     LastFailureNumber = pwTail.failureNumber;
+    LastFailureText = pwTail.failure;
     return result;
 }
 

@@ -64,10 +64,11 @@ public:
     // A target the library refuses to create reads as success, deliberately.
     bool ConverImageToPdf(const QString &source, const QString &pdf, const QString &colour,
                           const QString &grey, const QString &blackWhite);
-    // After ConverImageToPdf: the number of the failure it logged (0 for none), and whether
-    // its success was a create the library refused, so that a caller can tell a full or
-    // read-only disk from a damaged image.
+    // After a conversion or a merge: the number and text of the failure it logged (0 and ""
+    // for none), and whether its success was a create the library refused, so that a caller
+    // can say why, and tell a full or read-only disk from a damaged image.
     int LastFailureNumber = 0;
+    QString LastFailureText;
     bool CreateRefused = false;
 
 private:

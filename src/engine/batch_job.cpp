@@ -4,12 +4,18 @@
 
 #include "backends/page_count/page_rules.h"
 #include "core/app_context.h"
+#include "core/file_names.h"
 #include "core/path_helpers.h"
 #include "core/runtime.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
 
 namespace pw {
 
@@ -33,7 +39,8 @@ QString BatchJob::usage(const QString &moreCommands)
            " (for the colour class it"
            " fits: --color and --gray Lzw, Zip, Packbits, Jpeg; --bw Lzw, Zip, CCITT-G3,"
            " CCITT-G4). Without a name each image keeps a lossless encoding.\n"
-           "The exit status is 1 when any file failed; each failure is named on stderr.\n";
+           "\"--\" ends the options. The exit status is 1 when any file failed; each failure is"
+           " named on stderr with its reason.\n";
 }
 
 bool BatchJob::initializeFromArgs(const QStringList &args, QString &error)
@@ -64,11 +71,19 @@ bool BatchJob::initializeFromArgs(const QStringList &args, QString &error)
             blackWhite_ = args[++i];
         else if (a == "--replace")
             replace_ = true;
+        else if (a == "--") // what follows is files, whatever their names
+            return takeFiles(args.mid(i + 1), error);
         else if (a.startsWith("--"))
             return error = "Unknown option " + a + ".", false;
         else
             files_ << a;
     }
+    return takeFiles({}, error);
+}
+
+bool BatchJob::takeFiles(const QStringList &more, QString &error)
+{
+    files_ << more;
     for (const QString &name : {colour_, grey_, blackWhite_}) {
         if (!name.isEmpty() && !RecompressionNames.contains(name)) {
             error = "Unknown recompression \"" + name + "\"; use one of " +
@@ -97,24 +112,42 @@ int BatchJob::run(const std::function<void(const QString &)> &out,
     return pages(out, err);
 }
 
+namespace {
+
+// Why nothing can be created in `folder`, in the system's words.
+QString whyNotWritable(const QString &folder)
+{
+    if (::access(EncodeFileName(folder).constData(), W_OK) != 0)
+        return QString::fromLocal8Bit(std::strerror(errno));
+    return "the file could not be created";
+}
+
+} // namespace
+
+// The windows read a create that the library refused as success; the command line checks that
+// this run wrote each PDF and says why not.
 int BatchJob::convert(const std::function<void(const QString &)> &err)
 {
-    if (!QDir().mkpath(output_)) {
-        err("Cannot create the output folder " + output_);
+    if (!MakeFolderPath(output_)) {
+        err("pagewright-batch: " + output_ + ": cannot create the output folder");
         return 1;
     }
     ApImgToPdf binding(context_.ui);
     int failed = 0;
+    const auto fail = [&](const QString &file, const QString &reason) {
+        err("pagewright-batch: " + file + ": " + reason);
+        ++failed;
+    };
     for (const QString &file : files_) {
         const QString pdf = PdfPathFor(output_, QFileInfo(file).fileName());
-        if (!replace_ && QFileInfo::exists(pdf))
+        if (!replace_ && IsRegularFilePath(pdf))
             continue; // counts as done, as in the dialog
-        if (!QFileInfo(file).isFile() ||
-            !binding.ConverImageToPdf(file, pdf, colour_, grey_, blackWhite_) ||
-            !QFileInfo::exists(pdf)) {
-            err(file);
-            ++failed;
-        }
+        if (!IsRegularFilePath(file))
+            fail(file, IsFolderPath(file) ? "Is a folder" : "File not found");
+        else if (!binding.ConverImageToPdf(file, pdf, colour_, grey_, blackWhite_))
+            fail(file, binding.LastFailureText);
+        else if (binding.CreateRefused || !IsRegularFilePath(pdf))
+            fail(file, "not written: " + pdf + ": " + whyNotWritable(output_));
     }
     return failed ? 1 : 0;
 }
@@ -125,19 +158,25 @@ int BatchJob::merge(const std::function<void(const QString &)> &err)
     struct Quiet final : Progress {
         void setValue(int) override {}
     } quiet;
+    if (IsFolderPath(output_)) {
+        err("pagewright-batch: " + output_ + ": Is a folder");
+        return 1;
+    }
     ApImgToPdf binding(context_.ui);
     binding.setProgress(quiet);
-    binding.OutputPdfFile = QFileInfo(output_).absoluteFilePath();
+    binding.OutputPdfFile = QDir::current().absoluteFilePath(output_);
     for (const QString &file : files_) {
-        const QFileInfo info(file);
+        const QString absolute = QDir::current().absoluteFilePath(file);
         clsColSetOrderGrid row;
-        row.setFilename(info.fileName());
-        row.setFileLocation(info.absolutePath());
+        row.setFilename(QFileInfo(absolute).fileName());
+        row.setFileLocation(QFileInfo(absolute).path());
         binding.colSelectedData.push_back(row);
     }
-    if (binding.MergeConvert_TiffToPdfx() && QFileInfo::exists(binding.OutputPdfFile))
+    if (binding.MergeConvert_TiffToPdfx() && IsRegularFilePath(binding.OutputPdfFile))
         return 0;
-    err(binding.FailedFile.isEmpty() ? output_ : binding.FailedFile);
+    const QString why = binding.LastFailureText.isEmpty() ? "not written" : binding.LastFailureText;
+    err("pagewright-batch: " + (binding.FailedFile.isEmpty() ? output_ : binding.FailedFile) +
+        ": " + why);
     return 1;
 }
 

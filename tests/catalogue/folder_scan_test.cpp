@@ -157,6 +157,19 @@ TEST_F(Scan, FindsImagesBelowTheFolderAndSortsTheNamesNumerically)
     EXPECT_EQ(column("Name"), QStringList({"2.tif", "10.tif"})) << "only the folder's own files";
 }
 
+TEST_F(Scan, LinkedFoldersAreSearchedOnceAndLoopsOfLinksEnd)
+{
+    file("a.tif");
+    file("sub/b.tif");
+    box.write("other/c.tif", "x");
+    QFile::link(box.filePath("disk"), box.filePath("disk/sub/up"));
+    QFile::link(box.filePath("other"), box.filePath("disk/linked"));
+    QFile::link(box.filePath("other"), box.filePath("disk/sub/again"));
+    context.settings().setSortbyNumeric(1);
+    scan.cmdSearch_Click();
+    EXPECT_EQ(column("Name"), QStringList({"a.tif", "b.tif", "c.tif"}));
+}
+
 TEST_F(Scan, PageCountsDuringTheSearchFollowTheErrorRules)
 {
     writeTiff(file("five.tif"), {.pages = 5});

@@ -78,7 +78,10 @@ TEST(BatchJob, ConvertSkipsExistingUnlessToldAndNamesEveryFailure)
     const auto before = openFiles();
     BatchRun r = batch({"convert", "-o", out, good, bad, box.filePath("in/missing.tif")});
     EXPECT_EQ(r.status, 1);
-    EXPECT_EQ(r.err, QStringList({bad, box.filePath("in/missing.tif")}));
+    ASSERT_EQ(r.err.size(), 2);
+    EXPECT_TRUE(r.err[0].startsWith("pagewright-batch: " + bad + ": Invalid file format"))
+        << r.err[0].toStdString();
+    EXPECT_EQ(r.err[1], "pagewright-batch: " + box.filePath("in/missing.tif") + ": File not found");
     // The failed image's document is never closed; it leaves no file, visible or open.
     EXPECT_EQ(QDir(out).entryList(QDir::Files | QDir::Hidden), QStringList{"x.pdf"});
     EXPECT_EQ(openFiles(), before);
@@ -92,8 +95,21 @@ TEST(BatchJob, ConvertSkipsExistingUnlessToldAndNamesEveryFailure)
 
     r = batch({"merge", "-o", box.filePath("m.pdf"), good, bad});
     EXPECT_EQ(r.status, 1);
-    EXPECT_EQ(r.err, QStringList({bad})) << "the file that stopped the merge";
+    ASSERT_EQ(r.err.size(), 1);
+    EXPECT_TRUE(r.err[0].startsWith("pagewright-batch: " + bad + ": "))
+        << "the file that stopped it";
     EXPECT_EQ(batch({"merge", "-o", box.filePath("m.pdf"), good, out + "/x.pdf"}).status, 0);
+
+    // No false success: a folder in the output's place, a file named like an option after "--".
+    box.mkdir("taken.pdf");
+    r = batch({"merge", "-o", box.filePath("taken.pdf"), good});
+    EXPECT_EQ(r.err,
+              QStringList{"pagewright-batch: " + box.filePath("taken.pdf") + ": Is a folder"});
+    const QString optionLike = box.write("--replace", "not an image");
+    QFile::resize(out + "/x.pdf", 3);
+    r = batch({"convert", "-o", out, "--", optionLike, good});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_EQ(QFileInfo(out + "/x.pdf").size(), 3) << "--replace after -- is a file, no option";
 
     r = batch({"pages", box.filePath("m.pdf"), good, bad + ".pdf"});
     EXPECT_EQ(r.out,

@@ -6,13 +6,18 @@
 # temporary file is left in the output tree, and the job reads FINISHED. Kills fall into the scan only while no job is unfinished:
 # a new job's scan killed while an older job stands unfinished would leave its partial list to
 # be taken up under the older job's name, which is how the job's files work.
-# Usage: clone_kill_test.sh PAGEWRIGHT_BATCH IMAGES KILLS [CORPUS_DIR]; exit 77 without corpus.
+# With PW_FULL_DISK=1 the output lies on a small disk of its own that is filled up at the
+# middle kill and freed at three quarters: the files that met the full disk must be converted by
+# the resumes, not end "Error". With PW_PRELOAD=LIB the program runs with LIB preloaded (the
+# test's stand-in for a file system without unnamed files).
+# Usage: clone_kill_test.sh PAGEWRIGHT_BATCH IMAGES KILLS [CORPUS_DIR]; exit 77 without corpus
+# (or, with PW_FULL_DISK, where no disk can be mounted).
 set -euo pipefail
 batch=$1 images=$2 kills=$3
 corpus=${4:-$(dirname "$0")/../../../shared/corpus}
 [[ -d $corpus/scans ]] || exit 77
 work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
+trap 'mountpoint -q "$work/out" && umount -l "$work/out"; rm -rf "$work"' EXIT
 
 # A tree of folders three deep, the image classes in turn, a few damaged files among them.
 good=("$corpus"/scans/g4/*.tif "$corpus"/scans/grey/*.tif "$corpus"/scans/jpeg/*.jpg
@@ -35,7 +40,7 @@ done
 job() {
     local store=$1
     shift
-    XDG_DATA_HOME=$store exec "$batch" "$@"
+    XDG_DATA_HOME=$store LD_PRELOAD=${PW_PRELOAD:-} exec "$batch" "$@"
 }
 state() { grep -a "^$2=" "$1/Pagewright/Pagewright 3.1/Clone/Clone.ini" 2>/dev/null | cut -d= -f2- | tr -d '\r'; }
 list() { echo "$1/Pagewright/Pagewright 3.1/Clone/clone.xml"; }
@@ -45,9 +50,18 @@ mkdir -p "$work/ref_out" "$work/out"
 start=$(date +%s%N)
 (job "$work/ref" clone "$work/src" "$work/ref_out") >"$work/ref.log" || true
 span=$((($(date +%s%N) - start) / 1000000))
+if [[ ${PW_FULL_DISK:-} == 1 ]]; then
+    kilobytes=$(($(du -sk "$work/ref_out" | cut -f1) * 3 + 2048))
+    mount -t tmpfs -o "size=${kilobytes}k" tmpfs "$work/out" 2>/dev/null || exit 77
+fi
+fill() { dd if=/dev/zero of="$work/out/.filling" bs=64k 2>/dev/null || true; }
 
 moments=()
 for ((k = 0; k < kills; ++k)); do
+    if [[ ${PW_FULL_DISK:-} == 1 ]]; then
+        ((k == kills / 2)) && fill && moments+=("(disk full)")
+        ((k == kills * 3 / 4)) && rm -f "$work/out/.filling" && moments+=("(disk freed)")
+    fi
     if [[ $(state "$work/run" STATUS) == "NOT FINISHED" && -f $(list "$work/run") ]]; then
         command=(resume)
     else
@@ -69,6 +83,7 @@ for ((k = 0; k < kills; ++k)); do
 done
 echo "kills: ${moments[*]}"
 
+rm -f "$work/out/.filling"
 for ((round = 0; round < 20; ++round)); do
     [[ $(state "$work/run" STATUS) == FINISHED && ! -f $(list "$work/run") ]] && break
     if [[ $(state "$work/run" STATUS) == "NOT FINISHED" && -f $(list "$work/run") ]]; then
@@ -96,6 +111,9 @@ while IFS= read -r -d '' image; do
     [[ $(content "$pdf") == $(content "$work/ref_out/src/${relative%.*}.pdf") ]] ||
         { echo "differs from the uninterrupted run: $relative" && failed=1; }
 done < <(find "$work/src" -type f -print0)
-leftovers=$(find "$work/out" -name '.*' -o -type f ! -name '*.pdf' | wc -l)
+leftovers=$(find "$work/out" -mindepth 1 \( -name '.*' -o -type f ! -name '*.pdf' \) | wc -l)
 [[ $leftovers == 0 ]] || { echo "temporary files left in the output tree" && failed=1; }
+good=$(find "$work/src" -type f ! -name 'damaged_*' | wc -l)
+made=$(find "$work/out" -type f -name '*.pdf' | wc -l)
+[[ $made == "$good" ]] || { echo "$made PDFs for $good good images" && failed=1; }
 exit $failed

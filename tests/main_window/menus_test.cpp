@@ -167,8 +167,8 @@ TEST_F(Menus, PreferencesTakeEffectAtOnceAndAtTheNextStart)
         ASSERT_NE(editor, nullptr);
         QTest::keyClicks(editor, "400");
         QTest::keyClick(editor, Qt::Key_Return);
-        QTest::qWait(10); // the editor commits through a queued call
-        EXPECT_EQ(grid.TextMatrix(1, 3), "2400");
+        // The editor commits through a queued call.
+        EXPECT_TRUE(QTest::qWaitFor([&] { return grid.TextMatrix(1, 3) == "2400"; }));
         d.chkDefaultWindowState->click();
         d.cmbDefaultWindowState->setCurrentIndex(0);
         d.cmdOK->click();

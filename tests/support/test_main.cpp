@@ -1,12 +1,16 @@
-// Every test executable runs with a QApplication and with QStandardPaths in test mode, so no
-// test can touch the real user's files. The platform is offscreen; a test that asks for xcb
-// gets a private X server, never the developer's own display, or offscreen when none starts.
+// Every test executable runs with a QApplication, with QStandardPaths in test mode and with a
+// home folder of its own, so no test can touch, or search, the real user's files. The platform is
+// offscreen; a test that asks for xcb gets a private X server, never the developer's own display,
+// or offscreen when none starts.
 #include "x_display.h"
 
 #include <gtest/gtest.h>
 
 #include <QApplication>
+#include <QDir>
+#include <QFile>
 #include <QStandardPaths>
+#include <QTemporaryDir>
 
 #include <iostream>
 #include <optional>
@@ -21,6 +25,8 @@ int main(int argc, char **argv)
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
     QStandardPaths::setTestModeEnabled(true);
+    const QTemporaryDir home(QDir::tempPath() + "/pw-home-XXXXXX");
+    qputenv("HOME", QFile::encodeName(home.path()));
     QApplication app(argc, argv);
     ::testing::InitGoogleTest(&argc, argv);
     return RUN_ALL_TESTS();
