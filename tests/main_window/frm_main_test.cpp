@@ -227,6 +227,11 @@ TEST_F(MainWindow, TheFilterBoxSearchesWhatIsTypedAndKeepsItsKeys)
         {"*.ti", {}},
     };
     for (const auto &c : cases) {
+        // A box completes only what is typed into it with the focus; a search's loading
+        // window takes the focus away.
+        w.activateWindow();
+        ASSERT_TRUE(QTest::qWaitForWindowActive(&w));
+        typed->setFocus();
         typed->clear();
         QTest::keyClicks(typed, c.pattern);
         EXPECT_EQ(w.cboFilterPattern->currentText(), c.pattern);
