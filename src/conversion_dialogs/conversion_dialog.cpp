@@ -25,6 +25,11 @@ ConversionDialog::ConversionDialog(AppContext &context, const QString &caption, 
     setWindowFlags(windowFlags() & ~Qt::WindowContextHelpButtonHint);
 }
 
+ConversionDialog::~ConversionDialog()
+{
+    setBusyCursor(false);
+}
+
 void ConversionDialog::showEvent(QShowEvent *event)
 {
     if (!loaded_) {
@@ -70,6 +75,7 @@ QGroupBox *ConversionDialog::buttonFrame(QPushButton *&run, const QString &runCa
 {
     auto *frame = new QGroupBox(this);
     run = new QPushButton(runCaption, frame);
+    run->setDefault(true);
     cancel = new QPushButton(cancelCaption, frame);
     auto *layout = new QHBoxLayout(frame);
     layout->addStretch();
@@ -117,6 +123,9 @@ QString ConversionDialog::ticked(const QCheckBox *check, const QComboBox *names)
 
 void ConversionDialog::setBusyCursor(bool busy)
 {
+    if (busy == busy_)
+        return;
+    busy_ = busy;
     if (busy)
         QApplication::setOverrideCursor(Qt::WaitCursor);
     else

@@ -21,6 +21,7 @@ struct AppContext;
 class ConversionDialog : public QDialog {
     Q_OBJECT
 public:
+    ~ConversionDialog() override;
     // Runs once, when the dialog is first shown: the rows handed over are complete by then.
     virtual void Form_Load() = 0;
 
@@ -35,7 +36,9 @@ protected:
     static QPushButton *browseButton(QWidget *parent);
     // "Proccessing", a frame around the bar of a run.
     QGroupBox *progressFrame(QProgressBar *&bar);
-    // A frame without caption around the two buttons, on its right; the second closes.
+    // A frame without caption around the two buttons, on its right; the second closes. The
+    // first is the default button: Enter in a text box runs the dialog's action, never the
+    // first button that happens to come before it.
     QGroupBox *buttonFrame(QPushButton *&run, const QString &runCaption, QPushButton *&cancel,
                            const QString &cancelCaption = "&Cancel");
     // One recompression row, below the rows in `grid`: the check box of the colour class
@@ -47,12 +50,15 @@ protected:
     static void resetRecompressionRow(QCheckBox *check, QComboBox *names);
     // The chosen name, or "" while the check box is clear.
     static QString ticked(const QCheckBox *check, const QComboBox *names);
-    static void setBusyCursor(bool busy);
+    // Idempotent, so that a run can hand the arrow back before its last message and again at
+    // its end.
+    void setBusyCursor(bool busy);
 
     AppContext &context_;
 
 private:
     bool loaded_ = false;
+    bool busy_ = false;
 };
 
 } // namespace pw

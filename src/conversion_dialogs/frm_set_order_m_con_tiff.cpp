@@ -142,21 +142,27 @@ bool frmSetOrder_MConTiff::dragRows(QEvent *event)
     const GridBlock block = selectedBlock();
     switch (event->type()) {
     case QEvent::MouseButtonPress:
-        // A press inside the highlighted block picks it up; anywhere else selects as usual.
+        // A press inside the highlighted block may pick it up; anywhere else selects as usual.
         if (mouse->button() != Qt::LeftButton || mouse->modifiers() != Qt::NoModifier ||
             viewRow < 0 || row < block.firstRow || row > block.lastRow)
             return false;
+        pressedRow_ = row;
         dragOffset_ = row - block.firstRow;
+        dragging_ = false;
         return true;
     case QEvent::MouseMove:
-        if (dragOffset_ < 0)
+        if (pressedRow_ < 0)
             return false;
-        select(DragBlock(*vsFilesSetOrder->gridModel(), block, row - dragOffset_));
+        dragging_ = dragging_ || row != pressedRow_;
+        if (dragging_)
+            select(DragBlock(*vsFilesSetOrder->gridModel(), block, row - dragOffset_));
         return true;
     case QEvent::MouseButtonRelease:
-        if (dragOffset_ < 0)
+        if (pressedRow_ < 0)
             return false;
-        dragOffset_ = -1;
+        if (!dragging_)
+            vsFilesSetOrder->setRow(pressedRow_);
+        pressedRow_ = -1;
         return true;
     default:
         return false;
@@ -200,6 +206,8 @@ void frmSetOrder_MConTiff::cmdOk_Click()
 
 void frmSetOrder_MConTiff::done(int result)
 {
+    if (running_)
+        return;
     run_.StoreSettings();
     QDialog::done(result);
 }
@@ -212,8 +220,10 @@ SetOrderChoices frmSetOrder_MConTiff::choices() const
 
 void frmSetOrder_MConTiff::setRunning(bool running)
 {
-    for (QPushButton *button : {cmdOK, cmdUp, cmdDown})
+    running_ = running;
+    for (QPushButton *button : {cmdOK, cmdUp, cmdDown, cmdCancel})
         button->setEnabled(!running);
+    cmdCancel->setToolTip(running ? "A merge runs to its end; this window closes then." : "");
     setBusyCursor(running);
 }
 

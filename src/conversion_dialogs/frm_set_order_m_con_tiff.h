@@ -51,7 +51,8 @@ public:
     // The file name's key filter: a character no file name may hold is swallowed (keyAscii
     // set to 0) and the tool tip says why. A pasted name is not filtered.
     void txtmanualfilename_KeyPress(int &keyAscii);
-    // Every way of closing ends here: Form_Unload stores the settings.
+    // Every way of closing ends here: Form_Unload stores the settings. A merge cannot be
+    // stopped, so while one runs the dialog stays up: it closes itself at the end.
     void done(int result) override;
 
 protected:
@@ -70,7 +71,13 @@ private:
     void unload() override;
 
     MergeRun run_;
-    int dragOffset_ = -1; // while dragging: the pressed row's distance from the block's top
+    bool running_ = false;
+    // From a press inside the highlighted block: the pressed row, and its distance from the
+    // block's top. The block moves once the mouse reaches another row; a release before that
+    // selects the pressed row alone, as a click anywhere else would.
+    int pressedRow_ = -1;
+    int dragOffset_ = -1;
+    bool dragging_ = false;
 };
 
 } // namespace pw

@@ -133,6 +133,9 @@ void frmMain::buildSearchOptions()
     cboFilterPattern = new QComboBox(fraTotal);
     cboFilterPattern->setEditable(true);
     cboFilterPattern->setInsertPolicy(QComboBox::NoInsert);
+    // What the user types is the pattern: completing "*" to the first entry that starts with
+    // it, "*.tif,*.tiff", would search for something else than was typed.
+    cboFilterPattern->setCompleter(nullptr);
     lblFilter->setBuddy(cboFilterPattern);
     chkSearchSubFolder = new QCheckBox("Include S&ubfolder", fraTotal);
     chkSearchSubFolder->setChecked(true);
@@ -303,6 +306,8 @@ void frmMain::Form_Load()
             setTreeFolder(context_.CommandLineFolder);
             applyCommandLineFiles();
             context_.CommandLineFolder.clear();
+            // The tree's search summed up the rows before these checks.
+            refreshStatus();
         }
         PW_STEP;
         if (context_.settings().WindowStateFlag() == 1)

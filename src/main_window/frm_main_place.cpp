@@ -5,6 +5,7 @@
 #include "core/app_context.h"
 #include "core/failure_log.h"
 #include "grid/grid_codes.h"
+#include "widgets/flex_grid.h"
 
 #include <QApplication>
 #include <QCloseEvent>
@@ -211,12 +212,14 @@ bool frmMain::eventFilter(QObject *watched, QEvent *event)
 {
     if (event->type() == QEvent::Expose && watched == windowHandle())
         minimiseOnceMapped();
-    // Ctrl+A and Ctrl+D, with Ctrl alone held, anywhere in this window.
+    // Ctrl+A and Ctrl+D, with Ctrl alone held, while the grid has the focus; in a text box
+    // they stay the box's own keys.
     if (event->type() == QEvent::KeyPress || event->type() == QEvent::ShortcutOverride) {
         auto *key = static_cast<QKeyEvent *>(event);
         auto *widget = qobject_cast<QWidget *>(watched);
-        const bool mine = widget && widget->window() == this;
-        if (mine && key->modifiers() == Qt::ControlModifier &&
+        const bool inGrid =
+            widget && (widget == grdSearchList || grdSearchList->isAncestorOf(widget));
+        if (inGrid && key->modifiers() == Qt::ControlModifier &&
             (key->key() == Qt::Key_A || key->key() == Qt::Key_D)) {
             if (event->type() == QEvent::ShortcutOverride) {
                 event->accept();

@@ -60,6 +60,10 @@ frmPreferences::frmPreferences(AppContext &context, QWidget *parent)
     connect(cmdCancel, &QPushButton::clicked, this, &QDialog::reject);
     connect(vsColumnSettings, &FlexGrid::MouseDown, this,
             [this](int button, int, int, int) { vsColumnSettings_MouseDown(button); });
+    // The number follows the row and the name is what Save stores as the column order: a
+    // typed name would be a column that does not exist. Only visibility and width change.
+    connect(vsColumnSettings, &FlexGrid::BeforeEdit, this,
+            [](int, int col, bool &cancel) { cancel = col != ColVisible && col != ColWidth; });
 
     FillComboBox();
     loadControls();

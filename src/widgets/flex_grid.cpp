@@ -5,10 +5,12 @@
 
 #include <QHash>
 #include <QHeaderView>
+#include <QHelpEvent>
 #include <QItemSelectionModel>
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QStyledItemDelegate>
+#include <QToolTip>
 
 #include <algorithm>
 
@@ -98,6 +100,21 @@ protected:
             option->icon.actualSize(option->decorationSize, QIcon::Normal, QIcon::Off);
     }
 
+    // A text cut short by its column shows whole in a tool tip; one that fits shows none.
+    bool helpEvent(QHelpEvent *event, QAbstractItemView *view, const QStyleOptionViewItem &option,
+                   const QModelIndex &index) override
+    {
+        if (event->type() != QEvent::ToolTip || !index.isValid())
+            return QStyledItemDelegate::helpEvent(event, view, option, index);
+        QStyleOptionViewItem cell = option;
+        initStyleOption(&cell, index);
+        if (cell.text.isEmpty() || sizeHint(option, index).width() <= option.rect.width())
+            QToolTip::hideText();
+        else
+            QToolTip::showText(event->globalPos(), cell.text, view, option.rect);
+        return true;
+    }
+
 private:
     const FlexGrid::PictureResolver &resolver_;
 };
@@ -125,6 +142,8 @@ FlexGrid::FlexGrid(QWidget *parent) : QTableView(parent), model_(new FlexGridMod
         pushSelection();
     });
     connect(model_, &FlexGridModel::cellEdited, this, &FlexGrid::AfterEdit);
+    // A new caption may need a wider column.
+    connect(model_, &QAbstractItemModel::headerDataChanged, this, &FlexGrid::syncColumns);
     // Sorts made on the model by the program's logic show on the header as the user's do.
     connect(model_, &FlexGridModel::rowsSorted, this, [this](int col, int order) {
         if (explorerBar_ & kExplorerSort)
@@ -546,9 +565,14 @@ void FlexGrid::syncColumns()
         const FlexGridModel::Column &c = model_->column(col);
         setColumnHidden(col, c.hidden);
         if (c.widthTwips >= 0)
-            setColumnWidth(col, flexgrid::TwipsToPixels(c.widthTwips, dpi()));
+            setColumnWidth(col, fittedWidth(col, flexgrid::TwipsToPixels(c.widthTwips, dpi())));
     }
     syncing_ = false;
+}
+
+int FlexGrid::fittedWidth(int col, int pixels) const
+{
+    return pixels > 0 ? std::max(pixels, horizontalHeader()->sectionSizeHint(col)) : pixels;
 }
 
 void FlexGrid::headerClicked(int section)
@@ -584,7 +608,7 @@ void FlexGrid::headerResized(int logical, int, int newSize)
 {
     if (syncing_ || newSize <= 0 || logical < 0 || logical >= Cols())
         return;
-    model_->setColumnWidth(logical, flexgrid::PixelsToTwips(newSize, dpi()));
+    model_->setColumnWidth(logical, flexgrid::PixelsToTwips(fittedWidth(logical, newSize), dpi()));
 }
 
 void FlexGrid::toggleCheck(int row, int col)

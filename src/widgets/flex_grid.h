@@ -78,7 +78,8 @@ public:
 
     bool ColHidden(int col) const;
     void setColHidden(int col, bool hidden);
-    // Widths in twips (1440 to the inch) at the screen's logical resolution.
+    // Widths in twips (1440 to the inch) at the screen's logical resolution. A column is shown
+    // at least as wide as its caption, whatever width it is given.
     int ColWidth(int col) const;
     void setColWidth(int col, int twips);
     // 7 date, 8 text, 11 boolean (check boxes), 14 decimal.
@@ -183,6 +184,8 @@ private:
     int clampRow(int row) const;
     int clampCol(int col) const;
     void syncColumns();
+    // A shown column is never narrower than its caption: `pixels`, or the caption's width.
+    int fittedWidth(int col, int pixels) const;
     void pushSelection();
     void readSelection();
     void sortBy(int firstCol, int lastCol, int order);

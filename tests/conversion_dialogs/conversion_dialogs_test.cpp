@@ -21,6 +21,7 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFileInfo>
+#include <QGuiApplication>
 #include <QLineEdit>
 #include <QProcess>
 #include <QProgressBar>
@@ -101,12 +102,15 @@ protected:
                 row, columns.selection,
                 names.contains(w->grdSearchList->TextMatrix(row, columns.name)));
     }
-    // The prompts of the boxes shown since the last call.
+    // The prompts of the boxes shown since the last call; none may appear under the busy
+    // cursor of a run.
     QStringList boxes()
     {
         QStringList prompts;
-        for (const RecordingUi::Box &shown : t.ui.boxes)
+        for (const RecordingUi::Box &shown : t.ui.boxes) {
+            EXPECT_FALSE(shown.busy) << shown.prompt.toStdString();
             prompts << shown.prompt;
+        }
         t.ui.boxes.clear();
         return prompts;
     }
@@ -269,6 +273,7 @@ TEST_F(Conversions, ImageToPdfNamesReplacesRecompressesAndReportsTheFailedFile)
     t.ui.answers = {vbNo, vbYes};
     const auto report = [&](frmErrorReportDialog &r) {
         EXPECT_EQ(r.windowTitle(), "Reporting Errors");
+        EXPECT_EQ(QGuiApplication::overrideCursor(), nullptr) << "over the report and its prompt";
         const QString equals(51, '='), dashes(51, '-');
         EXPECT_EQ(r.RtxtError->toPlainText(),
                   QStringList({equals, "Image To Pdf Converesion error", equals, dashes,
@@ -370,18 +375,23 @@ TEST_F(Conversions, MergeTakesTheGridsOrderNamesItsFileAndAsksBeforeReplacing)
         d.cmdUp->click();
         d.cmdUp->click(); // the current row is row 1
         EXPECT_EQ(listed(d), QStringList({"m40.png", "m50.png", "m60.png", "m70.png"}));
-        // Rows 3 and 4 dragged by their second row to the top.
-        d.vsFilesSetOrder->Select(3, 0, 4, 0);
         QWidget *cells = d.vsFilesSetOrder->viewport();
         const auto at = [&](int row) {
             return d.vsFilesSetOrder->visualRect(d.vsFilesSetOrder->model()->index(row - 1, 0))
                 .center();
         };
+        int first, col1, last, col2;
+        // A click inside the block, with no move, selects the clicked row alone.
+        d.vsFilesSetOrder->Select(1, 0, 3, 0);
+        QTest::mouseClick(cells, Qt::LeftButton, {}, at(2));
+        d.vsFilesSetOrder->GetSelection(first, col1, last, col2);
+        EXPECT_EQ(QList<int>({first, last}), QList<int>({2, 2}));
+        // Rows 3 and 4 dragged by their second row to the top.
+        d.vsFilesSetOrder->Select(3, 0, 4, 0);
         QTest::mousePress(cells, Qt::LeftButton, {}, at(4));
         QTest::mouseMove(cells, at(2));
         QTest::mouseRelease(cells, Qt::LeftButton, {}, at(2));
         EXPECT_EQ(listed(d), QStringList({"m60.png", "m70.png", "m40.png", "m50.png"}));
-        int first, col1, last, col2;
         d.vsFilesSetOrder->GetSelection(first, col1, last, col2);
         EXPECT_EQ(QList<int>({first, last}), QList<int>({1, 2}));
 
@@ -434,6 +444,66 @@ TEST_F(Conversions, MergeTakesTheGridsOrderNamesItsFileAndAsksBeforeReplacing)
                   run.damaged ? QList<int>() : QList<int>({40, 50, 60, 70}));
         EXPECT_TRUE(run.damaged || qpdfChecks(out + "/" + run.written));
     }
+}
+
+// Enter in a text box presses the dialog's action, whichever button comes first in the dialog:
+// it neither moves the merge's rows nor opens the folder prompt.
+TEST_F(Conversions, EnterInATextBoxRunsTheDialogsAction)
+{
+    for (const char *name : {"e1.png", "e2.png", "e3.png"})
+        image(name);
+    window();
+    tick({"e1.png", "e2.png", "e3.png"});
+    const QStringList order = {"e1.png", "e2.png", "e3.png"};
+    script.then<frmSetOrder_MConTiff>([&](frmSetOrder_MConTiff &d) {
+        d.vsFilesSetOrder->Select(2, 0, 3, 0);
+        QTest::keyClicks(d.txtmanualfilename, "joined");
+        QTest::keyClick(d.txtmanualfilename, Qt::Key_Return);
+        EXPECT_EQ(listed(d), order);
+        d.txtOutputFolder->setText(out);
+        QTest::keyClick(d.txtOutputFolder, Qt::Key_Enter);
+    });
+    w->cmdConverttiffToPdf->click();
+    script.then<frmConImageToPdf>([&](frmConImageToPdf &d) {
+        QTest::keyClicks(d.txtOutputFolder, out + "/missing");
+        QTest::keyClick(d.txtOutputFolder, Qt::Key_Return);
+    });
+    w->cmdConImageToPdf->click();
+    EXPECT_EQ(boxes(), QStringList({"Invalid Output Folder Path", Merged,
+                                    "Please enter Valid folder Name"}));
+    EXPECT_EQ(pageWidths(out + "/joined.pdf"), QList<int>({40, 40, 40}));
+    EXPECT_TRUE(t.ui.prompts.isEmpty()) << "a folder prompt opened";
+}
+
+// A merge cannot be stopped: the dialog stays up, busy, until it ends and then closes itself.
+TEST_F(Conversions, AMergeKeepsItsDialogUpUntilItEnds)
+{
+    for (const char *name : {"k1.png", "k2.png"})
+        image(name);
+    window();
+    tick({"k1.png", "k2.png"});
+    int turns = 0;
+    script.then<frmSetOrder_MConTiff>([&](frmSetOrder_MConTiff &d) {
+        t.ui.onDoEvents = [&] {
+            ++turns;
+            EXPECT_NE(QGuiApplication::overrideCursor(), nullptr);
+            d.cmdCancel->click();
+            QTest::keyClick(&d, Qt::Key_Escape);
+            d.close();
+            EXPECT_TRUE(d.isVisible()) << "closed in mid-merge";
+            EXPECT_FALSE(d.cmdCancel->toolTip().isEmpty());
+        };
+        d.txtmanualfilename->setText("kept");
+        d.txtOutputFolder->setText(out);
+        d.cmdOK->click();
+        t.ui.onDoEvents = nullptr;
+        EXPECT_FALSE(d.isVisible());
+    });
+    w->cmdConverttiffToPdf->click();
+    EXPECT_GT(turns, 0);
+    EXPECT_EQ(boxes(), QStringList{Merged});
+    EXPECT_EQ(pageWidths(out + "/kept.pdf"), QList<int>({40, 40}));
+    EXPECT_EQ(QGuiApplication::overrideCursor(), nullptr);
 }
 
 TEST_F(Conversions, AThreeHundredFileRunKeepsTheWindowAnswering)

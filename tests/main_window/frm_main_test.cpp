@@ -124,9 +124,6 @@ TEST_F(MainWindow, FirstSearchRunsAtLoadTheCommandLineChecksItsFilesAndRowsHaveM
     EXPECT_EQ(names(w), QStringList({"x.tif", "Y.PNG", "z.jpg"}));
     EXPECT_EQ(checks(w), QList<int>({1, 1, 2})) << "names compared without case or folder";
     EXPECT_TRUE(context->CommandLineFolder.isEmpty());
-    // The summary was made by the tree's selection event, before the command line's checks.
-    EXPECT_EQ(w.sbStatusBar->text(), "0 file selected; Total Page count of selected Tiff files: 0");
-    w.grdSearchList_MouseUp();
     EXPECT_EQ(w.sbStatusBar->text(), "2 file selected; Total Page count of selected Tiff files: 0");
 
     // The context commands use the current row; the menu opens on rows, not on the header.
@@ -211,6 +208,43 @@ TEST_F(MainWindow, CheckCommandsAndKeysRespectErrorRows)
         QTest::keyClick(QApplication::focusWidget(), key);
     QApplication::processEvents(); // an editor hands its text over after the key
     EXPECT_EQ(names(w), QStringList({"a.tif", "b.tif", "c.tif"}));
+}
+
+// The filter box is a text box: what is typed is the pattern searched for, and its keys are its
+// own; the grid's Ctrl+A checks rows only while the grid has the focus.
+TEST_F(MainWindow, TheFilterBoxSearchesWhatIsTypedAndKeepsItsKeys)
+{
+    for (const char *name : {"a.tif", "b.tiff", "c.jpg", "d.jp2"})
+        file(name);
+    frmMain &w = start();
+    QLineEdit *typed = w.cboFilterPattern->lineEdit();
+    const struct {
+        QString pattern;
+        QStringList found;
+    } cases[] = {
+        {"*", {"a.tif", "b.tiff", "c.jpg", "d.jp2"}},
+        {"*.jpg", {"c.jpg"}},
+        {"*.ti", {}},
+    };
+    for (const auto &c : cases) {
+        // A box completes only what is typed into it with the focus; a search's loading
+        // window takes the focus away.
+        w.activateWindow();
+        ASSERT_TRUE(QTest::qWaitForWindowActive(&w));
+        typed->setFocus();
+        typed->clear();
+        QTest::keyClicks(typed, c.pattern);
+        EXPECT_EQ(w.cboFilterPattern->currentText(), c.pattern);
+        w.cmdSearch->click();
+        EXPECT_EQ(names(w), c.found) << c.pattern.toStdString();
+    }
+    typed->setText("*.jp*");
+    w.cmdSearch->click();
+    QTest::keyClick(typed, Qt::Key_A, Qt::ControlModifier);
+    EXPECT_EQ(typed->selectedText(), "*.jp*");
+    EXPECT_EQ(checks(w), QList<int>({2, 2}));
+    QTest::keyClick(w.grdSearchList, Qt::Key_A, Qt::ControlModifier);
+    EXPECT_EQ(checks(w), QList<int>({1, 1}));
 }
 
 TEST_F(MainWindow, ASearchEndsSortedOnTheColumnTheUserSortedBy)

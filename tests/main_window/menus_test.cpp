@@ -193,6 +193,41 @@ TEST_F(Menus, PreferencesTakeEffectAtOnceAndAtTheNextStart)
     EXPECT_EQ(headers(), defaults);
 }
 
+// After a click in "Visible" opened the grid to typing, the number and the name refuse it: a
+// typed name would be saved as a column that does not exist.
+TEST_F(Menus, PreferencesTakeTypingOnlyInVisibleAndWidth)
+{
+    start();
+    const QString order = t.context.settings().ColumnReOrder();
+    script.then<frmPreferences>([](frmPreferences &d) {
+        FlexGrid &grid = *d.vsColumnSettings;
+        const QModelIndex visible = grid.model()->index(0, 2);
+        QTest::mouseClick(grid.viewport(), Qt::LeftButton, {}, grid.visualRect(visible).center());
+        EXPECT_EQ(grid.cellChecked(1, 2), 2) << "the click unticked the first column";
+        const struct {
+            int col;
+            bool takesTyping;
+        } cells[] = {{0, false}, {1, false}, {3, true}};
+        for (const auto &cell : cells) {
+            const QString before = grid.TextMatrix(1, cell.col);
+            grid.Select(1, cell.col); // a refused key may have searched its way to another row
+            QTest::keyClick(&grid, Qt::Key_7);
+            QLineEdit *editor = grid.findChild<QLineEdit *>();
+            EXPECT_EQ(editor != nullptr, cell.takesTyping) << cell.col;
+            if (!editor)
+                continue;
+            QTest::keyClick(editor, Qt::Key_Return);
+            EXPECT_TRUE(QTest::qWaitFor([&] { return grid.TextMatrix(1, cell.col) == "7"; }))
+                << before.toStdString();
+        }
+        d.cmdOK->click();
+    });
+    w->mnupreferances->trigger();
+    EXPECT_EQ(t.context.settings().ColumnReOrder(), order);
+    EXPECT_TRUE(t.context.settings().ColumnVisibility().startsWith("0,"));
+    EXPECT_TRUE(t.context.settings().LastGridColWidth().startsWith("7,"));
+}
+
 TEST_F(Menus, HelpOpensTheGuideBesideTheProgramAndAboutLoadsAnewEachTime)
 {
     start();

@@ -3,6 +3,7 @@
 #include "core/ui_services.h"
 
 #include <QCoreApplication>
+#include <QGuiApplication>
 #include <QString>
 #include <QStringList>
 
@@ -18,11 +19,12 @@ public:
     struct Box {
         QString prompt;
         int flags;
+        bool busy; // shown under an application-wide (busy) cursor
     };
 
     int MessageBox(const QString &prompt, int flags, const QString &) override
     {
-        boxes.push_back({prompt, flags});
+        boxes.push_back({prompt, flags, QGuiApplication::overrideCursor() != nullptr});
         if ((flags & pw::vbButtonsMask) != pw::vbYesNo)
             return pw::vbOK;
         if (answers.empty())

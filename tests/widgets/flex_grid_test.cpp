@@ -6,7 +6,9 @@
 
 #include <QApplication>
 #include <QHeaderView>
+#include <QHelpEvent>
 #include <QMouseEvent>
+#include <QToolTip>
 
 #include <string>
 #include <vector>
@@ -313,3 +315,41 @@ TEST(FlexGridTest, RedrawOffHoldsTheViewUntilTurnedOn)
 }
 
 } // namespace
+
+// A caption is never clipped, whatever width its column is given or dragged to, and a cell whose
+// text its column cuts shows the whole text in a tool tip.
+TEST(FlexGridTest, CaptionsFitAndCutTextsHaveToolTips)
+{
+    FlexGrid grid;
+    Fill(grid, {"Size (In KB)", "Location", "Gone"},
+         {"1\t/a/folder/deep/below/others/with/a/long/name\tx", "2\t/a\tx"});
+    grid.setExplorerBar(FlexGrid::kExplorerSort);
+    const struct {
+        int col, twips;
+        bool fitsCaption; // else the width given holds
+    } widths[] = {{0, 300, true}, {1, 3000, false}, {2, 0, false}};
+    grid.resize(700, 200);
+    grid.show();
+    for (const auto &w : widths)
+        grid.setColWidth(w.col, w.twips);
+    QHeaderView *header = grid.horizontalHeader();
+    for (const auto &w : widths) {
+        const int given = flexgrid::TwipsToPixels(w.twips, grid.logicalDpiX());
+        EXPECT_EQ(grid.columnWidth(w.col), w.fitsCaption ? header->sectionSizeHint(w.col) : given)
+            << w.col;
+    }
+    EXPECT_GT(header->sectionSizeHint(0), flexgrid::TwipsToPixels(300, grid.logicalDpiX()));
+    header->resizeSection(0, 5); // as a drag would
+    EXPECT_EQ(grid.columnWidth(0), header->sectionSizeHint(0));
+
+    grid.setColWidth(1, 600);
+    const auto tipAt = [&](int row) {
+        const QRect cell = grid.visualRect(grid.model()->index(row - 1, 1));
+        QHelpEvent help(QEvent::ToolTip, cell.center(),
+                        grid.viewport()->mapToGlobal(cell.center()));
+        QApplication::sendEvent(grid.viewport(), &help);
+        return QToolTip::text();
+    };
+    EXPECT_EQ(tipAt(2), "") << "a text that fits";
+    EXPECT_EQ(tipAt(1), grid.TextMatrix(1, 1));
+}

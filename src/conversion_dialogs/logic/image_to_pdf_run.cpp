@@ -91,6 +91,8 @@ void ImageToPdfRun::convertAll(FailureTail &pwTail)
     }
     PW_STEP;
     StoreSettings();
+    // The user reads the outcome, and saves the report, with the ordinary pointer.
+    form_.setRunning(false);
     if (failures.isEmpty())
         context_.ui.MsgBox("Successfully Converted all file(s).", vbInformation);
     else

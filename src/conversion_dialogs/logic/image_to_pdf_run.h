@@ -36,7 +36,8 @@ public:
     virtual ImageToPdfChoices choices() const = 0;
     virtual void setOutputFolder(const QString &folder) = 0;
     virtual void focusOutputFolder() = 0;
-    // cmdConvert off and the busy cursor while running; both back afterwards.
+    // cmdConvert off and the busy cursor while running; both back afterwards. Ending twice is
+    // harmless: a run ends before it tells its outcome, and again on its way out.
     virtual void setRunning(bool running) = 0;
     // ProgressBar1 gets its maximum, then one step per file. Closing the dialog is the only
     // way to stop a run; the progress's cancelRequested() tells it.

@@ -94,7 +94,10 @@ void MergeRun::merge(FailureTail &pwTail)
     form_.setProgressMaximum(int(binding_.colSelectedData.size()));
     context_.ui.DoEvents();
     PW_STEP;
-    if (binding_.MergeConvert_TiffToPdfx()) {
+    const bool merged = binding_.MergeConvert_TiffToPdfx();
+    // The outcome is read with the ordinary pointer.
+    form_.setRunning(false);
+    if (merged) {
         context_.ui.MsgBox("Successfully Converted tiff files to pdf.", vbInformation);
         const bool openFile = form_.choices().openFile;
         context_.settings().setIsOpenFileMConvToPDF(openFile ? 1 : 0);
@@ -105,7 +108,6 @@ void MergeRun::merge(FailureTail &pwTail)
     }
     PW_STEP;
     storeDefaultPath(form_.choices());
-    form_.setRunning(false);
     form_.unload();
 }
 
