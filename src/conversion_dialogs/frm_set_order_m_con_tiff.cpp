@@ -221,7 +221,9 @@ SetOrderChoices frmSetOrder_MConTiff::choices() const
 void frmSetOrder_MConTiff::setRunning(bool running)
 {
     running_ = running;
-    for (QPushButton *button : {cmdOK, cmdUp, cmdDown, cmdCancel})
+    // Cancel stays pressable, but a merge cannot be stopped: the window closes when it ends,
+    // and the button's tip says so.
+    for (QPushButton *button : {cmdOK, cmdUp, cmdDown})
         button->setEnabled(!running);
     cmdCancel->setToolTip(running ? "A merge runs to its end; this window closes then." : "");
     setBusyCursor(running);

@@ -487,6 +487,7 @@ TEST_F(Conversions, AMergeKeepsItsDialogUpUntilItEnds)
         t.ui.onDoEvents = [&] {
             ++turns;
             EXPECT_NE(QGuiApplication::overrideCursor(), nullptr);
+            EXPECT_TRUE(d.cmdCancel->isEnabled());
             d.cmdCancel->click();
             QTest::keyClick(&d, Qt::Key_Escape);
             d.close();

@@ -28,8 +28,9 @@ class SetOrderForm {
 public:
     virtual ~SetOrderForm() = default;
     virtual SetOrderChoices choices() const = 0;
-    // While running: the busy cursor, and the buttons off; a merge cannot be stopped, so the
-    // dialog stays up until it ends. All back afterwards; ending twice is harmless.
+    // While running: the busy cursor, and every button but Cancel off; a merge cannot be
+    // stopped, so the dialog stays up until it ends. All back afterwards; ending twice is
+    // harmless.
     virtual void setRunning(bool running) = 0;
     // ProgressBar1 from 0 to `maximum`, at 0.
     virtual void setProgressMaximum(int maximum) = 0;
