@@ -20,10 +20,15 @@ QByteArray lockPath(const QString &folder)
     return EncodeFileName(folder + "/clone.lock");
 }
 
+// The program's name as it was started (the kernel's own name of a process is cut at 15
+// characters).
 QString processName(long pid)
 {
-    QFile comm("/proc/" + QString::number(pid) + "/comm");
-    return comm.open(QIODevice::ReadOnly) ? QString::fromUtf8(comm.readAll()).trimmed() : QString();
+    QFile command("/proc/" + QString::number(pid) + "/cmdline");
+    if (!command.open(QIODevice::ReadOnly))
+        return {};
+    const QByteArray program = command.readAll().split('\0').value(0);
+    return DecodeFileName(program.mid(program.lastIndexOf('/') + 1));
 }
 
 } // namespace
