@@ -4,6 +4,7 @@
 
 #include <QCoreApplication>
 #include <QFileInfo>
+#include <QThread>
 
 namespace pw {
 
@@ -52,7 +53,10 @@ int QuietUi::ShellExecute(const QString &, const QString &, const QString &, con
 
 void QuietUi::DoEvents()
 {
-    QCoreApplication::processEvents();
+    // A conversion on a worker thread has no events of its own to run.
+    if (const QCoreApplication *app = QCoreApplication::instance();
+        app && QThread::currentThread() == app->thread())
+        QCoreApplication::processEvents();
 }
 
 } // namespace pw

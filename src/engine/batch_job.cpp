@@ -30,10 +30,11 @@ QString BatchJob::usage(const QString &moreCommands)
            "  pagewright-batch pages FILE...\n"
            "      the page count of each TIFF and PDF file\n"
            "  pagewright-batch clone [--replace] [--color NAME] [--gray NAME] [--bw NAME] [--new]"
-           " SOURCE OUTPUT\n"
+           " [--jobs N] SOURCE OUTPUT\n"
            "      the tree below SOURCE as PDFs below OUTPUT, as a job that a stop or a crash\n"
-           "      leaves resumable (--new discards an unfinished job)\n"
-           "  pagewright-batch resume\n"
+           "      leaves resumable (--new discards an unfinished job; --jobs converts N files at\n"
+           "      once, one per core unless given)\n"
+           "  pagewright-batch resume [--jobs N]\n"
            "      takes up the unfinished folder job\n" +
            moreCommands + "NAME is one of: " + RecompressionNames.join(", ") +
            " (for the colour class it"

@@ -11,7 +11,9 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QThread>
 
+#include <algorithm>
 #include <csignal>
 
 namespace pw {
@@ -86,15 +88,25 @@ private:
 QString usage()
 {
     return "Usage: pagewright-batch clone [--replace] [--color NAME] [--gray NAME] [--bw NAME] "
-           "[--new] SOURCE OUTPUT\n       pagewright-batch resume";
+           "[--new] [--jobs N] SOURCE OUTPUT\n       pagewright-batch resume [--jobs N]";
 }
 
-// Reads clone's options into `view`; "" when they are right, else what is wrong.
-QString readOptions(const QStringList &args, CommandLineView &view, bool &fresh)
+// Reads the options of clone or resume into `view`; "" when they are right, else what is wrong.
+QString readOptions(const QStringList &args, CommandLineView &view, bool &fresh, int &workers)
 {
+    const bool clone = args[0] == "clone";
     QStringList folders;
     for (int i = 1; i < args.size(); ++i) {
         const QString &a = args[i];
+        if (a == "--jobs") {
+            bool number = false;
+            workers = ++i < args.size() ? args[i].toInt(&number) : 0;
+            if (!number || workers < 1)
+                return "Option --jobs needs a number of files to convert at once, 1 or more.";
+            continue;
+        }
+        if (!clone)
+            return "The resume command takes only --jobs.";
         QString *name = a == "--color"  ? &view.chosen.EncodColor
                         : a == "--gray" ? &view.chosen.EncodGraycale
                         : a == "--bw"   ? &view.chosen.EncodBW
@@ -113,6 +125,8 @@ QString readOptions(const QStringList &args, CommandLineView &view, bool &fresh)
             folders << a;
         }
     }
+    if (!clone)
+        return folders.isEmpty() ? QString() : "The resume command takes no folders.";
     if (folders.size() != 2)
         return "The clone command needs a source folder and an output folder.";
     // Absolute and without a trailing separator: the folder names of the tree are made from
@@ -150,17 +164,17 @@ int RunBatchClone(const QStringList &args, const std::function<void(const QStrin
 {
     CommandLineView view(out);
     bool fresh = false;
-    if (args[0] == "clone") {
-        if (const QString wrong = readOptions(args, view, fresh); !wrong.isEmpty()) {
-            err(wrong + "\n" + usage());
-            return 2;
-        }
+    int workers = std::max(1, QThread::idealThreadCount());
+    if (const QString wrong = readOptions(args, view, fresh, workers); !wrong.isEmpty()) {
+        err(wrong + "\n" + usage());
+        return 2;
     }
     CommandLineUi ui(err);
     AppContext context(ui);
     if (!EnsureFileStoragePath(context))
         return 2;
     FolderJob job(context, view, ImageToPdfLibrary::ours());
+    job.setWorkers(workers);
     ui.job = &job;
     std::signal(SIGINT, onInterrupt);
     std::signal(SIGTERM, onInterrupt);

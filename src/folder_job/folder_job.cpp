@@ -11,6 +11,7 @@
 #include "core/globals.h"
 #include "core/path_helpers.h"
 #include "core/runtime.h"
+#include "core/ui_services.h"
 #include "engine/ap_img_to_pdf.h"
 
 #include <QDir>
@@ -21,9 +22,12 @@
 #include <sys/statvfs.h>
 
 #include <cerrno>
+#include <chrono>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <future>
+#include <map>
 #include <optional>
 #include <set>
 
@@ -82,7 +86,29 @@ struct FolderJob::State {
     // The job's output folder with links and dots resolved: nothing is written outside it.
     QString outputRoot;
     std::set<QString> tidiedFolders; // target folders rid of killed writers' part files
+    int workers = 1;
 };
+
+// What became of one conversion, as a worker hands it back.
+struct Conversion {
+    bool made = false;
+    bool createRefused = false;
+    int failureNumber = 0;
+};
+
+// A file taken in hand: decided at once, failed for want of disk, or converting.
+struct FolderJob::InHand {
+    QString folder, target;
+    QString outcome;     // decided without a conversion
+    QString diskFailure; // the disk failed before the conversion; the run stops at this file
+    int failureNumber = 0;
+    std::future<Conversion> conversion;
+};
+
+void FolderJob::setWorkers(int workers)
+{
+    state_->workers = std::max(1, workers);
+}
 
 FolderJob::FolderJob(AppContext &context, CloneJobView &view, ImageToPdfLibrary &library)
     : context_(context), view_(view), library_(library), state_(std::make_unique<State>())
@@ -443,18 +469,26 @@ void FolderJob::ProcessClone()
 
 void FolderJob::walk(CloneList &list, FailureTail &pwTail)
 {
+    // Files ahead of the one that settles convert meanwhile, one per worker; a stop lets the
+    // files in hand end and settle.
+    std::map<int, InHand> inHand;
+    int nextToTake = 0;
     for (int i = 0; i < list.count(); ++i) {
         PW_STEP;
-        if (StopRequested)
+        if (StopRequested && inHand.empty())
             break;
         const QString source = list.attribute(i, "path") + separator() + list.attribute(i, "name");
-        const QString folder = list.attribute(i, "targetfolder");
-        const QString target = folder + separator() + list.attribute(i, "targetfile");
         view_.appendLog("\r\n" + source + ".....");
         PW_STEP;
+        for (nextToTake = std::max(nextToTake, i);
+             nextToTake < list.count() && int(inHand.size()) < state_->workers && !StopRequested;
+             ++nextToTake)
+            if (list.attribute(nextToTake, "status").trimmed().isEmpty())
+                inHand.emplace(nextToTake, takeInHand(list, nextToTake, pwTail));
         const QString settled = list.attribute(i, "status");
         const bool toDo = settled.trimmed().isEmpty();
-        const QString outcome = toDo ? handle(source, folder, target, pwTail) : "";
+        const QString outcome = toDo ? settle(inHand.at(i), pwTail) : "";
+        inHand.erase(i);
         if (toDo && outcome.isEmpty())
             break; // the disk, not the file, failed: it stays to do for a resume
         view_.appendLog(outcome.isEmpty() ? settled : outcome);
@@ -479,7 +513,7 @@ void FolderJob::walk(CloneList &list, FailureTail &pwTail)
         if (!noted)
             interrupt(CloneIniPath(), WriteFailureNumber(notedError),
                       errorDescription(WriteFailureNumber(notedError)), pwTail);
-        if (StopRequested)
+        if (StopRequested && inHand.empty())
             break;
     }
 }
@@ -515,45 +549,81 @@ QString FolderJob::environmentFailure(const QString &folder, int error) const
     return disk.f_bavail == 0 ? QString::fromLocal8Bit(std::strerror(ENOSPC)) : QString();
 }
 
-// Makes the target folder and converts one file; returns its outcome, or "" when the disk
-// failed and the run was stopped with the file still to do.
-QString FolderJob::handle(const QString &source, const QString &folder, const QString &target,
-                          FailureTail &pwTail)
+// Makes the target folder and starts the conversion of list entry `index`: on a worker of its
+// own when there are several, else here, between the window's events, as it always was.
+FolderJob::InHand FolderJob::takeInHand(const CloneList &list, int index, FailureTail &pwTail)
 {
+    InHand file;
+    const QString source =
+        list.attribute(index, "path") + separator() + list.attribute(index, "name");
+    file.folder = list.attribute(index, "targetfolder");
+    file.target = file.folder + separator() + list.attribute(index, "targetfile");
     // A folder name of the tree can climb out of the output ("a/../.."), and a list can be
     // edited: a target outside the output is never written.
-    if (!isInside(resolvedPath(folder), state_->outputRoot)) {
-        pwTail.log(75, errorDescription(75) + ": " + target + " is outside " + state_->outputRoot);
-        return "Unable to Create Folder";
+    if (!isInside(resolvedPath(file.folder), state_->outputRoot)) {
+        pwTail.log(75,
+                   errorDescription(75) + ": " + file.target + " is outside " + state_->outputRoot);
+        file.outcome = "Unable to Create Folder";
+        return file;
     }
     // Most files go where the one before went: one look settles that.
-    if (!IsFolderPath(folder) && !MakeFolderPath(folder)) {
+    if (!IsFolderPath(file.folder) && !MakeFolderPath(file.folder)) {
         const int error = errno;
-        const QString why = environmentFailure(folder, error);
-        if (why.isEmpty())
-            return "Unable to Create Folder";
-        interrupt(target, WriteFailureNumber(error), why, pwTail);
-        return {};
+        file.diskFailure = environmentFailure(file.folder, error);
+        file.failureNumber = WriteFailureNumber(error);
+        if (file.diskFailure.isEmpty())
+            file.outcome = "Unable to Create Folder";
+        return file;
     }
-    if (state_->tidiedFolders.insert(folder).second)
-        library_.removeLeftovers(EncodeFileName(folder).toStdString());
-    if (!view_.replaceExisting() && IsRegularFilePath(target))
-        return "Already Exists";
+    if (state_->tidiedFolders.insert(file.folder).second)
+        library_.removeLeftovers(EncodeFileName(file.folder).toStdString());
+    if (!view_.replaceExisting() && IsRegularFilePath(file.target)) {
+        file.outcome = "Already Exists";
+        return file;
+    }
+    const CloneEncodings e = state_->encodings;
+    const auto convert = [source, target = file.target, e](ApImgToPdf &converter) {
+        const bool made =
+            converter.ConverImageToPdf(source, target, e.EncodColor, e.EncodGraycale, e.EncodBW);
+        return Conversion{made, converter.CreateRefused, converter.LastFailureNumber};
+    };
+    if (state_->workers > 1) {
+        file.conversion = std::async(std::launch::async, [convert, &library = library_] {
+            QuietUi quiet;
+            ApImgToPdf converter(quiet, library);
+            return convert(converter);
+        });
+        return file;
+    }
     if (!state_->converter)
         state_->converter.emplace(context_.ui, library_);
-    const CloneEncodings &e = state_->encodings;
-    ApImgToPdf &converter = *state_->converter;
-    const bool made =
-        converter.ConverImageToPdf(source, target, e.EncodColor, e.EncodGraycale, e.EncodBW);
-    if (!made || converter.CreateRefused) {
-        const QString why =
-            environmentFailure(folder, converter.LastFailureNumber == 61 ? ENOSPC : 0);
+    std::promise<Conversion> done;
+    done.set_value(convert(*state_->converter));
+    file.conversion = done.get_future();
+    return file;
+}
+
+// The outcome of a file in hand, once its conversion ended (the window's events run
+// meanwhile); "" when the disk failed and the run was stopped with the file still to do.
+QString FolderJob::settle(InHand &file, FailureTail &pwTail)
+{
+    if (!file.diskFailure.isEmpty()) {
+        interrupt(file.target, file.failureNumber, file.diskFailure, pwTail);
+        return {};
+    }
+    if (!file.outcome.isEmpty())
+        return file.outcome;
+    while (file.conversion.wait_for(std::chrono::milliseconds(20)) != std::future_status::ready)
+        context_.ui.DoEvents();
+    const Conversion c = file.conversion.get();
+    if (!c.made || c.createRefused) {
+        const QString why = environmentFailure(file.folder, c.failureNumber == 61 ? ENOSPC : 0);
         if (!why.isEmpty()) {
-            interrupt(target, converter.LastFailureNumber == 61 ? 61 : 75, why, pwTail);
+            interrupt(file.target, c.failureNumber == 61 ? 61 : 75, why, pwTail);
             return {};
         }
     }
-    return made ? "Completed" : "Error";
+    return c.made ? "Completed" : "Error";
 }
 
 // Outcomes settled by an earlier run count as well: a resumed job reports the whole job.

@@ -70,8 +70,12 @@ public:
     QString runningElsewhere() const;
     void ReadPvtString();
 
-    // Asks a running job to stop after the file in hand (what the Stop button does).
+    // Asks a running job to stop after the files in hand (what the Stop button does).
     void requestStop() { StopRequested = true; }
+    // How many files convert at once (at least 1, the default). Files settle in the list's
+    // order all the same: the log, the statuses and the counters read as one worker writes
+    // them. With more than one, the library takes calls from that many threads.
+    void setWorkers(int workers);
     bool running() const;
 
     const CloneIniRecord &record() const { return record_; }
@@ -90,9 +94,10 @@ private:
     void startRun();
     void endRun();
     void ProcessClone();
+    struct InHand;
     void walk(class CloneList &list, FailureTail &pwTail);
-    QString handle(const QString &source, const QString &targetFolder, const QString &target,
-                   FailureTail &pwTail);
+    InHand takeInHand(const CloneList &list, int index, FailureTail &pwTail);
+    QString settle(InHand &file, FailureTail &pwTail);
     void count(const QString &outcome);
     void setProgressValue(int value);
     void reportEnd();

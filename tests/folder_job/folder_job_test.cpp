@@ -184,6 +184,46 @@ TEST_F(FolderJobTest, ANewJobSettlesEveryFileAndEndsFinished)
     EXPECT_EQ(view.log.count(".....Completed"), 3);
 }
 
+TEST_F(FolderJobTest, SeveralWorkersSettleFilesInTheOrderOneWorkerDoes)
+{
+    for (int i = 0; i < 12; ++i)
+        png(QString("d%1/p%2.png").arg(i % 3).arg(i));
+    box.write("src/d1/bad.png", "\x89PNG damaged");
+    box.write("out/src/d2/p2.pdf", "there before");
+    QStringList logs, states;
+    for (const int workers : {1, 4}) {
+        job.setWorkers(workers);
+        start();
+        logs << view.log;
+        states << ini("FILE_COMPLETED") + " " + ini("LAST_FILEPATH") + " " + ini("STATUS");
+        for (const QString &pdf : QDir(box.filePath("out/src/d0")).entryList({"*.pdf"}))
+            EXPECT_TRUE(qpdfChecks(box.filePath("out/src/d0/" + pdf))) << pdf.toStdString();
+        QDir(box.filePath("out/src")).removeRecursively();
+        box.write("out/src/d2/p2.pdf", "there before");
+    }
+    EXPECT_EQ(logs[0], logs[1]);
+    EXPECT_EQ(states[0], states[1]);
+    EXPECT_EQ(logs[1].count(".....Completed"), 11);
+    EXPECT_EQ(logs[1].count(".....Already Exists"), 1);
+    EXPECT_EQ(logs[1].count(".....Error"), 1);
+
+    // A stop lets the files in hand end and settle; the rest waits for a resume.
+    job.setWorkers(3);
+    view.onProgress = [&](int done) {
+        if (done == 2)
+            job.cmdOk_Click();
+    };
+    start();
+    view.onProgress = nullptr;
+    EXPECT_EQ(view.status, "terminated....");
+    const int settled = ini("FILE_COMPLETED").toInt();
+    EXPECT_GE(settled, 2);
+    EXPECT_LE(settled, 4);
+    job.ReadPvtString();
+    job.ResumeLastClone();
+    EXPECT_EQ(view.log.count(".....Completed"), 11) << view.log.toStdString();
+}
+
 TEST_F(FolderJobTest, AStoppedJobIsOfferedAndResumedWhereItStopped)
 {
     for (const char *name : {"a.png", "b.png", "c.png"})

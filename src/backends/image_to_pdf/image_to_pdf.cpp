@@ -9,6 +9,7 @@
 #include <cctype>
 #include <map>
 #include <memory>
+#include <mutex>
 
 namespace {
 
@@ -38,10 +39,19 @@ std::map<int32_t, std::unique_ptr<PdfDocument>> &documents()
     return table.docs;
 }
 
+// Documents are made, looked up and closed from several threads at once (one per file of a
+// batch); each document itself is used by one thread at a time.
+std::mutex &tableLock()
+{
+    static std::mutex lock;
+    return lock;
+}
+
 bool deterministicOutput = false;
 
 PdfDocument *find(int32_t handle)
 {
+    const std::lock_guard hold(tableLock());
     auto it = documents().find(handle);
     return it == documents().end() ? nullptr : it->second.get();
 }
@@ -66,6 +76,7 @@ int32_t ApCreate(const std::string &pdfPath)
         auto doc = PdfDocument::create(pdfPath);
         if (!doc)
             return -1;
+        const std::lock_guard hold(tableLock());
         int32_t handle = 1;
         auto &table = documents();
         while (table.count(handle))
@@ -132,12 +143,16 @@ int32_t ApGetFunction(int32_t, int32_t code, int32_t, int32_t, const std::string
 
 int32_t ApClose(int32_t handle)
 {
-    auto &table = documents();
-    auto it = table.find(handle);
-    if (it == table.end())
-        return -1;
-    std::unique_ptr<PdfDocument> doc = std::move(it->second);
-    table.erase(it);
+    std::unique_ptr<PdfDocument> doc;
+    {
+        const std::lock_guard hold(tableLock());
+        auto &table = documents();
+        auto it = table.find(handle);
+        if (it == table.end())
+            return -1;
+        doc = std::move(it->second);
+        table.erase(it);
+    }
     return doc->close(deterministicOutput);
 }
 

@@ -2,7 +2,8 @@
 
 // Image-to-PDF library: writes PDF documents from image files and PDFs behind a small C-style
 // contract of integer handles and numbered functions, so the binding that drives it can stay a
-// thin sequence of calls. Single-threaded: every function must be called from one thread.
+// thin sequence of calls. Documents may be made and written on several threads at once, each
+// document by one thread at a time.
 
 #include "ap_failure.h"
 

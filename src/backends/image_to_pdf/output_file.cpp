@@ -13,6 +13,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <mutex>
 #include <random>
 #include <string_view>
 #include <utility>
@@ -62,6 +63,9 @@ void holdWhileWriting(int fd)
         ::flock(fd, LOCK_EX | LOCK_NB);
 }
 
+std::mutex &standInsLock();
+int removeLeftovers(const std::string &folder);
+
 [[noreturn]] void placeFailed()
 {
     throw writeFailure(errno, std::string("cannot put the PDF in place: ") + std::strerror(errno));
@@ -77,8 +81,10 @@ OutputFile::OutputFile(std::string target) : target_(std::move(target))
         return;
     }
     // A file system without unnamed files: a hidden name stands in, and the ones a killed
-    // writer left here go first.
-    RemoveLeftovers(folderOf(target_));
+    // writer left here go first. A stand-in is locked the moment it exists, before another
+    // writer of this process can take it for a leftover.
+    const std::lock_guard hold(standInsLock());
+    removeLeftovers(folderOf(target_));
     named_ = hiddenBeside(target_) + "XXXXXX";
     fd_ = ::mkostemp(named_.data(), O_CLOEXEC);
     if (fd_ < 0) {
@@ -145,7 +151,15 @@ void OutputFile::renameIntoPlace()
     named_.clear();
 }
 
-int RemoveLeftovers(const std::string &folder)
+namespace {
+
+std::mutex &standInsLock()
+{
+    static std::mutex lock;
+    return lock;
+}
+
+int removeLeftovers(const std::string &folder)
 {
     DIR *dir = ::opendir(folder.c_str());
     if (!dir)
@@ -165,6 +179,14 @@ int RemoveLeftovers(const std::string &folder)
     }
     ::closedir(dir);
     return removed;
+}
+
+} // namespace
+
+int RemoveLeftovers(const std::string &folder)
+{
+    const std::lock_guard hold(standInsLock());
+    return removeLeftovers(folder);
 }
 
 } // namespace pw::i2p

@@ -1,5 +1,7 @@
 #include "frm_clone_directory.h"
 
+#include <QThread>
+
 #include "core/app_context.h"
 #include "core/failure_log.h"
 #include "engine/image_to_pdf_library.h"
@@ -41,6 +43,8 @@ frmCloneDirectory::frmCloneDirectory(AppContext &context, QWidget *parent)
     : ConversionDialog(context, "Image to PDF conversion with Folder structure cloning", parent),
       job_(context, *this, ImageToPdfLibrary::ours())
 {
+    // One file per core; they settle in order, so the log reads as one at a time.
+    job_.setWorkers(QThread::idealThreadCount());
     resize(640, 600);
     buildFolders();
     buildOptions();

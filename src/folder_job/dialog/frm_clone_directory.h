@@ -22,6 +22,8 @@ class frmCloneDirectory : public ConversionDialog, private CloneJobView {
     Q_OBJECT
 public:
     explicit frmCloneDirectory(AppContext &context, QWidget *parent = nullptr);
+    // How many files convert at once; one per core unless set.
+    void setWorkers(int workers) { job_.setWorkers(workers); }
 
     QLabel *Label5;
     QLineEdit *txtCloningFrom;
