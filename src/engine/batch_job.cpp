@@ -29,7 +29,11 @@ QString BatchJob::usage(const QString &moreCommands)
            "      leaves resumable (--new discards an unfinished job)\n"
            "  pagewright-batch resume\n"
            "      takes up the unfinished folder job\n" +
-           moreCommands + "NAME is one of: " + RecompressionNames.join(", ") +
+           moreCommands +
+           "convert, merge and clone take --max-pixels N: a page of more pixels is refused as"
+           " a file that cannot be read (default 1073741824).\n"
+           "NAME is one of: " +
+           RecompressionNames.join(", ") +
            " (for the colour class it"
            " fits: --color and --gray Lzw, Zip, Packbits, Jpeg; --bw Lzw, Zip, CCITT-G3,"
            " CCITT-G4). Without a name each image keeps a lossless encoding.\n"
@@ -64,7 +68,10 @@ bool BatchJob::initializeFromArgs(const QStringList &args, QString &error)
             blackWhite_ = args[++i];
         else if (a == "--replace")
             replace_ = true;
-        else if (a.startsWith("--"))
+        else if (a == "--max-pixels") {
+            if (error = ApplyMaxPixelsOption(args, i); !error.isEmpty())
+                return false;
+        } else if (a.startsWith("--"))
             return error = "Unknown option " + a + ".", false;
         else
             files_ << a;

@@ -106,6 +106,11 @@ public:
         }
         if (precision_ == 0)
             throw v_.fail("no frame header");
+        checkPageSize("JPEG", uint64_t(width_), uint64_t(height_));
+        // Every sample takes a Huffman code of at least one bit.
+        const uint64_t samples = uint64_t(width_) * uint64_t(height_) * components_.size();
+        if (samples / 8 > data_.size() - scanAt_)
+            throw v_.fail("the frame is larger than its data can hold");
     }
     LosslessJpeg(const LosslessJpeg &) = delete;
     LosslessJpeg &operator=(const LosslessJpeg &) = delete;
