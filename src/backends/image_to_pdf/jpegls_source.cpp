@@ -31,13 +31,7 @@ int checkStructure(const std::vector<uint8_t> &data)
     size_t at = 2; // past the start of image
     int scans = 0;
     for (;;) {
-        if (v.u8(at) != 0xFF)
-            throw v.fail("marker expected");
-        const uint8_t code = v.u8(at + 1);
-        if (code == 0xFF) { // fill byte
-            ++at;
-            continue;
-        }
+        const uint8_t code = jpegMarker(v, at);
         if (code == 0xD9)
             return scans;
         const size_t length = size_t(v.u8(at + 2)) << 8 | v.u8(at + 3);
