@@ -36,7 +36,11 @@ QString BatchJob::usage(const QString &moreCommands)
            "      once, one per core unless given)\n"
            "  pagewright-batch resume [--jobs N]\n"
            "      takes up the unfinished folder job\n" +
-           moreCommands + "NAME is one of: " + RecompressionNames.join(", ") +
+           moreCommands +
+           "convert, merge and clone take --max-pixels N: a page of more pixels is refused as"
+           " a file that cannot be read (default 1073741824).\n"
+           "NAME is one of: " +
+           RecompressionNames.join(", ") +
            " (for the colour class it"
            " fits: --color and --gray Lzw, Zip, Packbits, Jpeg; --bw Lzw, Zip, CCITT-G3,"
            " CCITT-G4). Without a name each image keeps a lossless encoding.\n"
@@ -74,7 +78,10 @@ bool BatchJob::initializeFromArgs(const QStringList &args, QString &error)
             replace_ = true;
         else if (a == "--") // what follows is files, whatever their names
             return takeFiles(args.mid(i + 1), error);
-        else if (a.startsWith("--"))
+        else if (a == "--max-pixels") {
+            if (error = ApplyMaxPixelsOption(args, i); !error.isEmpty())
+                return false;
+        } else if (a.startsWith("--"))
             return error = "Unknown option " + a + ".", false;
         else
             files_ << a;

@@ -136,4 +136,14 @@ ImageToPdfLibrary &ImageToPdfLibrary::responsive()
     return library;
 }
 
+QString ApplyMaxPixelsOption(const QStringList &args, int &i)
+{
+    bool number = false;
+    const qulonglong pixels = ++i < args.size() ? args[i].toULongLong(&number) : 0;
+    if (!number || pixels == 0)
+        return "Option --max-pixels needs a number of pixels above 0.";
+    ::ApSetMaxPixels(pixels);
+    return {};
+}
+
 } // namespace pw

@@ -2,6 +2,9 @@
 // The image-to-PDF library's contract as the binding calls it. The binding decides the calls,
 // their order and their constants; this seam lets a test record them without writing PDFs.
 
+#include <QString>
+#include <QStringList>
+
 #include <cstdint>
 #include <string>
 
@@ -29,5 +32,9 @@ public:
     // processed, so that a window stays answering through a page that takes long to encode.
     static ImageToPdfLibrary &responsive();
 };
+
+// The batch commands' `--max-pixels N`, found at args[i]: N becomes the most pixels a page of
+// this process may have (i steps over it). "" when it was set, else why not.
+QString ApplyMaxPixelsOption(const QStringList &args, int &i);
 
 } // namespace pw

@@ -119,6 +119,9 @@ QString readOptions(const QStringList &args, CommandLineView &view, bool &fresh,
             view.replace = true;
         } else if (a == "--new") {
             fresh = true;
+        } else if (a == "--max-pixels") {
+            if (QString error = ApplyMaxPixelsOption(args, i); !error.isEmpty())
+                return error;
         } else if (a.startsWith("--")) {
             return "Unknown option " + a + ".";
         } else {

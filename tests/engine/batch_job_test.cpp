@@ -49,6 +49,10 @@ TEST(BatchJob, ArgumentsAreCheckedBeforeAnyWork)
         {{"convert", "--color", "Gif", "-o", "x", "a.tif"}, "Unknown recompression \"Gif\""},
         {{"merge", "-o", "x.pdf"}, "No files given."},
         {{"pages", "--fast", "a.pdf"}, "Unknown option --fast."},
+        {{"convert", "--max-pixels", "0", "-o", "x", "a.tif"}, "Option --max-pixels needs"},
+        {{"merge", "-o", "x.pdf", "a.tif", "--max-pixels"}, "Option --max-pixels needs"},
+        // The default limit, taken with its value.
+        {{"convert", "--max-pixels", "1073741824", "--fast"}, "Unknown option --fast."},
     };
     for (const auto &c : cases) {
         const BatchRun r = batch(c.args);

@@ -61,6 +61,17 @@ private:
     const char *format_;
 };
 
+// The code of the marker at `at` in JPEG-family data, with `at` moved past any fill bytes to
+// it. Throws for data that starts no marker there.
+inline uint8_t jpegMarker(const ByteView &v, size_t &at)
+{
+    while (v.u8(at) == 0xFF && v.u8(at + 1) == 0xFF)
+        ++at;
+    if (v.u8(at) != 0xFF)
+        throw v.fail("marker expected");
+    return v.u8(at + 1);
+}
+
 // A page of a format with no stored form the PDF can carry: decoded when the writer asks.
 class DecodedPage : public PageSource {
 public:

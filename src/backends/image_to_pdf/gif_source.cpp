@@ -138,44 +138,89 @@ int readFromMemory(GifFileType *gif, GifByteType *to, int wanted)
     return int(n);
 }
 
-// Whether the data stops inside a record. A file that ends between records has lost at most
-// its trailer, which many writers leave out; one that stops inside an image's data is cut
-// short, and its first frames alone would pass for the whole animation.
-bool endsInsideARecord(const std::vector<uint8_t> &d)
+// The records as they lie in the file, walked before giflib allocates anything for them.
+struct GifLayout {
+    // The data stops inside a record. A file that ends between records has lost at most its
+    // trailer, which many writers leave out; one that stops inside an image's data is cut
+    // short, and its first frames alone would pass for the whole animation.
+    bool cut = false;
+    struct Frame {
+        uint64_t width = 0, height = 0, codeBytes = 0;
+    };
+    std::vector<Frame> frames;
+};
+
+GifLayout walkRecords(const std::vector<uint8_t> &d)
 {
+    GifLayout layout;
     size_t at = 13;
     const auto colourTable = [&](uint8_t flags) {
         if (flags & 0x80)
             at += size_t(3) << ((flags & 7) + 1);
     };
+    // The sub-blocks' payload bytes.
     const auto subBlocks = [&] {
-        while (at < d.size() && d[at] != 0)
+        uint64_t bytes = 0;
+        while (at < d.size() && d[at] != 0) {
+            bytes += d[at];
             at += size_t(d[at]) + 1;
+        }
         ++at;
+        return bytes;
     };
-    if (d.size() < at)
-        return true;
+    if (d.size() < at) {
+        layout.cut = true;
+        return layout;
+    }
     colourTable(d[10]);
     while (at < d.size()) {
         const uint8_t kind = d[at++];
         if (kind == 0x3B)
-            return false;
+            return layout;
         if (kind == 0x21) {
             ++at; // label
             subBlocks();
         } else if (kind == 0x2C) {
-            if (at + 9 > d.size())
-                return true;
+            if (at + 9 > d.size()) {
+                layout.cut = true;
+                return layout;
+            }
+            GifLayout::Frame frame;
+            frame.width = d[at + 4] | d[at + 5] << 8;
+            frame.height = d[at + 6] | d[at + 7] << 8;
             const uint8_t flags = d[at + 8];
             at += 9;
             colourTable(flags);
             ++at; // LZW code size
-            subBlocks();
+            frame.codeBytes = subBlocks();
+            layout.frames.push_back(frame);
         } else {
-            return false; // not ours to judge: giflib names the fault
+            return layout; // not ours to judge: giflib names the fault
         }
     }
-    return at > d.size();
+    layout.cut = at > d.size();
+    return layout;
+}
+
+// What the file may cost, checked before giflib allocates a frame of the size its descriptor
+// claims. An LZW code of w bits stands for at most 2^w pixels, so a bit of data holds at most
+// 4096 / 12 of them. Every frame becomes a page of the whole screen, and together they count
+// against the limit of a page: 300 one-pixel frames on a large screen are 300 large pages.
+void checkCost(const std::vector<uint8_t> &data, const GifLayout &layout, bool firstOnly)
+{
+    const uint64_t width = data[6] | data[7] << 8, height = data[8] | data[9] << 8;
+    checkPageSize("GIF", width, height);
+    for (const GifLayout::Frame &frame : layout.frames) {
+        checkPageSize("GIF", frame.width, frame.height);
+        if (frame.width * frame.height / 2731 > frame.codeBytes + 1)
+            throw invalidFormat("GIF: a frame is larger than its data can hold");
+    }
+    const uint64_t pages = firstOnly ? 1 : layout.frames.size();
+    if (pages > 1 && pages * width * height > maxPagePixels())
+        throw failure(rte::kOutOfMemory,
+                      "GIF: " + std::to_string(pages) + " frames of " + std::to_string(width) +
+                          " x " + std::to_string(height) + " pixels are over the limit of " +
+                          std::to_string(maxPagePixels()) + " pixels");
 }
 
 } // namespace
@@ -183,23 +228,28 @@ bool endsInsideARecord(const std::vector<uint8_t> &d)
 void readGif(const std::string &path, const PageSink &sink, bool firstOnly)
 {
     const std::vector<uint8_t> data = readWholeFile(path);
+    const GifLayout layout = walkRecords(data);
+    if (layout.cut)
+        throw invalidFormat("GIF: the data is cut short");
+    checkCost(data, layout, firstOnly);
     MemoryInput input{data};
     int error = 0;
     std::unique_ptr<GifFileType, GifClose> gif(DGifOpen(&input, readFromMemory, &error));
     if (!gif)
         throw invalidFormat(std::string("GIF: ") +
                             (GifErrorString(error) ? GifErrorString(error) : "cannot open"));
-    const bool slurped = DGifSlurp(gif.get()) == GIF_OK;
-    if (!slurped && endsInsideARecord(data))
-        throw invalidFormat("GIF: the data is cut short");
+    // A file without its trailer fails here after its last whole frame, and keeps it; a frame
+    // whose own data stops early would come out in part.
+    const int slurpError = DGifSlurp(gif.get()) == GIF_OK ? 0 : gif->Error;
+    if (slurpError == D_GIF_ERR_IMAGE_DEFECT || slurpError == D_GIF_ERR_EOF_TOO_SOON ||
+        slurpError == D_GIF_ERR_DATA_TOO_BIG)
+        throw invalidFormat("GIF: the image data is damaged or cut short");
     int frames = 0;
     while (frames < gif->ImageCount && gif->SavedImages[frames].RasterBits)
         ++frames;
     if (frames == 0)
         throw invalidFormat(std::string("GIF: ") +
                             (GifErrorString(gif->Error) ? GifErrorString(gif->Error) : "no image"));
-    if (gif->SWidth <= 0 || gif->SHeight <= 0 || double(gif->SWidth) * gif->SHeight > 1e9)
-        throw invalidFormat("GIF: bad screen size");
     std::vector<uint8_t> canvas(size_t(gif->SWidth) * gif->SHeight * 4, 0);
     for (int i = 0; i < frames; ++i) {
         GifFrame frame(gif.get(), i, frames, canvas);

@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstring>
 #include <fstream>
@@ -155,7 +156,32 @@ Kind detect(const std::string &h, const std::string &path, std::string &magickFo
     return Kind::Unknown;
 }
 
+std::atomic<uint64_t> pagePixelLimit{kDefaultMaxPagePixels};
+
 } // namespace
+
+void setMaxPagePixels(uint64_t pixels)
+{
+    pagePixelLimit = pixels ? pixels : kDefaultMaxPagePixels;
+}
+
+uint64_t maxPagePixels()
+{
+    return pagePixelLimit;
+}
+
+void checkPageSize(const char *format, uint64_t width, uint64_t height)
+{
+    if (width == 0 || height == 0)
+        throw invalidFormat(std::string(format) + ": a page without pixels");
+    const uint64_t limit = pagePixelLimit;
+    // Compared by division: the product of two forged sizes may not fit in 64 bits.
+    if (width > limit / height)
+        throw failure(rte::kOutOfMemory,
+                      std::string(format) + ": a page of " + std::to_string(width) + " x " +
+                          std::to_string(height) + " pixels is over the limit of " +
+                          std::to_string(limit) + " pixels");
+}
 
 std::vector<uint8_t> readWholeFile(const std::string &path)
 {

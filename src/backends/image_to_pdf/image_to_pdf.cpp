@@ -160,3 +160,8 @@ void ApSetDeterministic(bool on)
 {
     deterministicOutput = on;
 }
+
+void ApSetMaxPixels(uint64_t pixels)
+{
+    pw::i2p::setMaxPagePixels(pixels);
+}

@@ -42,5 +42,9 @@ int32_t ApGetFunction(int32_t handle, int32_t code, int32_t n1, int32_t n2, cons
 // target is left untouched). The handle is released in every case.
 int32_t ApClose(int32_t handle);
 
+// Pages of more pixels than `pixels` are refused before they are decoded, as files whose
+// headers claim them (0: the default, 2^30). For the whole process; call it before converting.
+void ApSetMaxPixels(uint64_t pixels);
+
 // Test helper: output that is byte for byte the same from run to run (fixed document ID).
 void ApSetDeterministic(bool on);

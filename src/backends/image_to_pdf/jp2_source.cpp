@@ -1,11 +1,11 @@
-// JPEG 2000 files: embedded as they are (JPXDecode); openjpeg checks the header, and decodes
-// only for a recompression or when the codestream looks cut short.
+// JPEG 2000 files: embedded as they are (JPXDecode) once openjpeg has read the codestream
+// through; decoded in full only for a recompression.
 
 #include "page_image.h"
 
 #include <openjpeg.h>
 
-#include <cstdio>
+#include <algorithm>
 #include <memory>
 
 namespace pw::i2p {
@@ -51,6 +51,24 @@ struct Jp2Decoder {
             throw invalidFormat("JPEG 2000: no image");
     }
 
+    // Every tile part and packet header is still read; only the finer wavelet levels are not
+    // computed, which makes the check cheap in time and memory.
+    void decodeLowestResolution()
+    {
+        std::unique_ptr<opj_codestream_info_v2_t, void (*)(opj_codestream_info_v2_t *)> info(
+            opj_get_cstr_info(codec.get()),
+            [](opj_codestream_info_v2_t *i) { opj_destroy_cstr_info(&i); });
+        OPJ_UINT32 levels = 1;
+        if (info && info->m_default_tile_info.tccp_info)
+            levels = info->m_default_tile_info.tccp_info[0].numresolutions;
+        for (OPJ_UINT32 c = 0; info && info->m_default_tile_info.tccp_info && c < info->nbcomps;
+             ++c)
+            levels = std::min(levels, info->m_default_tile_info.tccp_info[c].numresolutions);
+        if (levels > 1)
+            opj_set_decoded_resolution_factor(codec.get(), levels - 1);
+        decodeAll();
+    }
+
     void decodeAll()
     {
         opj_decoder_set_strict_mode(codec.get(), OPJ_TRUE);
@@ -60,20 +78,13 @@ struct Jp2Decoder {
     }
 };
 
-bool endsWithEoc(const std::string &path)
-{
-    std::unique_ptr<std::FILE, int (*)(std::FILE *)> f(std::fopen(path.c_str(), "rb"), std::fclose);
-    unsigned char tail[2] = {0, 0};
-    return f && std::fseek(f.get(), -2, SEEK_END) == 0 && std::fread(tail, 1, 2, f.get()) == 2 &&
-           tail[0] == 0xFF && tail[1] == 0xD9;
-}
-
 class Jp2Page : public PageSource {
 public:
     Jp2Page(const std::string &path, bool raw) : path_(path), raw_(raw)
     {
         Jp2Decoder d(path, raw);
         const opj_image_t *im = d.image.get();
+        checkPageSize("JPEG 2000", im->x1 - im->x0, im->y1 - im->y0);
         width_ = int(im->x1 - im->x0);
         height_ = int(im->y1 - im->y0);
         comps_ = int(im->numcomps);
@@ -81,8 +92,6 @@ public:
             depth_ += int(im->comps[i].prec);
             alpha_ = alpha_ || im->comps[i].alpha != 0;
         }
-        if (!endsWithEoc(path))
-            d.decodeAll();
     }
 
     int depth() const override { return depth_; }
@@ -105,6 +114,7 @@ public:
         if (img.statesColourSpace)
             img.bpc = 8;
         img.source = wholeFileRanges(path_);
+        img.verify = [path = path_, raw = raw_] { Jp2Decoder(path, raw).decodeLowestResolution(); };
         return img;
     }
 

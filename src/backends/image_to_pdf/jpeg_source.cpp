@@ -1,10 +1,14 @@
-// JPEG files: embedded as they are (DCTDecode) after a header check; decoded only for a
-// recompression or when the data turns out to be cut short.
+// JPEG files: embedded as they are (DCTDecode) after their headers are checked and their
+// entropy-coded data is read through; decoded for a recompression.
 
 #include "encoders.h"
 #include "page_image.h"
 
 #include <jpeglib.h>
+// jerror.h names the messages; without JMESSAGE defined it declares only the codes.
+#include <jerror.h>
+
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <csetjmp>
@@ -27,7 +31,9 @@ struct JpegErrors {
     jpeg_error_mgr pub{};
     std::jmp_buf jump{};
     char message[JMSG_LENGTH_MAX] = {};
-    int warnings = 0;
+    // libjpeg only warns when the data ends or breaks before the picture does, and fills the
+    // rest with grey: for us that is a file that cannot be read.
+    bool dataLost = false;
 };
 
 extern "C" void jpegErrorExit(j_common_ptr cinfo)
@@ -39,8 +45,10 @@ extern "C" void jpegErrorExit(j_common_ptr cinfo)
 
 extern "C" void jpegEmitMessage(j_common_ptr cinfo, int level)
 {
-    if (level < 0)
-        ++reinterpret_cast<JpegErrors *>(cinfo->err)->warnings;
+    const int code = cinfo->err->msg_code;
+    if (level < 0 && (code == JWRN_HIT_MARKER || code == JWRN_JPEG_EOF ||
+                      code == JWRN_HUFF_BAD_CODE || code == JWRN_MUST_RESYNC))
+        reinterpret_cast<JpegErrors *>(cinfo->err)->dataLost = true;
 }
 
 extern "C" void jpegOutputMessage(j_common_ptr) {}
@@ -104,24 +112,6 @@ FilePtr openAt(const std::string &path, long offset)
     return f;
 }
 
-// True when an end-of-image marker closes the data that ends at `end` (0: the end of the
-// file; some writers pad after the marker). Leaves the file where it found it.
-bool endsWithEoi(std::FILE *f, long end)
-{
-    const long start = std::ftell(f);
-    if (end == 0 && (std::fseek(f, 0, SEEK_END) != 0 || (end = std::ftell(f)) < 0))
-        return false;
-    unsigned char tail[64];
-    const long n = std::min(end - start, long(sizeof tail));
-    const bool read = n >= 2 && std::fseek(f, end - n, SEEK_SET) == 0 &&
-                      std::fread(tail, 1, size_t(n), f) == size_t(n);
-    std::fseek(f, start, SEEK_SET);
-    for (long i = n - 2; read && i >= 0; --i)
-        if (tail[i] == 0xFF && tail[i + 1] == 0xD9)
-            return true;
-    return false;
-}
-
 // The frame marker of the JPEG data where `f` stands (0xC0 to 0xCF for the JPEG processes,
 // 0xF7 for JPEG-LS), 0 when the data ends first. Leaves the file where it found it.
 int frameMarker(std::FILE *f)
@@ -146,6 +136,51 @@ int frameMarker(std::FILE *f)
     return frame;
 }
 
+// Every Huffman-coded block takes at least one bit: a frame of more blocks than the data has
+// bits is a forged size, refused before anything of that size is made.
+void checkFrameBacked(const jpeg_decompress_struct &c, uint64_t dataBytes)
+{
+    if (c.arith_code)
+        return;
+    uint64_t blocks = 0;
+    for (int i = 0; i < c.num_components; ++i)
+        blocks += uint64_t(c.comp_info[i].width_in_blocks) * c.comp_info[i].height_in_blocks;
+    if (blocks / 8 > dataBytes)
+        throw invalidFormat("JPEG: the frame is larger than its data can hold");
+}
+
+// Reads the entropy-coded data through to the last row, decoded at an eighth of the size: the
+// Huffman decoding that finds data cut short or broken is all done, the rest mostly skipped.
+void checkScans(const std::string &path, long offset)
+{
+    FilePtr f = openAt(path, offset);
+    Decompressor d;
+    std::vector<JSAMPLE> row;
+    JSAMPROW rows[1] = {nullptr};
+    const bool read = jpegTry(d.err, [&] {
+        jpeg_stdio_src(&d.cinfo, f.get());
+        jpeg_read_header(&d.cinfo, TRUE);
+        d.cinfo.scale_num = 1;
+        d.cinfo.scale_denom = 8;
+        d.cinfo.dct_method = JDCT_IFAST;
+        d.cinfo.do_fancy_upsampling = FALSE;
+        d.cinfo.do_block_smoothing = FALSE;
+        jpeg_calc_output_dimensions(&d.cinfo);
+    });
+    if (read) {
+        row.resize(size_t(d.cinfo.output_width) * size_t(d.cinfo.output_components));
+        rows[0] = row.data();
+    }
+    const bool scanned =
+        read && jpegTry(d.err, [&] {
+            jpeg_start_decompress(&d.cinfo);
+            while (d.cinfo.output_scanline < d.cinfo.output_height && !d.err.dataLost)
+                jpeg_read_scanlines(&d.cinfo, rows, 1);
+        });
+    if (!scanned || d.err.dataLost)
+        throw invalidFormat("JPEG: the data is damaged or cut short");
+}
+
 class JpegPage : public PageSource {
 public:
     // The JPEG data from `offset`, `length` bytes long (0: to the end of the file).
@@ -153,7 +188,6 @@ public:
         : path_(path), offset_(offset), length_(length)
     {
         FilePtr f = openAt(path, offset);
-        const bool complete = endsWithEoi(f.get(), length ? offset + length : 0);
         Decompressor d;
         JOCTET *icc = nullptr;
         unsigned int iccLen = 0;
@@ -173,7 +207,7 @@ public:
         width_ = int(c.image_width);
         height_ = int(c.image_height);
         comps_ = c.num_components;
-        if (width_ <= 0 || height_ <= 0 || (comps_ != 1 && comps_ != 3 && comps_ != 4))
+        if (comps_ != 1 && comps_ != 3 && comps_ != 4)
             throw invalidFormat("JPEG: unsupported layout");
         adobe_ = c.saw_Adobe_marker;
         rgbNoTransform_ = comps_ == 3 && c.jpeg_color_space == JCS_RGB;
@@ -183,20 +217,8 @@ public:
             xdpi = c.X_density * scale;
             ydpi = c.Y_density * scale;
         }
-        if (!complete) {
-            // Cut-off data would embed as a half-grey page: decode it all to find out.
-            const bool decoded = jpegTry(d.err, [&] { jpeg_start_decompress(&d.cinfo); });
-            if (!decoded)
-                throw invalidFormat(std::string("JPEG: ") + d.err.message);
-            std::vector<JSAMPLE> row(size_t(d.cinfo.output_width) * d.cinfo.output_components);
-            JSAMPROW rows[1] = {row.data()};
-            const bool scanned = jpegTry(d.err, [&] {
-                while (d.cinfo.output_scanline < d.cinfo.output_height)
-                    jpeg_read_scanlines(&d.cinfo, rows, 1);
-            });
-            if (!scanned || d.err.warnings > 0)
-                throw invalidFormat("JPEG: the data is damaged or cut short");
-        }
+        checkPageSize("JPEG", c.image_width, c.image_height);
+        checkFrameBacked(c, dataBytes(f.get()));
     }
 
     int depth() const override { return 8 * comps_; }
@@ -217,6 +239,7 @@ public:
         if (rgbNoTransform_ && !adobe_)
             img.parms.colorTransform = 0;
         img.source = wholeFileRanges(path_, uint64_t(offset_), uint64_t(length_));
+        img.verify = [path = path_, offset = offset_] { checkScans(path, offset); };
         return img;
     }
 
@@ -250,6 +273,8 @@ public:
         });
         if (!read)
             throw invalidFormat(std::string("JPEG: ") + d.err.message);
+        if (d.err.dataLost)
+            throw invalidFormat("JPEG: the data is damaged or cut short");
         if (comps_ == 4 && adobe_)
             for (auto &v : r.pixels)
                 v = uint8_t(255 - v);
@@ -257,6 +282,16 @@ public:
     }
 
 private:
+    // Bytes of JPEG data from where `f` stands.
+    uint64_t dataBytes(std::FILE *f) const
+    {
+        if (length_ > 0)
+            return uint64_t(length_);
+        struct stat st {};
+        return ::fstat(fileno(f), &st) == 0 && st.st_size > offset_ ? uint64_t(st.st_size - offset_)
+                                                                    : 0;
+    }
+
     ColourSpace colourSpace() const
     {
         ColourSpace cs;

@@ -83,13 +83,7 @@ public:
     {
         size_t at = 2;
         while (scanAt_ == 0) {
-            if (v_.u8(at) != 0xFF)
-                throw v_.fail("marker expected");
-            const int code = v_.u8(at + 1);
-            if (code == 0xFF) { // fill byte
-                ++at;
-                continue;
-            }
+            const int code = jpegMarker(v_, at);
             const size_t length = be16(v_, at + 2);
             const ByteView segment = v_.sub(at + 4, length < 2 ? 0 : length - 2);
             if (code == 0xC3)
@@ -106,6 +100,11 @@ public:
         }
         if (precision_ == 0)
             throw v_.fail("no frame header");
+        checkPageSize("JPEG", uint64_t(width_), uint64_t(height_));
+        // Every sample takes a Huffman code of at least one bit.
+        const uint64_t samples = uint64_t(width_) * uint64_t(height_) * components_.size();
+        if (samples / 8 > data_.size() - scanAt_)
+            throw v_.fail("the frame is larger than its data can hold");
     }
     LosslessJpeg(const LosslessJpeg &) = delete;
     LosslessJpeg &operator=(const LosslessJpeg &) = delete;

@@ -88,6 +88,9 @@ struct EncodedImage {
     std::vector<uint8_t> bytes; // data made here ...
     FileRanges source;          // ... or taken from the input file as it is
     std::unique_ptr<EncodedImage> smask;
+    // For data taken as it is: reads it through and throws ApFailure when it cannot back the
+    // page (cut short, damaged). The writer runs it beside the writing of the page.
+    std::function<void()> verify;
 };
 
 // One page of an input file. The writer asks for the page as it is stored first and decodes
@@ -120,6 +123,14 @@ struct FileHead {
     std::string path;
     std::string bytes;
 };
+
+// The most pixels a page may have, settable for the whole library (0 restores the default).
+inline constexpr uint64_t kDefaultMaxPagePixels = uint64_t(1) << 30;
+void setMaxPagePixels(uint64_t pixels);
+uint64_t maxPagePixels();
+// Throws ApFailure, naming `format`, for a page of `width` x `height` pixels that is empty or
+// over the limit: readers call it before they allocate anything of the page's size.
+void checkPageSize(const char *format, uint64_t width, uint64_t height);
 
 // Feeds every page of an image file to `sink`, in order; with `firstOnly` it stops after the
 // first page. Throws ApFailure when any page cannot be read, the file's data stopping short of

@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <future>
 
 namespace pw::i2p {
 
@@ -177,7 +178,14 @@ int PdfDocument::addImageFile(const FileHead &file)
                 fellBack = true;
             }
         }
+        // Stored data is read through on another core while its copy is written; a page it
+        // cannot back is then rolled back with the rest of the file.
+        std::future<void> verified;
+        if (img->verify)
+            verified = std::async(std::launch::async, std::move(img->verify));
         writePage(*img, page.xdpi, page.ydpi);
+        if (verified.valid())
+            verified.get();
     });
     return fellBack ? -3 : 0;
 }

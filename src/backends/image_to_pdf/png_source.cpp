@@ -7,6 +7,7 @@
 #include <png.h>
 #include <zlib.h>
 
+#include <algorithm>
 #include <csetjmp>
 #include <cstring>
 
@@ -102,6 +103,98 @@ PngChunks parseChunks(const std::vector<uint8_t> &f)
     return c;
 }
 
+// The bit depths each colour type allows, as a mask of depths 1, 2, 4, 8 and 16.
+bool validDepth(int colourType, int bitDepth)
+{
+    const int all = 1 << 1 | 1 << 2 | 1 << 4 | 1 << 8 | 1 << 16;
+    const int wide = 1 << 8 | 1 << 16;
+    const int allowed[] = {all, 0, wide, all & ~(1 << 16), wide, 0, wide};
+    return colourType >= 0 && colourType <= 6 && bitDepth >= 1 && bitDepth <= 16 &&
+           (allowed[colourType] >> bitDepth & 1) != 0;
+}
+
+int channelCount(int colourType)
+{
+    static const int channels[] = {1, 0, 3, 1, 2, 0, 4};
+    return channels[colourType];
+}
+
+// Bytes of one filtered row of `width` pixels: the filter type and the packed samples.
+uint64_t filteredRowBytes(const PngChunks &c, uint64_t width)
+{
+    return width == 0 ? 0 : 1 + (width * channelCount(c.colourType) * c.bitDepth + 7) / 8;
+}
+
+// What the image data inflates to: every row of every pass.
+uint64_t inflatedSize(const PngChunks &c)
+{
+    if (c.interlace == 0)
+        return c.height * filteredRowBytes(c, c.width);
+    // Adam7: each pass's first column and row, and its steps.
+    static const int x0[] = {0, 4, 0, 2, 0, 1, 0}, dx[] = {8, 8, 4, 4, 2, 2, 1};
+    static const int y0[] = {0, 0, 4, 0, 2, 0, 1}, dy[] = {8, 8, 8, 4, 4, 2, 2};
+    uint64_t total = 0;
+    for (int p = 0; p < 7; ++p) {
+        const uint64_t cols = (c.width + dx[p] - 1 - x0[p]) / dx[p];
+        const uint64_t rows = (c.height + dy[p] - 1 - y0[p]) / dy[p];
+        total += rows * filteredRowBytes(c, cols);
+    }
+    return total;
+}
+
+// Checks the header against what the data can hold before anything of the page's size is
+// made: deflate expands by at most 1032 to 1, so fewer IDAT bytes cannot hold the rows.
+void checkHeader(const PngChunks &c)
+{
+    if (!validDepth(c.colourType, c.bitDepth))
+        throw invalidFormat("PNG: bit depth " + std::to_string(c.bitDepth) + " of colour type " +
+                            std::to_string(c.colourType) + " does not exist");
+    if (c.interlace > 1 || c.width > 0x7FFFFFFF || c.height > 0x7FFFFFFF)
+        throw invalidFormat("PNG: bad header");
+    checkPageSize("PNG", c.width, c.height);
+    uint64_t stored = 0;
+    for (const auto &range : c.idat)
+        stored += range.second;
+    if (inflatedSize(c) / 1032 > stored + 1)
+        throw invalidFormat("PNG: the image data is cut short");
+}
+
+// Inflates the image data of non-interlaced rows and checks that it holds every row, each
+// with a filter type PNG defines. Nothing is kept: it is read through in a small window.
+void checkRows(const std::vector<uint8_t> &file, const PngChunks &c)
+{
+    z_stream z{};
+    if (inflateInit(&z) != Z_OK)
+        throw outOfMemory();
+    const uint64_t row = filteredRowBytes(c, c.width);
+    const uint64_t wanted = c.height * row;
+    uint64_t got = 0;
+    uint8_t window[65536];
+    int rc = Z_OK;
+    for (size_t part = 0; part < c.idat.size() && rc == Z_OK && got < wanted; ++part) {
+        z.next_in = const_cast<Bytef *>(file.data() + c.idat[part].first);
+        z.avail_in = uInt(c.idat[part].second);
+        while (rc == Z_OK && z.avail_in > 0 && got < wanted) {
+            z.next_out = window;
+            z.avail_out = uInt(std::min<uint64_t>(sizeof window, wanted - got));
+            rc = inflate(&z, Z_NO_FLUSH);
+            const uint64_t n = uint64_t(z.next_out - window);
+            // The filter type bytes in this window.
+            for (uint64_t at = (row - got % row) % row; at < n && rc >= 0; at += row)
+                if (window[at] > 4)
+                    rc = Z_DATA_ERROR;
+            got += n;
+            if (rc == Z_BUF_ERROR && n > 0)
+                rc = Z_OK;
+        }
+    }
+    inflateEnd(&z);
+    if (rc < 0 && rc != Z_BUF_ERROR)
+        throw invalidFormat("PNG: the image data is damaged");
+    if (got < wanted)
+        throw invalidFormat("PNG: the image data is cut short");
+}
+
 // libpng reports fatal errors by longjmp to png_jmpbuf; pngTry is the only landing place, and
 // its steps hold nothing with a destructor.
 struct PngErrors {
@@ -166,14 +259,10 @@ public:
         }
         if (c_.colourType == 3 && c_.palette.size() < 3)
             throw invalidFormat("PNG: palette missing");
+        checkHeader(c_);
     }
 
-    int depth() const override
-    {
-        static const int channels[] = {1, 0, 3, 1, 2, 0, 4};
-        const int t = c_.colourType;
-        return c_.bitDepth * (t >= 0 && t <= 6 ? channels[t] : 1);
-    }
+    int depth() const override { return c_.bitDepth * channelCount(c_.colourType); }
 
     std::optional<EncodedImage> asIs(Filter wanted) override
     {
@@ -207,6 +296,7 @@ public:
         img.source.ranges = c_.idat;
         for (auto &range : img.source.ranges)
             range.first += offset_;
+        img.verify = [this] { checkRows(file_, c_); };
         return img;
     }
 

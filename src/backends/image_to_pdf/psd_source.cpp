@@ -247,6 +247,8 @@ public:
     {
         xdpi = h_.xdpi;
         ydpi = h_.ydpi;
+        checkPageSize("PSD", h_.width, h_.height);
+        checkBacked();
     }
 
     int depth() const override
@@ -295,7 +297,7 @@ public:
             r.alpha.resize(size_t(h_.width) * h_.height * sample);
             r.alphaBpc = bpc;
         }
-        const int wanted = colours + (hasAlpha() ? 1 : 0);
+        const int wanted = wantedChannels();
         std::vector<uint8_t> narrowed(size_t(h_.width) * 2);
         readChannels(wanted, [&](int channel, uint32_t y, const uint8_t *row) {
             if (h_.depth == 32)
@@ -320,6 +322,25 @@ public:
     }
 
 private:
+    // The merged picture's data must be able to hold every row the header promises, stored
+    // (a row's bytes) or packed (two bytes for each 128 of a row at best), before a page of the
+    // header's size is made.
+    void checkBacked() const
+    {
+        const std::vector<uint8_t> head = file_.read(h_.imageData, 2);
+        const uint32_t compression = Cursor(head).u16();
+        const uint64_t rowBytes = (uint64_t(h_.width) * h_.depth + 7) / 8;
+        const uint64_t rows = uint64_t(h_.height) * uint64_t(wantedChannels());
+        const uint64_t needed = compression == 1
+                                    ? uint64_t(h_.channels) * h_.height * (h_.large ? 4 : 2) +
+                                          rows * 2 * ((rowBytes + 127) / 128)
+                                    : rows * rowBytes;
+        if (compression <= 1 && needed > file_.size() - h_.imageData - 2)
+            damaged("the file is cut short");
+    }
+
+    int wantedChannels() const { return colourChannels(h_.mode) + (hasAlpha() ? 1 : 0); }
+
     // A row of big-endian floats as 16-bit samples. Colour is stored as linear light and is
     // given the sRGB curve that 8- and 16-bit documents carry; transparency stays linear.
     const uint8_t *toSixteenBits(const uint8_t *row, bool colour, std::vector<uint8_t> &out) const

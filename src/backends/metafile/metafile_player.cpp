@@ -42,19 +42,42 @@ void play(const uint8_t *data, size_t size, const char *format,
     throw pw::invalidFormat(std::string(format) + ": not a metafile this player knows");
 }
 
-// The played page, packed as 8-bit RGB rows, while the program copies it.
+// The played page: its pixels are made only when the program asks for them (a question about
+// its depth never does), and kept as 8-bit RGB rows while the program copies them.
 struct PlayedPage {
+    const uint8_t *data;
+    size_t size;
+    const char *format;
     std::vector<uint8_t> pixels;
-    int32_t width = 0, height = 0;
 };
 
-// The picture as an image at 300 dpi, or less where a side would pass 10,000 pixels.
-QImage raster(const uint8_t *data, size_t size, const char *format, double &dpi)
+// 300 dpi, or less where a side would pass 10,000 pixels.
+double rasterDpi(const QSizeF &mm)
+{
+    return std::min(300.0, 10000 / std::max(mm.width() / 25.4, mm.height() / 25.4));
+}
+
+// The picture's resolution as raster() makes it, its records played onto a canvas of a few
+// pixels: damaged records fail here as they would at full size, for a fraction of the cost.
+double checkedDpi(const uint8_t *data, size_t size, const char *format)
+{
+    double dpi = 300;
+    QImage small(8, 8, QImage::Format_RGB32);
+    small.fill(Qt::white);
+    play(data, size, format, [&](const QSizeF &mm) {
+        dpi = rasterDpi(mm);
+        return pw::metafile::Canvas{&small, 8 / std::max({mm.width(), mm.height(), 1e-3})};
+    });
+    return dpi;
+}
+
+// The picture as an image at rasterDpi().
+QImage raster(const uint8_t *data, size_t size, const char *format)
 {
     QImage image;
     play(data, size, format, [&](const QSizeF &mm) {
         const double inchesW = mm.width() / 25.4, inchesH = mm.height() / 25.4;
-        dpi = std::min(300.0, 10000 / std::max(inchesW, inchesH));
+        const double dpi = rasterDpi(mm);
         image = QImage(std::max(1, int(std::lround(inchesW * dpi))),
                        std::max(1, int(std::lround(inchesH * dpi))), QImage::Format_RGB32);
         if (image.isNull())
@@ -72,29 +95,28 @@ extern "C" int32_t pw_play_metafile(const uint8_t *data, size_t size, const char
                                     pw_module_error *error)
 {
     return entryPoint(*error, [&]() -> int32_t {
-        double dpi = 300;
-        const QImage image = raster(data, size, format, dpi);
-        PlayedPage played;
-        played.width = image.width();
-        played.height = image.height();
-        const size_t row = size_t(image.width()) * 3;
-        played.pixels.resize(row * size_t(image.height()));
-        for (int y = 0; y < image.height(); ++y)
-            std::memcpy(played.pixels.data() + row * size_t(y), image.constScanLine(y), row);
+        PlayedPage played{data, size, format, {}};
         pw_magick_page page{};
         page.depth = 24;
-        page.xdpi = page.ydpi = dpi;
+        page.xdpi = page.ydpi = checkedDpi(data, size, format);
         page.state = &played;
-        page.decode = [](const pw_magick_page *p, pw_magick_raster *raster, pw_module_error *) {
-            const auto *pp = static_cast<const PlayedPage *>(p->state);
-            *raster = {};
-            raster->width = pp->width;
-            raster->height = pp->height;
-            raster->bits_per_sample = 8;
-            raster->colour_model = PW_MAGICK_RGB;
-            raster->pixels = pp->pixels.data();
-            raster->pixels_size = pp->pixels.size();
-            return int32_t(PW_MODULE_OK);
+        page.decode = [](const pw_magick_page *p, pw_magick_raster *out, pw_module_error *failed) {
+            auto *pp = static_cast<PlayedPage *>(p->state);
+            return entryPoint(*failed, [&]() -> int32_t {
+                const QImage image = raster(pp->data, pp->size, pp->format);
+                const size_t row = size_t(image.width()) * 3;
+                pp->pixels.resize(row * size_t(image.height()));
+                for (int y = 0; y < image.height(); ++y)
+                    std::memcpy(pp->pixels.data() + row * size_t(y), image.constScanLine(y), row);
+                *out = {};
+                out->width = image.width();
+                out->height = image.height();
+                out->bits_per_sample = 8;
+                out->colour_model = PW_MAGICK_RGB;
+                out->pixels = pp->pixels.data();
+                out->pixels_size = pp->pixels.size();
+                return int32_t(PW_MODULE_OK);
+            });
         };
         return on_page(context, &page);
     });

@@ -10,13 +10,19 @@
 
 #include <charls/charls.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <tiffio.h>
+#include <unistd.h>
+#include <zlib.h>
 
+#include <QBuffer>
 #include <QFile>
 #include <QPainter>
+#include <QtEndian>
 
 #include <bit>
 #include <cmath>
+#include <cstdio>
 #include <cstring>
 #include <functional>
 #include <random>
@@ -465,6 +471,234 @@ TEST(CutShort, EveryFormatFailsAndWritesNothing)
             EXPECT_FALSE(QFile::exists(pdf));
         }
     }
+}
+
+// PNG chunks as (type, data), and a PNG file made of them with their CRCs.
+using PngChunkList = std::vector<std::pair<QByteArray, QByteArray>>;
+
+PngChunkList pngChunks(const QByteArray &png)
+{
+    PngChunkList chunks;
+    for (qsizetype at = 8; at + 12 <= png.size();) {
+        const auto *p = reinterpret_cast<const uint8_t *>(png.constData() + at);
+        const qsizetype length = qsizetype(uint32_t(p[0]) << 24 | p[1] << 16 | p[2] << 8 | p[3]);
+        chunks.emplace_back(png.mid(at + 4, 4), png.mid(at + 8, length));
+        at += 12 + length;
+    }
+    return chunks;
+}
+
+QByteArray be32(uint32_t v)
+{
+    const char b[4] = {char(v >> 24), char(v >> 16), char(v >> 8), char(v)};
+    return QByteArray(b, 4);
+}
+
+QByteArray pngFile(const PngChunkList &chunks)
+{
+    QByteArray out("\x89PNG\r\n\x1A\n", 8);
+    for (const auto &[type, data] : chunks) {
+        const QByteArray body = type + data;
+        out += be32(uint32_t(data.size())) + body +
+               be32(uint32_t(
+                   crc32(0, reinterpret_cast<const Bytef *>(body.constData()), uInt(body.size()))));
+    }
+    return out;
+}
+
+QByteArray deflated(const QByteArray &raw)
+{
+    uLongf size = compressBound(uLong(raw.size()));
+    QByteArray out(qsizetype(size), '\0');
+    compress(reinterpret_cast<Bytef *>(out.data()), &size,
+             reinterpret_cast<const Bytef *>(raw.constData()), uLong(raw.size()));
+    return out.left(qsizetype(size));
+}
+
+// `png` (8-bit RGB, one IDAT) with its header's size and depth replaced and its image data
+// being `rows` rows of the new width, taken from the old rows and padded with black.
+QByteArray reshapedPng(const QByteArray &png, uint32_t width, uint32_t height, int rows,
+                       uint8_t bitDepth = 8)
+{
+    PngChunkList chunks = pngChunks(png);
+    QByteArray &header = chunks.front().second;
+    const uint32_t oldWidth = uint32_t(qFromBigEndian<quint32>(header.constData()));
+    header.replace(0, 8, be32(width) + be32(height));
+    header[8] = char(bitDepth);
+    QByteArray old(qsizetype(oldWidth * 3 + 1) * 1000, '\0');
+    uLongf size = uLongf(old.size());
+    for (const auto &[type, data] : chunks)
+        if (type == "IDAT")
+            uncompress(reinterpret_cast<Bytef *>(old.data()), &size,
+                       reinterpret_cast<const Bytef *>(data.constData()), uLong(data.size()));
+    QByteArray raw;
+    for (int y = 0; y < rows; ++y)
+        raw += old.mid(qsizetype(y) * (oldWidth * 3 + 1), oldWidth * 3 + 1)
+                   .leftJustified(qsizetype(width) * 3 + 1, '\0', true);
+    std::erase_if(chunks, [](const auto &c) { return c.first == "IDAT" || c.first == "IEND"; });
+    chunks.emplace_back("IDAT", deflated(raw));
+    chunks.emplace_back("IEND", QByteArray());
+    return pngFile(chunks);
+}
+
+// `jpeg` with the frame header that `marker` starts claiming `width` x `height`.
+QByteArray withFrameSize(QByteArray jpeg, char marker, int width, int height)
+{
+    const qsizetype at = jpeg.indexOf(QByteArray("\xFF") + marker);
+    jpeg[at + 5] = char(height >> 8), jpeg[at + 6] = char(height);
+    jpeg[at + 7] = char(width >> 8), jpeg[at + 8] = char(width);
+    return jpeg;
+}
+
+// The first `percent` of `data`, closed again by the end marker `end`.
+QByteArray cutAndClosed(const QByteArray &data, int percent, const QByteArray &end)
+{
+    return data.left(data.size() * percent / 100) + end;
+}
+
+// Files cut short and then made to look whole (an end marker added, the CRCs made right), and
+// headers forged over real data: none converts, as none has the data of the page it claims.
+TEST(CutShort, EndsRepairedAndSizesForgedFail)
+{
+    SandboxDir box;
+    const QImage picture = colourPattern(120, 90).convertToFormat(QImage::Format_RGB888);
+    QByteArray png, jpeg;
+    {
+        QBuffer pngBuffer(&png), jpegBuffer(&jpeg);
+        ASSERT_TRUE(picture.save(&pngBuffer, "PNG") && picture.save(&jpegBuffer, "JPEG"));
+    }
+    const QByteArray eoi("\xFF\xD9", 2);
+    struct Row {
+        const char *name;
+        QByteArray bytes;
+        int number;
+    };
+    std::vector<Row> rows = {
+        {"half_rows.png", reshapedPng(png, 120, 90, 45), 321},
+        {"four_rows.png", reshapedPng(png, 2000, 2000, 4), 321},
+        {"four_rows_huge.png", reshapedPng(png, 100000, 100000, 4), 7},
+        {"depth3.png", reshapedPng(png, 120, 90, 90, 3), 321},
+        {"scan_cut.jpg", cutAndClosed(jpeg, 60, eoi), 321},
+        {"frame_40000.jpg", withFrameSize(jpeg, '\xC0', 40000, 40000), 7},
+        {"frame_20000.jpg", withFrameSize(jpeg, '\xC0', 20000, 20000), 321},
+        {"sof3_cut.jpg", cutAndClosed(losslessJpeg(picture, true, 1, 0), 60, eoi), 321},
+        {"ls_cut.jpg", cutAndClosed(jpegLs(picture, charls::interleave_mode::sample), 60, eoi),
+         321},
+        {"ls_planes_cut.jpg", cutAndClosed(jpegLs(picture, charls::interleave_mode::none), 50, eoi),
+         321},
+    };
+    if (!corpusDir().isEmpty()) {
+        const QByteArray jp2 = readFile(corpusDir() + "/formats/jp2/pil__test-card-lossless.jp2");
+        const QByteArray codestream = jp2.mid(jp2.indexOf("jp2c") + 4);
+        rows.push_back({"half.jp2", cutAndClosed(jp2, 50, eoi), 321});
+        rows.push_back({"half.j2k", cutAndClosed(codestream, 50, eoi), 321});
+        rows.push_back({"cut.gif",
+                        cutAndClosed(readFile(corpusDir() + "/formats/gif/pil__chi.gif"), 60,
+                                     QByteArray("\0;", 2)),
+                        321});
+    }
+    const QString pdf = box.filePath("out.pdf");
+    ASSERT_EQ(convert(box.write("whole.png", png), pdf), 0);
+    for (const Row &row : rows) {
+        SCOPED_TRACE(row.name);
+        QFile::remove(pdf);
+        EXPECT_EQ(convert(box.write(row.name, row.bytes), pdf), row.number);
+        EXPECT_FALSE(QFile::exists(pdf));
+    }
+}
+
+// A GIF of `frames` frames of one pixel each on a screen of `width` x `height`, each frame
+// claiming `frameSide` pixels a side.
+QByteArray gifOfPixels(int width, int height, int frames, int frameSide = 1)
+{
+    const auto le16 = [](int v) { return QByteArray(1, char(v)) + char(v >> 8); };
+    QByteArray gif = "GIF89a" + le16(width) + le16(height) + QByteArray("\x80\0\0", 3) +
+                     QByteArray("\0\0\0\xFF\xFF\xFF", 6);
+    for (int i = 0; i < frames; ++i)
+        // Clear, pixel 0, end of data: three 3-bit codes.
+        gif += ',' + le16(0) + le16(0) + le16(frameSide) + le16(frameSide) +
+               QByteArray("\0\x02\x02\x44\x01\0", 6);
+    return gif + ';';
+}
+
+// A Photoshop file's header and an RGB picture's few stored bytes, `width` pixels wide.
+QByteArray psdOfWidth(uint32_t width)
+{
+    return "8BPS" + QByteArray("\0\x01\0\0\0\0\0\0\0\x03", 10) + be32(1) + be32(width) +
+           QByteArray("\0\x08\0\x03", 4) + QByteArray(12, '\0') + QByteArray(2 + 64, '\0');
+}
+
+// The address space of this process limited to what it has plus `extra` bytes.
+void limitAddressSpace(uint64_t extra)
+{
+#if !defined(__SANITIZE_ADDRESS__)
+    std::FILE *status = std::fopen("/proc/self/statm", "r");
+    unsigned long pages = 0;
+    if (status && std::fscanf(status, "%lu", &pages) == 1) {
+        const rlim_t limit = rlim_t(pages) * rlim_t(sysconf(_SC_PAGESIZE)) + extra;
+        const rlimit bound{limit, limit};
+        setrlimit(RLIMIT_AS, &bound);
+    }
+    if (status)
+        std::fclose(status);
+#else
+    (void)extra; // the sanitizer's shadow memory takes terabytes of address space
+#endif
+}
+
+// Headers that claim far more than their data holds are refused with the reason, in a process
+// given 512 MB beyond what it holds at the start: before they were checked, each of these took
+// gigabytes (or minutes) before failing or converting.
+TEST(HostileFiles, RefusedBeforeTheyCostMemory)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    SandboxDir box;
+    const QImage picture = colourPattern(45, 31).convertToFormat(QImage::Format_RGB32);
+    const struct {
+        const char *name;
+        QByteArray bytes;
+        int number;
+        const char *reason;
+    } rows[] = {
+        {"sof3_65535.jpg", withFrameSize(losslessJpeg(picture, true, 1, 0), '\xC3', 65535, 65535),
+         7, "over the limit"},
+        {"sof3_30000.jpg", withFrameSize(losslessJpeg(picture, true, 1, 0), '\xC3', 30000, 30000),
+         321, "larger than its data"},
+        {"ls_46340.jpg",
+         withFrameSize(jpegLs(picture, charls::interleave_mode::sample), '\xF7', 46340, 46340), 7,
+         "over the limit"},
+        {"wide.psd", psdOfWidth(0xFFFFFFFF), 7, "over the limit"},
+        {"narrow_uncut.psd", psdOfWidth(30000), 321, "cut short"},
+        {"bomb.gif", gifOfPixels(10, 10, 1, 30000), 321, "larger than its data"},
+        {"frames.gif", gifOfPixels(4000, 4000, 300), 7, "300 frames .* over the limit"},
+    };
+    const std::string pdf = box.filePath("out.pdf").toStdString();
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.name);
+        const std::string file = box.write(row.name, row.bytes).toStdString();
+        EXPECT_EXIT(
+            {
+                limitAddressSpace(uint64_t(512) << 20);
+                const int32_t h = ApCreate(pdf);
+                try {
+                    ApAddImage(h, file);
+                } catch (const ApFailure &f) {
+                    std::fprintf(stderr, "%s\n", f.what());
+                    std::_Exit(f.number % 256);
+                }
+                std::_Exit(0);
+            },
+            testing::ExitedWithCode(row.number % 256), row.reason);
+    }
+    // Asking for the depth reads the first frame alone.
+    EXPECT_EQ(ApGetFunction(0, 211, 0, 0, box.filePath("frames.gif").toStdString(), 0), 1);
+    // The limit is a setting: a smaller one refuses an everyday picture, 0 restores it.
+    const QString png = box.filePath("small.png");
+    ASSERT_TRUE(picture.save(png, "PNG"));
+    ApSetMaxPixels(1000);
+    EXPECT_EQ(convert(png, box.filePath("small.pdf")), 7);
+    ApSetMaxPixels(0);
+    EXPECT_EQ(convert(png, box.filePath("small.pdf")), 0);
 }
 
 // Files of each format with a reader of our own, mutated a few bytes at a time: each either
