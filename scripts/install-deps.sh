@@ -1,11 +1,12 @@
 #!/usr/bin/env bash
-# Installs every Debian package that building, running and testing Pagewright needs.
+# Installs every Debian package that building, running and testing Pagewright needs; with
+# --packaging, also what making and checking the Debian package needs (scripts/test-package.sh).
 # Idempotent: when everything is present it only checks and returns.
 set -euo pipefail
 
 packages=(
-  # toolchain
-  g++ cmake ninja-build pkg-config
+  # toolchain, and help2man for the manual pages made from the programs' --help
+  g++ cmake ninja-build pkg-config help2man
   # libraries
   qt6-base-dev libqpdf-dev libtiff-dev libjpeg62-turbo-dev libpng-dev libgif-dev
   libopenjp2-7-dev libgraphicsmagick++1-dev libdeflate-dev libpugixml-dev libcharls-dev
@@ -20,6 +21,12 @@ packages=(
   # runtime: icon theme and fonts so the windows look as they should
   adwaita-icon-theme fonts-dejavu-core
 )
+
+if [[ ${1:-} == --packaging ]]; then
+  # dependencies read from the binaries (dpkg-shlibdeps, which CPack finds with file), the
+  # package check, and the desktop entry's and the AppStream file's validators
+  packages+=(dpkg-dev file lintian desktop-file-utils appstream)
+fi
 
 missing=()
 for p in "${packages[@]}"; do

@@ -5,6 +5,7 @@
 #include "engine/batch_job.h"
 #include "engine/page_batch.h"
 #include "folder_job/batch_clone.h"
+#include "program_info.h"
 
 #include <QCoreApplication>
 
@@ -12,6 +13,9 @@
 
 int main(int argc, char **argv)
 {
+    // --help needs the commands' usage texts, printed below.
+    if (pw::AnswerInfoOption(argc, argv, "pagewright-batch", nullptr))
+        return 0;
     QCoreApplication app(argc, argv);
     app.setApplicationName("pagewright-batch");
     const auto print = [](FILE *to) {

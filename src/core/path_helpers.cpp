@@ -42,6 +42,16 @@ QString GetSpecialfolder(int32_t folderId)
     return QStandardPaths::writableLocation(location);
 }
 
+QString FindUserGuide(const QString &programFolder)
+{
+    for (const QString &folder : {programFolder, programFolder + "/" PW_GUIDE_FROM_PROGRAM}) {
+        const QString guide = QDir::cleanPath(folder + "/help.html");
+        if (QFileInfo(guide).isFile())
+            return guide;
+    }
+    return {};
+}
+
 QString ResolveDesktop(const QString &folder)
 {
     return folder == QLatin1String("Desktop") ? GetSpecialfolder(FolderDesktop) : folder;

@@ -25,6 +25,10 @@ QString GetSpecialfolder(int32_t folderId); // "" when the system has no such fo
 // The folder tree's root "Desktop" as the desktop's path; a path that merely contains the word
 // is left alone.
 QString ResolveDesktop(const QString &folder);
+// The user guide (help.html) for a program in `programFolder`: beside the program, as in the
+// build tree, else in the installed documentation folder ("../share/doc/pagewright" from an
+// installed program's folder). "" when neither has it.
+QString FindUserGuide(const QString &programFolder);
 bool FileExists(const QString &path); // a file, not a folder
 // A folder, or a file, of that name. One trailing separator is removed from `path` itself.
 bool FolderExists(QString &path);

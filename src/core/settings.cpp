@@ -150,6 +150,12 @@ void Settings::writeBlock(const QString &path, const QByteArray &block)
         throw RuntimeError::fromNumber(75);
 }
 
+QString HomeFolder()
+{
+    // QDir::homePath() reads $HOME and falls back to the root when it is unset.
+    return QDir::homePath();
+}
+
 void Settings::LoadDefaultSettings()
 {
     const uint8_t keepDefaultPathCloneDir = IsDefaultPathCloneDir_;

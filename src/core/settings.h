@@ -15,7 +15,7 @@ namespace pw {
     X(Text, ColumnVisibility, "1,1,1,1,1,1,1,1")                                                   \
     X(Text, ExportLocation, "")                                                                    \
     X(Byte, LanguageFile, 0)                                                                       \
-    X(Text, StartupFolder, "/")                                                                    \
+    X(Text, StartupFolder, HomeFolder())                                                           \
     X(Byte, WindowStateFlag, 1)                                                                    \
     X(Byte, WindowStateValue, 2)                                                                   \
     X(Long, LastWindowState, 0)                                                                    \
@@ -71,6 +71,10 @@ using Long = int32_t;
 } // namespace settings_types
 
 class UiServices;
+
+// The folder searched at a first start: the user's home, where a Linux desktop keeps the
+// user's files (searching from "/" would crawl the whole system). "/" only without a home.
+QString HomeFolder();
 
 class Settings {
 public:

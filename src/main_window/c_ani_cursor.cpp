@@ -1,5 +1,7 @@
 #include "c_ani_cursor.h"
 
+#include "program_resources.h"
+
 #include "core/path_helpers.h"
 #include "core/runtime.h"
 
@@ -21,13 +23,6 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
-
-// The resources are compiled into a static library; nothing else refers to them, so the
-// linker would leave them out unless they are registered by name.
-static void registerPagewrightResources()
-{
-    Q_INIT_RESOURCE(resources);
-}
 
 namespace pw {
 
@@ -319,8 +314,7 @@ bool cAniCursor::LoadFromResource(const QVariant &resource, bool mappedColours, 
     Q_UNUSED(noCount);
     Destroy();
 
-    static const bool registered = (registerPagewrightResources(), true);
-    Q_UNUSED(registered);
+    RegisterProgramResources();
     QFile resourceFile(QStringLiteral(":/CUSTOM/2001"));
     if (!resourceFile.open(QIODevice::ReadOnly))
         throw RuntimeError(326, "Resource with identifier '2001' not found", cursorSource());

@@ -1,5 +1,7 @@
 #include "frm_about.h"
 
+#include "program_resources.h"
+
 #include "core/app_context.h"
 #include "core/globals.h"
 #include "core/path_helpers.h"
@@ -10,7 +12,6 @@
 #include <QIcon>
 #include <QLabel>
 #include <QPushButton>
-#include <QStyle>
 #include <QVBoxLayout>
 
 namespace pw {
@@ -44,8 +45,7 @@ frmAbout::frmAbout(AppContext &context, QWidget *parent)
       pnldown(new QFrame(this)), cmdQuit(new QPushButton("&OK", pnldown)), context_(context)
 {
     setWindowFlags(windowFlags() & ~Qt::WindowContextHelpButtonHint);
-    const QIcon icon =
-        QIcon::fromTheme("application-pdf", style()->standardIcon(QStyle::SP_FileIcon));
+    const QIcon icon = ProgramIcon();
     Picture1->setPixmap(icon.pixmap(64, 64));
     Picture2->setPixmap(icon.pixmap(24, 24));
     QFont big = lblProductName->font();

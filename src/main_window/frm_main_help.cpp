@@ -1,4 +1,4 @@
-// The Help menu: the user guide beside the program, the web site, and About.
+// The Help menu: the user guide (beside the program or installed), the web site, and About.
 #include "frm_main.h"
 
 #include "frm_about.h"
@@ -14,8 +14,8 @@ namespace pw {
 void frmMain::mnuShowHelp_Click()
 {
     // An HTML guide, opened by the desktop's browser.
-    const QString guide = ValidateDir(QCoreApplication::applicationDirPath()) + "help.html";
-    if (Dir(guide).isEmpty()) {
+    const QString guide = FindUserGuide(QCoreApplication::applicationDirPath());
+    if (guide.isEmpty()) {
         context_.ui.MsgBox("Help Not Found.", vbInformation, AppTitle);
         return;
     }

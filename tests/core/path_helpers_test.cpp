@@ -63,3 +63,27 @@ TEST(PathHelpers, ShellOpenOffersAProgramOnlyWhenTheShellAnswersZero)
     ui.ShellOpenFile("open", "/x/b.xyz");
     EXPECT_EQ(ui.openWith, QStringList({"/x/b.xyz"}));
 }
+
+TEST(PathHelpers, TheUserGuideIsFoundBesideTheProgramOrInTheInstalledDocumentation)
+{
+    // A layout as installed: bin/ and share/doc/pagewright/ below one prefix.
+    const struct {
+        bool beside, installed;
+        const char *found; // relative to the prefix, "" for none
+    } cases[] = {{true, true, "bin/help.html"},
+                 {false, true, "share/doc/pagewright/help.html"},
+                 {true, false, "bin/help.html"},
+                 {false, false, ""}};
+    for (const auto &c : cases) {
+        SandboxDir box;
+        const QString bin = box.mkdir("bin");
+        if (c.beside)
+            box.write("bin/help.html", "<html></html>");
+        if (c.installed)
+            box.write("share/doc/pagewright/help.html", "<html></html>");
+        else
+            box.mkdir("share/doc/pagewright/help.html"); // a folder of that name is no guide
+        const QString expected = *c.found ? box.filePath(c.found) : QString();
+        EXPECT_EQ(FindUserGuide(bin), expected) << c.beside << c.installed;
+    }
+}

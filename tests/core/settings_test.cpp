@@ -121,9 +121,18 @@ int runUnprivileged(const std::function<int()> &body)
 class SettingsStore : public ::testing::Test {
 protected:
     // The settings find their file below the storage folder they are made with; failures are
-    // logged there too.
-    void SetUp() override { SetErrorLogFolder(box.path()); }
-    void TearDown() override { SetErrorLogFolder({}); }
+    // logged there too. The user's home, the default start folder, is a folder of the sandbox.
+    void SetUp() override
+    {
+        SetErrorLogFolder(box.path());
+        oldHome = qgetenv("HOME");
+        qputenv("HOME", home.toUtf8());
+    }
+    void TearDown() override
+    {
+        qputenv("HOME", oldHome);
+        SetErrorLogFolder({});
+    }
 
     QString file() const { return box.filePath("Settings/settings.ini"); }
     QByteArray bytes() const { return readFile(file()); }
@@ -131,6 +140,8 @@ protected:
     QString log() const { return QString::fromUtf8(readFile(box.filePath("Errors.Log"))); }
 
     SandboxDir box;
+    const QString home = box.mkdir("home");
+    QByteArray oldHome;
     RecordingUi ui;
 };
 
@@ -225,7 +236,7 @@ TEST_F(SettingsStore, AbsentFilesAndKeysReadEmptyNotDefault)
     EXPECT_EQ(s.LastGridColWidthFlag(), 0);
 }
 
-TEST_F(SettingsStore, DefaultsKeepIsDefaultPathCloneDir)
+TEST_F(SettingsStore, DefaultsStartInTheHomeFolderAndKeepIsDefaultPathCloneDir)
 {
     Settings s(box.path(), ui);
     s.LoadDefaultSettings();
@@ -236,7 +247,7 @@ TEST_F(SettingsStore, DefaultsKeepIsDefaultPathCloneDir)
     ASSERT_TRUE(s.LoadSettings());
     EXPECT_EQ(s.IsDefaultPathCloneDir(), 1);
     EXPECT_EQ(s.IsOpenFolderCloneDir(), 0);
-    EXPECT_EQ(s.StartupFolder(), "/");
+    EXPECT_EQ(s.StartupFolder(), home);
 }
 
 TEST_F(SettingsStore, FailedWriteThrowsEverythingAwayAndStartsFromDefaults)
@@ -248,10 +259,10 @@ TEST_F(SettingsStore, FailedWriteThrowsEverythingAwayAndStartsFromDefaults)
     s.failures = 1;
     s.setSortbyNumeric(1);
     EXPECT_EQ(s.SortbyNumeric(), 0) << "the new value is gone too";
-    EXPECT_EQ(s.StartupFolder(), "/");
+    EXPECT_EQ(s.StartupFolder(), home);
     Settings reread(box.path(), ui);
     ASSERT_TRUE(reread.LoadSettings());
-    EXPECT_EQ(reread.StartupFolder(), "/");
+    EXPECT_EQ(reread.StartupFolder(), home);
     EXPECT_TRUE(ui.boxes.empty());
 
     // When the recovery's own save fails as well, the failure reaches the assignment's caller.

@@ -370,6 +370,18 @@ TEST_F(MainWindow, TheTreesDesktopRootSearchesTheDesktopFolder)
     EXPECT_EQ(w.selectedFolder(), disk);
 }
 
+TEST_F(MainWindow, AFirstStartSearchesTheHomeFolderNotTheWholeSystem)
+{
+    AppContext earlier(ui);
+    ASSERT_TRUE(EnsureFileStoragePath(earlier));
+    ASSERT_TRUE(QFile::remove(earlier.FileStoragePath + "/Settings/settings.ini"));
+    file("a.tif");
+    frmMain &w = start();
+    EXPECT_EQ(context->settings().StartupFolder(), box.path());
+    EXPECT_EQ(w.selectedFolder(), box.path());
+    EXPECT_TRUE(names(w).contains("a.tif")) << "the home folder's files were searched";
+}
+
 TEST_F(MainWindow, PanesKeepTheirSizeThroughASearchAndFitTheWindowAtItsMinimum)
 {
     file("a.tif"); // the search lets events through after each file, with the grid hidden

@@ -19,6 +19,7 @@
 #include <QComboBox>
 #include <QCoreApplication>
 #include <QDir>
+#include <QImage>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMouseEvent>
@@ -228,7 +229,7 @@ TEST_F(Menus, PreferencesTakeTypingOnlyInVisibleAndWidth)
     EXPECT_TRUE(t.context.settings().LastGridColWidth().startsWith("7,"));
 }
 
-TEST_F(Menus, HelpOpensTheGuideBesideTheProgramAndAboutLoadsAnewEachTime)
+TEST_F(Menus, HelpOpensTheGuideBesideTheProgramAndAboutShowsTheIconAnewEachTime)
 {
     start();
     const QString guide = QCoreApplication::applicationDirPath() + "/help.html";
@@ -249,6 +250,15 @@ TEST_F(Menus, HelpOpensTheGuideBesideTheProgramAndAboutLoadsAnewEachTime)
             EXPECT_EQ(d.lblProductName->text(), "Pagewright 3.1");
             EXPECT_EQ(d.lblSupportEmail->text(), "Support at: support@pagewright.example.org");
             EXPECT_EQ(d.lblWebsite->text(), "Website:https://pagewright.example.org");
+            // The program's own icon, large beside the name and small in the button row.
+            for (const auto &[label, size] : {std::pair{d.Picture1, 64}, {d.Picture2, 24}}) {
+                const QImage shown = label->pixmap().toImage();
+                const QImage drawn(QString(":/icons/pagewright-%1.png").arg(size));
+                EXPECT_EQ(shown.size(), drawn.size()) << size;
+                EXPECT_EQ(shown.convertToFormat(QImage::Format_ARGB32).pixel(size / 2, size / 2),
+                          drawn.convertToFormat(QImage::Format_ARGB32).pixel(size / 2, size / 2))
+                    << size;
+            }
             d.lblProductName->setText("changed");
             QMouseEvent release(QEvent::MouseButtonRelease, QPointF(1, 1), QPointF(1, 1),
                                 Qt::LeftButton, Qt::NoButton, Qt::NoModifier);

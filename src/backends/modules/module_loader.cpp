@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <climits>
+#include <cstdlib>
 #include <string>
 
 namespace pw {
@@ -20,13 +21,19 @@ std::string programFolder()
     return path.substr(0, path.rfind('/') + 1);
 }
 
+std::string folderFromEnvironment()
+{
+    const char *folder = std::getenv(kModuleDirVariable);
+    return folder && *folder ? std::string(folder) + "/" : std::string();
+}
+
 } // namespace
 
 void *moduleSymbol(const char *name, const char *symbol)
 {
     const std::string program = programFolder();
     const std::string installed = program.empty() ? "" : program + PW_MODULE_FROM_PROGRAM + "/";
-    for (const std::string &folder : {program, installed, std::string(PW_MODULE_BUILD_DIR) + "/"}) {
+    for (const std::string &folder : {folderFromEnvironment(), program, installed}) {
         if (folder.empty())
             continue;
         // Never unloaded: the libraries behind a module keep state for the rest of the process.

@@ -33,15 +33,22 @@ TEST(Install, InstalledBatchToolMergesAPdfWithTheInstalledModule)
                   env, err),
               0)
         << err.toStdString();
-    for (const QString file : {"bin/pagewright", "share/applications/pagewright.desktop",
-                               "share/icons/hicolor/scalable/apps/pagewright.svg",
-                               PW_MODULE_INSTALL_DIR "/pw_magick_reader.so"})
+    // What the desktop, man, bash and the Help menu look for, where they look.
+    for (const QString file :
+         {"bin/pagewright", "share/applications/pagewright.desktop",
+          "share/icons/hicolor/scalable/apps/pagewright.svg",
+          "share/icons/hicolor/48x48/apps/pagewright.png",
+          "share/metainfo/org.example.pagewright.metainfo.xml", "share/man/man1/pagewright.1.gz",
+          "share/man/man1/pagewright-batch.1.gz",
+          "share/bash-completion/completions/pagewright-batch", "share/doc/pagewright/help.html",
+          "share/doc/pagewright/copyright", PW_MODULE_INSTALL_DIR "/pw_magick_reader.so"})
         EXPECT_TRUE(QFileInfo::exists(prefix + "/" + file)) << file.toStdString();
 
     const QString work = box.mkdir("work");
     WriteQpdfPdf(work + "/a.pdf", 2);
     writeTiff(work + "/b.tif", {});
     auto batchEnv = env;
+    batchEnv.remove("PAGEWRIGHT_MODULE_DIR"); // the tests' own pointer at the build tree
     batchEnv.insert("XDG_DATA_HOME", box.mkdir("data"));
     // The dynamic loader names every file it opens, the module included.
     batchEnv.insert("LD_DEBUG", "files");

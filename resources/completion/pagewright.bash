@@ -1,0 +1,81 @@
+# bash completion for pagewright and pagewright-batch: commands, their options, the values of
+# the options that take a fixed set, and file names everywhere else. Installed under both
+# names, so that bash-completion loads it for whichever is typed first.
+
+_pagewright_batch_options()
+{
+    local recompression='--color --gray --bw'
+    case $1 in
+    convert) echo "$recompression --replace -o" ;;
+    merge) echo '-o' ;;
+    tiff-delete) echo '--page' ;;
+    clone) echo "--replace $recompression --new" ;;
+    render) echo '--resolution --format -o' ;;
+    split) echo '--prefix -o' ;;
+    extract) echo '--range --prefix -o' ;;
+    join | tiff-join) echo '-o' ;;
+    info) echo '--title --subject --author --keywords' ;;
+    tiff-split) echo '--page --prefix -o' ;;
+    tiff-extract) echo '--first --last -o' ;;
+    tiff-append) echo '--at' ;;
+    rename-by-pages)
+        echo '--mask --prefix --suffix --position --before --after --separator --dry-run'
+        ;;
+    esac
+}
+
+_pagewright_batch()
+{
+    local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD - 1]}
+    local commands='convert merge pages clone resume render split extract join info tiff-join
+        tiff-split tiff-extract tiff-delete tiff-append rename-by-pages'
+    if ((COMP_CWORD == 1)); then
+        mapfile -t COMPREPLY < <(compgen -W "$commands --help --version" -- "$cur")
+        return
+    fi
+    case $prev in
+    --color | --gray)
+        mapfile -t COMPREPLY < <(compgen -W 'Lzw Zip Packbits Jpeg' -- "$cur")
+        return
+        ;;
+    --bw)
+        mapfile -t COMPREPLY < <(compgen -W 'Lzw Zip CCITT-G3 CCITT-G4' -- "$cur")
+        return
+        ;;
+    --format)
+        mapfile -t COMPREPLY < <(compgen -W 'png jpeg tiff tiff-pages' -- "$cur")
+        return
+        ;;
+    -o)
+        # A folder for most commands, a file name for merge and the joins.
+        case ${COMP_WORDS[1]} in
+        merge | join | tiff-join) mapfile -t COMPREPLY < <(compgen -f -- "$cur") ;;
+        *) mapfile -t COMPREPLY < <(compgen -d -- "$cur") ;;
+        esac
+        return
+        ;;
+    --resolution | --range | --prefix | --title | --subject | --author | --keywords | --page | \
+        --first | --last | --at | --mask | --position | --separator)
+        return
+        ;;
+    esac
+    if [[ $cur == -* ]]; then
+        mapfile -t COMPREPLY < <(compgen -W "$(_pagewright_batch_options "${COMP_WORDS[1]}") --help" -- "$cur")
+        return
+    fi
+    mapfile -t COMPREPLY < <(compgen -f -- "$cur")
+}
+
+_pagewright()
+{
+    local cur=${COMP_WORDS[COMP_CWORD]}
+    if [[ $cur == -* ]]; then
+        mapfile -t COMPREPLY < <(compgen -W '--help --version' -- "$cur")
+        return
+    fi
+    mapfile -t COMPREPLY < <(compgen -f -- "$cur")
+}
+
+# -o filenames: bash quotes the names and adds a slash to folders.
+complete -o filenames -F _pagewright_batch pagewright-batch
+complete -o filenames -F _pagewright pagewright
