@@ -7,8 +7,12 @@
 
    Page ranges: comma-separated pages and spans, "1-3,7,10-". Pages count from 1, a span may
    leave its end open ("10-": to the last page) or its start ("-3": from the first), spaces are
-   ignored, pages past the end are skipped, "0" or the empty text is every page. A range that
-   cannot be read ("a", "3-1", "1--2") selects no page. The syntax is in docs/pdf_pages.md. */
+   ignored, pages past the end are skipped, "0" or the empty text is every page; "z", "r2",
+   "5-1" and ":odd" read as in qpdf. A range that cannot be read ("a", "1--2") selects no page.
+   The syntax is in docs/pdf_pages.md.
+
+   Encrypted PDFs open with the password set by pw_pages_set_password; without the right one
+   they fail, saying that they need a password. */
 
 #include "module_abi.h"
 
@@ -25,7 +29,8 @@ enum {
                             its page range */
     PW_PAGES_SPLIT = 170 /* split handle: number1 1; number2 1 for every page, 2 for the pages
                             of the range in text1; text2 the output path and prefix: page N
-                            is written to "<text2>N.pdf" */
+                            is written to "<text2>N.pdf", N padded with zeros to the width
+                            of the page count ("<text2>007.pdf" of 120 pages) */
 };
 
 /* A handle above 0 for a merge into `outputPath`, which apClose writes; 0 when no more
@@ -44,6 +49,10 @@ PW_MODULE_EXPORT int32_t apClose(int32_t handle);
    module starts by clearing it. */
 PW_MODULE_EXPORT const char *apLastError(void);
 
+/* The password tried on every encrypted PDF that this thread opens from now on ("" or null:
+   none). An unencrypted PDF ignores it. */
+PW_MODULE_EXPORT void pw_pages_set_password(const char *password);
+
 /* Pages of `path`, or -1 when it cannot be read as a PDF. */
 PW_MODULE_EXPORT int32_t pw_pages_count(const char *path);
 /* Copies the document information entry `key` ("Title", "Subject", "Author", "Keywords",
@@ -56,6 +65,18 @@ PW_MODULE_EXPORT int32_t pw_pages_get_info(const char *path, const char *key, ch
    the file in place through a temporary file beside it. 0, or -1 with `error` filled. */
 PW_MODULE_EXPORT int32_t pw_pages_set_info(const char *path, const char *key, const char *value,
                                            pw_module_error *error);
+
+/* The page count and the standard document information entries of `path`, read in one
+   opening, as UTF-8 lines "Key\tvalue\n": "Pages" first, then Title, Subject, Author,
+   Keywords, Creator, Producer, CreationDate and ModDate, each present even when empty (line
+   breaks and tabs in values become spaces). Copied into `text` as pw_pages_get_info does;
+   returns the full length, or -1 when the file cannot be read. */
+PW_MODULE_EXPORT int32_t pw_pages_describe(const char *path, char *text, size_t size);
+/* Turns the pages of `range` (see above) of `path` by `angle` degrees clockwise (90, 180 or
+   270) more than they are, and rewrites the file in place as pw_pages_set_info does. 0, or
+   -1 with `error` filled; a range without a page of the file is a failure. */
+PW_MODULE_EXPORT int32_t pw_pages_rotate(const char *path, int32_t angle, const char *range,
+                                         pw_module_error *error);
 
 #ifdef __cplusplus
 }
