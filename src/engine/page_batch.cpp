@@ -121,9 +121,8 @@ QString folderNameProblem(const QString &file)
 // The render module's reason for its last failure on this thread.
 QString renderFailure()
 {
-    return QString::fromUtf8(
-        moduleEntry<decltype(&::pw_render_last_error)>(pw::render::kModule,
-                                                        "pw_render_last_error")());
+    return QString::fromUtf8(moduleEntry<decltype(&::pw_render_last_error)>(
+        pw::render::kModule, "pw_render_last_error")());
 }
 
 int renderPages(Context &c)
@@ -150,7 +149,8 @@ int renderPages(Context &c)
             !(undone = folderNameProblem(file)).isEmpty())
             return false;
         const int count = pageCount(c, file, undone);
-        const std::vector<int> pages = count > 0 ? pagesAsked(c, count, undone) : std::vector<int>{};
+        const std::vector<int> pages =
+            count > 0 ? pagesAsked(c, count, undone) : std::vector<int>{};
         if (pages.empty())
             return false;
         if (!binding.ConvertPages(file, output, pages, resolution, number)) {
@@ -224,7 +224,8 @@ int split(Context &c, const QString &range)
         if (!(undone = folderNameProblem(file)).isEmpty())
             return false;
         const int count = pageCount(c, file, undone);
-        const std::vector<int> pages = count > 0 ? pagesAsked(c, count, undone) : std::vector<int>{};
+        const std::vector<int> pages =
+            count > 0 ? pagesAsked(c, count, undone) : std::vector<int>{};
         const QString prefix = c.line.value("--prefix", baseName(file) + "-");
         if (pages.empty())
             return false;
@@ -302,8 +303,8 @@ int join(Context &c)
 // The page count and the standard entries of `file`, as "Key: value" lines.
 QStringList describe(const QString &file)
 {
-    const auto entry = moduleEntry<decltype(&::pw_pages_describe)>(pages::kModule,
-                                                                   "pw_pages_describe");
+    const auto entry =
+        moduleEntry<decltype(&::pw_pages_describe)>(pages::kModule, "pw_pages_describe");
     const QByteArray path = QFile::encodeName(file);
     const int32_t length = entry(path.constData(), nullptr, 0);
     if (length < 0)

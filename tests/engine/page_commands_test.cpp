@@ -390,9 +390,8 @@ TEST_F(Bindings, PageNumbersArePaddedSoThatAGlobRejoins)
     EXPECT_EQ(pdfText(box.filePath("joined.pdf")), pdfText(source));
     EXPECT_TRUE(pdfText(source).contains("Words of page 12"));
 
-    const PageRun rendered =
-        pageCommand({"render", "--range", "z-11", "--resolution", "20", "-o", box.filePath("img"),
-                     source});
+    const PageRun rendered = pageCommand(
+        {"render", "--range", "z-11", "--resolution", "20", "-o", box.filePath("img"), source});
     ASSERT_EQ(rendered.status, 0) << rendered.err.join('\n').toStdString();
     EXPECT_EQ(QDir(box.filePath("img/book")).entryList(QDir::Files),
               (QStringList{"book-11.png", "book-12.png"}));
@@ -451,7 +450,7 @@ TEST_F(Bindings, PageCommandsSayWhatWentWrong)
     run = pageCommand({"tiff-split", "--page", "-1", "-o", box.path(), "a.tif"});
     EXPECT_EQ(run.status, 2);
     EXPECT_EQ(run.err, QStringList{"--page takes a page number from 1."});
-    run = pageCommand({"extract", "--range", "7", "-o", box.filePath("out"),
-                       box.filePath("report.pdf")});
+    run = pageCommand(
+        {"extract", "--range", "7", "-o", box.filePath("out"), box.filePath("report.pdf")});
     EXPECT_EQ(run.err, QStringList{box.filePath("report.pdf") + ": no page in the range 7"});
 }

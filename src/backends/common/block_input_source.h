@@ -38,7 +38,8 @@ public:
                 return position_;
             const char *begin = block->bytes.data() + (position_ - block->start);
             const char *end = block->bytes.data() + block->bytes.size();
-            const char *eol = std::find_if(begin, end, [](char c) { return c == '\r' || c == '\n'; });
+            const char *eol =
+                std::find_if(begin, end, [](char c) { return c == '\r' || c == '\n'; });
             position_ += eol - begin;
             if (eol == end)
                 continue;

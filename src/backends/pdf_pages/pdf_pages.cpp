@@ -10,8 +10,8 @@
 #include <qpdf/QPDF.hh>
 #include <qpdf/QPDFAcroFormDocumentHelper.hh>
 #include <qpdf/QPDFExc.hh>
-#include <qpdf/QPDFOutlineDocumentHelper.hh>
 #include <qpdf/QPDFObjectHandle.hh>
+#include <qpdf/QPDFOutlineDocumentHelper.hh>
 #include <qpdf/QPDFPageDocumentHelper.hh>
 #include <qpdf/QPDFPageObjectHelper.hh>
 #include <qpdf/QPDFWriter.hh>
@@ -95,9 +95,8 @@ void rethrowPassword(const QPDFExc &e)
     if (e.getErrorCode() != qpdf_e_password)
         throw;
     // Without "Invalid file format" before it: the file is whole, only locked.
-    throw ApFailure(rte::kInvalidFileFormat, password.empty()
-                                                 ? "needs a password"
-                                                 : "the password given does not open it");
+    throw ApFailure(rte::kInvalidFileFormat,
+                    password.empty() ? "needs a password" : "the password given does not open it");
 }
 
 // Opened by us rather than by qpdf, so that a missing file is told from a damaged one.
@@ -216,8 +215,7 @@ bool usesShared(QPDFObjectHandle page, const std::set<QPDFObjGen> &shared)
     QPDFObjectHandle resources = page.getKey("/Resources");
     if (!resources.isDictionary())
         return false;
-    for (QPDFObjectHandle oh :
-         {resources, resources.getKey("/Font"), resources.getKey("/XObject")})
+    for (QPDFObjectHandle oh : {resources, resources.getKey("/Font"), resources.getKey("/XObject")})
         if (oh.isIndirect() && shared.count(oh.getObjGen()))
             return true;
     return false;
@@ -767,7 +765,8 @@ int32_t rotate(const char *path, int32_t angle, const char *range)
         untanglePageTree(pdf);
         const std::vector<QPDFObjectHandle> &all = pdf.getAllPages();
         const std::string text = range ? range : "";
-        const auto numbers = pw::pages::pagesOfRange(text, int(std::min<size_t>(all.size(), INT_MAX)));
+        const auto numbers =
+            pw::pages::pagesOfRange(text, int(std::min<size_t>(all.size(), INT_MAX)));
         if (numbers.empty())
             throw invalidCall(std::string(path) + ": no page in the range " + text);
         // A page named twice in the range turns once: the range says which pages, not how often.

@@ -49,11 +49,18 @@ TEST(PageRangeTest, SelectsPagesAtTheEdges)
 // The forms qpdf reads, on a document of 5 pages.
 TEST(PageRangeTest, ReadsQpdfsForms)
 {
-    const std::pair<const char *, Pages> cases[] = {
-        {"z", {5}},          {"r1", {5}},          {"r2-z", {4, 5}},
-        {"5-1", {5, 4, 3, 2, 1}}, {"3-1,z", {3, 2, 1, 5}}, {"odd", {1, 3, 5}},
-        {"even", {2, 4}},    {"2-z:odd", {2, 4}},  {"z-1:even", {4, 2}},
-        {"r9-2", {1, 2}},    {"9-4", {5, 4}},      {"1-3: odd", {1, 3}}};
+    const std::pair<const char *, Pages> cases[] = {{"z", {5}},
+                                                    {"r1", {5}},
+                                                    {"r2-z", {4, 5}},
+                                                    {"5-1", {5, 4, 3, 2, 1}},
+                                                    {"3-1,z", {3, 2, 1, 5}},
+                                                    {"odd", {1, 3, 5}},
+                                                    {"even", {2, 4}},
+                                                    {"2-z:odd", {2, 4}},
+                                                    {"z-1:even", {4, 2}},
+                                                    {"r9-2", {1, 2}},
+                                                    {"9-4", {5, 4}},
+                                                    {"1-3: odd", {1, 3}}};
     for (const auto &[range, pages] : cases)
         EXPECT_EQ(pagesOfRange(range, 5), pages) << range;
     EXPECT_EQ(pw::pages::pageLabel(7, 120), "007");
@@ -89,7 +96,8 @@ struct Module {
     decltype(&pw_pages_set_info) setInfo =
         entry<int32_t(const char *, const char *, const char *, pw_module_error *)>(
             "pw_pages_set_info");
-    decltype(&pw_pages_set_password) setPassword = entry<void(const char *)>("pw_pages_set_password");
+    decltype(&pw_pages_set_password) setPassword =
+        entry<void(const char *)>("pw_pages_set_password");
     decltype(&pw_pages_describe) describe =
         entry<int32_t(const char *, char *, size_t)>("pw_pages_describe");
     decltype(&pw_pages_rotate) rotate =
@@ -148,10 +156,10 @@ protected:
         std::string fonts;
         for (int i = 1; i <= count; ++i)
             fonts += "/F" + std::to_string(i) + " 3 0 R ";
-        std::vector<std::string> bodies = {
-            "<< /Type /Catalog /Pages 2 0 R >>", "", // the tree, once the pages are known
-            "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica >>",
-            "<< /Font << " + fonts + ">> >>"};
+        std::vector<std::string> bodies = {"<< /Type /Catalog /Pages 2 0 R >>",
+                                           "", // the tree, once the pages are known
+                                           "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica >>",
+                                           "<< /Font << " + fonts + ">> >>"};
         std::string kids;
         for (int i = 1; i <= count; ++i) {
             const int page = int(bodies.size()) + 1;
@@ -374,7 +382,8 @@ TEST_F(PdfPagesTest, ReadsOnlyThePagesAskedFor)
     const QByteArray page = readFile(sandbox.filePath("p01.pdf"));
     EXPECT_TRUE(page.contains("/F1 ")) << page.toStdString();
     EXPECT_FALSE(page.contains("/F2"));
-    EXPECT_EQ(sizes(sandbox.filePath("p01.pdf")), (std::vector<std::pair<double, double>>{{101, 200}}));
+    EXPECT_EQ(sizes(sandbox.filePath("p01.pdf")),
+              (std::vector<std::pair<double, double>>{{101, 200}}));
 }
 
 // A join puts each file's bookmarks under one named after the file; bookmarks to pages left
