@@ -17,10 +17,12 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QObject>
+#include <QTemporaryDir>
 
 #include <algorithm>
 #include <cstdio>
 #include <map>
+#include <optional>
 
 namespace pw {
 
@@ -80,17 +82,40 @@ void usePassword(const Context &c)
         c.line.value("--password").toUtf8().constData());
 }
 
-// Pages of `file` in full width (a PDF may have more than 32,767), or 0 with `why` set.
-int pageCount(const Context &c, const QString &file, QString &why)
+// The page library's reason for its last failure on this thread.
+QString pagesFailure()
 {
-    try {
-        const int pages = PdfSplitMerge().GetNumberOfPages(file, c.line.value("--password"));
-        why = pages > 0 ? QString() : "no pages";
-        return pages;
-    } catch (const RuntimeError &e) {
-        why = e.description();
-        return 0;
-    }
+    return QString::fromUtf8(
+        moduleEntry<decltype(&::apLastError)>(pages::kModule, "apLastError")());
+}
+
+// Pages of `file` in full width (a PDF may have more than 32,767), or 0 with `why` set. `sound`
+// tells whether the page tree's root claims as many pages as it has.
+int pageCount(const QString &file, QString &why, bool *sound = nullptr)
+{
+    int32_t declared = 0;
+    const int32_t pages = moduleEntry<decltype(&::pw_pages_count_checked)>(
+        pages::kModule, "pw_pages_count_checked")(QFile::encodeName(file).constData(), &declared);
+    why = pages > 0 ? QString() : pages == 0 ? "no pages" : pagesFailure();
+    if (sound)
+        *sound = declared == pages;
+    return std::max(pages, 0);
+}
+
+// A copy of `file` in `folder`, under its name, with the page tree rebuilt from its real
+// pages: poppler believes a tree's count, and pdftoppm renders wrong pages or none of a file
+// whose count is wrong. "" with `why` set when it cannot be made.
+QString soundCopy(const QString &file, const QTemporaryDir &folder, QString &why)
+{
+    const QString copy = folder.filePath(QFileInfo(file).fileName());
+    PdfPagesLibrary &library = PdfPagesLibrary::ours();
+    const int32_t handle = library.apCreateMerge(QFile::encodeName(copy).toStdString());
+    const bool added = library.apSetFunction(handle, PW_PAGES_ADD, 0, 0,
+                                             QFile::encodeName(file).toStdString(), "") == 0;
+    why = added ? QString() : pagesFailure();
+    if (library.apClose(handle) != 0 && added)
+        why = pagesFailure();
+    return why.isEmpty() ? copy : QString();
 }
 
 // The pages of the command's --range in a document of `count` pages, or none with `why` set.
@@ -148,12 +173,20 @@ int renderPages(Context &c)
         if (number != ApPdfToImage::StraightIntoFolder &&
             !(undone = folderNameProblem(file)).isEmpty())
             return false;
-        const int count = pageCount(c, file, undone);
+        bool sound = true;
+        const int count = pageCount(file, undone, &sound);
         const std::vector<int> pages =
             count > 0 ? pagesAsked(c, count, undone) : std::vector<int>{};
         if (pages.empty())
             return false;
-        if (!binding.ConvertPages(file, output, pages, resolution, number)) {
+        // Inside the output folder: nothing is written outside the folder the user chose.
+        std::optional<QTemporaryDir> repaired;
+        if (!sound)
+            repaired.emplace(ValidateDir(output) + ".pw-repaired-XXXXXX");
+        const QString source = sound ? file : soundCopy(file, *repaired, undone);
+        if (source.isEmpty())
+            return false;
+        if (!binding.ConvertPages(source, output, pages, resolution, number)) {
             undone = renderFailure();
             return false;
         }
@@ -223,7 +256,7 @@ int split(Context &c, const QString &range)
         library.why.clear();
         if (!(undone = folderNameProblem(file)).isEmpty())
             return false;
-        const int count = pageCount(c, file, undone);
+        const int count = pageCount(file, undone);
         const std::vector<int> pages =
             count > 0 ? pagesAsked(c, count, undone) : std::vector<int>{};
         const QString prefix = c.line.value("--prefix", baseName(file) + "-");

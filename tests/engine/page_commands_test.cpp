@@ -341,8 +341,9 @@ TEST_F(Bindings, BatchPageCommandsCheckTheirArgumentsAndKeepOutputsWhole)
 
 namespace {
 
-// `count` pages, each with its own words and width, so that order and text can be checked.
-QString textPdf(const SandboxDir &box, const QString &name, int count)
+// `count` pages, each with its own words and width, so that order and text can be checked;
+// the page tree claims `claimed` pages when that is given.
+QString textPdf(const SandboxDir &box, const QString &name, int count, int claimed = -1)
 {
     std::vector<std::string> bodies = {"<< /Type /Catalog /Pages 2 0 R >>", "",
                                        "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica >>"};
@@ -356,7 +357,8 @@ QString textPdf(const SandboxDir &box, const QString &name, int count)
         bodies.push_back(
             pdfStream("", "BT /F 12 Tf 10 50 Td (Words of page " + std::to_string(i) + ") Tj ET"));
     }
-    bodies[1] = "<< /Type /Pages /Kids [" + kids + "] /Count " + std::to_string(count) + " >>";
+    bodies[1] = "<< /Type /Pages /Kids [" + kids + "] /Count " +
+                std::to_string(claimed < 0 ? count : claimed) + " >>";
     return box.write(name, rawPdf(bodies));
 }
 
@@ -395,6 +397,15 @@ TEST_F(Bindings, PageNumbersArePaddedSoThatAGlobRejoins)
     ASSERT_EQ(rendered.status, 0) << rendered.err.join('\n').toStdString();
     EXPECT_EQ(QDir(box.filePath("img/book")).entryList(QDir::Files),
               (QStringList{"book-11.png", "book-12.png"}));
+
+    // A tree that claims one page of its three renders all three, and leaves nothing else.
+    ASSERT_EQ(pageCommand({"render", "--resolution", "20", "-o", box.filePath("img"),
+                           textPdf(box, "claims.pdf", 3, 1)})
+                  .status,
+              0);
+    EXPECT_EQ(QDir(box.filePath("img/claims")).entryList(QDir::Files).size(), 3);
+    EXPECT_EQ(QDir(box.filePath("img")).entryList(QDir::Dirs | QDir::Hidden | QDir::NoDotAndDotDot),
+              (QStringList{"book", "claims"}));
 }
 
 // Encrypted files need their password in every command; info shows and removes entries.

@@ -823,16 +823,25 @@ extern "C" const char *apLastError(void)
     return lastError.c_str();
 }
 
-extern "C" int32_t pw_pages_count(const char *path)
+extern "C" int32_t pw_pages_count_checked(const char *path, int32_t *declared)
 {
     return guarded(PW_MODULE_FAILED, nullptr, [&] {
         if (!path)
             throw invalidCall("no PDF");
         // The page tree alone: no page is read, nothing is prepared for copying.
         auto pdf = openPdf(path);
+        if (declared) {
+            QPDFObjectHandle count = pdf->getRoot().getKey("/Pages").getKey("/Count");
+            *declared = count.isInteger() ? count.getIntValueAsInt() : -1;
+        }
         untanglePageTree(*pdf);
         return int32_t(std::min<size_t>(pdf->getAllPages().size(), INT32_MAX));
     });
+}
+
+extern "C" int32_t pw_pages_count(const char *path)
+{
+    return pw_pages_count_checked(path, nullptr);
 }
 
 extern "C" void pw_pages_set_password(const char *text)

@@ -55,6 +55,9 @@ PW_MODULE_EXPORT void pw_pages_set_password(const char *password);
 
 /* Pages of `path`, or -1 when it cannot be read as a PDF. */
 PW_MODULE_EXPORT int32_t pw_pages_count(const char *path);
+/* The same, and in `declared` the count the page tree's root claims (-1 when it claims none):
+   readers that trust the claim (poppler) see other pages than there are when they differ. */
+PW_MODULE_EXPORT int32_t pw_pages_count_checked(const char *path, int32_t *declared);
 /* Copies the document information entry `key` ("Title", "Subject", "Author", "Keywords",
    "Creator", "Producer" or any other) of `path` into `value` as UTF-8, NUL-terminated and
    cut to `size`. Returns the full length in bytes (0 when the entry is missing), or -1 when the
