@@ -220,7 +220,9 @@ public:
                           const std::string &text1, const std::string &text2) override
     {
         const int32_t result = ours().apSetFunction(handle, code, number1, number2, text1, text2);
-        if (result != 0) {
+        // A range that selects no page adds nothing and is no failure of the merge; a user
+        // who named that range made a mistake all the same.
+        if (result != 0 || !lastError().isEmpty()) {
             why = lastError();
             refused << QFile::decodeName(text1.c_str()) + ": " + why;
         }

@@ -464,4 +464,11 @@ TEST_F(Bindings, PageCommandsSayWhatWentWrong)
     run = pageCommand(
         {"extract", "--range", "7", "-o", box.filePath("out"), box.filePath("report.pdf")});
     EXPECT_EQ(run.err, QStringList{box.filePath("report.pdf") + ": no page in the range 7"});
+    const QString report = box.filePath("report.pdf");
+    run = pageCommand({"join", "-o", box.filePath("j.pdf"), report, report + ":7"});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.err, QStringList{report + ": no page in the range 7"});
+    EXPECT_FALSE(QFileInfo::exists(box.filePath("j.pdf")));
+    run = pageCommand({"rotate", "--angle", "90", "--range", "7", report});
+    EXPECT_EQ(run.err, QStringList{report + ": no page in the range 7"});
 }

@@ -382,8 +382,11 @@ public:
                 pages.removePage(QPDFPageObjectHelper(out_.getAllPages().back()));
             throw;
         }
-        if (numbers.empty())
+        if (numbers.empty()) {
+            // Not a failure of the merge, which goes on; a caller may still want to know.
+            lastError = "no page in the range " + std::string(text2 ? text2 : "");
             return;
+        }
         version_.updateIfGreater(source.pdf->getVersionAsPDFVersion());
         if (firstPages_.emplace(text1, out_.getAllPages().at(before)).second)
             order_.push_back(text1);
@@ -768,7 +771,7 @@ int32_t rotate(const char *path, int32_t angle, const char *range)
         const auto numbers =
             pw::pages::pagesOfRange(text, int(std::min<size_t>(all.size(), INT_MAX)));
         if (numbers.empty())
-            throw invalidCall(std::string(path) + ": no page in the range " + text);
+            throw ApFailure(rte::kInvalidCall, "no page in the range " + text);
         // A page named twice in the range turns once: the range says which pages, not how often.
         std::set<int> turned(numbers.begin(), numbers.end());
         for (const int number : turned)

@@ -39,7 +39,8 @@ PW_MODULE_EXPORT int32_t apCreateMerge(const char *outputPath);
 /* A handle above 0 for splitting `sourcePath`; 0 when it cannot be read as a PDF. */
 PW_MODULE_EXPORT int32_t apOpenSplit(const char *sourcePath);
 /* 0 when done; -1 for an unknown handle or code, or a file that cannot be read or written.
-   The failure's text is kept for apLastError. */
+   The failure's text is kept for apLastError. An add whose range selects no page of the file
+   is done (nothing is added), and apLastError then says so. */
 PW_MODULE_EXPORT int32_t apSetFunction(int32_t handle, int32_t code, int32_t number1,
                                        int32_t number2, const char *text1, const char *text2);
 /* Writes a merge (one with no pages writes nothing) and releases the handle. 0, or -1 when
