@@ -41,8 +41,9 @@ mkdir -p "$WORK"/{in,out,log}
 export XDG_DATA_HOME=$WORK/xdg
 
 # ---- inputs --------------------------------------------------------------------------------
-echo "== making the inputs" >&2
 IN=$WORK/in
+if [[ ! -s $IN/book.pdf ]]; then # a kept WORK folder keeps its inputs for the next run
+echo "== making the inputs" >&2
 PAPER=$CORPUS/pdfjs__tracemonkey.pdf
 # Copies of the paper as separate files, as a user's folder of papers would hold them: qpdf
 # opens each as a source of its own and keeps each copy's shared resources shared.
@@ -61,6 +62,8 @@ mkdir -p "$IN/scans"
 "$WORK/make_scans" "$IN/scans" 0 0 0 100 >/dev/null
 mapfile -t TIFFS < <(ls "$IN"/scans/multi_*.tif)
 "$PAGEWRIGHT" merge -o "$IN/book.pdf" "${TIFFS[@]}" >/dev/null
+fi
+mapfile -t TIFFS < <(ls "$IN"/scans/multi_*.tif)
 for f in merged book huge; do
     echo "   $f.pdf: $(qpdf --show-npages "$IN/$f.pdf") pages, $(($(stat -c %s "$IN/$f.pdf") / 1048576)) MB" >&2
 done

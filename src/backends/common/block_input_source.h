@@ -13,7 +13,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstring>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -133,5 +135,15 @@ private:
     qpdf_offset_t position_ = 0;
     std::array<Block, kBlocks> blocks_;
 };
+
+// `path` opened for qpdf through cached blocks; raises qpdf's system error when it cannot be
+// opened.
+inline std::shared_ptr<InputSource> openBlockSource(const std::string &path)
+{
+    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        QUtil::throw_system_error("open " + path);
+    return std::make_shared<BlockInputSource>(path, fd);
+}
 
 } // namespace pw
