@@ -215,7 +215,16 @@ public:
     {
         return ours().apCreateMerge(output);
     }
-    int32_t apOpenSplit(const std::string &source) override { return ours().apOpenSplit(source); }
+    int32_t apOpenSplit(const std::string &source) override
+    {
+        const int32_t handle = ours().apOpenSplit(source);
+        splitPages = handle > 0 ? moduleEntry<decltype(&::pw_pages_split_count)>(
+                                      pages::kModule, "pw_pages_split_count")(handle)
+                                : 0;
+        if (handle <= 0)
+            why = lastError();
+        return handle;
+    }
     int32_t apSetFunction(int32_t handle, int32_t code, int32_t number1, int32_t number2,
                           const std::string &text1, const std::string &text2) override
     {
@@ -236,8 +245,9 @@ public:
         return result;
     }
 
-    QStringList refused; // "FILE: REASON" of each refused call
-    QString why;         // the reason of the last
+    int32_t splitPages = 0; // pages of the last PDF opened for a split
+    QStringList refused;    // "FILE: REASON" of each refused call
+    QString why;            // the reason of the last
     QString unwritten;
 
 private:
@@ -258,21 +268,24 @@ int split(Context &c, const QString &range)
         library.why.clear();
         if (!(undone = folderNameProblem(file)).isEmpty())
             return false;
-        const int count = pageCount(file, undone);
-        const std::vector<int> pages =
-            count > 0 ? pagesAsked(c, count, undone) : std::vector<int>{};
+        // The split counts the pages as it opens the file: a count of our own beforehand would
+        // read the page tree of a long document twice.
         const QString prefix = c.line.value("--prefix", baseName(file) + "-");
-        if (pages.empty())
-            return false;
-        if (!commands.SplitPDFFiles(file, range, output, prefix)) {
-            undone = commands.LastError();
+        if (!commands.SplitPDFFiles(file, range, output, prefix) || !library.why.isEmpty()) {
+            undone = library.why.isEmpty() ? commands.LastError() : library.why;
             return false;
         }
+        const int count = library.splitPages;
+        undone = "no pages";
+        const std::vector<int> pages =
+            count > 0 ? pagesAsked(c, count, undone) : std::vector<int>{};
+        if (pages.empty())
+            return false;
         QStringList parts;
         for (const int page : pages)
             parts << ValidateDir(FolderNamedAfter(file, output)) + prefix +
                          QString::fromStdString(pages::pageLabel(page, count)) + ".pdf";
-        undone = library.why.isEmpty() ? notWritten(parts) : library.why;
+        undone = notWritten(parts);
         return undone.isEmpty();
     };
     return eachFile(c, one, [&] { return undone; });

@@ -553,6 +553,8 @@ public:
 
     void close() override {}
 
+    int pageCount() { return source_.pageCount(); }
+
 private:
     void writePage(int number, const std::string &target)
     {
@@ -804,6 +806,17 @@ extern "C" int32_t apOpenSplit(const char *sourcePath)
         if (!sourcePath || !*sourcePath)
             throw invalidCall("no PDF to split");
         return registry().add(std::make_shared<Split>(sourcePath));
+    });
+}
+
+extern "C" int32_t pw_pages_split_count(int32_t handle)
+{
+    return guarded(PW_MODULE_FAILED, nullptr, [&] {
+        auto job = std::dynamic_pointer_cast<Split>(registry().find(handle, false));
+        if (!job)
+            throw invalidCall("handle " + std::to_string(handle) + " is no split");
+        std::lock_guard guard(job->busy);
+        return job->pageCount();
     });
 }
 

@@ -38,6 +38,9 @@ enum {
 PW_MODULE_EXPORT int32_t apCreateMerge(const char *outputPath);
 /* A handle above 0 for splitting `sourcePath`; 0 when it cannot be read as a PDF. */
 PW_MODULE_EXPORT int32_t apOpenSplit(const char *sourcePath);
+/* Pages of the PDF a split handle opened, or -1 for a handle that is no split: counted once
+   with the split, where a separate count would read the page tree a second time. */
+PW_MODULE_EXPORT int32_t pw_pages_split_count(int32_t handle);
 /* 0 when done; -1 for an unknown handle or code, or a file that cannot be read or written.
    The failure's text is kept for apLastError. An add whose range selects no page of the file
    is done (nothing is added), and apLastError then says so. */
