@@ -2,8 +2,9 @@
 # Page commands benchmark: pagewright-batch against the command-line tools a user would pick
 # instead, whole-process, on the same files in one run, on PDFs as users get them:
 #
-#   merged   1,008 pages: 72 copies of a real 14-page paper joined by qpdf --empty --pages,
-#            not rewritten again (each copy keeps its pages sharing their resources)
+#   shared   1,008 pages: a real 14-page paper given 72 times to qpdf --empty --pages, not
+#            rewritten again: every copy of a page shares the paper's fonts and resources
+#   merged   1,008 pages: 72 copies of the paper as separate files, joined the same way
 #   book     1,000 pages of a scanned book, one G4 image a page (our own merge of 300 dpi scans)
 #   huge     30,240 pages: the merged file 30 times over, again by qpdf --empty --pages
 #
@@ -42,9 +43,14 @@ export XDG_DATA_HOME=$WORK/xdg
 
 # ---- inputs --------------------------------------------------------------------------------
 IN=$WORK/in
+PAPER=$CORPUS/pdfjs__tracemonkey.pdf
+if [[ ! -s $IN/shared.pdf ]]; then
+    paper=()
+    for ((i = 0; i < 72; ++i)); do paper+=("$PAPER"); done
+    qpdf --empty --pages "${paper[@]}" -- "$IN/shared.pdf"
+fi
 if [[ ! -s $IN/book.pdf ]]; then # a kept WORK folder keeps its inputs for the next run
 echo "== making the inputs" >&2
-PAPER=$CORPUS/pdfjs__tracemonkey.pdf
 # Copies of the paper as separate files, as a user's folder of papers would hold them: qpdf
 # opens each as a source of its own and keeps each copy's shared resources shared.
 copies=()
@@ -64,7 +70,7 @@ mapfile -t TIFFS < <(ls "$IN"/scans/multi_*.tif)
 "$PAGEWRIGHT" merge -o "$IN/book.pdf" "${TIFFS[@]}" >/dev/null
 fi
 mapfile -t TIFFS < <(ls "$IN"/scans/multi_*.tif)
-for f in merged book huge; do
+for f in shared merged book huge; do
     echo "   $f.pdf: $(qpdf --show-npages "$IN/$f.pdf") pages, $(($(stat -c %s "$IN/$f.pdf") / 1048576)) MB" >&2
 done
 cat "$IN"/*.pdf "$IN"/scans/* >/dev/null
@@ -94,7 +100,7 @@ measure() {
 
 O=$WORK/out
 PW=$PAGEWRIGHT
-for f in merged book huge; do
+for f in shared merged book huge; do
     F=$IN/$f.pdf
     n=$(qpdf --show-npages "$F")
     mid=$((n / 2))
