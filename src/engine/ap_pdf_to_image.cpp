@@ -48,6 +48,16 @@ void showProgress(int percent, const QString &fileName)
 bool ApPdfToImage::ConvertPDFToImage(const QString &pdf, const QString &outputFolder,
                                      int32_t pageCount, const QString &passThrough, int32_t format)
 {
+    std::vector<int> pages;
+    for (int32_t page = 1; page <= pageCount; ++page)
+        pages.push_back(page);
+    return ConvertPages(pdf, outputFolder, pages, passThrough, format);
+}
+
+bool ApPdfToImage::ConvertPages(const QString &pdf, const QString &outputFolder,
+                                const std::vector<int> &pages, const QString &passThrough,
+                                int32_t format)
+{
     bool result = false;
     PW_PROCEDURE("ConvertPDFToImage", binding);
     guarded(pwTail, [&] {
@@ -55,7 +65,9 @@ bool ApPdfToImage::ConvertPDFToImage(const QString &pdf, const QString &outputFo
         if (pdf.isEmpty())
             return;
         PW_STEP;
-        const int32_t handle = library_.apOpen(QFile::encodeName(pdf).toStdString(), {}, {});
+        const std::string password = password_.toStdString();
+        const int32_t handle =
+            library_.apOpen(QFile::encodeName(pdf).toStdString(), password, password);
         if (handle == -1 || handle == -2 || handle == -3 || handle == -4)
             return;
         PW_STEP;
@@ -78,13 +90,13 @@ bool ApPdfToImage::ConvertPDFToImage(const QString &pdf, const QString &outputFo
             set(OneFile, {}, 1);
             set(Compression, {}, -1);
         }
-        for (int32_t page = 1; page <= pageCount; ++page) {
+        for (size_t done = 1; done <= pages.size(); ++done) {
             PW_STEP;
-            library_.apConvertPage(handle, page);
+            library_.apConvertPage(handle, pages[done - 1]);
             if (gfrmSetOrder) {
                 // nearbyint rounds halves to the even neighbour, as the percent always has.
-                const int percent =
-                    static_cast<int>(std::nearbyint(static_cast<double>(page) / pageCount * 100.0));
+                const int percent = static_cast<int>(
+                    std::nearbyint(static_cast<double>(done) / double(pages.size()) * 100.0));
                 showProgress(percent, fileName);
             }
             ui_.DoEvents();

@@ -7,6 +7,7 @@
 #include <QString>
 
 #include <cstdint>
+#include <vector>
 
 namespace pw {
 
@@ -27,9 +28,16 @@ public:
     // its property 2. The count is the caller's: it is not checked against the document.
     bool ConvertPDFToImage(const QString &pdf, const QString &outputFolder, int32_t pageCount,
                            const QString &passThrough, int32_t format);
+    // The same for the `pages` given (1 is the first), in their order.
+    bool ConvertPages(const QString &pdf, const QString &outputFolder,
+                      const std::vector<int> &pages, const QString &passThrough, int32_t format);
+
+    // Opens encrypted PDFs from now on; "" (the default) opens only those without a password.
+    void setPassword(const QString &password) { password_ = password; }
 
 private:
     UiServices &ui_;
+    QString password_;
     PdfToImageLibrary &library_;
 };
 

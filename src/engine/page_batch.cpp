@@ -7,18 +7,22 @@
 
 #include "backends/pdf_pages/page_range.h"
 #include "backends/pdf_pages/pdf_pages.h"
+#include "backends/pdf_render/pdf_render.h"
 #include "core/command_line.h"
 #include "core/path_helpers.h"
+#include "core/runtime.h"
 
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QObject>
+#include <QTemporaryDir>
 
 #include <algorithm>
 #include <cstdio>
 #include <map>
+#include <optional>
 
 namespace pw {
 
@@ -71,15 +75,82 @@ QString notWritten(const QStringList &paths)
     return missing == paths.end() ? QString() : "not written: " + *missing;
 }
 
-// Why a PDF command left a file undone: the failure it logged, else what the batch found.
-std::function<QString()> pdfReason(const TiffPdfCommands &commands, const QString &found)
+// Encrypted PDFs open with --password in every command that reads them.
+void usePassword(const Context &c)
 {
-    return [&commands, &found] {
-        return commands.LastError().isEmpty() ? found : commands.LastError();
-    };
+    moduleEntry<decltype(&::pw_pages_set_password)>(pages::kModule, "pw_pages_set_password")(
+        c.line.value("--password").toUtf8().constData());
 }
 
-int render(Context &c)
+// The page library's reason for its last failure on this thread.
+QString pagesFailure()
+{
+    return QString::fromUtf8(
+        moduleEntry<decltype(&::apLastError)>(pages::kModule, "apLastError")());
+}
+
+// Pages of `file` in full width (a PDF may have more than 32,767), or 0 with `why` set. `sound`
+// tells whether the page tree's root claims as many pages as it has.
+int pageCount(const QString &file, QString &why, bool *sound = nullptr)
+{
+    int32_t declared = 0;
+    const int32_t pages = moduleEntry<decltype(&::pw_pages_count_checked)>(
+        pages::kModule, "pw_pages_count_checked")(QFile::encodeName(file).constData(), &declared);
+    why = pages > 0 ? QString() : pages == 0 ? "no pages" : pagesFailure();
+    if (sound)
+        *sound = declared == pages;
+    return std::max(pages, 0);
+}
+
+// A copy of `file` in `folder`, under its name, with the page tree rebuilt from its real
+// pages: poppler believes a tree's count, and pdftoppm renders wrong pages or none of a file
+// whose count is wrong. "" with `why` set when it cannot be made.
+QString soundCopy(const QString &file, const QTemporaryDir &folder, QString &why)
+{
+    const QString copy = folder.filePath(QFileInfo(file).fileName());
+    PdfPagesLibrary &library = PdfPagesLibrary::ours();
+    const int32_t handle = library.apCreateMerge(QFile::encodeName(copy).toStdString());
+    const bool added = library.apSetFunction(handle, PW_PAGES_ADD, 0, 0,
+                                             QFile::encodeName(file).toStdString(), "") == 0;
+    why = added ? QString() : pagesFailure();
+    if (library.apClose(handle) != 0 && added)
+        why = pagesFailure();
+    return why.isEmpty() ? copy : QString();
+}
+
+// The pages of the command's --range in a document of `count` pages, or none with `why` set.
+std::vector<int> pagesAsked(const Context &c, int count, QString &why)
+{
+    const QString range = c.line.value("--range");
+    const std::vector<int> pages = pages::pagesOfRange(range.toStdString(), count);
+    if (pages.empty())
+        why = "no page in the range " + range;
+    return pages;
+}
+
+// Why the pages of `file` cannot have a folder named after it, "" when they can: the folder
+// takes the name before the last dot, and a name without one, or with nothing before it but
+// dots, would name none or reach out of the folder the user chose.
+QString folderNameProblem(const QString &file)
+{
+    const QString name = GetFileName(file.trimmed());
+    const qsizetype dot = name.lastIndexOf('.');
+    if (dot < 0)
+        return "no extension (such as .pdf) to cut from the name of its output folder";
+    const QString stem = name.left(dot);
+    if (stem.isEmpty() || stem == "." || stem == "..")
+        return "the name before its extension cannot name an output folder";
+    return {};
+}
+
+// The render module's reason for its last failure on this thread.
+QString renderFailure()
+{
+    return QString::fromUtf8(moduleEntry<decltype(&::pw_render_last_error)>(
+        pw::render::kModule, "pw_render_last_error")());
+}
+
+int renderPages(Context &c)
 {
     static const std::map<QString, std::pair<int32_t, const char *>> formats = {
         {"png", {1, "png"}},
@@ -94,82 +165,76 @@ int render(Context &c)
     }
     const QString resolution = c.line.value("--resolution", "150");
     const auto [number, extension] = format->second;
-    TiffPdfCommands commands = commandsFor(c.ui);
     ApPdfToImage binding(c.ui);
+    binding.setPassword(c.line.value("--password"));
     const QString output = c.line.value("-o");
     QString undone;
     const auto one = [&](const QString &file) {
-        const int pages = commands.GetNoOfPagesFromPDF(file);
-        undone = pages > 0 ? QString() : "no pages";
-        if (pages <= 0 || !binding.ConvertPDFToImage(file, output, pages, resolution, number))
+        if (number != ApPdfToImage::StraightIntoFolder &&
+            !(undone = folderNameProblem(file)).isEmpty())
             return false;
+        bool sound = true;
+        const int count = pageCount(file, undone, &sound);
+        const std::vector<int> pages =
+            count > 0 ? pagesAsked(c, count, undone) : std::vector<int>{};
+        if (pages.empty())
+            return false;
+        // Inside the output folder: nothing is written outside the folder the user chose.
+        std::optional<QTemporaryDir> repaired;
+        if (!sound)
+            repaired.emplace(ValidateDir(output) + ".pw-repaired-XXXXXX");
+        const QString source = sound ? file : soundCopy(file, *repaired, undone);
+        if (source.isEmpty())
+            return false;
+        if (!binding.ConvertPages(source, output, pages, resolution, number)) {
+            undone = renderFailure();
+            return false;
+        }
         QStringList images;
         if (number == ApPdfToImage::StraightIntoFolder)
             images << ValidateDir(output) + baseName(file) + ".tif";
         else
-            for (int page = 1; page <= pages; ++page)
+            for (const int page : pages)
                 images << ValidateDir(FolderNamedAfter(file, output)) + baseName(file) + "-" +
-                              QString::number(page) + "." + extension;
+                              QString::fromStdString(pages::pageLabel(page, count)) + "." +
+                              extension;
         undone = notWritten(images);
+        if (!undone.isEmpty() && !renderFailure().isEmpty())
+            undone = renderFailure();
         return undone.isEmpty();
     };
-    return eachFile(c, one, pdfReason(commands, undone));
+    return eachFile(c, one, [&] { return undone; });
 }
 
-int split(Context &c, const QString &range)
-{
-    TiffPdfCommands commands = commandsFor(c.ui);
-    const QString output = c.line.value("-o");
-    QString undone;
-    const auto one = [&](const QString &file) {
-        const int pages = commands.GetNoOfPagesFromPDF(file);
-        undone = pages > 0 ? QString() : "no pages";
-        const QString prefix = c.line.value("--prefix", baseName(file) + "-");
-        if (pages <= 0 || !commands.SplitPDFFiles(file, range, output, prefix))
-            return false;
-        QStringList parts;
-        for (const int page : pages::pagesOfRange(range.toStdString(), pages))
-            parts << ValidateDir(FolderNamedAfter(file, output)) + prefix + QString::number(page) +
-                         ".pdf";
-        undone = parts.isEmpty() ? "no page in the range " + range : notWritten(parts);
-        return undone.isEmpty();
-    };
-    return eachFile(c, one, pdfReason(commands, undone));
-}
-
-// "FILE.pdf:1-3" is the pages 1 to 3 of FILE.pdf, unless a file of that whole name exists.
-clsColSetOrderGrid joinRow(const QString &arg)
-{
-    QString file = arg;
-    QString range;
-    const qsizetype colon = arg.lastIndexOf(':');
-    if (colon > 0 && !QFileInfo::exists(arg)) {
-        file = arg.left(colon);
-        range = arg.mid(colon + 1);
-    }
-    const QFileInfo info(file);
-    clsColSetOrderGrid row;
-    row.setFilename(info.fileName());
-    row.setFileLocation(info.absolutePath());
-    row.setRange(range);
-    return row;
-}
-
-// The page library as the merge calls it, noting each file it could not add: the merge itself
-// goes on without it, and the command must not.
+// The page library as the merge and the split call it, noting each call it refused: the merge
+// itself goes on without the file, the split reports success all the same, and the command must
+// do neither.
 class NotingPages final : public PdfPagesLibrary {
 public:
     int32_t apCreateMerge(const std::string &output) override
     {
         return ours().apCreateMerge(output);
     }
-    int32_t apOpenSplit(const std::string &source) override { return ours().apOpenSplit(source); }
+    int32_t apOpenSplit(const std::string &source) override
+    {
+        const int32_t handle = ours().apOpenSplit(source);
+        splitPages = handle > 0 ? moduleEntry<decltype(&::pw_pages_split_count)>(
+                                      pages::kModule, "pw_pages_split_count")(handle)
+                                : 0;
+        if (handle <= 0)
+            why = lastError();
+        return handle;
+    }
     int32_t apSetFunction(int32_t handle, int32_t code, int32_t number1, int32_t number2,
                           const std::string &text1, const std::string &text2) override
     {
         const int32_t result = ours().apSetFunction(handle, code, number1, number2, text1, text2);
-        if (result != 0)
-            refused << QFile::decodeName(text1.c_str()) + ": " + lastError();
+        // A range that selects no page adds nothing and is no failure of the merge; a user
+        // who named that range made a mistake all the same.
+        if (result != 0 || !lastError().isEmpty()) {
+            why = lastError();
+            refused << QFile::decodeName(text1.c_str()) + ": " + why;
+        }
         return result;
     }
     int32_t apClose(int32_t handle) override
@@ -180,7 +245,9 @@ public:
         return result;
     }
 
-    QStringList refused;
+    int32_t splitPages = 0; // pages of the last PDF opened for a split
+    QStringList refused;    // "FILE: REASON" of each refused call
+    QString why;            // the reason of the last
     QString unwritten;
 
 private:
@@ -191,8 +258,68 @@ private:
     }
 };
 
+int split(Context &c, const QString &range)
+{
+    NotingPages library;
+    TiffPdfCommands commands(c.ui, QCoreApplication::applicationDirPath(), library);
+    const QString output = c.line.value("-o");
+    QString undone;
+    const auto one = [&](const QString &file) {
+        library.why.clear();
+        if (!(undone = folderNameProblem(file)).isEmpty())
+            return false;
+        // The split counts the pages as it opens the file: a count of our own beforehand would
+        // read the page tree of a long document twice.
+        const QString prefix = c.line.value("--prefix", baseName(file) + "-");
+        if (!commands.SplitPDFFiles(file, range, output, prefix) || !library.why.isEmpty()) {
+            undone = library.why.isEmpty() ? commands.LastError() : library.why;
+            return false;
+        }
+        const int count = library.splitPages;
+        undone = "no pages";
+        const std::vector<int> pages =
+            count > 0 ? pagesAsked(c, count, undone) : std::vector<int>{};
+        if (pages.empty())
+            return false;
+        QStringList parts;
+        for (const int page : pages)
+            parts << ValidateDir(FolderNamedAfter(file, output)) + prefix +
+                         QString::fromStdString(pages::pageLabel(page, count)) + ".pdf";
+        undone = notWritten(parts);
+        return undone.isEmpty();
+    };
+    return eachFile(c, one, [&] { return undone; });
+}
+
+// "FILE.pdf:1-3" is the pages 1 to 3 of FILE.pdf, unless a file of that whole name exists;
+// the range may hold a colon of its own ("FILE.pdf:1-9:odd"), and so may the file's name.
+clsColSetOrderGrid joinRow(const QString &arg)
+{
+    QString file = arg;
+    QString range;
+    for (qsizetype colon = arg.indexOf(':', 1); colon > 0 && !QFileInfo::exists(arg);
+         colon = arg.indexOf(':', colon + 1)) {
+        if (QFileInfo::exists(arg.left(colon)) || arg.indexOf(':', colon + 1) < 0) {
+            file = arg.left(colon);
+            range = arg.mid(colon + 1);
+            break;
+        }
+    }
+    const QFileInfo info(file);
+    clsColSetOrderGrid row;
+    row.setFilename(info.fileName());
+    row.setFileLocation(info.absolutePath());
+    row.setRange(range);
+    return row;
+}
+
 int join(Context &c)
 {
+    const QFileInfo target(c.line.value("-o"));
+    if (!QFileInfo(target.absolutePath()).isDir()) {
+        c.err(c.line.value("-o") + ": the folder " + target.absolutePath() + " does not exist");
+        return 1;
+    }
     NotingPages pages;
     TiffPdfCommands commands(c.ui, QCoreApplication::applicationDirPath(), pages);
     for (const QString &arg : c.line.files)
@@ -221,6 +348,25 @@ int join(Context &c)
     return 1;
 }
 
+// The page count and the standard entries of `file`, as "Key: value" lines.
+QStringList describe(const QString &file)
+{
+    const auto entry =
+        moduleEntry<decltype(&::pw_pages_describe)>(pages::kModule, "pw_pages_describe");
+    const QByteArray path = QFile::encodeName(file);
+    const int32_t length = entry(path.constData(), nullptr, 0);
+    if (length < 0)
+        throw RuntimeError(321, QString::fromUtf8(moduleEntry<decltype(&::apLastError)>(
+                                    pages::kModule, "apLastError")()));
+    QByteArray text(length + 1, '\0');
+    entry(path.constData(), text.data(), size_t(text.size()));
+    text.chop(1);
+    QStringList lines;
+    for (const QString &line : QString::fromUtf8(text).split('\n', Qt::SkipEmptyParts))
+        lines << "  " + line.section('\t', 0, 0) + ": " + line.section('\t', 1);
+    return lines;
+}
+
 int info(Context &c)
 {
     TiffPdfCommands commands = commandsFor(c.ui);
@@ -229,27 +375,51 @@ int info(Context &c)
         if (c.line.has("--" + key.toLower()))
             changes << key;
     }
+    QString why;
     return eachFile(
         c,
         [&](const QString &file) {
-            for (const QString &key : changes) {
-                if (!commands.UpdatePdfMetaData(file, key, c.line.value("--" + key.toLower()), {}))
-                    return false;
+            try {
+                for (const QString &key : changes) {
+                    const QString value = c.line.value("--" + key.toLower());
+                    // The command set refuses an empty value; here it removes the entry.
+                    if (value.isEmpty())
+                        PdfStamper().UpdatePDFInfo(file, key, value, {});
+                    else if (!commands.UpdatePdfMetaData(file, key, value, {}))
+                        throw RuntimeError(75, commands.LastError());
+                }
+                if (changes.isEmpty()) {
+                    const QStringList lines = describe(file);
+                    c.out(file);
+                    for (const QString &line : lines)
+                        c.out(line);
+                }
+            } catch (const RuntimeError &e) {
+                why = e.description();
+                return false;
             }
-            if (!changes.isEmpty())
-                return true;
-            QStringList lines{file};
-            for (const QString &key : InfoKeys) {
-                const QString value = commands.GetPdfMetaData(file, key);
-                if (value == "False")
-                    return false;
-                lines << "  " + key + ": " + value;
-            }
-            for (const QString &line : lines)
-                c.out(line);
             return true;
         },
-        [&] { return commands.LastError(); });
+        [&] { return why; });
+}
+
+int rotate(Context &c)
+{
+    const int angle = c.line.number("--angle", 0);
+    if (angle != 90 && angle != 180 && angle != 270) {
+        c.err("The rotate command turns by --angle 90, 180 or 270.");
+        return 2;
+    }
+    const auto turn = moduleEntry<decltype(&::pw_pages_rotate)>(pages::kModule, "pw_pages_rotate");
+    const std::string range = c.line.value("--range").toStdString();
+    pw_module_error error{};
+    return eachFile(
+        c,
+        [&](const QString &file) {
+            return turn(QFile::encodeName(file).constData(), angle, range.c_str(), &error) ==
+                   PW_MODULE_OK;
+        },
+        [&] { return QString::fromUtf8(error.text); });
 }
 
 int tiffJoin(Context &c)
@@ -325,11 +495,12 @@ struct Command {
 const std::map<QString, Command> &commandTable()
 {
     static const std::map<QString, Command> table = {
-        {"render", {{"-o", "--resolution", "--format"}, {"-o"}}},
-        {"split", {{"-o", "--prefix"}, {"-o"}}},
-        {"extract", {{"-o", "--prefix", "--range"}, {"-o", "--range"}}},
-        {"join", {{"-o"}, {"-o"}}},
-        {"info", {{"--title", "--subject", "--author", "--keywords"}, {}}},
+        {"render", {{"-o", "--resolution", "--format", "--range", "--password"}, {"-o"}}},
+        {"split", {{"-o", "--prefix", "--password"}, {"-o"}}},
+        {"extract", {{"-o", "--prefix", "--range", "--password"}, {"-o", "--range"}}},
+        {"join", {{"-o", "--password"}, {"-o"}}},
+        {"info", {{"--title", "--subject", "--author", "--keywords", "--password"}, {}}},
+        {"rotate", {{"--angle", "--range", "--password"}, {"--angle"}}},
         {"tiff-join", {{"-o"}, {"-o"}}},
         {"tiff-split", {{"-o", "--page", "--prefix"}, {"-o", "--page"}}},
         {"tiff-extract", {{"-o", "--first", "--last"}, {"-o"}}},
@@ -349,18 +520,26 @@ bool IsBatchPageCommand(const QString &command)
 QString BatchPageCommandsUsage()
 {
     return "  pagewright-batch render [--resolution DPI] [--format png|jpeg|tiff|tiff-pages]"
-           " -o DIR FILE.pdf...\n"
-           "      each page as an image in DIR/NAME/ (150 dpi, PNG); tiff-pages writes one\n"
-           "      multi-page TIFF per PDF straight into DIR\n"
+           " [--range RANGE] -o DIR FILE.pdf...\n"
+           "      each page (of RANGE) as an image in DIR/NAME/ (150 dpi, PNG); tiff-pages\n"
+           "      writes one multi-page TIFF per PDF straight into DIR\n"
            "  pagewright-batch split [--prefix TEXT] -o DIR FILE.pdf...\n"
-           "      one PDF per page, DIR/NAME/NAME-1.pdf and so on (TEXT replaces \"NAME-\")\n"
+           "      one PDF per page, DIR/NAME/NAME-1.pdf and so on (TEXT replaces \"NAME-\";\n"
+           "      page numbers padded to the width of the page count: NAME-01.pdf of 12)\n"
            "  pagewright-batch extract --range RANGE [--prefix TEXT] -o DIR FILE.pdf...\n"
-           "      the pages of RANGE (\"1-3,7\", \"10-\"), one PDF each, as split does\n"
+           "      the pages of RANGE (\"1-3,7\", \"10-\", \"z-1\", \"r3-z\", \"1-9:odd\"), one\n"
+           "      PDF each, as split does\n"
            "  pagewright-batch join -o OUT.pdf FILE.pdf[:RANGE]...\n"
-           "      the files, or their RANGEs, into one PDF in the order given\n"
+           "      the files, or their RANGEs, into one PDF in the order given; each file's\n"
+           "      bookmarks go under a bookmark named after it\n"
            "  pagewright-batch info [--title T] [--subject S] [--author A] [--keywords K]"
            " FILE.pdf...\n"
-           "      prints the document information, or sets the entries given\n"
+           "      prints the page count and document information, or sets the entries given\n"
+           "      (an empty value removes the entry)\n"
+           "  pagewright-batch rotate --angle 90|180|270 [--range RANGE] FILE.pdf...\n"
+           "      turns the pages (of RANGE) clockwise, rewriting each file in place\n"
+           "  render, split, extract, join, info and rotate take --password P for encrypted"
+           " PDFs\n"
            "  pagewright-batch tiff-join -o OUT.tif FILE.tif...\n"
            "      the pages of the files into one TIFF, each page copied as stored\n"
            "  pagewright-batch tiff-split --page N [--prefix TEXT] -o DIR FILE.tif...\n"
@@ -383,8 +562,13 @@ int RunBatchPageCommand(UiServices &ui, const QStringList &args, const Sink &out
         if (c.line.error.isEmpty() && !c.line.has(option))
             c.line.error = "The " + name + " command needs " + option + ".";
     }
-    for (const char *numeric : {"--page", "--first", "--last", "--at", "--resolution"})
+    for (const char *numeric : {"--page", "--first", "--last", "--at", "--resolution", "--angle"})
         c.line.number(numeric, 0);
+    // Pages count from 1: a 0 or a negative number would be clamped into a page nobody asked
+    // for.
+    for (const char *page : {"--page", "--first", "--last"})
+        if (c.line.error.isEmpty() && c.line.has(page) && c.line.number(page, 1) < 1)
+            c.line.error = QString("%1 takes a page number from 1.").arg(page);
     if (c.line.error.isEmpty() && c.line.files.size() < command.minimumFiles)
         c.line.error = "The " + name + " command needs " + QString::number(command.minimumFiles) +
                        (command.minimumFiles > 1 ? " files." : " file.");
@@ -395,17 +579,20 @@ int RunBatchPageCommand(UiServices &ui, const QStringList &args, const Sink &out
         err(c.line.error);
         return 2;
     }
+    if (name == "tiff-join")
+        return tiffJoin(c);
+    if (name.startsWith("tiff-"))
+        return tiffCommand(c, name);
+    usePassword(c);
     if (name == "render")
-        return render(c);
+        return renderPages(c);
     if (name == "split" || name == "extract")
         return split(c, c.line.value("--range"));
     if (name == "join")
         return join(c);
     if (name == "info")
         return info(c);
-    if (name == "tiff-join")
-        return tiffJoin(c);
-    return tiffCommand(c, name);
+    return rotate(c);
 }
 
 } // namespace pw

@@ -121,13 +121,14 @@ QString PdfStamper::UpdatePDFInfo(const QString &file, const QString &key)
 
 int32_t PdfSplitMerge::GetNumberOfPages(const QString &file, const QString &password)
 {
-    if (!password.isEmpty())
-        fail(5, QStringLiteral("password"));
     requireFile(file);
+    moduleEntry<decltype(&::pw_pages_set_password)>(pages::kModule, "pw_pages_set_password")(
+        password.toUtf8().constData());
     const int32_t pages = moduleEntry<decltype(&::pw_pages_count)>(
         pages::kModule, "pw_pages_count")(encoded(file).c_str());
     if (pages < 0)
-        fail(321, file);
+        throw RuntimeError(321, QString::fromUtf8(moduleEntry<decltype(&::apLastError)>(
+                                    pages::kModule, "apLastError")()));
     return pages;
 }
 

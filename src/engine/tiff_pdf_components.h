@@ -38,7 +38,8 @@ public:
 
 class PdfSplitMerge {
 public:
-    // Pages of `file`. `password` is for encrypted files and must be "" today.
+    // Pages of `file`; `password` opens an encrypted one ("" for none). A file that cannot be
+    // counted raises 321 with the page library's reason ("...: needs a password").
     int32_t GetNumberOfPages(const QString &file, const QString &password);
 };
 

@@ -4,6 +4,7 @@
 #include "engine/page_batch.h"
 #include "engine/tiff_pdf_commands.h"
 
+#include "pdf_probe.h"
 #include "recording_ui.h"
 #include "sample_images.h"
 #include "sandbox.h"
@@ -12,6 +13,8 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QProcess>
+#include <QStandardPaths>
 
 #include <tiffio.h>
 
@@ -334,4 +337,138 @@ TEST_F(Bindings, BatchPageCommandsCheckTheirArgumentsAndKeepOutputsWhole)
     const PageRun joined = pageCommand({"tiff-join", "-o", box.filePath("j.tif"), target, target});
     EXPECT_EQ(joined.status, 0);
     EXPECT_EQ(pageWidths(box.filePath("j.tif")).size(), 10);
+}
+
+namespace {
+
+// `count` pages, each with its own words and width, so that order and text can be checked;
+// the page tree claims `claimed` pages when that is given.
+QString textPdf(const SandboxDir &box, const QString &name, int count, int claimed = -1)
+{
+    std::vector<std::string> bodies = {"<< /Type /Catalog /Pages 2 0 R >>", "",
+                                       "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica >>"};
+    std::string kids;
+    for (int i = 1; i <= count; ++i) {
+        const int page = int(bodies.size()) + 1;
+        kids += std::to_string(page) + " 0 R ";
+        bodies.push_back("<< /Type /Page /Parent 2 0 R /MediaBox [0 0 " + std::to_string(200 + i) +
+                         " 100] /Resources << /Font << /F 3 0 R >> >> /Contents " +
+                         std::to_string(page + 1) + " 0 R >>");
+        bodies.push_back(
+            pdfStream("", "BT /F 12 Tf 10 50 Td (Words of page " + std::to_string(i) + ") Tj ET"));
+    }
+    bodies[1] = "<< /Type /Pages /Kids [" + kids + "] /Count " +
+                std::to_string(claimed < 0 ? count : claimed) + " >>";
+    return box.write(name, rawPdf(bodies));
+}
+
+QString pdfText(const QString &path)
+{
+    QProcess process;
+    process.start("pdftotext", {path, "-"});
+    process.waitForFinished(-1);
+    return QString::fromUtf8(process.readAllStandardOutput());
+}
+
+} // namespace
+
+// Split pages sort in page order, so that a glob joins them back into the document; render
+// takes a range as split does.
+TEST_F(Bindings, PageNumbersArePaddedSoThatAGlobRejoins)
+{
+    if (QStandardPaths::findExecutable("pdftotext").isEmpty())
+        GTEST_SKIP() << "pdftotext missing";
+    const QString source = textPdf(box, "book.pdf", 12);
+    ASSERT_EQ(pageCommand({"split", "-o", box.filePath("out"), source}).status, 0);
+    const QDir pages(box.filePath("out/book"));
+    const QStringList names = pages.entryList(QDir::Files, QDir::Name);
+    ASSERT_EQ(names.size(), 12);
+    EXPECT_EQ(names.first(), "book-01.pdf");
+    EXPECT_EQ(names.last(), "book-12.pdf");
+    QStringList join{"join", "-o", box.filePath("joined.pdf")};
+    for (const QString &name : names)
+        join << pages.filePath(name);
+    ASSERT_EQ(pageCommand(join).status, 0);
+    EXPECT_EQ(pdfText(box.filePath("joined.pdf")), pdfText(source));
+    EXPECT_TRUE(pdfText(source).contains("Words of page 12"));
+
+    const PageRun rendered = pageCommand(
+        {"render", "--range", "z-11", "--resolution", "20", "-o", box.filePath("img"), source});
+    ASSERT_EQ(rendered.status, 0) << rendered.err.join('\n').toStdString();
+    EXPECT_EQ(QDir(box.filePath("img/book")).entryList(QDir::Files),
+              (QStringList{"book-11.png", "book-12.png"}));
+
+    // A tree that claims one page of its three renders all three, and leaves nothing else.
+    ASSERT_EQ(pageCommand({"render", "--resolution", "20", "-o", box.filePath("img"),
+                           textPdf(box, "claims.pdf", 3, 1)})
+                  .status,
+              0);
+    EXPECT_EQ(QDir(box.filePath("img/claims")).entryList(QDir::Files).size(), 3);
+    EXPECT_EQ(QDir(box.filePath("img")).entryList(QDir::Dirs | QDir::Hidden | QDir::NoDotAndDotDot),
+              (QStringList{"book", "claims"}));
+}
+
+// Encrypted files need their password in every command; info shows and removes entries.
+TEST_F(Bindings, PdfCommandsTakeAPasswordAndSayWhenOneIsNeeded)
+{
+    if (QStandardPaths::findExecutable("qpdf").isEmpty())
+        GTEST_SKIP() << "qpdf missing";
+    const QString locked = box.filePath("locked.pdf");
+    QProcess::execute("qpdf", {"--encrypt", "secret", "owner", "256", "--",
+                               textPdf(box, "plain.pdf", 3), locked});
+    const QString out = box.filePath("out");
+    const QList<QStringList> commands = {{"render", "--resolution", "20", "-o", out},
+                                         {"split", "-o", out},
+                                         {"extract", "--range", "2", "-o", out},
+                                         {"join", "-o", box.filePath("j.pdf")},
+                                         {"info"},
+                                         {"rotate", "--angle", "90"}};
+    for (const QStringList &command : commands) {
+        const PageRun refused = pageCommand(command + QStringList{locked});
+        EXPECT_EQ(refused.status, 1) << command[0].toStdString();
+        EXPECT_EQ(refused.err, QStringList{locked + ": needs a password"})
+            << command[0].toStdString();
+        const PageRun done = pageCommand(command + QStringList{"--password", "secret", locked});
+        EXPECT_EQ(done.status, 0) << command[0].toStdString() << done.err.join('\n').toStdString();
+    }
+    EXPECT_TRUE(QFileInfo::exists(box.filePath("out/locked/locked-3.png")));
+    EXPECT_TRUE(QFileInfo::exists(box.filePath("out/locked/locked-2.pdf")));
+
+    const QString plain = box.filePath("plain.pdf");
+    ASSERT_EQ(pageCommand({"info", "--title", "False", "--author", "Me", plain}).status, 0);
+    PageRun shown = pageCommand({"info", plain});
+    EXPECT_EQ(shown.status, 0);
+    EXPECT_TRUE(shown.out.contains("  Pages: 3"));
+    EXPECT_TRUE(shown.out.contains("  Title: False"));
+    ASSERT_EQ(pageCommand({"info", "--title", "", plain}).status, 0);
+    shown = pageCommand({"info", plain});
+    EXPECT_TRUE(shown.out.contains("  Title: "));
+    EXPECT_TRUE(shown.out.contains("  Author: Me"));
+}
+
+// Mistakes are named for what they are.
+TEST_F(Bindings, PageCommandsSayWhatWentWrong)
+{
+    const QString bare = box.write("report", readFile(textPdf(box, "report.pdf", 2)));
+    PageRun run = pageCommand({"split", "-o", box.filePath("out"), bare});
+    EXPECT_EQ(run.status, 1);
+    ASSERT_EQ(run.err.size(), 1);
+    EXPECT_TRUE(run.err[0].contains("no extension")) << run.err[0].toStdString();
+    run = pageCommand({"join", "-o", box.filePath("missing/j.pdf"), box.filePath("report.pdf")});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.err, QStringList{box.filePath("missing/j.pdf") + ": the folder " +
+                                   box.filePath("missing") + " does not exist"});
+    run = pageCommand({"tiff-split", "--page", "-1", "-o", box.path(), "a.tif"});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(run.err, QStringList{"--page takes a page number from 1."});
+    run = pageCommand(
+        {"extract", "--range", "7", "-o", box.filePath("out"), box.filePath("report.pdf")});
+    EXPECT_EQ(run.err, QStringList{box.filePath("report.pdf") + ": no page in the range 7"});
+    const QString report = box.filePath("report.pdf");
+    run = pageCommand({"join", "-o", box.filePath("j.pdf"), report, report + ":7"});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.err, QStringList{report + ": no page in the range 7"});
+    EXPECT_FALSE(QFileInfo::exists(box.filePath("j.pdf")));
+    run = pageCommand({"rotate", "--angle", "90", "--range", "7", report});
+    EXPECT_EQ(run.err, QStringList{report + ": no page in the range 7"});
 }

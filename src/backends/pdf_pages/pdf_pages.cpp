@@ -1,8 +1,10 @@
 #include "pdf_pages.h"
 
+#include "block_input_source.h"
 #include "module_failure.h"
 #include "page_range.h"
 #include "quiet_qpdf.h"
+#include "trusted_page_count.h"
 
 #include <qpdf/ClosedFileInputSource.hh>
 #include <qpdf/PDFVersion.hh>
@@ -10,6 +12,7 @@
 #include <qpdf/QPDFAcroFormDocumentHelper.hh>
 #include <qpdf/QPDFExc.hh>
 #include <qpdf/QPDFObjectHandle.hh>
+#include <qpdf/QPDFOutlineDocumentHelper.hh>
 #include <qpdf/QPDFPageDocumentHelper.hh>
 #include <qpdf/QPDFPageObjectHelper.hh>
 #include <qpdf/QPDFWriter.hh>
@@ -40,6 +43,8 @@ using pw::failure;
 using pw::invalidFormat;
 
 thread_local std::string lastError;
+// Tried on every encrypted PDF this thread opens; set through pw_pages_set_password.
+thread_local std::string password;
 
 // Beyond this many sources a merge reopens each file whenever it reads from it, as the qpdf
 // tool does: a merge of thousands of scans must not run out of file descriptors.
@@ -85,26 +90,30 @@ ApFailure invalidCall(const std::string &cause)
     return failure(rte::kInvalidCall, cause);
 }
 
-void rethrowPassword(const QPDFExc &e, const std::string &path)
+// The caller names the file; the reason is what the user can act on.
+void rethrowPassword(const QPDFExc &e)
 {
-    if (e.getErrorCode() == qpdf_e_password)
-        throw invalidFormat("PDF: protected by a password: " + path);
-    throw;
+    if (e.getErrorCode() != qpdf_e_password)
+        throw;
+    // Without "Invalid file format" before it: the file is whole, only locked.
+    throw ApFailure(rte::kInvalidFileFormat,
+                    password.empty() ? "needs a password" : "the password given does not open it");
 }
 
 // Opened by us rather than by qpdf, so that a missing file is told from a damaged one.
 std::unique_ptr<QPDF> openPdf(const std::string &path)
 {
-    FILE *file = std::fopen(path.c_str(), "rb");
-    if (!file)
+    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
         throw systemFailure(errno, path);
+    const auto input = std::make_shared<pw::BlockInputSource>(path, fd);
     auto pdf = std::make_unique<QPDF>();
     pw::quieten(*pdf);
     pdf->setAttemptRecovery(true);
     try {
-        pdf->processFile(path.c_str(), file, true);
+        pdf->processInputSource(input, password.c_str());
     } catch (const QPDFExc &e) {
-        rethrowPassword(e, path);
+        rethrowPassword(e);
     }
     return pdf;
 }
@@ -121,9 +130,9 @@ std::unique_ptr<QPDF> openPdfClosed(const std::string &path)
     pw::quieten(*pdf);
     pdf->setAttemptRecovery(true);
     try {
-        pdf->processInputSource(input);
+        pdf->processInputSource(input, password.c_str());
     } catch (const QPDFExc &e) {
-        rethrowPassword(e, path);
+        rethrowPassword(e);
     }
     return pdf;
 }
@@ -181,29 +190,54 @@ void untanglePageTree(QPDF &pdf)
     root.replaceKey("/Count", QPDFObjectHandle::newInteger(flat.getArrayNItems()));
 }
 
-// Whether pages share a resource dictionary, or its fonts or images: many producers give
-// every page the resources of the whole document, and a page copied alone would then carry
-// all of them.
-bool sharesResources(QPDF &pdf)
+// The resource dictionaries, and their font and image dictionaries, that more than one page
+// uses: many producers give every page the resources of the whole document, and a page copied
+// alone would then carry all of them. Found from the page objects alone; no contents are read.
+std::set<QPDFObjGen> sharedResources(QPDF &pdf)
 {
-    std::set<QPDFObjGen> seen;
-    const auto once = [&seen](QPDFObjectHandle oh) {
-        return !oh.isIndirect() || seen.insert(oh.getObjGen()).second;
+    std::set<QPDFObjGen> seen, shared;
+    const auto note = [&](QPDFObjectHandle oh) {
+        if (oh.isIndirect() && !seen.insert(oh.getObjGen()).second)
+            shared.insert(oh.getObjGen());
     };
     for (QPDFObjectHandle page : pdf.getAllPages()) {
         QPDFObjectHandle resources = page.getKey("/Resources");
         if (!resources.isDictionary())
             continue;
-        if (!once(resources))
-            return true;
+        note(resources);
         for (const char *kind : {"/Font", "/XObject"})
-            if (!once(resources.getKey(kind)))
-                return true;
+            note(resources.getKey(kind));
     }
+    return shared;
+}
+
+bool usesShared(QPDFObjectHandle page, const std::set<QPDFObjGen> &shared)
+{
+    QPDFObjectHandle resources = page.getKey("/Resources");
+    if (!resources.isDictionary())
+        return false;
+    for (QPDFObjectHandle oh : {resources, resources.getKey("/Font"), resources.getKey("/XObject")})
+        if (oh.isIndirect() && shared.count(oh.getObjGen()))
+            return true;
     return false;
 }
 
-// A PDF whose pages are copied out, opened once for every copy.
+// Trims the resources of one page to those its contents use; only then is a page's contents
+// read. The page gets a copy of a shared dictionary first (qpdf does that), so the pages that
+// share it keep theirs.
+void trimResources(QPDFObjectHandle page)
+{
+    try {
+        QPDFPageObjectHelper(page).removeUnreferencedResources();
+    } catch (const std::bad_alloc &) {
+        throw;
+    } catch (...) {
+        // A page whose contents cannot be parsed keeps its resources: larger, not wrong.
+    }
+}
+
+// A PDF whose pages are copied out, opened once for every copy. Nothing here reads more of
+// the file than the page tree: a page's contents are read only when that page is copied.
 struct Source {
     std::unique_ptr<QPDF> pdf;
     // Only for sources with form fields: their widgets need fixing on every copy.
@@ -213,30 +247,34 @@ struct Source {
     {
         untanglePageTree(*pdf);
         // Copied pages leave the source's page tree behind, and with it what they inherit.
-        QPDFPageDocumentHelper pages(*pdf);
-        pages.pushInheritedAttributesToPage();
-        if (sharesResources(*pdf)) {
-            try {
-                pages.removeUnreferencedResources();
-            } catch (const std::bad_alloc &) {
-                throw;
-            } catch (...) {
-                // A page whose contents cannot be parsed keeps its resources: larger, not wrong.
-            }
-        }
+        QPDFPageDocumentHelper(*pdf).pushInheritedAttributesToPage();
         QPDFObjectHandle acroForm = pdf->getRoot().getKey("/AcroForm");
         if (acroForm.isDictionary() && acroForm.getKey("/Fields").isArray())
             forms = std::make_unique<QPDFAcroFormDocumentHelper>(*pdf);
     }
 
     int pageCount() { return int(std::min<size_t>(pdf->getAllPages().size(), INT_MAX)); }
+
+    // Page `number` (1-based), ready to be copied alone.
+    QPDFObjectHandle page(int number)
+    {
+        QPDFObjectHandle oh = pdf->getAllPages().at(size_t(number - 1));
+        if (!shared)
+            shared = sharedResources(*pdf);
+        if (usesShared(oh, *shared))
+            trimResources(oh);
+        return oh;
+    }
+
+private:
+    std::optional<std::set<QPDFObjGen>> shared;
 };
 
 // Appends page `number` (1-based) of `source` to `out`.
 void copyPage(QPDF &out, std::unique_ptr<QPDFAcroFormDocumentHelper> &outForms, Source &source,
               int number)
 {
-    QPDFObjectHandle page = source.pdf->getAllPages().at(size_t(number - 1));
+    QPDFObjectHandle page = source.page(number);
     QPDFPageDocumentHelper(out).addPage(QPDFPageObjectHelper(page), false);
     if (!source.forms)
         return;
@@ -294,8 +332,11 @@ void writeReplacing(QPDF &pdf, const std::string &target, const PDFVersion &vers
         writer.setOutputFile(temp.c_str(), file, false);
         writer.setMinimumPDFVersion(version);
         writer.write();
-        if (std::fflush(file) != 0 || (durable && ::fsync(fd) != 0))
-            throw systemFailure(errno, target, true);
+        // A write that failed inside the stream's buffer (a full disk) shows only in its error
+        // flag: qpdf goes on writing, and a later flush may well succeed.
+        errno = 0;
+        if (std::fflush(file) != 0 || std::ferror(file) || (durable && ::fsync(fd) != 0))
+            throw systemFailure(errno ? errno : EIO, target, true);
     } catch (...) {
         std::fclose(file);
         ::unlink(temp.c_str());
@@ -342,14 +383,29 @@ public:
                 pages.removePage(QPDFPageObjectHelper(out_.getAllPages().back()));
             throw;
         }
-        if (!numbers.empty())
-            version_.updateIfGreater(source.pdf->getVersionAsPDFVersion());
+        if (numbers.empty()) {
+            // Not a failure of the merge, which goes on; a caller may still want to know.
+            lastError = "no page in the range " + std::string(text2 ? text2 : "");
+            return;
+        }
+        version_.updateIfGreater(source.pdf->getVersionAsPDFVersion());
+        if (firstPages_.emplace(text1, out_.getAllPages().at(before)).second)
+            order_.push_back(text1);
     }
 
     void close() override
     {
         if (out_.getAllPages().empty())
             return;
+        for (const std::string &path : order_) {
+            try {
+                addOutline(path);
+            } catch (const std::bad_alloc &) {
+                throw;
+            } catch (...) {
+                // An outline beyond repair is left out; the pages are what the user asked for.
+            }
+        }
         // A merge makes a new file from files that stay: waiting for the disk would only slow
         // it down, as it would the qpdf tool.
         writeReplacing(out_, output_, version_, false, nullptr);
@@ -371,7 +427,83 @@ private:
         return *slot;
     }
 
+    // Puts the outline of the source `path` under an entry named after the file, which leads
+    // to its first page in the merge. Its entries keep the pages that were merged; those that
+    // lead to a page left out lead nowhere.
+    void addOutline(const std::string &path)
+    {
+        QPDF &source = *sources_.at(path)->pdf;
+        QPDFObjectHandle outlines = source.getRoot().getKey("/Outlines");
+        if (!outlines.isDictionary() || !outlines.getKey("/First").isDictionary())
+            return;
+        explicitDestinations(QPDFOutlineDocumentHelper(source).getTopLevelOutlines());
+        if (!outlines.isIndirect())
+            outlines = source.makeIndirectObject(outlines);
+        QPDFObjectHandle copied = out_.copyForeignObject(outlines);
+
+        QPDFObjectHandle root = outlineRoot();
+        QPDFObjectHandle entry = out_.makeIndirectObject(QPDFObjectHandle::newDictionary());
+        entry.replaceKey("/Title", QPDFObjectHandle::newUnicodeString(
+                                       std::filesystem::path(path).filename().string()));
+        entry.replaceKey("/Parent", root);
+        QPDFObjectHandle dest = QPDFObjectHandle::newArray();
+        dest.appendItem(firstPages_.at(path));
+        dest.appendItem(QPDFObjectHandle::newName("/Fit"));
+        entry.replaceKey("/Dest", dest);
+        entry.replaceKey("/First", copied.getKey("/First"));
+        entry.replaceKey("/Last", copied.getKey("/Last"));
+        std::set<QPDFObjGen> seen;
+        for (QPDFObjectHandle kid = copied.getKey("/First");
+             kid.isDictionary() && (!kid.isIndirect() || seen.insert(kid.getObjGen()).second);
+             kid = kid.getKey("/Next"))
+            kid.replaceKey("/Parent", entry);
+        // Closed: the file's own entries show when the reader opens its entry.
+        entry.replaceKey("/Count", QPDFObjectHandle::newInteger(-int(seen.size())));
+
+        QPDFObjectHandle last = root.getKey("/Last");
+        if (last.isDictionary()) {
+            last.replaceKey("/Next", entry);
+            entry.replaceKey("/Prev", last);
+        } else {
+            root.replaceKey("/First", entry);
+        }
+        root.replaceKey("/Last", entry);
+        root.replaceKey("/Count",
+                        QPDFObjectHandle::newInteger(root.getKey("/Count").getIntValueAsInt() + 1));
+    }
+
+    QPDFObjectHandle outlineRoot()
+    {
+        QPDFObjectHandle root = out_.getRoot().getKey("/Outlines");
+        if (root.isDictionary())
+            return root;
+        root = out_.makeIndirectObject(QPDFObjectHandle::parse("<< /Type /Outlines /Count 0 >>"));
+        out_.getRoot().replaceKey("/Outlines", root);
+        return root;
+    }
+
+    // Named destinations live in the source's catalogue, which a merge leaves behind: each
+    // entry gets the page it names written out.
+    static void explicitDestinations(std::vector<QPDFOutlineObjectHelper> items)
+    {
+        while (!items.empty()) {
+            QPDFOutlineObjectHelper item = items.back();
+            items.pop_back();
+            QPDFObjectHandle oh = item.getObjectHandle();
+            QPDFObjectHandle dest = item.getDest();
+            if (dest.isArray() && !oh.getKey("/Dest").isArray()) {
+                oh.replaceKey("/Dest", dest);
+                oh.removeKey("/A");
+            }
+            for (QPDFOutlineObjectHelper &kid : item.getKids())
+                items.push_back(kid);
+        }
+    }
+
     std::string output_;
+    // The files that gave pages, in the order they first did, and the first page each gave.
+    std::vector<std::string> order_;
+    std::map<std::string, QPDFObjectHandle> firstPages_;
     // Sources outlive the merge's writing: qpdf reads copied streams from them only then.
     std::map<std::string, std::unique_ptr<Source>> sources_;
     QPDF out_;
@@ -400,9 +532,10 @@ public:
         std::optional<ApFailure> first;
         // A damaged page must not cost the user the pages after it: they are all written,
         // and the first failure is reported.
-        for (const int number : pw::pages::pagesOfRange(range, source_.pageCount())) {
+        const int pages = source_.pageCount();
+        for (const int number : pw::pages::pagesOfRange(range, pages)) {
             try {
-                writePage(number, prefix + std::to_string(number) + ".pdf");
+                writePage(number, prefix + pw::pages::pageLabel(number, pages) + ".pdf");
             } catch (const std::bad_alloc &) {
                 throw;
             } catch (const ApFailure &e) {
@@ -419,6 +552,8 @@ public:
     }
 
     void close() override {}
+
+    int pageCount() { return source_.pageCount(); }
 
 private:
     void writePage(int number, const std::string &target)
@@ -529,26 +664,11 @@ std::string infoKey(const char *key)
     return *key == '/' ? key : std::string("/") + key;
 }
 
-int32_t getInfo(const char *path, const char *key, char *value, size_t size)
+// `text` into `value` as the getters promise: cut to `size` at a character, never inside one.
+int32_t copyOut(const std::string &text, char *value, size_t size)
 {
-    if (value && size > 0)
-        *value = '\0';
-    const std::string name = infoKey(key);
-    auto pdf = openPdf(path);
-    QPDFObjectHandle info = pdf->getTrailer().getKey("/Info");
-    if (!info.isDictionary())
-        return 0;
-    QPDFObjectHandle entry = info.getKey(name);
-    std::string text;
-    if (entry.isString())
-        text = entry.getUTF8Value();
-    else if (entry.isName())
-        text = entry.getName().substr(1);
-    else if (entry.isInteger() || entry.isReal() || entry.isBool())
-        text = entry.unparse();
     if (value && size > 0) {
         size_t n = std::min(text.size(), size - 1);
-        // Cut at a character, never inside one.
         while (n > 0 && n < text.size() && (static_cast<unsigned char>(text[n]) & 0xC0) == 0x80)
             --n;
         std::memcpy(value, text.data(), n);
@@ -557,11 +677,57 @@ int32_t getInfo(const char *path, const char *key, char *value, size_t size)
     return int32_t(std::min<size_t>(text.size(), INT32_MAX));
 }
 
-int32_t setInfo(const char *path, const char *key, const char *value)
+std::string infoText(QPDF &pdf, const std::string &name)
 {
+    QPDFObjectHandle info = pdf.getTrailer().getKey("/Info");
+    if (!info.isDictionary())
+        return {};
+    QPDFObjectHandle entry = info.getKey(name);
+    if (entry.isString())
+        return entry.getUTF8Value();
+    if (entry.isName())
+        return entry.getName().substr(1);
+    if (entry.isInteger() || entry.isReal() || entry.isBool())
+        return entry.unparse();
+    return {};
+}
+
+int32_t getInfo(const char *path, const char *key, char *value, size_t size)
+{
+    if (value && size > 0)
+        *value = '\0';
     const std::string name = infoKey(key);
-    const std::string text = value ? value : "";
-    // Through a link, the file it names is the one to rewrite.
+    return copyOut(infoText(*openPdf(path), name), value, size);
+}
+
+int32_t describe(const char *path, char *value, size_t size)
+{
+    if (value && size > 0)
+        *value = '\0';
+    auto pdf = openPdf(path);
+    // A plausible count is shown as it stands, as the catalogue, qpdf and pdfinfo show it;
+    // only an implausible one costs a walk over every page.
+    int64_t pages = pw::trustworthyCount(*pdf);
+    if (pages < 0) {
+        untanglePageTree(*pdf);
+        pages = int64_t(pdf->getAllPages().size());
+    }
+    std::string text = "Pages\t" + std::to_string(pages) + "\n";
+    for (const char *key : {"Title", "Subject", "Author", "Keywords", "Creator", "Producer",
+                            "CreationDate", "ModDate"}) {
+        std::string entry = infoText(*pdf, std::string("/") + key);
+        for (char &c : entry)
+            if (c == '\n' || c == '\r' || c == '\t')
+                c = ' ';
+        text.append(key).append("\t").append(entry).append("\n");
+    }
+    return copyOut(text, value, size);
+}
+
+// Opens `path`, lets `edit` change it, and rewrites the file in place when `edit` says it
+// changed something: through a link, the file it names is rewritten, keeping its permissions.
+template <typename Edit> int32_t rewriteInPlace(const char *path, Edit &&edit)
+{
     std::error_code ignored;
     std::string target = std::filesystem::canonical(path, ignored).string();
     if (target.empty())
@@ -570,26 +736,57 @@ int32_t setInfo(const char *path, const char *key, const char *value)
     if (::stat(target.c_str(), &status) != 0)
         throw systemFailure(errno, path);
     auto pdf = openPdf(target);
-    QPDFObjectHandle trailer = pdf->getTrailer();
-    QPDFObjectHandle info = trailer.getKey("/Info");
-    if (!info.isDictionary()) {
-        if (text.empty())
-            return PW_MODULE_OK;
-        info = QPDFObjectHandle::newDictionary();
-    }
-    if (!info.isIndirect()) {
-        info = pdf->makeIndirectObject(info);
-        trailer.replaceKey("/Info", info);
-    }
-    if (text.empty()) {
-        if (!info.hasKey(name))
-            return PW_MODULE_OK;
-        info.removeKey(name);
-    } else {
-        info.replaceKey(name, QPDFObjectHandle::newUnicodeString(text));
-    }
-    writeReplacing(*pdf, target, pdf->getVersionAsPDFVersion(), true, &status.st_mode);
+    if (edit(*pdf))
+        writeReplacing(*pdf, target, pdf->getVersionAsPDFVersion(), true, &status.st_mode);
     return PW_MODULE_OK;
+}
+
+int32_t setInfo(const char *path, const char *key, const char *value)
+{
+    const std::string name = infoKey(key);
+    const std::string text = value ? value : "";
+    return rewriteInPlace(path, [&](QPDF &pdf) {
+        QPDFObjectHandle trailer = pdf.getTrailer();
+        QPDFObjectHandle info = trailer.getKey("/Info");
+        if (!info.isDictionary()) {
+            if (text.empty())
+                return false;
+            info = QPDFObjectHandle::newDictionary();
+        }
+        if (!info.isIndirect()) {
+            info = pdf.makeIndirectObject(info);
+            trailer.replaceKey("/Info", info);
+        }
+        if (text.empty()) {
+            if (!info.hasKey(name))
+                return false;
+            info.removeKey(name);
+        } else {
+            info.replaceKey(name, QPDFObjectHandle::newUnicodeString(text));
+        }
+        return true;
+    });
+}
+
+int32_t rotate(const char *path, int32_t angle, const char *range)
+{
+    if (angle != 90 && angle != 180 && angle != 270)
+        throw invalidCall("a rotation of " + std::to_string(angle) +
+                          " degrees; use 90, 180 or 270");
+    return rewriteInPlace(path, [&](QPDF &pdf) {
+        untanglePageTree(pdf);
+        const std::vector<QPDFObjectHandle> &all = pdf.getAllPages();
+        const std::string text = range ? range : "";
+        const auto numbers =
+            pw::pages::pagesOfRange(text, int(std::min<size_t>(all.size(), INT_MAX)));
+        if (numbers.empty())
+            throw ApFailure(rte::kInvalidCall, "no page in the range " + text);
+        // A page named twice in the range turns once: the range says which pages, not how often.
+        std::set<int> turned(numbers.begin(), numbers.end());
+        for (const int number : turned)
+            QPDFPageObjectHelper(all[size_t(number - 1)]).rotatePage(angle, true);
+        return true;
+    });
 }
 
 } // namespace
@@ -609,6 +806,17 @@ extern "C" int32_t apOpenSplit(const char *sourcePath)
         if (!sourcePath || !*sourcePath)
             throw invalidCall("no PDF to split");
         return registry().add(std::make_shared<Split>(sourcePath));
+    });
+}
+
+extern "C" int32_t pw_pages_split_count(int32_t handle)
+{
+    return guarded(PW_MODULE_FAILED, nullptr, [&] {
+        auto job = std::dynamic_pointer_cast<Split>(registry().find(handle, false));
+        if (!job)
+            throw invalidCall("handle " + std::to_string(handle) + " is no split");
+        std::lock_guard guard(job->busy);
+        return job->pageCount();
     });
 }
 
@@ -638,12 +846,51 @@ extern "C" const char *apLastError(void)
     return lastError.c_str();
 }
 
-extern "C" int32_t pw_pages_count(const char *path)
+extern "C" int32_t pw_pages_count_checked(const char *path, int32_t *declared)
 {
     return guarded(PW_MODULE_FAILED, nullptr, [&] {
         if (!path)
             throw invalidCall("no PDF");
-        return Source(openPdf(path)).pageCount();
+        // The page tree alone: no page is read, nothing is prepared for copying.
+        auto pdf = openPdf(path);
+        if (declared) {
+            QPDFObjectHandle count = pdf->getRoot().getKey("/Pages").getKey("/Count");
+            *declared = count.isInteger() ? count.getIntValueAsInt() : -1;
+        }
+        untanglePageTree(*pdf);
+        return int32_t(std::min<size_t>(pdf->getAllPages().size(), INT32_MAX));
+    });
+}
+
+extern "C" int32_t pw_pages_count(const char *path)
+{
+    return pw_pages_count_checked(path, nullptr);
+}
+
+extern "C" void pw_pages_set_password(const char *text)
+{
+    guarded(PW_MODULE_FAILED, nullptr, [&] {
+        password = text ? text : "";
+        return PW_MODULE_OK;
+    });
+}
+
+extern "C" int32_t pw_pages_describe(const char *path, char *text, size_t size)
+{
+    return guarded(PW_MODULE_FAILED, nullptr, [&] {
+        if (!path)
+            throw invalidCall("no PDF");
+        return describe(path, text, size);
+    });
+}
+
+extern "C" int32_t pw_pages_rotate(const char *path, int32_t angle, const char *range,
+                                   pw_module_error *error)
+{
+    return guarded(PW_MODULE_FAILED, error, [&] {
+        if (!path)
+            throw invalidCall("no PDF");
+        return rotate(path, angle, range);
     });
 }
 

@@ -7,8 +7,12 @@
 
    Page ranges: comma-separated pages and spans, "1-3,7,10-". Pages count from 1, a span may
    leave its end open ("10-": to the last page) or its start ("-3": from the first), spaces are
-   ignored, pages past the end are skipped, "0" or the empty text is every page. A range that
-   cannot be read ("a", "3-1", "1--2") selects no page. The syntax is in docs/pdf_pages.md. */
+   ignored, pages past the end are skipped, "0" or the empty text is every page; "z", "r2",
+   "5-1" and ":odd" read as in qpdf. A range that cannot be read ("a", "1--2") selects no page.
+   The syntax is in docs/pdf_pages.md.
+
+   Encrypted PDFs open with the password set by pw_pages_set_password; without the right one
+   they fail, saying that they need a password. */
 
 #include "module_abi.h"
 
@@ -25,7 +29,8 @@ enum {
                             its page range */
     PW_PAGES_SPLIT = 170 /* split handle: number1 1; number2 1 for every page, 2 for the pages
                             of the range in text1; text2 the output path and prefix: page N
-                            is written to "<text2>N.pdf" */
+                            is written to "<text2>N.pdf", N padded with zeros to the width
+                            of the page count ("<text2>007.pdf" of 120 pages) */
 };
 
 /* A handle above 0 for a merge into `outputPath`, which apClose writes; 0 when no more
@@ -33,8 +38,12 @@ enum {
 PW_MODULE_EXPORT int32_t apCreateMerge(const char *outputPath);
 /* A handle above 0 for splitting `sourcePath`; 0 when it cannot be read as a PDF. */
 PW_MODULE_EXPORT int32_t apOpenSplit(const char *sourcePath);
+/* Pages of the PDF a split handle opened, or -1 for a handle that is no split: counted once
+   with the split, where a separate count would read the page tree a second time. */
+PW_MODULE_EXPORT int32_t pw_pages_split_count(int32_t handle);
 /* 0 when done; -1 for an unknown handle or code, or a file that cannot be read or written.
-   The failure's text is kept for apLastError. */
+   The failure's text is kept for apLastError. An add whose range selects no page of the file
+   is done (nothing is added), and apLastError then says so. */
 PW_MODULE_EXPORT int32_t apSetFunction(int32_t handle, int32_t code, int32_t number1,
                                        int32_t number2, const char *text1, const char *text2);
 /* Writes a merge (one with no pages writes nothing) and releases the handle. 0, or -1 when
@@ -44,8 +53,15 @@ PW_MODULE_EXPORT int32_t apClose(int32_t handle);
    module starts by clearing it. */
 PW_MODULE_EXPORT const char *apLastError(void);
 
+/* The password tried on every encrypted PDF that this thread opens from now on ("" or null:
+   none). An unencrypted PDF ignores it. */
+PW_MODULE_EXPORT void pw_pages_set_password(const char *password);
+
 /* Pages of `path`, or -1 when it cannot be read as a PDF. */
 PW_MODULE_EXPORT int32_t pw_pages_count(const char *path);
+/* The same, and in `declared` the count the page tree's root claims (-1 when it claims none):
+   readers that trust the claim (poppler) see other pages than there are when they differ. */
+PW_MODULE_EXPORT int32_t pw_pages_count_checked(const char *path, int32_t *declared);
 /* Copies the document information entry `key` ("Title", "Subject", "Author", "Keywords",
    "Creator", "Producer" or any other) of `path` into `value` as UTF-8, NUL-terminated and
    cut to `size`. Returns the full length in bytes (0 when the entry is missing), or -1 when the
@@ -56,6 +72,18 @@ PW_MODULE_EXPORT int32_t pw_pages_get_info(const char *path, const char *key, ch
    the file in place through a temporary file beside it. 0, or -1 with `error` filled. */
 PW_MODULE_EXPORT int32_t pw_pages_set_info(const char *path, const char *key, const char *value,
                                            pw_module_error *error);
+
+/* The page count and the standard document information entries of `path`, read in one
+   opening, as UTF-8 lines "Key\tvalue\n": "Pages" first, then Title, Subject, Author,
+   Keywords, Creator, Producer, CreationDate and ModDate, each present even when empty (line
+   breaks and tabs in values become spaces). Copied into `text` as pw_pages_get_info does;
+   returns the full length, or -1 when the file cannot be read. */
+PW_MODULE_EXPORT int32_t pw_pages_describe(const char *path, char *text, size_t size);
+/* Turns the pages of `range` (see above) of `path` by `angle` degrees clockwise (90, 180 or
+   270) more than they are, and rewrites the file in place as pw_pages_set_info does. 0, or
+   -1 with `error` filled; a range without a page of the file is a failure. */
+PW_MODULE_EXPORT int32_t pw_pages_rotate(const char *path, int32_t angle, const char *range,
+                                         pw_module_error *error);
 
 #ifdef __cplusplus
 }

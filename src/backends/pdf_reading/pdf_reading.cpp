@@ -1,7 +1,9 @@
 #include "pdf_reading.h"
 
+#include "block_input_source.h"
 #include "module_failure.h"
 #include "quiet_qpdf.h"
+#include "trusted_page_count.h"
 
 #include <qpdf/Pipeline.hh>
 #include <qpdf/QPDF.hh>
@@ -62,29 +64,7 @@ void openQuietly(QPDF &pdf, const std::string &path)
 {
     pw::quieten(pdf);
     pdf.setAttemptRecovery(true);
-    pdf.processFile(path.c_str());
-}
-
-// The page tree's own /Count, when it is plausible enough to believe without reading a
-// single page object; -1 otherwise. The catalogue asks for every PDF of a scan, so the cheap
-// answer matters, but a forged or broken /Count (0, negative, absurdly large, or fewer than
-// the root's own kids) must not reach the grid.
-int64_t TrustworthyCount(QPDF &pdf)
-{
-    QPDFObjectHandle pages = pdf.getRoot().getKey("/Pages");
-    if (!pages.isDictionary())
-        return -1;
-    QPDFObjectHandle count = pages.getKey("/Count");
-    QPDFObjectHandle kids = pages.getKey("/Kids");
-    if (!count.isInteger() || !kids.isArray())
-        return -1;
-    const long long value = count.getIntValue();
-    if (value < 1 || value > std::numeric_limits<int32_t>::max())
-        return -1;
-    const int kidCount = kids.getArrayNItems();
-    if (kidCount < 1 || kidCount > value)
-        return -1;
-    return value;
+    pdf.processInputSource(pw::openBlockSource(path));
 }
 
 int32_t CountPages(const std::string &path)
@@ -92,7 +72,7 @@ int32_t CountPages(const std::string &path)
     QPDF pdf;
     openQuietly(pdf, path);
 
-    const int64_t trusted = TrustworthyCount(pdf);
+    const int64_t trusted = pw::trustworthyCount(pdf);
     if (trusted > 0)
         return static_cast<int32_t>(trusted);
     // Walking the tree loads every page object; qpdf repairs loops and missing /Type on the

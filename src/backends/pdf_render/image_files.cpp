@@ -94,8 +94,12 @@ bool pngBody(png_structp png, png_infop info, FILE *file, const Raster &raster)
     png_write_info(png, info);
     if (raster.depth == 1)
         png_set_invert_mono(png); // PNG grey has 0 for black, our bits 1
-    for (int y = 0; y < raster.height; ++y)
-        png_write_row(png, raster.row(y));
+    for (int y = 0; y < raster.height; ++y) {
+        const unsigned char *row = raster.row(y);
+        if (!row)
+            return false;
+        png_write_row(png, row);
+    }
     png_write_end(png, info);
     return true;
 }
@@ -132,6 +136,8 @@ bool jpegBody(jpeg_compress_struct &jpeg, FILE *file, const Raster &raster, int 
     jpeg_start_compress(&jpeg, TRUE);
     for (int y = 0; y < raster.height; ++y) {
         JSAMPROW row = const_cast<JSAMPROW>(raster.row(y));
+        if (!row)
+            return false;
         if (raster.depth == 1) {
             for (int x = 0; x < raster.width; ++x)
                 expanded[x] = (row[x >> 3] & (0x80 >> (x & 7))) ? 0 : 255;
@@ -273,8 +279,12 @@ bool TiffFile::addPage(const Raster &raster, int compression, int quality)
     // libtiff may encode the row buffer in place (the predictor does): hand it a copy.
     std::vector<unsigned char> row(raster.stride);
     for (int y = 0; ok && y < raster.height; ++y) {
-        std::copy_n(raster.row(y), raster.stride, row.data());
-        ok = TIFFWriteScanline(t, row.data(), uint32_t(y), 0) == 1;
+        const unsigned char *source = raster.row(y);
+        ok = source != nullptr;
+        if (ok) {
+            std::copy_n(source, raster.stride, row.data());
+            ok = TIFFWriteScanline(t, row.data(), uint32_t(y), 0) == 1;
+        }
     }
     ok = ok && TIFFWriteDirectory(t);
     failed_ = failed_ || !ok;

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 
 typedef struct tiff TIFF;
 
@@ -16,14 +17,17 @@ namespace pw::render {
 // A rendered page. Depth 24: RGB bytes; 8: grey bytes; 1: bits packed from the most
 // significant, 1 for black (the fax convention), rows padded to whole bytes.
 struct Raster {
-    const unsigned char *data = nullptr;
+    // Row `y`, asked for once each from the top down and valid until the next is asked for, so
+    // that a large page can be rendered a band at a time; null when it could not be made, and
+    // the writer then fails.
+    std::function<const unsigned char *(int y)> rows;
     size_t stride = 0;
     int width = 0;
     int height = 0;
     int depth = 24;
     int dpi = 150;
 
-    const unsigned char *row(int y) const { return data + stride * size_t(y); }
+    const unsigned char *row(int y) const { return rows(y); }
 };
 
 // Each writes the whole file under a hidden name and gives it its own only when whole, or

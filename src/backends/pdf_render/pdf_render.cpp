@@ -1,6 +1,7 @@
 #include "pdf_render.h"
 
 #include "image_files.h"
+#include "page_range.h"
 
 #include <poppler-document.h>
 #include <poppler-global.h>
@@ -8,6 +9,7 @@
 #include <poppler-page-renderer.h>
 #include <poppler-page.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
@@ -24,10 +26,15 @@ namespace {
 namespace fs = std::filesystem;
 using namespace pw::render;
 
-// Beyond these a page would not fit in memory anyway; refusing it early keeps poppler from
-// trying, and keeps the pixel arithmetic far from int limits.
+// Beyond these an image is more than any viewer opens (a hostile file asks for them with a few
+// bytes); refusing it early keeps the pixel arithmetic far from int limits.
 constexpr double kMaxSide = 1 << 20;
 constexpr double kMaxPixels = double(1 << 30);
+// A page is rendered in bands of at most this many pixels and written as they come, so that a
+// poster-sized page costs tens of megabytes, not gigabytes. An ordinary page is one band.
+constexpr size_t kBandPixels = size_t(1) << 23;
+
+thread_local std::string lastError;
 
 struct Settings {
     std::string folder; // empty: the PDF's own
@@ -110,6 +117,7 @@ bool isReadableFile(const char *path)
 // partly covered counts whole, which is how pdftoppm sizes its images.
 bool pageSize(const poppler::page &page, int dpi, int &width, int &height)
 {
+    lastError.clear();
     const poppler::rectf box = page.page_rect(poppler::crop_box);
     double across = std::abs(box.width()), down = std::abs(box.height());
     const poppler::page::orientation_enum turn = page.orientation();
@@ -118,17 +126,23 @@ bool pageSize(const poppler::page &page, int dpi, int &width, int &height)
     // Multiplied before the division: 792 pt at 150 dpi is 1650 pixels, where a scale factor
     // rounded to a double first would make it 1650.0000000000002 and so 1651.
     const double w = std::ceil(across * dpi / 72.0), h = std::ceil(down * dpi / 72.0);
-    if (!(w >= 1 && h >= 1 && w <= kMaxSide && h <= kMaxSide && w * h <= kMaxPixels))
+    if (!(w >= 1 && h >= 1 && w <= kMaxSide && h <= kMaxSide && w * h <= kMaxPixels)) {
+        lastError = "a page of " + std::to_string(long(across)) + " x " +
+                    std::to_string(long(down)) + " points would be " + std::to_string(long(w)) +
+                    " x " + std::to_string(long(h)) + " pixels at " + std::to_string(dpi) +
+                    " dpi, more than the " + std::to_string(long(kMaxPixels)) +
+                    " pixels a page may have; choose a lower resolution";
         return false;
+    }
     width = int(w);
     height = int(h);
     return true;
 }
 
 // Black where the grey is below the middle; bits packed for the writers (1 is black).
-std::vector<unsigned char> threshold(const poppler::image &grey, size_t stride)
+void threshold(const poppler::image &grey, size_t stride, std::vector<unsigned char> &bits)
 {
-    std::vector<unsigned char> bits(stride * size_t(grey.height()));
+    bits.assign(stride * size_t(grey.height()), 0);
     const auto *pixels = reinterpret_cast<const unsigned char *>(grey.const_data());
     for (int y = 0; y < grey.height(); ++y) {
         const unsigned char *in = pixels + size_t(grey.bytes_per_row()) * size_t(y);
@@ -137,8 +151,61 @@ std::vector<unsigned char> threshold(const poppler::image &grey, size_t stride)
             if (in[x] < 128)
                 out[x >> 3] |= static_cast<unsigned char>(0x80 >> (x & 7));
     }
-    return bits;
 }
+
+// Renders the page band by band as the writer asks for its rows.
+class Bands {
+public:
+    Bands(poppler::page &page, const Settings &s, int width, int height)
+        : page_(page), s_(s), width_(width), height_(height),
+          rowsPerBand_(int(std::max<size_t>(1, kBandPixels / size_t(width))))
+    {
+        // With both kinds of antialiasing on, the pixels are pdftoppm's at the same resolution.
+        renderer_.set_render_hints(poppler::page_renderer::antialiasing |
+                                   poppler::page_renderer::text_antialiasing);
+        renderer_.set_image_format(s.depth == 24 ? poppler::image::format_rgb24
+                                                 : poppler::image::format_gray8);
+    }
+
+    size_t stride() const { return s_.depth == 1 ? (size_t(width_) + 7) / 8 : stride_; }
+
+    // Renders the band holding row `y` when it is not the current one; false when poppler
+    // could not.
+    bool reach(int y)
+    {
+        if (image_.is_valid() && y >= top_ && y < top_ + image_.height())
+            return true;
+        top_ = y - y % rowsPerBand_;
+        const int rows = std::min(rowsPerBand_, height_ - top_);
+        image_ = renderer_.render_page(&page_, s_.dpi, s_.dpi, 0, top_, width_, rows);
+        if (!image_.is_valid() || image_.width() != width_ || image_.height() != rows)
+            return false;
+        stride_ = size_t(image_.bytes_per_row());
+        if (s_.depth == 1)
+            threshold(image_, stride(), bits_);
+        return true;
+    }
+
+    const unsigned char *row(int y)
+    {
+        if (!reach(y))
+            return nullptr;
+        const size_t offset = stride() * size_t(y - top_);
+        if (s_.depth == 1)
+            return bits_.data() + offset;
+        return reinterpret_cast<const unsigned char *>(image_.const_data()) + offset;
+    }
+
+private:
+    poppler::page &page_;
+    const Settings &s_;
+    int width_, height_, rowsPerBand_;
+    poppler::page_renderer renderer_;
+    poppler::image image_;
+    int top_ = 0;
+    size_t stride_ = 0;
+    std::vector<unsigned char> bits_;
+};
 
 bool writePage(Document &document, const Raster &raster, int page)
 {
@@ -157,7 +224,7 @@ bool writePage(Document &document, const Raster &raster, int page)
             return false;
         return document.book.addPage(raster, s.compression, s.quality);
     }
-    const std::string stem = base + "-" + std::to_string(page);
+    const std::string stem = base + "-" + pw::pages::pageLabel(page, document.pages);
     switch (s.format) {
     case PW_RENDER_PNG:
         return writePng(folder / (stem + ".png"), raster);
@@ -170,40 +237,40 @@ bool writePage(Document &document, const Raster &raster, int page)
 
 int32_t convertPage(Document &document, int32_t page)
 {
-    if (page < 1 || page > document.pages)
+    lastError.clear();
+    if (page < 1 || page > document.pages) {
+        lastError = "no page " + std::to_string(page);
         return PW_MODULE_FAILED;
+    }
     const std::unique_ptr<poppler::page> source(document.pdf->create_page(page - 1));
     const Settings &s = document.settings;
     int width = 0, height = 0;
-    if (!source || !pageSize(*source, s.dpi, width, height))
+    if (!source) {
+        lastError = "page " + std::to_string(page) + " cannot be read";
         return PW_MODULE_FAILED;
-
-    // With both kinds of antialiasing on, the pixels are pdftoppm's at the same resolution.
-    poppler::page_renderer renderer;
-    renderer.set_render_hints(poppler::page_renderer::antialiasing |
-                              poppler::page_renderer::text_antialiasing);
-    renderer.set_image_format(s.depth == 24 ? poppler::image::format_rgb24
-                                            : poppler::image::format_gray8);
-    const poppler::image image =
-        renderer.render_page(source.get(), s.dpi, s.dpi, 0, 0, width, height);
-    if (!image.is_valid() || image.width() != width || image.height() != height)
+    }
+    if (!pageSize(*source, s.dpi, width, height)) {
+        lastError = "page " + std::to_string(page) + ": " + lastError;
         return PW_MODULE_FAILED;
-
+    }
+    // The first band is rendered before any file is made: a page poppler cannot draw leaves
+    // nothing behind.
+    Bands bands(*source, s, width, height);
+    if (!bands.reach(0)) {
+        lastError = "page " + std::to_string(page) + " cannot be rendered";
+        return PW_MODULE_FAILED;
+    }
     Raster raster;
     raster.width = width;
     raster.height = height;
     raster.depth = s.depth;
     raster.dpi = s.dpi;
-    std::vector<unsigned char> bits;
-    if (s.depth == 1) {
-        raster.stride = (size_t(width) + 7) / 8;
-        bits = threshold(image, raster.stride);
-        raster.data = bits.data();
-    } else {
-        raster.stride = size_t(image.bytes_per_row());
-        raster.data = reinterpret_cast<const unsigned char *>(image.const_data());
-    }
-    return writePage(document, raster, page) ? PW_MODULE_OK : PW_MODULE_FAILED;
+    raster.stride = bands.stride();
+    raster.rows = [&bands](int y) { return bands.row(y); };
+    if (writePage(document, raster, page))
+        return PW_MODULE_OK;
+    lastError = "page " + std::to_string(page) + ": the image could not be written";
+    return PW_MODULE_FAILED;
 }
 
 bool setProperty(Settings &s, int32_t property, const char *text, int32_t number)
@@ -274,8 +341,10 @@ int32_t apOpen(const char *path, const char *userPassword, const char *ownerPass
 {
     try {
         silencePoppler();
+        lastError = "cannot be opened";
         if (!path || !isReadableFile(path))
             return PW_RENDER_CANNOT_OPEN;
+        lastError = "cannot be read as a PDF";
         auto document = std::make_shared<Document>();
         document->source = fs::path(path);
         document->pdf.reset(poppler::document::load_from_file(
@@ -283,11 +352,16 @@ int32_t apOpen(const char *path, const char *userPassword, const char *ownerPass
         if (!document->pdf)
             return PW_RENDER_DAMAGED;
         // A locked document answers nothing else: poppler would crash on its page count.
-        if (document->pdf->is_locked())
+        if (document->pdf->is_locked()) {
+            lastError = userPassword && *userPassword ? "the password given does not open it"
+                                                      : "needs a password";
             return PW_RENDER_LOCKED;
+        }
         document->pages = document->pdf->pages();
+        lastError = "no pages";
         if (document->pages < 1)
             return PW_RENDER_NO_PAGES;
+        lastError.clear();
         return addDocument(std::move(document));
     } catch (...) {
         return PW_RENDER_CANNOT_OPEN;
@@ -345,6 +419,11 @@ int32_t apClose(int32_t handle)
     } catch (...) {
         return PW_MODULE_FAILED;
     }
+}
+
+const char *pw_render_last_error(void)
+{
+    return lastError.c_str();
 }
 
 } // extern "C"

@@ -64,6 +64,9 @@ PW_MODULE_EXPORT int32_t apConvertPage(int32_t handle, int32_t page);
 PW_MODULE_EXPORT int32_t apPageCount(int32_t handle);
 /* Finishes a multi-page file and releases the handle. 0, or -1 for an unknown handle. */
 PW_MODULE_EXPORT int32_t apClose(int32_t handle);
+/* Why the last apOpen or apConvertPage on this thread failed, in words for the user; "" after
+   one that succeeded. */
+PW_MODULE_EXPORT const char *pw_render_last_error(void);
 
 #ifdef __cplusplus
 }

@@ -9,8 +9,18 @@
 
 #include <QDir>
 #include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QProcess>
 #include <QStandardPaths>
+#include <QStorageInfo>
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <functional>
+#include <memory>
 
 #include <string>
 #include <vector>
@@ -36,9 +46,32 @@ TEST(PageRangeTest, SelectsPagesAtTheEdges)
     EXPECT_EQ(pagesOfRange("", 0), Pages{});
 }
 
+// The forms qpdf reads, on a document of 5 pages.
+TEST(PageRangeTest, ReadsQpdfsForms)
+{
+    const std::pair<const char *, Pages> cases[] = {{"z", {5}},
+                                                    {"r1", {5}},
+                                                    {"r2-z", {4, 5}},
+                                                    {"5-1", {5, 4, 3, 2, 1}},
+                                                    {"3-1,z", {3, 2, 1, 5}},
+                                                    {"odd", {1, 3, 5}},
+                                                    {"even", {2, 4}},
+                                                    {"2-z:odd", {2, 4}},
+                                                    {"z-1:even", {4, 2}},
+                                                    {"r9-2", {1, 2}},
+                                                    {"9-4", {5, 4}},
+                                                    {"1-3: odd", {1, 3}}};
+    for (const auto &[range, pages] : cases)
+        EXPECT_EQ(pagesOfRange(range, 5), pages) << range;
+    EXPECT_EQ(pw::pages::pageLabel(7, 120), "007");
+    EXPECT_EQ(pw::pages::pageLabel(12, 12), "12");
+    EXPECT_EQ(pw::pages::pageLabel(3, 9), "3");
+}
+
 TEST(PageRangeTest, SelectsNothingFromWhatItCannotRead)
 {
-    for (const char *range : {"a", "3-1", "1--2", "1,,2", "1,", "-", "0,2", "1-2-3", "+1", "1.5"})
+    for (const char *range : {"a", "1--2", "1,,2", "1,", "-", "0,2", "1-2-3", "+1", "1.5", "r0",
+                              "1:odd:even", "1:all", "zz", "r"})
         EXPECT_EQ(pagesOfRange(range, 5), Pages{}) << range;
 }
 
@@ -63,7 +96,30 @@ struct Module {
     decltype(&pw_pages_set_info) setInfo =
         entry<int32_t(const char *, const char *, const char *, pw_module_error *)>(
             "pw_pages_set_info");
+    decltype(&pw_pages_set_password) setPassword =
+        entry<void(const char *)>("pw_pages_set_password");
+    decltype(&pw_pages_describe) describe =
+        entry<int32_t(const char *, char *, size_t)>("pw_pages_describe");
+    decltype(&pw_pages_rotate) rotate =
+        entry<int32_t(const char *, int32_t, const char *, pw_module_error *)>("pw_pages_rotate");
 };
+
+bool hasTools(const QStringList &tools)
+{
+    return std::all_of(tools.begin(), tools.end(), [](const QString &tool) {
+        return !QStandardPaths::findExecutable(tool).isEmpty();
+    });
+}
+
+// Runs a tool and gives its standard output; "" when it is missing or fails.
+QString run(const QString &program, const QStringList &args)
+{
+    QProcess process;
+    process.start(program, args);
+    if (!process.waitForFinished(-1) || process.exitCode() != 0)
+        return {};
+    return QString::fromUtf8(process.readAllStandardOutput());
+}
 
 std::string utf8(const QString &path)
 {
@@ -90,6 +146,47 @@ protected:
                                                std::to_string(i + 1) + ") Tj ET"));
         }
         return sandbox.write(name, rawPdf(bodies));
+    }
+
+    // `count` pages `100 + page` points wide, all sharing one resource dictionary of a font
+    // each: the pages of a merged paper. `contentSize` pads the contents of pages after the
+    // first with that many bytes of no-op operators.
+    QString writeShared(const QString &name, int count, size_t contentSize = 0)
+    {
+        std::string fonts;
+        for (int i = 1; i <= count; ++i)
+            fonts += "/F" + std::to_string(i) + " 3 0 R ";
+        std::vector<std::string> bodies = {"<< /Type /Catalog /Pages 2 0 R >>",
+                                           "", // the tree, once the pages are known
+                                           "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica >>",
+                                           "<< /Font << " + fonts + ">> >>"};
+        std::string kids;
+        for (int i = 1; i <= count; ++i) {
+            const int page = int(bodies.size()) + 1;
+            kids += std::to_string(page) + " 0 R ";
+            std::string text = "BT /F" + std::to_string(i) + " 12 Tf 10 10 Td (Page " +
+                               std::to_string(i) + ") Tj ET\n";
+            if (i > 1)
+                for (std::string pad = "q Q\n"; text.size() < contentSize;)
+                    text += pad;
+            bodies.push_back("<< /Type /Page /Parent 2 0 R /MediaBox [0 0 " +
+                             std::to_string(100 + i) + " 200] /Resources 4 0 R /Contents " +
+                             std::to_string(page + 1) + " 0 R >>");
+            bodies.push_back(pdfStream("", text));
+        }
+        bodies[1] = "<< /Type /Pages /Kids [" + kids + "] /Count " + std::to_string(count) + " >>";
+        return sandbox.write(name, rawPdf(bodies));
+    }
+
+    // Each page's rotation as pdfinfo reads it.
+    static QList<int> rotations(const QString &path)
+    {
+        QList<int> out;
+        const QString info = run("pdfinfo", {"-f", "1", "-l", "999", path});
+        for (const QString &line : info.split('\n'))
+            if (line.startsWith("Page ") && line.contains(" rot:"))
+                out << line.section(':', 1).trimmed().toInt();
+        return out;
     }
 
     int32_t merge(const QString &output, const std::vector<std::pair<QString, const char *>> &parts)
@@ -203,6 +300,12 @@ TEST_F(PdfPagesTest, InfoRoundTripsUnicode)
     EXPECT_TRUE(qpdfChecks(path));
     EXPECT_EQ(QDir(sandbox.path()).entryList(QDir::Files).size(), 1) << "no temporary file left";
 
+    ASSERT_EQ(pdf.setInfo(file.c_str(), "Title", "False", &error), 0) << error.text;
+    std::string described(512, '\0');
+    described.resize(size_t(pdf.describe(file.c_str(), described.data(), described.size())));
+    EXPECT_EQ(described, "Pages\t3\nTitle\tFalse\nSubject\t\nAuthor\tA. Writer\nKeywords\t\n"
+                         "Creator\t\nProducer\t\nCreationDate\t\nModDate\t\n");
+
     EXPECT_EQ(pdf.setInfo(utf8(sandbox.filePath("missing.pdf")).c_str(), "Title", "x", &error), -1);
     EXPECT_EQ(error.number, pw::rte::kFileNotFound);
 }
@@ -228,6 +331,163 @@ TEST_F(PdfPagesTest, DamagedFilesFailWithoutHarm)
     EXPECT_FALSE(QFile::exists(sandbox.filePath("out.pdf")));
     EXPECT_EQ(pdf.setFunction(987654, PW_PAGES_ADD, 0, 0, "x", ""), -1);
     EXPECT_EQ(pdf.close(987654), -1);
+}
+
+// Ranges pick the pages qpdf picks, and turns add up as qpdf's --rotate does.
+TEST_F(PdfPagesTest, RangesAndRotationsReadAsQpdfReadsThem)
+{
+    if (!hasTools({"qpdf", "pdfinfo"}))
+        GTEST_SKIP() << "qpdf or pdfinfo missing";
+    const QString source = writeShared("six.pdf", 6);
+    const QString ours = sandbox.filePath("ours.pdf"), theirs = sandbox.filePath("theirs.pdf");
+    for (const char *range : {"z-1", "r3-z", "1-z:odd", "2-5:even", "5-2,z", "r1"}) {
+        ASSERT_EQ(merge(ours, {{source, range}}), 0) << range << ": " << pdf.lastError();
+        run("qpdf", {"--empty", "--pages", source, range, "--", theirs});
+        EXPECT_EQ(sizes(ours), sizes(theirs)) << range;
+    }
+
+    for (const QString &copy : {ours, theirs})
+        ASSERT_TRUE(QFile::remove(copy) && QFile::copy(source, copy));
+    pw_module_error error{};
+    for (const auto &[angle, range] :
+         std::vector<std::pair<int, const char *>>{{90, "2-z:odd"}, {180, "1"}, {270, "r2-z"}}) {
+        ASSERT_EQ(pdf.rotate(utf8(ours).c_str(), angle, range, &error), 0) << error.text;
+        run("qpdf", {QString("--rotate=+%1:%2").arg(angle).arg(range), "--replace-input", theirs});
+    }
+    EXPECT_EQ(rotations(ours), (QList<int>{180, 90, 0, 90, 270, 0}));
+    EXPECT_EQ(rotations(ours), rotations(theirs));
+    EXPECT_TRUE(qpdfChecks(ours));
+    EXPECT_EQ(pdf.rotate(utf8(ours).c_str(), 45, "", &error), -1);
+    EXPECT_EQ(pdf.rotate(utf8(ours).c_str(), 90, "9", &error), -1);
+    EXPECT_EQ(rotations(ours), (QList<int>{180, 90, 0, 90, 270, 0}));
+    EXPECT_EQ(QDir(sandbox.path()).entryList(QDir::Files | QDir::Hidden).size(), 3)
+        << "no temporary file left";
+}
+
+// Counting and extracting one page read the page tree and that page, never the contents of
+// the pages that share its resources.
+TEST_F(PdfPagesTest, ReadsOnlyThePagesAskedFor)
+{
+    const QString source = writeShared("heavy.pdf", 20, 1 << 20);
+    const auto bytesRead = [] {
+        const QString io = QString::fromUtf8(readFile("/proc/self/io"));
+        return io.section("rchar:", 1).section('\n', 0, 0).trimmed().toLongLong();
+    };
+    const long long before = bytesRead();
+    EXPECT_EQ(pdf.count(utf8(source).c_str()), 20);
+    ASSERT_EQ(split(source, 2, "1", sandbox.filePath("p")), 0) << pdf.lastError();
+    EXPECT_LT(bytesRead() - before, 4 << 20) << "the file has 20 MB of contents";
+
+    // The page keeps the one font it uses of the twenty its resources name.
+    const QByteArray page = readFile(sandbox.filePath("p01.pdf"));
+    EXPECT_TRUE(page.contains("/F1 ")) << page.toStdString();
+    EXPECT_FALSE(page.contains("/F2"));
+    EXPECT_EQ(sizes(sandbox.filePath("p01.pdf")),
+              (std::vector<std::pair<double, double>>{{101, 200}}));
+}
+
+// A join puts each file's bookmarks under one named after the file; bookmarks to pages left
+// out lead nowhere, named destinations are written out.
+TEST_F(PdfPagesTest, JoinKeepsEachFilesOutline)
+{
+    std::vector<std::string> bodies = {
+        "<< /Type /Catalog /Pages 2 0 R /Outlines 3 0 R /Dests 4 0 R >>",
+        "<< /Type /Pages /Kids [7 0 R 9 0 R] /Count 2 >>",
+        "<< /Type /Outlines /First 5 0 R /Last 6 0 R /Count 2 >>",
+        "<< /second [9 0 R /Fit] >>",
+        "<< /Title (One) /Parent 3 0 R /Next 6 0 R /Dest [7 0 R /Fit] >>",
+        "<< /Title (Two) /Parent 3 0 R /Prev 5 0 R /Dest /second >>"};
+    for (int page : {7, 9}) {
+        bodies.push_back("<< /Type /Page /Parent 2 0 R /MediaBox [0 0 200 " +
+                         std::to_string(page * 10) + "] /Contents " + std::to_string(page + 1) +
+                         " 0 R >>");
+        bodies.push_back(pdfStream("", "0 0 10 10 re f"));
+    }
+    const QString outlined = sandbox.write("outlined.pdf", rawPdf(bodies));
+    const QString again = sandbox.write("again.pdf", rawPdf(bodies));
+    const QString joined = sandbox.filePath("joined.pdf");
+    ASSERT_EQ(merge(joined, {{outlined, ""}, {writeSource("plain.pdf"), ""}, {again, "2"}}), 0);
+    EXPECT_TRUE(qpdfChecks(joined));
+
+    if (!hasTools({"qpdf"}))
+        GTEST_SKIP() << "qpdf missing";
+    const QString json = run("qpdf", {"--json=2", "--json-key=outlines", joined});
+    // title -> page (0: none), depth first.
+    QStringList found;
+    std::function<void(const QJsonArray &, int)> walk = [&](const QJsonArray &items, int depth) {
+        for (const QJsonValue &item : items) {
+            const QJsonObject o = item.toObject();
+            found << QString("%1%2 %3")
+                         .arg(QString(depth, '.'), o["title"].toString())
+                         .arg(o["destpageposfrom1"].toInt());
+            walk(o["kids"].toArray(), depth + 1);
+        }
+    };
+    walk(QJsonDocument::fromJson(json.toUtf8()).object()["outlines"].toArray(), 0);
+    EXPECT_EQ(found, (QStringList{"outlined.pdf 1", ".One 1", ".Two 2", "again.pdf 6", ".One 0",
+                                  ".Two 6"}));
+}
+
+TEST_F(PdfPagesTest, EncryptedFilesOpenWithTheirPassword)
+{
+    if (!hasTools({"qpdf", "pdftotext"}))
+        GTEST_SKIP() << "qpdf or pdftotext missing";
+    const QString locked = sandbox.filePath("locked.pdf");
+    run("qpdf", {"--encrypt", "secret", "owner", "256", "--", writeSource("plain.pdf"), locked});
+    const std::string file = utf8(locked);
+    EXPECT_EQ(pdf.count(file.c_str()), -1);
+    EXPECT_STREQ(pdf.lastError(), "needs a password");
+    pdf.setPassword("wrong");
+    EXPECT_EQ(pdf.count(file.c_str()), -1);
+    EXPECT_STREQ(pdf.lastError(), "the password given does not open it");
+    pdf.setPassword("secret");
+    EXPECT_EQ(pdf.count(file.c_str()), 3);
+    EXPECT_EQ(split(locked, 2, "z", sandbox.filePath("s")), 0) << pdf.lastError();
+    pdf.setPassword("");
+    EXPECT_EQ(pdf.count(utf8(sandbox.filePath("s3.pdf")).c_str()), 1) << "written unencrypted";
+    EXPECT_TRUE(text(sandbox.filePath("s3.pdf")).contains("Words of page 3"));
+}
+
+// On a disk filled to every level, each writer leaves the old file as it was or a whole new
+// one, and no temporary file.
+TEST_F(PdfPagesTest, AFullDiskNeverCostsAFile)
+{
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "mounting a small disk needs root";
+    const QString disk = sandbox.mkdir("disk");
+    if (QProcess::execute("mount", {"-t", "tmpfs", "-o", "size=160k", "tmpfs", disk}) != 0)
+        GTEST_SKIP() << "cannot mount a tmpfs here";
+    const std::unique_ptr<const QString, void (*)(const QString *)> unmount(
+        &disk, [](const QString *d) { QProcess::execute("umount", {*d}); });
+    const QByteArray original = readFile(writeShared("source.pdf", 12, 2000));
+    const QString doc = disk + "/doc.pdf", out = disk + "/out.pdf";
+    const std::string title(3000, 'T');
+    for (qint64 level = 0; level <= 48 * 1024; level += 4096) {
+        for (const QString &name : QDir(disk).entryList(QDir::Files | QDir::Hidden))
+            QFile::remove(disk + "/" + name);
+        sandbox.write("disk/doc.pdf", original);
+        sandbox.write("disk/out.pdf", "old");
+        QFile filler(disk + "/filler");
+        ASSERT_TRUE(filler.open(QIODevice::WriteOnly));
+        const qint64 free = QStorageInfo(disk).bytesAvailable();
+        filler.write(QByteArray(int(std::max<qint64>(0, free - level)), 'x'));
+        filler.close();
+
+        pw_module_error error{};
+        if (pdf.setInfo(utf8(doc).c_str(), "Title", title.c_str(), &error) == 0)
+            EXPECT_TRUE(qpdfChecks(doc)) << level;
+        else
+            EXPECT_EQ(readFile(doc), original) << level << ": " << error.text;
+        if (merge(out, {{doc, ""}}) == 0)
+            EXPECT_TRUE(qpdfChecks(out)) << level;
+        else
+            EXPECT_EQ(readFile(out), "old") << level;
+        split(doc, 1, "", disk + "/p");
+        for (const QString &name : QDir(disk).entryList({"p*.pdf"}, QDir::Files))
+            EXPECT_TRUE(qpdfChecks(disk + "/" + name)) << level << " " << name.toStdString();
+        for (const QString &name : QDir(disk).entryList(QDir::Files | QDir::Hidden))
+            EXPECT_FALSE(name.startsWith('.')) << level << " " << name.toStdString();
+    }
 }
 
 class PdfPagesCorpusTest : public PdfPagesTest {};

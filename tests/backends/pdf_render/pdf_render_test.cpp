@@ -89,8 +89,10 @@ TEST_F(PdfRenderTest, PixelsEqualPdftoppm)
         QString pdf;
         int dpi, depth;
     };
+    // At 600 dpi the page takes two bands.
     std::vector<Case> cases = {{sandbox.write("drawn.pdf", drawnPdf(1)), 150, 24},
-                               {sandbox.filePath("drawn.pdf"), 97, 8}};
+                               {sandbox.filePath("drawn.pdf"), 97, 8},
+                               {sandbox.filePath("drawn.pdf"), 600, 24}};
     if (!corpusDir().isEmpty())
         cases.push_back({corpusDir() + "/pdfs/pdfjs__tracemonkey.pdf", 72, 24});
     for (const Case &c : cases) {
@@ -106,6 +108,22 @@ TEST_F(PdfRenderTest, PixelsEqualPdftoppm)
         EXPECT_EQ(ours.format(), c.depth == 8 ? QImage::Format_Grayscale8 : QImage::Format_RGB32);
         EXPECT_EQ(ours.convertToFormat(expected.format()), expected) << c.pdf.toStdString();
     }
+}
+
+// A page larger than any image a viewer opens is refused before a pixel is drawn, saying why.
+TEST_F(PdfRenderTest, RefusesPagesBeyondTheLimitWithTheReason)
+{
+    const QString poster = sandbox.write(
+        "poster.pdf",
+        rawPdf({"<< /Type /Catalog /Pages 2 0 R >>", "<< /Type /Pages /Kids [3 0 R] /Count 1 >>",
+                "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 14400 14400] >>"}));
+    const int32_t handle = openFor(poster, sandbox.filePath("out"), {{PW_RENDER_RESOLUTION, 300}});
+    EXPECT_EQ(convert(handle, 1), -1);
+    const std::string why = entry<decltype(&pw_render_last_error)>("pw_render_last_error")();
+    EXPECT_NE(why.find("60000 x 60000 pixels at 300 dpi"), std::string::npos) << why;
+    EXPECT_NE(why.find("choose a lower resolution"), std::string::npos) << why;
+    EXPECT_EQ(close(handle), 0);
+    EXPECT_FALSE(QFileInfo::exists(sandbox.filePath("out/poster-1.png")));
 }
 
 // What a caller learns from apOpen, and that damaged files leave nothing on stderr.
