@@ -164,6 +164,10 @@ int renderPages(Context &c)
         return 2;
     }
     const QString resolution = c.line.value("--resolution", "150");
+    if (const int dpi = resolution.toInt(); dpi < 1 || dpi > 2400) {
+        c.err("--resolution takes 1 to 2400 dots per inch.");
+        return 2;
+    }
     const auto [number, extension] = format->second;
     ApPdfToImage binding(c.ui);
     binding.setPassword(c.line.value("--password"));
@@ -431,6 +435,37 @@ int tiffJoin(Context &c)
     return 1;
 }
 
+// tiff-append: the first file takes the others, in the order given, all of them or none. Every
+// input and the position are checked before anything is written; several inputs are joined
+// first, so that the target is replaced once.
+int tiffAppend(Context &c, TiffPdfCommands &commands, int16_t at)
+{
+    const QString target = c.line.files.takeFirst();
+    TiffMergeSplit tiff;
+    const auto refuse = [&](const QString &file, const QString &why) {
+        c.err("pagewright-batch: " + file + ": " + why);
+        return 1;
+    };
+    const int pages = tiff.PageCount(target);
+    if (pages <= 0)
+        return refuse(target, tiff.lastError().isEmpty() ? "not a TIFF file" : tiff.lastError());
+    if (at != PastTheEnd && at > pages)
+        return refuse(target, QString("has %1 pages; --at takes 0 to %1").arg(pages));
+    for (const QString &file : c.line.files)
+        if (tiff.PageCount(file) <= 0)
+            return refuse(file, tiff.lastError().isEmpty() ? "not a TIFF file" : tiff.lastError());
+    QString joined = c.line.files.first();
+    QTemporaryDir scratch;
+    if (c.line.files.size() > 1) {
+        joined = scratch.filePath("joined.tif");
+        if (!scratch.isValid() || !tiff.MergeTIFFs(c.line.files, joined))
+            return refuse(target, tiff.lastError());
+    }
+    if (commands.AppendFileTiffFile(target, joined, at))
+        return 0;
+    return refuse(target, commands.LastError());
+}
+
 int tiffCommand(Context &c, const QString &command)
 {
     TiffPdfCommands commands = commandsFor(c.ui);
@@ -456,10 +491,11 @@ int tiffCommand(Context &c, const QString &command)
             [&](const QString &file) {
                 if (!ranged)
                     return commands.ExtractAllTIFFpages(file, output);
-                // Pages past the end are skipped, as in a PDF page range.
+                // Pages past the end are skipped, as in a PDF page range; --first alone runs
+                // to the last page.
                 const int pages = TiffMergeSplit().PageCount(file);
-                const int16_t last = static_cast<int16_t>(
-                    std::min(pages, int(page("--last", c.line.has("--first") ? first : pages))));
+                const int16_t last =
+                    static_cast<int16_t>(std::min(pages, int(page("--last", pages))));
                 return commands.ExtractTIFFpagesbyRange(file, first, last, output);
             },
             reason);
@@ -470,20 +506,7 @@ int tiffCommand(Context &c, const QString &command)
             [&](const QString &file) { return commands.DeleteTiffPage(file, page("--page", 0)); },
             reason);
     }
-    // tiff-append: the first file takes the others, in the order given.
-    const QString target = c.line.files.takeFirst();
-    int16_t at = page("--at", PastTheEnd);
-    return eachFile(
-        c,
-        [&](const QString &file) {
-            if (!commands.AppendFileTiffFile(target, file, at))
-                return false;
-            if (at != PastTheEnd)
-                at = static_cast<int16_t>(
-                    std::min<int>(PastTheEnd, at + TiffMergeSplit().PageCount(file)));
-            return true;
-        },
-        reason);
+    return tiffAppend(c, commands, page("--at", PastTheEnd));
 }
 
 struct Command {
