@@ -108,8 +108,13 @@ while IFS= read -r -d '' image; do
     if ! qpdf --check "$pdf" >/dev/null 2>&1; then
         echo "no sound PDF for $relative" && failed=1 && continue
     fi
-    [[ $(content "$pdf") == $(content "$work/ref_out/src/${relative%.*}.pdf") ]] ||
-        { echo "differs from the uninterrupted run: $relative" && failed=1; }
+    if [[ $(content "$pdf") != $(content "$work/ref_out/src/${relative%.*}.pdf") ]]; then
+        echo "differs from the uninterrupted run: $relative"
+        diff <(qpdf --qdf --static-id "$pdf" - | grep -av 'CreationDate\|ModDate\|/ID') \
+            <(qpdf --qdf --static-id "$work/ref_out/src/${relative%.*}.pdf" - |
+                grep -av 'CreationDate\|ModDate\|/ID') | head -c 1500
+        failed=1
+    fi
 done < <(find "$work/src" -type f -print0)
 leftovers=$(find "$work/out" -mindepth 1 \( -name '.*' -o -type f ! -name '*.pdf' \) | wc -l)
 [[ $leftovers == 0 ]] || { echo "temporary files left in the output tree" && failed=1; }

@@ -145,7 +145,10 @@ void OutputFile::linkIntoPlace()
 
 void OutputFile::renameIntoPlace()
 {
-    // Closed first: a network file system reports a failed write only then.
+    // Closed first: a network file system reports a failed write only then. Closing lets go of
+    // the stand-in's lock, so no other writer of this process may tidy the folder until the
+    // stand-in has its name.
+    const std::lock_guard hold(standInsLock());
     if (::close(std::exchange(fd_, -1)) != 0 || ::rename(named_.c_str(), target_.c_str()) != 0)
         placeFailed();
     named_.clear();
