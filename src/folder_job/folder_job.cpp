@@ -42,24 +42,19 @@ const QString Stop = "Sto&p";
 const QString Unfinished = "NOT FINISHED";
 const QString Finished = "FINISHED";
 
-// `path` made absolute, with ".", ".." and links resolved as far as it exists; the rest, which
-// a conversion would create as plain folders, is taken as it reads.
+// `path` made absolute, with ".", ".." and links resolved wherever it exists; a part that does
+// not exist yet, which a conversion would create as a plain folder, is taken as it reads.
 QString resolvedPath(const QString &path)
 {
     QString resolved = "/";
-    bool existing = true;
     for (const QString &part :
          QDir::current().absoluteFilePath(path).split('/', Qt::SkipEmptyParts)) {
         if (part == ".")
             continue;
-        if (part == "..") {
-            resolved = QDir::cleanPath(resolved + "/..");
-            continue;
-        }
-        const QString next = ValidateDir(resolved) + part;
+        const QString next =
+            part == ".." ? QDir::cleanPath(resolved + "/..") : ValidateDir(resolved) + part;
         char real[PATH_MAX];
-        existing = existing && ::realpath(EncodeFileName(next).constData(), real) != nullptr;
-        resolved = existing ? DecodeFileName(real) : next;
+        resolved = ::realpath(EncodeFileName(next).constData(), real) ? DecodeFileName(real) : next;
     }
     return resolved;
 }
