@@ -333,6 +333,7 @@ TEST_F(FolderJobEdges, TargetsOutsideTheOutputAreNeverWritten)
 {
     // Folders named ".in." under a source typed as "in" become ".." when the source's text is
     // taken out of their path.
+    const QString before = QDir::currentPath();
     QDir::setCurrent(box.path());
     QString deep = "in";
     for (int i = 0; i < 8; ++i)
@@ -345,7 +346,13 @@ TEST_F(FolderJobEdges, TargetsOutsideTheOutputAreNeverWritten)
     job.cmdOk_Click();
     EXPECT_TRUE(view.log.contains("evil.png.....Unable to Create Folder"))
         << view.log.toStdString();
-    EXPECT_TRUE(pdfsBelow("/").filter("evil.pdf").isEmpty());
+    // Where the name alone would have put it, outside the output and the sandbox.
+    const QString climbed = QDir::cleanPath(
+        CloneTargetFolder(box.filePath(deep), view.output, "in", view.output) + "/evil.pdf");
+    EXPECT_FALSE(climbed.startsWith(box.path())) << climbed.toStdString();
+    EXPECT_FALSE(QFile::exists(climbed));
+    EXPECT_TRUE(pdfsBelow(box.path()).filter("evil.pdf").isEmpty());
+    QDir::setCurrent(before);
     EXPECT_TRUE(logText().contains("evil.pdf is outside " + box.filePath("out")));
 
     // A list edited to point elsewhere is refused the same way on a resume.
