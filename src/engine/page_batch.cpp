@@ -61,7 +61,7 @@ int eachFile(Context &c, const std::function<bool(const QString &)> &one,
         if (one(file))
             continue;
         const QString reason = why ? why() : QString();
-        c.err(reason.isEmpty() ? file : file + ": " + reason);
+        c.err(file + ": " + (reason.isEmpty() ? "not done" : reason));
         ++failed;
     }
     return failed ? 1 : 0;
@@ -443,7 +443,7 @@ int tiffAppend(Context &c, TiffPdfCommands &commands, int16_t at)
     const QString target = c.line.files.takeFirst();
     TiffMergeSplit tiff;
     const auto refuse = [&](const QString &file, const QString &why) {
-        c.err("pagewright-batch: " + file + ": " + why);
+        c.err(file + ": " + why);
         return 1;
     };
     const int pages = tiff.PageCount(target);
@@ -533,6 +533,27 @@ const std::map<QString, Command> &commandTable()
     return table;
 }
 
+// Why the inputs cannot share one output folder, "" when they can: the commands that put each
+// file's pages under its name would mix the pages of two files of one name (a/report.pdf and
+// b/report.pdf), and the second would overwrite the first's.
+QString sharedOutputFolder(const Context &c, const QString &command)
+{
+    static const QStringList perInput = {"render", "split", "extract", "tiff-split",
+                                         "tiff-extract"};
+    if (!perInput.contains(command))
+        return {};
+    std::map<QString, QString> taken; // output folder -> the input whose pages go there
+    for (const QString &file : c.line.files) {
+        const QString folder = FolderNamedAfter(file, c.line.value("-o"));
+        const QString real = QFileInfo(file).absoluteFilePath();
+        const auto [first, added] = taken.emplace(folder, real);
+        if (!added && first->second != real)
+            return file + ": its pages would go to " + folder + " with those of " +
+                   first->second + "; give them separate runs or output folders";
+    }
+    return {};
+}
+
 } // namespace
 
 bool IsBatchPageCommand(const QString &command)
@@ -580,7 +601,9 @@ int RunBatchPageCommand(UiServices &ui, const QStringList &args, const Sink &out
 {
     const QString name = args.value(0);
     const Command &command = commandTable().at(name);
-    Context c{ui, ParseCommandLine(args.mid(1), command.valued, {}), out, err};
+    // Every complaint starts with the program's name, as its neighbours' do.
+    const Sink complain = [&err](const QString &line) { err("pagewright-batch: " + line); };
+    Context c{ui, ParseCommandLine(args.mid(1), command.valued, {}), out, complain};
     for (const QString &option : command.required) {
         if (c.line.error.isEmpty() && !c.line.has(option))
             c.line.error = "The " + name + " command needs " + option + ".";
@@ -592,14 +615,20 @@ int RunBatchPageCommand(UiServices &ui, const QStringList &args, const Sink &out
     for (const char *page : {"--page", "--first", "--last"})
         if (c.line.error.isEmpty() && c.line.has(page) && c.line.number(page, 1) < 1)
             c.line.error = QString("%1 takes a page number from 1.").arg(page);
+    // The TIFF page commands number pages as the TIFF page-number tag does, in 16 bits.
+    for (const char *page : {"--page", "--first", "--last", "--at"})
+        if (c.line.error.isEmpty() && name.startsWith("tiff-") && c.line.number(page, 0) > 32767)
+            c.line.error = QString("%1 takes a TIFF page number up to 32767.").arg(page);
     if (c.line.error.isEmpty() && c.line.files.size() < command.minimumFiles)
         c.line.error = "The " + name + " command needs " + QString::number(command.minimumFiles) +
                        (command.minimumFiles > 1 ? " files." : " file.");
+    if (c.line.error.isEmpty())
+        c.line.error = sharedOutputFolder(c, name);
     if (c.line.error.isEmpty() && c.line.has("-o") && name != "join" && name != "tiff-join" &&
         !QDir().mkpath(c.line.value("-o")))
         c.line.error = "Cannot create the output folder " + c.line.value("-o");
     if (!c.line.error.isEmpty()) {
-        err(c.line.error);
+        c.err(c.line.error);
         return 2;
     }
     if (name == "tiff-join")

@@ -67,6 +67,7 @@ struct BmpHeader {
         height = int(std::abs(int64_t(h)));
         if (width <= 0 || height <= 0 || int64_t(width) * height > (int64_t(1) << 31))
             throw v.fail("bad image size");
+        checkPageSize("BMP", uint64_t(width), uint64_t(height));
         size_t at = 14 + headerSize;
         readMasks(v, at);
         readPalette(v, at, core ? 3 : 4);

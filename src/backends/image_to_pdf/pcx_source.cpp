@@ -20,6 +20,7 @@ struct PcxHeader {
     {
         if (v.u8(0) != 0x0A || encoding > 1 || width <= 0 || height <= 0 || planes == 0)
             throw v.fail("not a PCX page");
+        checkPageSize("PCX", uint64_t(width), uint64_t(height));
         if (size_t(lineBytes) * 8 < size_t(width) * size_t(bits))
             throw v.fail("lines shorter than the picture");
         const bool known = (bits == 1 && planes <= 4) || (bits == 2 && planes == 1) ||

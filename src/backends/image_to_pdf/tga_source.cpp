@@ -76,6 +76,7 @@ public:
         const bool typeOk = h_.kind() >= 1 && h_.kind() <= 3 && (h_.type & ~8) == h_.kind();
         if (!typeOk || h_.width == 0 || h_.height == 0)
             throw b_.fail("unsupported image type");
+        checkPageSize("TGA", h_.width, h_.height);
         const bool mapped = h_.kind() == 1;
         const bool depthOk = mapped           ? (h_.pixelBits == 8 || h_.pixelBits == 16)
                              : h_.kind() == 3 ? (h_.pixelBits == 8 || h_.pixelBits == 16)

@@ -117,6 +117,7 @@ public:
         if (!TIFFGetField(t_, TIFFTAG_IMAGEWIDTH, &width_) ||
             !TIFFGetField(t_, TIFFTAG_IMAGELENGTH, &height_) || width_ == 0 || height_ == 0)
             throw invalidFormat("TIFF: a page without size");
+        checkPageSize("TIFF", width_, height_);
         TIFFGetFieldDefaulted(t_, TIFFTAG_BITSPERSAMPLE, &bps_);
         TIFFGetFieldDefaulted(t_, TIFFTAG_SAMPLESPERPIXEL, &spp_);
         TIFFGetFieldDefaulted(t_, TIFFTAG_COMPRESSION, &compression_);

@@ -628,6 +628,49 @@ QByteArray psdOfWidth(uint32_t width)
            QByteArray("\0\x08\0\x03", 4) + QByteArray(12, '\0') + QByteArray(2 + 64, '\0');
 }
 
+// Little-endian fields, as the BMP, PCX, TGA and TIFF headers below store them.
+QByteArray le(std::initializer_list<std::pair<uint32_t, int>> fields)
+{
+    QByteArray bytes;
+    for (const auto &[value, size] : fields)
+        for (int i = 0; i < size; ++i)
+            bytes += char(value >> (8 * i));
+    return bytes;
+}
+
+// Headers of a `side` x `side` picture in the formats our own readers decode, with a few
+// bytes of data behind them.
+QByteArray bmpOfSide(uint32_t side)
+{
+    return "BM" + le({{0, 4}, {0, 4}, {54, 4}, {40, 4}, {side, 4}, {side, 4}, {1, 2}, {24, 2}}) +
+           QByteArray(24 + 64, '\0');
+}
+
+QByteArray tgaOfSide(uint16_t side)
+{
+    return le({{0, 1}, {0, 1}, {2, 1}, {0, 5}, {0, 4}, {side, 2}, {side, 2}, {24, 1}, {0, 1}}) +
+           QByteArray(64, '\0');
+}
+
+QByteArray pcxOfSide(uint16_t side)
+{
+    const QByteArray head = le({{0x0A, 1}, {5, 1}, {1, 1}, {8, 1}, {0, 4}, {side - 1u, 2},
+                                {side - 1u, 2}, {300, 2}, {300, 2}});
+    return head + QByteArray(65 - head.size(), '\0') + le({{1, 1}, {side, 2}}) +
+           QByteArray(128 - 68 + 64, '\0');
+}
+
+QByteArray tiffOfSide(uint32_t side)
+{
+    QByteArray ifd = le({{8, 2}});
+    // Width, length, 8 bits, no compression, grey, one strip at 8 + IFD, all rows, its bytes.
+    const uint32_t tags[][3] = {{256, 4, side}, {257, 4, side}, {258, 3, 8},   {259, 3, 1},
+                                {262, 3, 1},    {273, 4, 110},  {278, 4, side}, {279, 4, 64}};
+    for (const auto &tag : tags)
+        ifd += le({{tag[0], 2}, {tag[1], 2}, {1, 4}, {tag[2], 4}});
+    return QByteArray("II*\0", 4) + le({{8, 4}}) + ifd + le({{0, 4}}) + QByteArray(64, '\0');
+}
+
 // The address space of this process limited to what it has plus `extra` bytes.
 void limitAddressSpace(uint64_t extra)
 {
@@ -671,6 +714,10 @@ TEST(HostileFiles, RefusedBeforeTheyCostMemory)
         {"narrow_uncut.psd", psdOfWidth(30000), 321, "cut short"},
         {"bomb.gif", gifOfPixels(10, 10, 1, 30000), 321, "larger than its data"},
         {"frames.gif", gifOfPixels(4000, 4000, 300), 7, "300 frames .* over the limit"},
+        {"wide.bmp", bmpOfSide(40000), 7, "over the limit"},
+        {"wide.tga", tgaOfSide(65535), 7, "over the limit"},
+        {"wide.pcx", pcxOfSide(65535), 7, "over the limit"},
+        {"wide.tif", tiffOfSide(100000), 7, "over the limit"},
     };
     const std::string pdf = box.filePath("out.pdf").toStdString();
     for (const auto &row : rows) {
