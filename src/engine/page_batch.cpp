@@ -548,8 +548,8 @@ QString sharedOutputFolder(const Context &c, const QString &command)
         const QString real = QFileInfo(file).absoluteFilePath();
         const auto [first, added] = taken.emplace(folder, real);
         if (!added && first->second != real)
-            return file + ": its pages would go to " + folder + " with those of " +
-                   first->second + "; give them separate runs or output folders";
+            return file + ": its pages would go to " + folder + " with those of " + first->second +
+                   "; give them separate runs or output folders";
     }
     return {};
 }

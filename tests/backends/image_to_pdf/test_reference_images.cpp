@@ -654,8 +654,15 @@ QByteArray tgaOfSide(uint16_t side)
 
 QByteArray pcxOfSide(uint16_t side)
 {
-    const QByteArray head = le({{0x0A, 1}, {5, 1}, {1, 1}, {8, 1}, {0, 4}, {side - 1u, 2},
-                                {side - 1u, 2}, {300, 2}, {300, 2}});
+    const QByteArray head = le({{0x0A, 1},
+                                {5, 1},
+                                {1, 1},
+                                {8, 1},
+                                {0, 4},
+                                {side - 1u, 2},
+                                {side - 1u, 2},
+                                {300, 2},
+                                {300, 2}});
     return head + QByteArray(65 - head.size(), '\0') + le({{1, 1}, {side, 2}}) +
            QByteArray(128 - 68 + 64, '\0');
 }
@@ -664,7 +671,7 @@ QByteArray tiffOfSide(uint32_t side)
 {
     QByteArray ifd = le({{8, 2}});
     // Width, length, 8 bits, no compression, grey, one strip at 8 + IFD, all rows, its bytes.
-    const uint32_t tags[][3] = {{256, 4, side}, {257, 4, side}, {258, 3, 8},   {259, 3, 1},
+    const uint32_t tags[][3] = {{256, 4, side}, {257, 4, side}, {258, 3, 8},    {259, 3, 1},
                                 {262, 3, 1},    {273, 4, 110},  {278, 4, side}, {279, 4, 64}};
     for (const auto &tag : tags)
         ifd += le({{tag[0], 2}, {tag[1], 2}, {1, 4}, {tag[2], 4}});
