@@ -84,6 +84,11 @@ void readWithModule(const char *module, const char *entry, const std::string &pa
     const auto read = reinterpret_cast<magick::Read>(moduleSymbol(module, entry));
     if (!read)
         throw invalidFormat(format + ": the reader for this format is not installed");
+    // Only the general reader has a limit to be told; the metafile player bounds its own
+    // raster.
+    if (const auto limit =
+            reinterpret_cast<magick::LimitPixels>(moduleSymbol(module, magick::kLimitPixels)))
+        limit(maxPagePixels());
     const std::vector<uint8_t> data = readWholeFile(path);
     Reading reading{sink, {}};
     pw_module_error error{};

@@ -258,6 +258,9 @@ void readPages(const uint8_t *data, size_t size, const std::string &format, bool
             quiet.emplace();
         images.reset(::BlobToImage(info.get(), data, size, &e.info));
     }
+    // A page over the pixel limit is refused for its size, as our own readers refuse one.
+    if (!images && e.info.severity == ::ResourceLimitError)
+        throw pw::failure(pw::rte::kOutOfMemory, format + ": " + e.text());
     if (!images)
         throw invalidFormat(format + ": " + e.text());
     if (e.info.severity >= ::ErrorException && images->columns == 0)
@@ -286,6 +289,12 @@ void readPages(const uint8_t *data, size_t size, const std::string &format, bool
 }
 
 } // namespace
+
+extern "C" void pw_magick_limit_pixels(uint64_t pixels)
+{
+    initialiseMagick();
+    ::SetMagickResourceLimit(::PixelsResource, magick_int64_t(pixels));
+}
 
 extern "C" int32_t pw_read_with_magick(const uint8_t *data, size_t size, const char *format,
                                        int32_t first_only, pw_magick_page_fn on_page, void *context,

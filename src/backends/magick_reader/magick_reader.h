@@ -53,6 +53,10 @@ PW_MODULE_EXPORT int32_t pw_read_with_magick(const uint8_t *data, size_t size, c
                                              int32_t first_only, pw_magick_page_fn on_page,
                                              void *context, pw_module_error *error);
 
+/* The most pixels a page may have; a larger one is refused before its pixels are allocated.
+   Holds for every later reading in the process. */
+PW_MODULE_EXPORT void pw_magick_limit_pixels(uint64_t pixels);
+
 #ifdef __cplusplus
 }
 
@@ -61,6 +65,8 @@ namespace pw::magick {
 inline constexpr char kModule[] = "pw_magick_reader.so";
 inline constexpr char kRead[] = "pw_read_with_magick";
 using Read = decltype(&pw_read_with_magick);
+inline constexpr char kLimitPixels[] = "pw_magick_limit_pixels";
+using LimitPixels = decltype(&pw_magick_limit_pixels);
 
 } // namespace pw::magick
 #endif

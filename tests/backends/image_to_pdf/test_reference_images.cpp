@@ -725,6 +725,7 @@ TEST(HostileFiles, RefusedBeforeTheyCostMemory)
         {"wide.tga", tgaOfSide(65535), 7, "over the limit"},
         {"wide.pcx", pcxOfSide(65535), 7, "over the limit"},
         {"wide.tif", tiffOfSide(100000), 7, "over the limit"},
+        {"wide.pgm", "P5 60000 60000 255\n" + QByteArray(64, '\0'), 7, "pixel limit"},
     };
     const std::string pdf = box.filePath("out.pdf").toStdString();
     for (const auto &row : rows) {
