@@ -544,6 +544,9 @@ QString sharedOutputFolder(const Context &c, const QString &command)
         return {};
     std::map<QString, QString> taken; // output folder -> the input whose pages go there
     for (const QString &file : c.line.files) {
+        // A name that cannot name a folder is refused on its own, later.
+        if (!folderNameProblem(file).isEmpty())
+            continue;
         const QString folder = FolderNamedAfter(file, c.line.value("-o"));
         const QString real = QFileInfo(file).absoluteFilePath();
         const auto [first, added] = taken.emplace(folder, real);

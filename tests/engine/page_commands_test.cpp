@@ -295,8 +295,14 @@ PageRun pageCommand(const QStringList &args)
 {
     PageRun r;
     RecordingUi ui;
+    // Every complaint names the program first; the cases below compare what follows.
+    const QString program = "pagewright-batch: ";
     r.status = RunBatchPageCommand(
-        ui, args, [&](const QString &l) { r.out << l; }, [&](const QString &l) { r.err << l; });
+        ui, args, [&](const QString &l) { r.out << l; },
+        [&](const QString &l) {
+            EXPECT_TRUE(l.startsWith(program)) << l.toStdString();
+            r.err << l.mid(program.size());
+        });
     return r;
 }
 
@@ -471,4 +477,16 @@ TEST_F(Bindings, PageCommandsSayWhatWentWrong)
     EXPECT_FALSE(QFileInfo::exists(box.filePath("j.pdf")));
     run = pageCommand({"rotate", "--angle", "90", "--range", "7", report});
     EXPECT_EQ(run.err, QStringList{report + ": no page in the range 7"});
+    // Two inputs of one name would put their pages into one folder: refused before anything
+    // is made.
+    const QString twin = box.write("b/report.pdf", readFile(report));
+    for (const char *command : {"render", "split", "tiff-extract"}) {
+        run = pageCommand({command, "-o", box.filePath("twins"), report, twin});
+        EXPECT_EQ(run.status, 2) << command;
+        ASSERT_EQ(run.err.size(), 1) << command;
+        EXPECT_TRUE(run.err[0].startsWith(twin + ": its pages would go to")) << command;
+        EXPECT_FALSE(QFileInfo::exists(box.filePath("twins"))) << command;
+    }
+    run = pageCommand({"tiff-delete", "--page", "40000", "a.tif"});
+    EXPECT_EQ(run.err, QStringList{"--page takes a TIFF page number up to 32767."});
 }
