@@ -1,3 +1,4 @@
+#include "conversion_dialogs/logic/batch_rename.h"
 #include "conversion_dialogs/logic/rename_by_pages.h"
 
 #include "core/failure_log.h"
@@ -5,6 +6,7 @@
 #include "grid/flex_grid_model.h"
 
 #include "sandbox.h"
+#include "test_context.h"
 
 #include <gtest/gtest.h>
 
@@ -166,4 +168,25 @@ TEST_F(RenameRun, ApplyRenamesAndListsWhatItLeft)
                     .contains("in procedure RenameFile at Line No. "));
     // The grid keeps the old names: a second run finds none of the renamed files.
     EXPECT_TRUE(list.Apply()->notFound.contains(box.filePath("a.tif")));
+}
+
+// The command line names each file it leaves alone with the reason, after the program's name.
+TEST(RenameCommand, EveryFileLeftAloneIsNamedWithTheReason)
+{
+    SandboxDir box;
+    TestContext test(box);
+    box.write("note.txt", "x");
+    box.write("junk.pdf", "not a PDF");
+    QStringList err;
+    const auto run = [&](const QStringList &files) {
+        err.clear();
+        return RunBatchRename(
+            test.context, QStringList{"rename-by-pages", "--prefix"} + files,
+            [](const QString &) {}, [&](const QString &line) { err << line; });
+    };
+    EXPECT_EQ(run({box.filePath("note.txt"), box.filePath("junk.pdf")}), 1);
+    EXPECT_EQ(err, (QStringList{"pagewright-batch: " + box.filePath("note.txt") +
+                                    ": not a PDF or TIFF file",
+                                "pagewright-batch: " + box.filePath("junk.pdf") +
+                                    ": its pages cannot be counted"}));
 }

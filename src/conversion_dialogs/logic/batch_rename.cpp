@@ -94,12 +94,20 @@ int RunBatchRename(AppContext &context, const QStringList &args,
     list.InitFiles();
     list.FillGrid(rows);
     list.Preview(pattern);
+    const auto complain = [&err](const QString &file, const QString &why) {
+        err("pagewright-batch: " + file + ": " + why);
+    };
     int failed = 0;
     for (int row = 1; row < grid.rows(); ++row) {
         const QString &file = line.files[row - 1];
         const QString name = grid.text(row, list.newNameColumn());
-        if (rows[size_t(row - 1)].PageCount() <= 0 || name.isEmpty()) {
-            err(file);
+        const bool counted = rows[size_t(row - 1)].PageCount() > 0;
+        if (!counted || name.isEmpty()) {
+            complain(file, !counted && PageKindOf(QFileInfo(file).fileName().toStdString()) ==
+                                           PageKind::None
+                               ? "not a PDF or TIFF file"
+                           : !counted ? "its pages cannot be counted"
+                                      : "the pattern gives it no new name");
             ++failed;
         } else if (line.has("--dry-run")) {
             out(file + "\t" + name);
@@ -108,12 +116,18 @@ int RunBatchRename(AppContext &context, const QStringList &args,
     if (failed || line.has("--dry-run"))
         return failed ? 1 : 0;
     const std::optional<RenameOutcome> outcome = list.Apply();
-    if (!outcome)
+    if (!outcome) {
+        err("pagewright-batch: the files could not be renamed; the failure log says why");
         return 1;
-    for (const QString &lines : {outcome->notFound, outcome->alreadyExists, outcome->failed}) {
-        for (const QString &file : lines.split("\r\n", Qt::SkipEmptyParts))
-            err(file);
     }
+    const auto each = [](const QString &lines) { return lines.split("\r\n", Qt::SkipEmptyParts); };
+    for (const QString &file : each(outcome->notFound))
+        complain(file, "File not found");
+    for (const QString &target : each(outcome->alreadyExists))
+        complain(target, "exists already, so the file that would take its name keeps its own");
+    for (const QString &pair : each(outcome->failed))
+        complain(pair.section("  To  ", 0, 0), "cannot be renamed to " + pair.section("  To  ", 1) +
+                                                   "; the failure log says why");
     return outcome->clean() ? 0 : 1;
 }
 
