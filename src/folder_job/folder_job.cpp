@@ -468,6 +468,13 @@ void FolderJob::walk(CloneList &list, FailureTail &pwTail)
     // files in hand end and settle.
     std::map<int, InHand> inHand;
     int nextToTake = 0;
+    const auto takeMore = [&](int from) {
+        for (nextToTake = std::max(nextToTake, from);
+             nextToTake < list.count() && int(inHand.size()) < state_->workers && !StopRequested;
+             ++nextToTake)
+            if (list.attribute(nextToTake, "status").trimmed().isEmpty())
+                inHand.emplace(nextToTake, takeInHand(list, nextToTake, pwTail));
+    };
     for (int i = 0; i < list.count(); ++i) {
         PW_STEP;
         if (StopRequested && inHand.empty())
@@ -475,15 +482,15 @@ void FolderJob::walk(CloneList &list, FailureTail &pwTail)
         const QString source = list.attribute(i, "path") + separator() + list.attribute(i, "name");
         view_.appendLog("\r\n" + source + ".....");
         PW_STEP;
-        for (nextToTake = std::max(nextToTake, i);
-             nextToTake < list.count() && int(inHand.size()) < state_->workers && !StopRequested;
-             ++nextToTake)
-            if (list.attribute(nextToTake, "status").trimmed().isEmpty())
-                inHand.emplace(nextToTake, takeInHand(list, nextToTake, pwTail));
+        takeMore(i);
         const QString settled = list.attribute(i, "status");
         const bool toDo = settled.trimmed().isEmpty();
         const QString outcome = toDo ? settle(inHand.at(i), pwTail) : "";
         inHand.erase(i);
+        // The worker that just finished starts on the next file while this one's state is
+        // written: the writing would otherwise leave a core idle on every file.
+        if (state_->workers > 1 && !(toDo && outcome.isEmpty()))
+            takeMore(i + 1);
         if (toDo && outcome.isEmpty())
             break; // the disk, not the file, failed: it stays to do for a resume
         view_.appendLog(outcome.isEmpty() ? settled : outcome);

@@ -217,8 +217,9 @@ TEST_F(FolderJobTest, SeveralWorkersSettleFilesInTheOrderOneWorkerDoes)
     view.onProgress = nullptr;
     EXPECT_EQ(view.status, "terminated....");
     const int settled = ini("FILE_COMPLETED").toInt();
+    // At most one file a worker was in hand when the stop came.
     EXPECT_GE(settled, 2);
-    EXPECT_LE(settled, 4);
+    EXPECT_LE(settled, 2 + 3);
     job.ReadPvtString();
     job.ResumeLastClone();
     EXPECT_EQ(view.log.count(".....Completed"), 11) << view.log.toStdString();
