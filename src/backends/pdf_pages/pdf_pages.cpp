@@ -18,6 +18,7 @@
 #include <qpdf/QPDFWriter.hh>
 
 #include <fcntl.h>
+#include <malloc.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -511,6 +512,16 @@ private:
     PDFVersion version_{1, 3};
 };
 
+// What a split may read of its source before it opens it afresh: reading the cross-reference
+// table and page tree again costs a fraction of what copying this much does.
+constexpr size_t kSplitHeld = size_t(64) << 20;
+
+size_t heapInUse()
+{
+    const struct mallinfo2 heap = ::mallinfo2();
+    return heap.uordblks + heap.hblkhd;
+}
+
 class Split : public Job {
 public:
     explicit Split(const std::string &path) : path_(path), source_(openPdf(path))
@@ -533,7 +544,14 @@ public:
         // A damaged page must not cost the user the pages after it: they are all written,
         // and the first failure is reported.
         const int pages = source_.pageCount();
+        size_t opened = heapInUse();
         for (const int number : pw::pages::pagesOfRange(range, pages)) {
+            // qpdf keeps every object it has read until its document goes, so a long split
+            // would end up holding the whole source: past a bound it is opened afresh.
+            if (heapInUse() > opened + kSplitHeld) {
+                source_ = Source(openPdf(path_));
+                opened = heapInUse();
+            }
             try {
                 writePage(number, prefix + pw::pages::pageLabel(number, pages) + ".pdf");
             } catch (const std::bad_alloc &) {
