@@ -46,8 +46,8 @@ printf 'label\tfiles\tin_bytes\twall_s\tuser_s\tsys_s\tmaxrss_kb\tout_bytes\tpdf
 
 # ---- inputs --------------------------------------------------------------------------------
 echo "== generating $N + $N + $N scans and $MULTI_N ten-page TIFFs" >&2
-g++ -O2 -std=c++20 -Wall -Wextra -o "$WORK/make_scans" "$HERE/make_scans.cpp" -ltiff -ljpeg
-"$WORK/make_scans" "$WORK/in" "$N" "$N" "$N" "$MULTI_N"
+bench_build make_scans
+"$BUILT/bench/conversion/make_scans" "$WORK/in" "$N" "$N" "$N" "$MULTI_N"
 mapfile -t BW < <(ls "$WORK"/in/bw_*.tif)
 mapfile -t GREY < <(ls "$WORK"/in/grey_*.tif)
 mapfile -t COLOUR < <(ls "$WORK"/in/colour_*.jpg)

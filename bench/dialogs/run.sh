@@ -11,7 +11,7 @@
 #   REPEAT=3     runs of each measurement (median reported)
 #   WORK=        scratch folder (default: a new folder under /tmp, removed unless KEEP=1)
 # Builds dialog_bench and pagewright-batch, from the same sources and flags, into
-# build-bench-dialogs/ at the repository root. Prints a Markdown report, also left in
+# build-bench/ at the repository root. Prints a Markdown report, also left in
 # $WORK/report.md.
 set -euo pipefail
 
@@ -24,11 +24,10 @@ KEEP=${KEEP:-0}
 
 "$HERE/../install-tools.sh" g++ libtiff-dev libjpeg-dev qpdf python3 time bc
 
-echo "== building dialog_bench and pagewright-batch" >&2
-cmake -S "$HERE" -B "$ROOT/build-bench-dialogs" -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
-cmake --build "$ROOT/build-bench-dialogs" --target dialog_bench >/dev/null
-DIALOGS=$ROOT/build-bench-dialogs/dialog_bench
-BATCH=$ROOT/build-bench-dialogs/pagewright/src/app/pagewright-batch
+source "$HERE/../pagewright.sh"
+bench_build dialog_bench make_scans
+DIALOGS=$BUILT/bench/dialogs/dialog_bench
+BATCH=$BUILT/src/app/pagewright-batch
 
 WORK=${WORK:-$(mktemp -d /tmp/pw-dialog-bench.XXXXXX)}
 mkdir -p "$WORK"/{in,out}
@@ -38,9 +37,7 @@ export XDG_DATA_HOME=$WORK/xdg QT_QPA_PLATFORM=offscreen XDG_RUNTIME_DIR=$WORK/r
 mkdir -p -m 700 "$XDG_RUNTIME_DIR"
 
 echo "== generating $N + $N + $N scans" >&2
-g++ -O2 -std=c++20 -Wall -Wextra -o "$WORK/make_scans" "$ROOT/bench/conversion/make_scans.cpp" \
-    -ltiff -ljpeg
-"$WORK/make_scans" "$WORK/in" "$N" "$N" "$N"
+"$BUILT/bench/conversion/make_scans" "$WORK/in" "$N" "$N" "$N"
 mapfile -t BW < <(ls "$WORK"/in/bw_*.tif)
 mapfile -t GREY < <(ls "$WORK"/in/grey_*.tif)
 mapfile -t COLOUR < <(ls "$WORK"/in/colour_*.jpg)

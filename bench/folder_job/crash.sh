@@ -9,9 +9,7 @@ set -euo pipefail
 HERE=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 ROOT=$(cd "$HERE/../.." && pwd)
 "$HERE/../install-tools.sh" g++ qpdf python3
-cmake -S "$HERE" -B "$ROOT/build-bench-folder-job" -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
-cmake --build "$ROOT/build-bench-folder-job" --target pagewright-batch >/dev/null
+source "$HERE/../pagewright.sh"
 start=$(date +%s)
-"$ROOT/tests/folder_job/clone_kill_test.sh" \
-    "$ROOT/build-bench-folder-job/pagewright/src/app/pagewright-batch" "${1:-500}" "${2:-20}"
+"$ROOT/tests/folder_job/clone_kill_test.sh" "$PAGEWRIGHT" "${1:-500}" "${2:-20}"
 echo "passed: ${1:-500} images, ${2:-20} kills, $(($(date +%s) - start)) s"

@@ -17,10 +17,9 @@ JOB=${JOB:-10000}
 
 "$HERE/../install-tools.sh" g++ python3 time
 
-echo "== building folder_job_bench" >&2
-cmake -S "$HERE" -B "$ROOT/build-bench-folder-job" -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
-cmake --build "$ROOT/build-bench-folder-job" --target folder_job_bench >/dev/null
-BENCH=$ROOT/build-bench-folder-job/folder_job_bench
+source "$HERE/../pagewright.sh"
+bench_build folder_job_bench
+BENCH=$BUILT/bench/folder_job/folder_job_bench
 
 WORK=$(mktemp -d /tmp/pw-folder-job-bench.XXXXXX)
 trap 'rm -rf "$WORK"' EXIT

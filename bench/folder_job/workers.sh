@@ -16,10 +16,9 @@ source "$HERE/../pagewright.sh"
 
 WORK=$(mktemp -d /tmp/pw-workers-bench.XXXXXX)
 trap 'rm -rf "$WORK"' EXIT
-g++ -O2 -std=c++20 -Wall -Wextra -o "$WORK/make_scans" "$ROOT/bench/conversion/make_scans.cpp" \
-    -ltiff -ljpeg
+bench_build make_scans
 mkdir -p "$WORK/all"
-"$WORK/make_scans" "$WORK/all" "$N" "$N" "$N" >/dev/null
+"$BUILT/bench/conversion/make_scans" "$WORK/all" "$N" "$N" "$N" >/dev/null
 # Four folders a batch, as a scanned archive would lie.
 batch() { # NAME PATTERN...
     local name=$1 i=0 file

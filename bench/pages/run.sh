@@ -63,9 +63,9 @@ rm -f "${copies[@]}"
 huge=()
 for ((i = 0; i < 30; ++i)); do huge+=("$IN/merged.pdf"); done
 qpdf --empty --pages "${huge[@]}" -- "$IN/huge.pdf"
-g++ -O2 -std=c++20 -o "$WORK/make_scans" "$ROOT/bench/conversion/make_scans.cpp" -ltiff -ljpeg
+bench_build make_scans
 mkdir -p "$IN/scans"
-"$WORK/make_scans" "$IN/scans" 0 0 0 100 >/dev/null
+"$BUILT/bench/conversion/make_scans" "$IN/scans" 0 0 0 100 >/dev/null
 mapfile -t TIFFS < <(ls "$IN"/scans/multi_*.tif)
 "$PAGEWRIGHT" merge -o "$IN/book.pdf" "${TIFFS[@]}" >/dev/null
 fi

@@ -12,10 +12,9 @@ RUNS=${RUNS:-5}
 
 "$HERE/../install-tools.sh" python3 time bc
 
-echo "== building export_bench" >&2
-cmake -S "$HERE" -B "$ROOT/build-bench-scan" -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
-cmake --build "$ROOT/build-bench-scan" --target export_bench >/dev/null
-BENCH=$ROOT/build-bench-scan/export_bench
+source "$HERE/../pagewright.sh"
+bench_build export_bench
+BENCH=$BUILT/bench/scan/export_bench
 
 WORK=$(mktemp -d /tmp/pw-export-bench.XXXXXX)
 trap 'rm -rf "$WORK"' EXIT

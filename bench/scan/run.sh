@@ -10,7 +10,7 @@
 #   RUNS=5     hyperfine runs per command (after one warm-up run)
 #   ROWS=200000  rows for the grid memory figures
 #   WORK=      scratch folder (default: a new folder under /tmp, removed unless KEEP=1)
-# Builds into build-bench-scan/ and build-bench-flexgrid/ at the repository root.
+# Builds into build-bench/ at the repository root.
 set -euo pipefail
 
 HERE=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
@@ -21,14 +21,10 @@ KEEP=${KEEP:-0}
 
 "$HERE/../install-tools.sh" hyperfine time python3 findutils
 
-echo "== building scan_bench and flex_grid_bench" >&2
-cmake -S "$HERE" -B "$ROOT/build-bench-scan" -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
-cmake --build "$ROOT/build-bench-scan" --target scan_bench >/dev/null
-cmake -S "$ROOT/bench/flex_grid" -B "$ROOT/build-bench-flexgrid" -G Ninja \
-    -DCMAKE_BUILD_TYPE=Release >/dev/null
-cmake --build "$ROOT/build-bench-flexgrid" >/dev/null
-SCAN=$ROOT/build-bench-scan/scan_bench
-FLEX=$ROOT/build-bench-flexgrid/flex_grid_bench
+source "$HERE/../pagewright.sh"
+bench_build scan_bench flex_grid_bench
+SCAN=$BUILT/bench/scan/scan_bench
+FLEX=$BUILT/bench/flex_grid/flex_grid_bench
 
 WORK=${WORK:-$(mktemp -d /tmp/pw-scan-bench.XXXXXX)}
 mkdir -p "$WORK"
