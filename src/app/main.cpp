@@ -1,4 +1,5 @@
 #include "core/app_context.h"
+#include "core/command_line.h"
 #include "core/master_layout.h"
 #include "main_window/program_resources.h"
 #include "main_window/qt_ui_services.h"
@@ -10,12 +11,13 @@
 namespace {
 
 const char *const help =
-    "Usage: pagewright [FILE[|FILE...]]\n"
+    "Usage: pagewright [FILE...]\n"
+    "       pagewright [FILE[|FILE...]]\n"
     "Finds image, TIFF and PDF files on your disks and turns images into PDF documents.\n"
     "\n"
     "Opens the main window in the start folder of the preferences (your home folder until\n"
-    "you choose another). Given files joined by \"|\", it opens in the folder of the first\n"
-    "one with each of them checked in the list.\n"
+    "you choose another). Given files, one an argument or joined by \"|\", it opens in the\n"
+    "folder of the first one with each of them checked in the list.\n"
     "\n"
     "Options:\n"
     "  -h, --help     print this help and exit\n"
@@ -35,11 +37,8 @@ int main(int argc, char **argv)
     pw::QtUiServices services;
     pw::AppContext context(services);
 
-    // The command line is one string of paths joined by "|"; a shell that split it at
-    // blanks gets it joined back as typed.
-    QStringList words = app.arguments().mid(1);
     pw::WindowStartup startup;
-    pw::Main(words.join(' '), startup, context);
+    pw::Main(pw::WindowCommandLine(app.arguments().mid(1)), startup, context);
     if (!startup.mainWindowShown())
         return 0;
     return app.exec();

@@ -1,5 +1,9 @@
 #include "command_line.h"
 
+#include <QFileInfo>
+
+#include <algorithm>
+
 namespace pw {
 
 int CommandLine::number(const QString &option, int fallback)
@@ -11,6 +15,20 @@ int CommandLine::number(const QString &option, int fallback)
     if (!ok && error.isEmpty())
         error = "Option " + option + " needs a whole number, not \"" + options[option] + "\".";
     return ok ? value : fallback;
+}
+
+QString WindowCommandLine(const QStringList &words)
+{
+    const bool files =
+        !words.isEmpty() && std::all_of(words.begin(), words.end(), [](const QString &w) {
+            return !w.contains('|') && QFileInfo(w).isFile();
+        });
+    if (!files)
+        return words.join(' ');
+    QStringList paths;
+    for (const QString &word : words)
+        paths << QFileInfo(word).absoluteFilePath();
+    return paths.join('|');
 }
 
 CommandLine ParseCommandLine(const QStringList &args, const QStringList &valued,

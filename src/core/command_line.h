@@ -27,4 +27,9 @@ struct CommandLine {
 CommandLine ParseCommandLine(const QStringList &args, const QStringList &valued,
                              const QStringList &flags);
 
+// The window's command line from its arguments. Files given the usual way (every argument an
+// existing file: `pagewright a.tif b.jpg`) are made full paths and joined by "|"; anything
+// else is one line of paths joined by "|" that a shell split at blanks, joined back as typed.
+QString WindowCommandLine(const QStringList &words);
+
 } // namespace pw

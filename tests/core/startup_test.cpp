@@ -1,3 +1,4 @@
+#include "core/command_line.h"
 #include "core/failure_log.h"
 #include "core/master_layout.h"
 #include "core/path_helpers.h"
@@ -135,4 +136,21 @@ TEST_F(Startup, CommandLineChoosesTheFolderOfItsFirstPath)
     }
     EXPECT_EQ(start(""), QStringList({"main"}));
     EXPECT_TRUE(context->CommandLineFolder.isEmpty());
+}
+
+// Files given one an argument, as a shell passes them, reach the window as the "|" line with
+// full paths; anything else is joined back at the blanks the shell split it at.
+TEST_F(Startup, FilesGivenTheUsualWayAreCheckedToo)
+{
+    const QString a = box.mkdir("a");
+    box.write("a/x.tif", "x");
+    box.write("a/y z.jpg", "y");
+    const QString working = QDir::currentPath();
+    QDir::setCurrent(a);
+    EXPECT_EQ(WindowCommandLine({"x.tif", "y z.jpg"}), a + "/x.tif|" + a + "/y z.jpg");
+    EXPECT_EQ(WindowCommandLine({"y", "z.jpg"}), "y z.jpg");
+    QDir::setCurrent(working);
+    EXPECT_EQ(WindowCommandLine({a + "/x.tif|" + a + "/y", "z.jpg"}),
+              a + "/x.tif|" + a + "/y z.jpg");
+    EXPECT_EQ(WindowCommandLine({}), "");
 }
