@@ -731,6 +731,12 @@ TEST(HostileFiles, RefusedBeforeTheyCostMemory)
     for (const auto &row : rows) {
         SCOPED_TRACE(row.name);
         const std::string file = box.write(row.name, row.bytes).toStdString();
+        // The child re-runs the test up to here with a sandbox of its own, which it removes
+        // before it leaves without running destructors.
+        const auto leave = [&box](int status) {
+            QDir(box.path()).removeRecursively();
+            std::_Exit(status);
+        };
         EXPECT_EXIT(
             {
                 limitAddressSpace(uint64_t(512) << 20);
@@ -739,9 +745,9 @@ TEST(HostileFiles, RefusedBeforeTheyCostMemory)
                     ApAddImage(h, file);
                 } catch (const ApFailure &f) {
                     std::fprintf(stderr, "%s\n", f.what());
-                    std::_Exit(f.number % 256);
+                    leave(f.number % 256);
                 }
-                std::_Exit(0);
+                leave(0);
             },
             testing::ExitedWithCode(row.number % 256), row.reason);
     }
