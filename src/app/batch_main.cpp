@@ -1,5 +1,6 @@
 #include "conversion_dialogs/logic/batch_rename.h"
 #include "core/app_context.h"
+#include "core/command_line.h"
 #include "core/file_names.h"
 #include "core/master_layout.h"
 #include "engine/batch_job.h"
@@ -29,9 +30,21 @@ int main(int argc, char **argv)
     for (int i = 1; i < argc; ++i)
         args << pw::DecodeFileName(argv[i]);
     const QString command = args.value(0);
-    if (command == "--help" || command == "-h") {
-        print(stdout)(pw::BatchJob::usage(pw::BatchPageCommandsUsage() + pw::BatchRenameUsage()));
-        return 0;
+    // Without a command the usage is a reminder of a mistake: the same text, on stderr.
+    if (command.isEmpty() || command == "--help" || command == "-h") {
+        print(command.isEmpty() ? stderr : stdout)(
+            pw::BatchJob::usage(pw::BatchPageCommandsUsage() + pw::BatchRenameUsage()));
+        return command.isEmpty() ? 2 : 0;
+    }
+    // "COMMAND --help" (before any "--"): that command's part of the usage.
+    const QStringList options = args.mid(1, args.indexOf("--") < 0 ? -1 : args.indexOf("--") - 1);
+    if (options.contains("--help") || options.contains("-h")) {
+        const QString usage = pw::CommandUsage(
+            pw::BatchJob::usage(pw::BatchPageCommandsUsage() + pw::BatchRenameUsage()), command);
+        if (!usage.isEmpty()) {
+            print(stdout)(usage.chopped(1));
+            return 0;
+        }
     }
     if (pw::IsBatchCloneCommand(command))
         return pw::RunBatchClone(args, print(stdout), print(stderr));

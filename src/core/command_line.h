@@ -22,10 +22,15 @@ struct CommandLine {
     int number(const QString &option, int fallback);
 };
 
-// Reads `args`: `valued` options take the next argument as their value, `flags` take none;
-// anything else starting with "--" is an error, the rest are files.
+// Reads `args` the GNU way: `valued` options take a value ("--range 1-3", "--range=1-3",
+// "-o DIR"), `flags` take none; "--" ends the options; any other option is an error; the rest
+// are files, in the order given.
 CommandLine ParseCommandLine(const QStringList &args, const QStringList &valued,
                              const QStringList &flags);
+
+// The lines of `usage` (the batch tool's whole usage text) that concern `command`: its own
+// entry and the notes that name it, under "Usage:". "" for a command it does not list.
+QString CommandUsage(const QString &usage, const QString &command);
 
 // The window's command line from its arguments. Files given the usual way (every argument an
 // existing file: `pagewright a.tif b.jpg`) are made full paths and joined by "|"; anything

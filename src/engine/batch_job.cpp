@@ -44,8 +44,10 @@ QString BatchJob::usage(const QString &moreCommands)
            " (for the colour class it"
            " fits: --color and --gray Lzw, Zip, Packbits, Jpeg; --bw Lzw, Zip, CCITT-G3,"
            " CCITT-G4). Without a name each image keeps a lossless encoding.\n"
-           "\"--\" ends the options. The exit status is 1 when any file failed; each failure is"
-           " named on stderr with its reason.\n";
+           "\"--\" ends the options. pagewright-batch COMMAND --help shows one command.\n"
+           "Exit status: 0 when all was done; 1 when a file failed, each named on stderr with"
+           " its reason; 2 for a usage error or a refusal before any file was touched; 130 when"
+           " interrupted (clone and resume keep the job).\n";
 }
 
 bool BatchJob::initializeFromArgs(const QStringList &args, QString &error)

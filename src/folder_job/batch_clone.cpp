@@ -59,12 +59,16 @@ class CommandLineUi final : public UiServices {
 public:
     explicit CommandLineUi(const std::function<void(const QString &)> &err) : err_(err) {}
     FolderJob *job = nullptr;
+    bool refused = false;
 
     int MessageBox(const QString &prompt, int flags, const QString &) override
     {
         if ((flags & vbButtonsMask) == vbYesNo)
             return vbNo;
-        err_(prompt);
+        // A notice here is the job refusing to start (no output folder, no images): the
+        // window shows it in a box, the command line says it and ends with 2.
+        err_("pagewright-batch: " + prompt);
+        refused = true;
         return vbOK;
     }
     int ShellExecute(const QString &, const QString &, const QString &, const QString &) override
@@ -204,6 +208,13 @@ int RunBatchClone(const QStringList &args, const std::function<void(const QStrin
     }
     view.flush();
     reportInterruption(job.lastRun(), err);
+    if (ui.refused)
+        return 2;
+    if (interrupted && job.lastRun().stopped) {
+        err("pagewright-batch: interrupted; the job is kept: run \"pagewright-batch resume\" to "
+            "take it up.");
+        return 130;
+    }
     return exitStatus(job.lastRun());
 }
 

@@ -54,3 +54,23 @@ made=$(find "$work/shell/out/tree" -name '*.pdf' | wc -l)
 [[ -z $(find "$work/elsewhere" "$work/shell/out" -mindepth 1 -not -path "$work/shell/out/tree*") ]] ||
     fail "written outside the tree"
 grep -q '^STATUS=FINISHED' "$clone_folder/Clone.ini" || fail "not FINISHED"
+
+# An interrupt stops after the files in hand, keeps the job and says so with 130; a job that
+# cannot start (no output folder) is a refusal, 2, not a quiet success.
+"$batch" clone --new --jobs 1 "$work/shell/tree" "$work/shell/out3" >/dev/null 2>"$work/refused" &&
+    fail "a clone into a missing folder succeeded"
+grep -q "^pagewright-batch: Specified output path is not valid." "$work/refused" ||
+    fail "refusal: $(cat "$work/refused")"
+mkdir "$work/shell/out3"
+"$batch" clone --new --jobs 1 "$work/shell/tree" "$work/shell/out3" >/dev/null 2>"$work/stopped" &
+run=$!
+wait_for '[[ -n $(find "$work/shell/out3" -name "*.pdf" -print -quit) ]]'
+kill -INT "$run"
+set +e
+wait "$run"
+status=$?
+set -e
+[[ $status == 130 ]] || fail "interrupted clone ended with $status: $(cat "$work/stopped")"
+grep -q "interrupted; the job is kept" "$work/stopped" || fail "no word of the kept job"
+"$batch" resume >/dev/null || fail "resume after the interrupt failed"
+[[ $(find "$work/shell/out3" -name '*.pdf' | wc -l) == 301 ]] || fail "the resume did not finish"

@@ -24,10 +24,11 @@ RenamePattern patternOf(CommandLine &line)
     const QString separator = line.value("--separator");
     const int chosen =
         int(line.has("--prefix")) + int(line.has("--suffix")) + int(line.has("--position"));
-    if (chosen != 1)
+    if (line.error.isEmpty() && chosen != 1)
         line.error = "Choose one of --prefix, --suffix and --position.";
-    if (separator.size() > 1 ||
-        (separator.size() == 1 && IsReservedFileNameChar(separator[0].unicode())))
+    if (line.error.isEmpty() &&
+        (separator.size() > 1 ||
+         (separator.size() == 1 && IsReservedFileNameChar(separator[0].unicode()))))
         line.error = "The separator is one character that a file name can hold.";
     if (line.has("--prefix")) {
         pattern.option = RenamePattern::PrefixAsPageCount;
