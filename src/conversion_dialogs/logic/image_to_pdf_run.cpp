@@ -6,13 +6,28 @@
 #include "core/failure_log.h"
 #include "core/path_helpers.h"
 #include "core/progress.h"
+#include "core/ui_services.h"
 #include "engine/ap_img_to_pdf.h"
+#include "engine/image_to_pdf_library.h"
 #include "grid/flex_grid_model.h"
+
+#include <QThread>
+
+#include <algorithm>
+#include <chrono>
+#include <map>
 
 namespace pw {
 
+// A file whose conversion runs; `made` is ready at once for one that needs none.
+struct ImageToPdfRun::InHand {
+    QString source;
+    std::future<bool> made;
+};
+
 ImageToPdfRun::ImageToPdfRun(AppContext &context, const FlexGridModel &list, ImageToPdfForm &form)
-    : context_(context), list_(list), form_(form)
+    : context_(context), list_(list), form_(form),
+      workers_(std::max(1, QThread::idealThreadCount()))
 {
 }
 
@@ -67,26 +82,36 @@ void ImageToPdfRun::convertAll(FailureTail &pwTail)
     form_.setProgressMaximum(list_.rows() - 1);
     form_.progress().setValue(0);
     QString failures;
+    // Files ahead of the one being reported convert meanwhile, one per worker; outcomes are
+    // taken in list order, so the report reads as a one-worker run's. A file's choices are
+    // read when it is taken in hand.
+    std::map<int, InHand> inHand;
+    int next = 1;
     for (int row = 1; row < list_.rows(); ++row) {
         PW_STEP;
-        // The first file's folder fills a blank output folder and is never cleared again, so
-        // every later file goes there too, not to its own folder as the prompt promised.
-        if (form_.choices().outputFolder.trimmed().isEmpty())
-            form_.setOutputFolder(list_.text(row, columns_.location));
+        for (next = std::max(next, row); next < list_.rows() && int(inHand.size()) < workers_;
+             ++next) {
+            // The first file's folder fills a blank output folder and is never cleared again,
+            // so every later file goes there too, not to its own folder as the prompt
+            // promised.
+            if (form_.choices().outputFolder.trimmed().isEmpty())
+                form_.setOutputFolder(list_.text(next, columns_.location));
+            inHand.emplace(next, takeInHand(next));
+        }
+        InHand &file = inHand.at(row);
+        while (file.made.wait_for(std::chrono::milliseconds(20)) != std::future_status::ready)
+            context_.ui.DoEvents();
         context_.ui.DoEvents();
-        if (form_.progress().cancelRequested())
+        PW_STEP;
+        if (!file.made.get())
+            failures += file.source + "\r\n";
+        inHand.erase(row);
+        // Closing the dialog stops the run once the files in hand have ended.
+        if (form_.progress().cancelRequested()) {
+            for (auto &[later, unfinished] : inHand)
+                unfinished.made.wait();
             return;
-        PW_STEP;
-        const QString name = list_.text(row, columns_.name);
-        const QString source = ValidateDir(list_.text(row, columns_.location)) + name;
-        const ImageToPdfChoices choices = form_.choices();
-        const QString pdf = ValidateDir(choices.outputFolder) + NameBeforeLastDot(name) + ".pdf";
-        PW_STEP;
-        // An existing PDF counts as done unless the user asked to replace it.
-        if ((choices.replace || !FileExists(pdf)) &&
-            !binding().ConverImageToPdf(source, pdf, choices.colour, choices.grey,
-                                        choices.blackWhite))
-            failures += source + "\r\n";
+        }
         form_.progress().setValue(row);
     }
     PW_STEP;
@@ -102,6 +127,36 @@ void ImageToPdfRun::convertAll(FailureTail &pwTail)
     const ImageToPdfChoices choices = form_.choices();
     if (choices.openFolder)
         context_.ui.ShellOpenFile("Explore", choices.outputFolder);
+}
+
+ImageToPdfRun::InHand ImageToPdfRun::takeInHand(int row)
+{
+    InHand file;
+    const QString name = list_.text(row, columns_.name);
+    file.source = ValidateDir(list_.text(row, columns_.location)) + name;
+    const ImageToPdfChoices choices = form_.choices();
+    const QString pdf = ValidateDir(choices.outputFolder) + NameBeforeLastDot(name) + ".pdf";
+    const auto convert = [source = file.source, pdf, choices](ApImgToPdf &converter) {
+        return converter.ConverImageToPdf(source, pdf, choices.colour, choices.grey,
+                                          choices.blackWhite);
+    };
+    // An existing PDF counts as done unless the user asked to replace it.
+    if (!choices.replace && FileExists(pdf)) {
+        std::promise<bool> kept;
+        kept.set_value(true);
+        file.made = kept.get_future();
+    } else if (workers_ > 1) {
+        file.made = std::async(std::launch::async, [convert] {
+            QuietUi quiet;
+            ApImgToPdf converter(quiet, ImageToPdfLibrary::ours());
+            return convert(converter);
+        });
+    } else {
+        std::promise<bool> done;
+        done.set_value(convert(binding()));
+        file.made = done.get_future();
+    }
+    return file;
 }
 
 void ImageToPdfRun::StoreSettings()

@@ -6,6 +6,7 @@
 
 #include <QString>
 
+#include <future>
 #include <memory>
 
 class FlexGridModel;
@@ -61,9 +62,15 @@ public:
     void cmdconvert_Click();
     // The three settings kept at the end of a run and when the dialog closes.
     void StoreSettings();
+    // Files converted at once (one per core unless set); 1 converts each on the dialog's
+    // worker thread, as a run always did.
+    void setWorkers(int workers) { workers_ = workers < 1 ? 1 : workers; }
 
 private:
+    struct InHand;
     void convertAll(FailureTail &pwTail);
+    // Starts the conversion of `row`, unless its PDF is there and is to be kept.
+    InHand takeInHand(int row);
     // The binding is made at the first file and serves every later file and run.
     ApImgToPdf &binding();
 
@@ -72,6 +79,7 @@ private:
     ImageToPdfForm &form_;
     ColumnIndices columns_;
     std::unique_ptr<ApImgToPdf> binding_;
+    int workers_;
 };
 
 } // namespace pw
