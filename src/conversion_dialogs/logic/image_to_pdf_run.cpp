@@ -4,6 +4,7 @@
 
 #include "core/app_context.h"
 #include "core/failure_log.h"
+#include "core/file_names.h"
 #include "core/path_helpers.h"
 #include "core/progress.h"
 #include "core/ui_services.h"
@@ -11,7 +12,12 @@
 #include "engine/image_to_pdf_library.h"
 #include "grid/flex_grid_model.h"
 
+#include <QFile>
+#include <QFileInfo>
+#include <QRandomGenerator>
 #include <QThread>
+
+#include <cstdio>
 
 #include <algorithm>
 #include <chrono>
@@ -19,11 +25,41 @@
 
 namespace pw {
 
-// A file whose conversion runs; `made` is ready at once for one that needs none.
+// A file converted ahead of its turn, into a hidden file beside its PDF, with the choices the
+// dialog showed then. At its turn it takes the PDF's name if the choices are still the same.
 struct ImageToPdfRun::InHand {
-    QString source;
+    ImageToPdfChoices choices;
+    QString pdf;
+    QString ahead; // "" when nothing was converted ahead
     std::future<bool> made;
 };
+
+namespace {
+
+// The PDF of the listed file `name` under `choices`; throws for a name without a dot.
+QString pdfFor(const ImageToPdfChoices &choices, const QString &name)
+{
+    return ValidateDir(choices.outputFolder) + NameBeforeLastDot(name) + ".pdf";
+}
+
+// ".NAME.pw-" and six letters: the name a killed writer's file has, which the next run into
+// the folder removes.
+QString hiddenBeside(const QString &pdf)
+{
+    static const char letters[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
+    QString suffix;
+    for (int i = 0; i < 6; ++i)
+        suffix += QChar(letters[QRandomGenerator::global()->bounded(62)]);
+    const QFileInfo info(pdf);
+    return info.path() + "/." + info.fileName() + ".pw-" + suffix;
+}
+
+bool sameEncodings(const ImageToPdfChoices &a, const ImageToPdfChoices &b)
+{
+    return a.colour == b.colour && a.grey == b.grey && a.blackWhite == b.blackWhite;
+}
+
+} // namespace
 
 ImageToPdfRun::ImageToPdfRun(AppContext &context, const FlexGridModel &list, ImageToPdfForm &form)
     : context_(context), list_(list), form_(form),
@@ -82,36 +118,42 @@ void ImageToPdfRun::convertAll(FailureTail &pwTail)
     form_.setProgressMaximum(list_.rows() - 1);
     form_.progress().setValue(0);
     QString failures;
-    // Files ahead of the one being reported convert meanwhile, one per worker; outcomes are
-    // taken in list order, so the report reads as a one-worker run's. A file's choices are
-    // read when it is taken in hand.
-    std::map<int, InHand> inHand;
-    int next = 1;
+    // With several workers the files after the current one convert meanwhile; each is still
+    // decided at its turn, with the choices the dialog shows then, in list order.
+    std::map<int, InHand> ahead;
+    const auto dropAhead = [&ahead] {
+        for (auto &[row, file] : ahead)
+            if (file.made.valid()) {
+                file.made.wait();
+                QFile::remove(file.ahead);
+            }
+    };
+    int next = 2;
     for (int row = 1; row < list_.rows(); ++row) {
         PW_STEP;
-        for (next = std::max(next, row); next < list_.rows() && int(inHand.size()) < workers_;
-             ++next) {
-            // The first file's folder fills a blank output folder and is never cleared again,
-            // so every later file goes there too, not to its own folder as the prompt
-            // promised.
-            if (form_.choices().outputFolder.trimmed().isEmpty())
-                form_.setOutputFolder(list_.text(next, columns_.location));
-            inHand.emplace(next, takeInHand(next));
-        }
-        InHand &file = inHand.at(row);
-        while (file.made.wait_for(std::chrono::milliseconds(20)) != std::future_status::ready)
-            context_.ui.DoEvents();
+        // The first file's folder fills a blank output folder and is never cleared again, so
+        // every later file goes there too, not to its own folder as the prompt promised.
+        if (form_.choices().outputFolder.trimmed().isEmpty())
+            form_.setOutputFolder(list_.text(row, columns_.location));
         context_.ui.DoEvents();
+        if (form_.progress().cancelRequested())
+            return dropAhead();
         PW_STEP;
-        if (!file.made.get())
-            failures += file.source + "\r\n";
-        inHand.erase(row);
-        // Closing the dialog stops the run once the files in hand have ended.
-        if (form_.progress().cancelRequested()) {
-            for (auto &[later, unfinished] : inHand)
-                unfinished.made.wait();
-            return;
+        for (next = std::max(next, row + 1); next < list_.rows() && next < row + workers_; ++next)
+            ahead.emplace(next, convertAhead(next));
+        const auto early = ahead.find(row);
+        bool made = false;
+        try {
+            made = convertAtTurn(row, early == ahead.end() ? nullptr : &early->second);
+        } catch (...) {
+            dropAhead();
+            throw;
         }
+        if (early != ahead.end())
+            ahead.erase(early);
+        if (!made)
+            failures += ValidateDir(list_.text(row, columns_.location)) +
+                        list_.text(row, columns_.name) + "\r\n";
         form_.progress().setValue(row);
     }
     PW_STEP;
@@ -129,34 +171,52 @@ void ImageToPdfRun::convertAll(FailureTail &pwTail)
         context_.ui.ShellOpenFile("Explore", choices.outputFolder);
 }
 
-ImageToPdfRun::InHand ImageToPdfRun::takeInHand(int row)
+ImageToPdfRun::InHand ImageToPdfRun::convertAhead(int row)
 {
     InHand file;
+    file.choices = form_.choices();
     const QString name = list_.text(row, columns_.name);
-    file.source = ValidateDir(list_.text(row, columns_.location)) + name;
-    const ImageToPdfChoices choices = form_.choices();
-    const QString pdf = ValidateDir(choices.outputFolder) + NameBeforeLastDot(name) + ".pdf";
-    const auto convert = [source = file.source, pdf, choices](ApImgToPdf &converter) {
-        return converter.ConverImageToPdf(source, pdf, choices.colour, choices.grey,
-                                          choices.blackWhite);
-    };
-    // An existing PDF counts as done unless the user asked to replace it.
-    if (!choices.replace && FileExists(pdf)) {
-        std::promise<bool> kept;
-        kept.set_value(true);
-        file.made = kept.get_future();
-    } else if (workers_ > 1) {
-        file.made = std::async(std::launch::async, [convert] {
-            QuietUi quiet;
-            ApImgToPdf converter(quiet, ImageToPdfLibrary::ours());
-            return convert(converter);
-        });
-    } else {
-        std::promise<bool> done;
-        done.set_value(convert(binding()));
-        file.made = done.get_future();
+    const QString source = ValidateDir(list_.text(row, columns_.location)) + name;
+    try {
+        file.pdf = pdfFor(file.choices, name);
+    } catch (...) {
+        return file; // its turn says why
     }
+    if (!file.choices.replace && FileExists(file.pdf))
+        return file;
+    file.ahead = hiddenBeside(file.pdf);
+    file.made = std::async(std::launch::async, [source, to = file.ahead, c = file.choices] {
+        QuietUi quiet;
+        ApImgToPdf converter(quiet, ImageToPdfLibrary::ours());
+        return converter.ConverImageToPdf(source, to, c.colour, c.grey, c.blackWhite);
+    });
     return file;
+}
+
+bool ImageToPdfRun::convertAtTurn(int row, InHand *early)
+{
+    const ImageToPdfChoices choices = form_.choices();
+    const QString name = list_.text(row, columns_.name);
+    const QString source = ValidateDir(list_.text(row, columns_.location)) + name;
+    const QString pdf = pdfFor(choices, name);
+    const bool keep = !choices.replace && FileExists(pdf);
+    if (early && early->made.valid()) {
+        while (early->made.wait_for(std::chrono::milliseconds(20)) != std::future_status::ready)
+            context_.ui.DoEvents();
+        const bool made = early->made.get();
+        const bool still = early->pdf == pdf && sameEncodings(early->choices, choices) && !keep;
+        if (still && !made)
+            return false;
+        if (still && ::rename(EncodeFileName(early->ahead).constData(),
+                              EncodeFileName(pdf).constData()) == 0)
+            return true;
+        QFile::remove(early->ahead);
+    }
+    // An existing PDF counts as done unless the user asked to replace it.
+    if (keep)
+        return true;
+    return binding().ConverImageToPdf(source, pdf, choices.colour, choices.grey,
+                                      choices.blackWhite);
 }
 
 void ImageToPdfRun::StoreSettings()

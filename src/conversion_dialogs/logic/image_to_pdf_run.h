@@ -69,8 +69,11 @@ public:
 private:
     struct InHand;
     void convertAll(FailureTail &pwTail);
-    // Starts the conversion of `row`, unless its PDF is there and is to be kept.
-    InHand takeInHand(int row);
+    // Starts converting `row` ahead of its turn, unless its PDF is there and is to be kept.
+    InHand convertAhead(int row);
+    // Whether `row` was converted, decided at its turn: what was converted `early` takes the
+    // PDF's name if the choices still lead there, else the file is converted now.
+    bool convertAtTurn(int row, InHand *early);
     // The binding is made at the first file and serves every later file and run.
     ApImgToPdf &binding();
 
