@@ -7,15 +7,20 @@
 #include "core/file_names.h"
 #include "core/path_helpers.h"
 #include "core/runtime.h"
+#include "core/ui_services.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QThread>
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <deque>
+#include <future>
 
 namespace pw {
 
@@ -23,8 +28,9 @@ QString BatchJob::usage(const QString &moreCommands)
 {
     return "Usage:\n"
            "  pagewright-batch convert [--color NAME] [--gray NAME] [--bw NAME] [--replace]"
-           " -o DIR FILE...\n"
-           "      one PDF per image, named after the image, in DIR\n"
+           " [--jobs N] -o DIR FILE...\n"
+           "      one PDF per image, named after the image, in DIR (--jobs converts N files at\n"
+           "      once, one per core unless given)\n"
            "  pagewright-batch merge -o OUT.pdf FILE...\n"
            "      one PDF of all files (images and PDFs), in the order given\n"
            "  pagewright-batch pages FILE...\n"
@@ -78,7 +84,14 @@ bool BatchJob::initializeFromArgs(const QStringList &args, QString &error)
             blackWhite_ = args[++i];
         else if (a == "--replace")
             replace_ = true;
-        else if (a == "--") // what follows is files, whatever their names
+        else if (a == "--jobs") {
+            bool number = false;
+            workers_ = ++i < args.size() ? args[i].toInt(&number) : 0;
+            if (!number || workers_ < 1)
+                return error = "Option --jobs needs a number of files to convert at once, 1 or "
+                               "more.",
+                       false;
+        } else if (a == "--") // what follows is files, whatever their names
             return takeFiles(args.mid(i + 1), error);
         else if (a == "--max-pixels") {
             if (error = ApplyMaxPixelsOption(args, i); !error.isEmpty())
@@ -112,6 +125,11 @@ bool BatchJob::takeFiles(const QStringList &more, QString &error)
     return true;
 }
 
+BatchJob::BatchJob(AppContext &context)
+    : context_(context), workers_(std::max(1, QThread::idealThreadCount()))
+{
+}
+
 int BatchJob::run(const std::function<void(const QString &)> &out,
                   const std::function<void(const QString &)> &err)
 {
@@ -142,22 +160,50 @@ int BatchJob::convert(const std::function<void(const QString &)> &err)
         err("pagewright-batch: " + output_ + ": cannot create the output folder");
         return 1;
     }
-    ApImgToPdf binding(context_.ui);
-    int failed = 0;
-    const auto fail = [&](const QString &file, const QString &reason) {
-        err("pagewright-batch: " + file + ": " + reason);
-        ++failed;
+    // Up to one file per worker converts at once; outcomes are told in the order given. A file
+    // waits while another in hand goes to the same PDF, so that the first one given is there
+    // when the second is decided, as in a one-worker run.
+    struct InHand {
+        QString file, pdf;
+        std::future<QString> failure; // "" when the PDF was written or kept
     };
-    for (const QString &file : files_) {
+    std::deque<InHand> inHand;
+    const auto take = [&](const QString &file) {
+        InHand hand{file, PdfPathFor(output_, QFileInfo(file).fileName()), {}};
+        std::promise<QString> now;
+        if (!replace_ && IsRegularFilePath(hand.pdf))
+            now.set_value({}); // counts as done, as in the dialog
+        else if (!IsRegularFilePath(file))
+            now.set_value(IsFolderPath(file) ? "Is a folder" : "File not found");
+        else {
+            hand.failure = std::async(std::launch::async, [this, file, pdf = hand.pdf] {
+                QuietUi quiet;
+                ApImgToPdf binding(quiet);
+                if (!binding.ConverImageToPdf(file, pdf, colour_, grey_, blackWhite_))
+                    return binding.LastFailureText;
+                if (binding.CreateRefused || !IsRegularFilePath(pdf))
+                    return "not written: " + pdf + ": " + whyNotWritable(output_);
+                return QString();
+            });
+            return inHand.push_back(std::move(hand));
+        }
+        hand.failure = now.get_future();
+        inHand.push_back(std::move(hand));
+    };
+    const auto clashes = [&](const QString &file) {
         const QString pdf = PdfPathFor(output_, QFileInfo(file).fileName());
-        if (!replace_ && IsRegularFilePath(pdf))
-            continue; // counts as done, as in the dialog
-        if (!IsRegularFilePath(file))
-            fail(file, IsFolderPath(file) ? "Is a folder" : "File not found");
-        else if (!binding.ConverImageToPdf(file, pdf, colour_, grey_, blackWhite_))
-            fail(file, binding.LastFailureText);
-        else if (binding.CreateRefused || !IsRegularFilePath(pdf))
-            fail(file, "not written: " + pdf + ": " + whyNotWritable(output_));
+        return std::any_of(inHand.begin(), inHand.end(),
+                           [&](const InHand &hand) { return hand.pdf == pdf; });
+    };
+    int failed = 0;
+    for (qsizetype next = 0; next < files_.size() || !inHand.empty();) {
+        while (next < files_.size() && int(inHand.size()) < workers_ && !clashes(files_[next]))
+            take(files_[next++]);
+        if (const QString why = inHand.front().failure.get(); !why.isEmpty()) {
+            err("pagewright-batch: " + inHand.front().file + ": " + why);
+            ++failed;
+        }
+        inHand.pop_front();
     }
     return failed ? 1 : 0;
 }

@@ -1,7 +1,8 @@
 #pragma once
 // pagewright-batch: conversions from the command line on the same code as the windows.
 //
-//   pagewright-batch convert [--color NAME] [--gray NAME] [--bw NAME] [--replace] -o DIR FILE...
+//   pagewright-batch convert [--color NAME] [--gray NAME] [--bw NAME] [--replace] [--jobs N]
+//                            -o DIR FILE...
 //   pagewright-batch merge -o OUT.pdf FILE...
 //   pagewright-batch pages FILE...
 
@@ -16,7 +17,7 @@ struct AppContext;
 
 class BatchJob {
 public:
-    explicit BatchJob(AppContext &context) : context_(context) {}
+    explicit BatchJob(AppContext &context);
 
     // Reads the arguments (without the program name). False with `error` set when they are off.
     bool initializeFromArgs(const QStringList &args, QString &error);
@@ -41,6 +42,7 @@ private:
     QString output_;
     QString colour_, grey_, blackWhite_;
     bool replace_ = false;
+    int workers_; // files converted at once
     QStringList files_;
 };
 

@@ -121,3 +121,35 @@ TEST(BatchJob, ConvertSkipsExistingUnlessToldAndNamesEveryFailure)
     EXPECT_EQ(r.status, 1);
     SetErrorLogFolder({});
 }
+
+// Several files at once tell the same story as one at a time: failures in the order given,
+// and of two images that make one PDF name, the first given is the one kept.
+TEST(BatchJob, SeveralWorkersConvertAsOneDoes)
+{
+    SandboxDir box;
+    SetErrorLogFolder(box.path());
+    QStringList files;
+    for (int i = 0; i < 8; ++i) {
+        QImage img(10 + i, 10, QImage::Format_RGB888);
+        img.fill(Qt::darkGreen);
+        box.mkdir(QString("in%1").arg(i % 2));
+        files << box.filePath(QString("in%1/p%2.png").arg(i % 2).arg(i));
+        ASSERT_TRUE(img.save(files.back()));
+    }
+    files.insert(3, box.write("in0/bad.jpg", "garbage"));
+    files.insert(1, box.write("in1/p0.jpg", "garbage but never read: p0.pdf is there by then"));
+    QList<BatchRun> runs;
+    for (const char *workers : {"1", "4"}) {
+        const QString out = box.filePath(QString("out%1").arg(workers));
+        runs << batch(QStringList{"convert", "--jobs", workers, "-o", out} + files);
+        EXPECT_EQ(QDir(out).entryList(QDir::Files | QDir::Hidden).size(), 8) << workers;
+    }
+    EXPECT_EQ(runs[0].status, 1);
+    ASSERT_EQ(runs[0].err.size(), 1) << "in1/p0.jpg was read";
+    EXPECT_TRUE(runs[0].err[0].contains("bad.jpg"));
+    EXPECT_EQ(runs[1].status, runs[0].status);
+    EXPECT_EQ(runs[1].err, runs[0].err);
+    EXPECT_EQ(batch({"convert", "--jobs", "0", "-o", "x", "a.png"}).error.left(13),
+              "Option --jobs");
+    SetErrorLogFolder({});
+}
