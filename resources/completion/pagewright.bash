@@ -5,11 +5,13 @@
 _pagewright_batch_options()
 {
     local recompression='--color --gray --bw'
+    local page='--page-size --fit --margin --orientation --dpi --force-dpi'
     case $1 in
-    convert) echo "$recompression --replace -o" ;;
-    merge) echo '-o' ;;
+    convert) echo "$recompression --replace $page -o" ;;
+    merge) echo "$page -o" ;;
     tiff-delete) echo '--page' ;;
-    clone) echo "--replace $recompression --new" ;;
+    clone) echo "--replace $recompression --new $page" ;;
+    resume) echo "$page" ;;
     render) echo '--resolution --format -o' ;;
     split) echo '--prefix -o' ;;
     extract) echo '--range --prefix -o' ;;
@@ -46,6 +48,18 @@ _pagewright_batch()
         mapfile -t COMPREPLY < <(compgen -W 'png jpeg tiff tiff-pages' -- "$cur")
         return
         ;;
+    --page-size)
+        mapfile -t COMPREPLY < <(compgen -W 'A4 Letter Legal A3 A5' -- "$cur")
+        return
+        ;;
+    --fit)
+        mapfile -t COMPREPLY < <(compgen -W 'into fill exact shrink' -- "$cur")
+        return
+        ;;
+    --orientation)
+        mapfile -t COMPREPLY < <(compgen -W 'auto portrait landscape' -- "$cur")
+        return
+        ;;
     -o)
         # A folder for most commands, a file name for merge and the joins.
         case ${COMP_WORDS[1]} in
@@ -55,7 +69,7 @@ _pagewright_batch()
         return
         ;;
     --resolution | --range | --prefix | --title | --subject | --author | --keywords | --page | \
-        --first | --last | --at | --mask | --position | --separator)
+        --first | --last | --at | --mask | --position | --separator | --margin | --dpi | --force-dpi)
         return
         ;;
     esac

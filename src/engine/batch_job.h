@@ -5,6 +5,8 @@
 //   pagewright-batch merge -o OUT.pdf FILE...
 //   pagewright-batch pages FILE...
 
+#include "backends/image_to_pdf/page_layout.h"
+
 #include <QString>
 #include <QStringList>
 
@@ -41,6 +43,7 @@ private:
     QString output_;
     QString colour_, grey_, blackWhite_;
     bool replace_ = false;
+    i2p::PageLayout layout_;
     QStringList files_;
 };
 

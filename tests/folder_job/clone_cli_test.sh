@@ -54,3 +54,15 @@ made=$(find "$work/shell/out/tree" -name '*.pdf' | wc -l)
 [[ -z $(find "$work/elsewhere" "$work/shell/out" -mindepth 1 -not -path "$work/shell/out/tree*") ]] ||
     fail "written outside the tree"
 grep -q '^STATUS=FINISHED' "$clone_folder/Clone.ini" || fail "not FINISHED"
+
+# The page options shape the job's pages; a wrong one stops a clone or a resume before it starts.
+mkdir -p "$work/sized/in" "$work/sized/out"
+cp "$work/shell/tree/top.ppm" "$work/sized/in/"
+"$batch" clone --new --page-size A4 --margin 1in "$work/sized/in" "$work/sized/out" >/dev/null ||
+    fail "sized clone failed"
+[[ $(pdfinfo "$work/sized/out/in/top.pdf") == *"595.276 x 841.89 pts (A4)"* ]] || fail "not A4"
+set +e
+wrong=$("$batch" resume --fit sideways 2>&1)
+status=$?
+set -e
+[[ $status == 2 && $wrong == *"Option --fit needs"* ]] || fail "wrong option: $status $wrong"
