@@ -3,6 +3,7 @@
 #include "backends/image_to_pdf/image_to_pdf.h"
 #include "backends/image_to_pdf/output_file.h"
 #include "core/runtime.h"
+#include "core/settings.h"
 
 #include <QCoreApplication>
 #include <QString>
@@ -212,6 +213,15 @@ QString ApplyPageLayout(const i2p::PageLayout &layout)
         return "Option --margin leaves no room for the image on a page of that size.";
     ::ApSetPageLayout(layout);
     return {};
+}
+
+void ApplyPageSettings(const Settings &settings)
+{
+    i2p::PageLayout layout;
+    if (const auto size = i2p::parsePageSize(settings.PageSize().toStdString()))
+        std::tie(layout.width, layout.height) = *size;
+    layout.dpi = settings.ImageResolution();
+    ::ApSetPageLayout(layout);
 }
 
 } // namespace pw

@@ -12,6 +12,8 @@
 
 namespace pw {
 
+class Settings;
+
 class ImageToPdfLibrary {
 public:
     virtual ~ImageToPdfLibrary() = default;
@@ -43,5 +45,7 @@ bool TakePageOption(const QStringList &args, int &i, i2p::PageLayout &layout, QS
 // Makes `layout` that of every page made from images from now on: "" when it was set, else why
 // not.
 QString ApplyPageLayout(const i2p::PageLayout &layout);
+// The same for the windows' conversions, from the settings' page size and resolution.
+void ApplyPageSettings(const Settings &settings);
 
 } // namespace pw

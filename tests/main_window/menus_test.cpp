@@ -6,6 +6,7 @@
 #include "main_window/frm_main.h"
 #include "main_window/frm_preferences.h"
 
+#include "backends/image_to_pdf/page_layout.h"
 #include "core/failure_log.h"
 #include "widgets/flex_grid.h"
 
@@ -24,6 +25,7 @@
 #include <QLineEdit>
 #include <QMouseEvent>
 #include <QPushButton>
+#include <QSpinBox>
 #include <QTest>
 #include <QTreeView>
 
@@ -192,6 +194,40 @@ TEST_F(Menus, PreferencesTakeEffectAtOnceAndAtTheNextStart)
     });
     w->mnupreferances->trigger();
     EXPECT_EQ(headers(), defaults);
+}
+
+// The page settings reach the library the windows convert with: at Save, at the next start, and
+// back to the image's own size at Set Default.
+TEST_F(Menus, PreferencesSetThePagesMadeFromImages)
+{
+    start();
+    EXPECT_EQ(i2p::pageLayout().width, 0) << "as the image by default";
+    script.then<frmPreferences>([](frmPreferences &d) {
+        EXPECT_EQ(d.spnImageResolution->value(), 72);
+        d.cmbPageSize->setCurrentIndex(d.cmbPageSize->findText("Letter"));
+        d.spnImageResolution->setValue(300);
+        d.cmdOK->click();
+    });
+    w->mnupreferances->trigger();
+    const auto letterAt300 = [] {
+        const i2p::PageLayout layout = i2p::pageLayout();
+        return layout.width == 612 && layout.height == 792 && layout.dpi == 300;
+    };
+    EXPECT_TRUE(letterAt300());
+    EXPECT_EQ(t.context.settings().PageSize(), "Letter");
+    i2p::setPageLayout({});
+    start();
+    EXPECT_TRUE(letterAt300()) << "after a restart";
+
+    script.then<frmPreferences>([](frmPreferences &d) {
+        EXPECT_EQ(d.cmbPageSize->currentText(), "Letter");
+        d.cmdSetDefault->click();
+        EXPECT_EQ(d.cmbPageSize->currentText(), "As the image");
+        d.cmdCancel->click();
+    });
+    w->mnupreferances->trigger();
+    EXPECT_EQ(i2p::pageLayout().width, 0);
+    EXPECT_EQ(i2p::pageLayout().dpi, 0);
 }
 
 // After a click in "Visible" opened the grid to typing, the number and the name refuse it: a
