@@ -35,31 +35,21 @@ _pagewright_batch()
         mapfile -t COMPREPLY < <(compgen -W "$commands --help --version" -- "$cur")
         return
     fi
+    # The options that take one of a fixed set of values.
+    local values=''
     case $prev in
-    --color | --gray)
-        mapfile -t COMPREPLY < <(compgen -W 'Lzw Zip Packbits Jpeg' -- "$cur")
+    --color | --gray) values='Lzw Zip Packbits Jpeg' ;;
+    --bw) values='Lzw Zip CCITT-G3 CCITT-G4' ;;
+    --format) values='png jpeg tiff tiff-pages' ;;
+    --page-size) values='A4 Letter Legal A3 A5' ;;
+    --fit) values='into fill exact shrink' ;;
+    --orientation) values='auto portrait landscape' ;;
+    esac
+    if [[ -n $values ]]; then
+        mapfile -t COMPREPLY < <(compgen -W "$values" -- "$cur")
         return
-        ;;
-    --bw)
-        mapfile -t COMPREPLY < <(compgen -W 'Lzw Zip CCITT-G3 CCITT-G4' -- "$cur")
-        return
-        ;;
-    --format)
-        mapfile -t COMPREPLY < <(compgen -W 'png jpeg tiff tiff-pages' -- "$cur")
-        return
-        ;;
-    --page-size)
-        mapfile -t COMPREPLY < <(compgen -W 'A4 Letter Legal A3 A5' -- "$cur")
-        return
-        ;;
-    --fit)
-        mapfile -t COMPREPLY < <(compgen -W 'into fill exact shrink' -- "$cur")
-        return
-        ;;
-    --orientation)
-        mapfile -t COMPREPLY < <(compgen -W 'auto portrait landscape' -- "$cur")
-        return
-        ;;
+    fi
+    case $prev in
     -o)
         # A folder for most commands, a file name for merge and the joins.
         case ${COMP_WORDS[1]} in
