@@ -38,10 +38,9 @@ QString BatchJob::usage(const QString &moreCommands)
            "  pagewright-batch resume [--jobs N]\n"
            "      takes up the unfinished folder job\n" +
            moreCommands +
-           "convert, merge and clone take --max-pixels N: a page of more pixels is refused as"
-           " a file that cannot be read (default 1073741824).\n"
-           "convert, merge, clone and resume shape the pages made from images (a PDF's pages"
-           " stay as they are) with:\n"
+           "convert, merge, clone and resume take --max-pixels N: a page of more pixels is"
+           " refused as a file that cannot be read (default 1073741824), and shape the pages"
+           " made from images (a PDF's pages stay as they are) with:\n"
            "  --page-size SIZE   A4, Letter, Legal, A3, A5, or WxH with mm, in or pt (points"
            " when none); without it each page is its image at its resolution\n"
            "  --fit HOW          into (default: all of the image, as large as fits), fill (the"
