@@ -5,11 +5,13 @@
 _pagewright_batch_options()
 {
     local recompression='--color --gray --bw'
+    local page='--page-size --fit --margin --orientation --dpi --force-dpi'
     case $1 in
-    convert) echo "$recompression --replace -o" ;;
-    merge) echo '-o' ;;
+    convert) echo "$recompression --replace $page -o" ;;
+    merge) echo "$page -o" ;;
     tiff-delete) echo '--page' ;;
-    clone) echo "--replace $recompression --new" ;;
+    clone) echo "--replace $recompression --new $page" ;;
+    resume) echo "$page" ;;
     render) echo '--resolution --format -o' ;;
     split) echo '--prefix -o' ;;
     extract) echo '--range --prefix -o' ;;
@@ -33,19 +35,21 @@ _pagewright_batch()
         mapfile -t COMPREPLY < <(compgen -W "$commands --help --version" -- "$cur")
         return
     fi
+    # The options that take one of a fixed set of values.
+    local values=''
     case $prev in
-    --color | --gray)
-        mapfile -t COMPREPLY < <(compgen -W 'Lzw Zip Packbits Jpeg' -- "$cur")
+    --color | --gray) values='Lzw Zip Packbits Jpeg' ;;
+    --bw) values='Lzw Zip CCITT-G3 CCITT-G4' ;;
+    --format) values='png jpeg tiff tiff-pages' ;;
+    --page-size) values='A4 Letter Legal A3 A5' ;;
+    --fit) values='into fill exact shrink' ;;
+    --orientation) values='auto portrait landscape' ;;
+    esac
+    if [[ -n $values ]]; then
+        mapfile -t COMPREPLY < <(compgen -W "$values" -- "$cur")
         return
-        ;;
-    --bw)
-        mapfile -t COMPREPLY < <(compgen -W 'Lzw Zip CCITT-G3 CCITT-G4' -- "$cur")
-        return
-        ;;
-    --format)
-        mapfile -t COMPREPLY < <(compgen -W 'png jpeg tiff tiff-pages' -- "$cur")
-        return
-        ;;
+    fi
+    case $prev in
     -o)
         # A folder for most commands, a file name for merge and the joins.
         case ${COMP_WORDS[1]} in
@@ -55,7 +59,7 @@ _pagewright_batch()
         return
         ;;
     --resolution | --range | --prefix | --title | --subject | --author | --keywords | --page | \
-        --first | --last | --at | --mask | --position | --separator)
+        --first | --last | --at | --mask | --position | --separator | --margin | --dpi | --force-dpi)
         return
         ;;
     esac

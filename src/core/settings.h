@@ -1,6 +1,7 @@
 #pragma once
-// The program's settings: 49 named values kept in memory and in one file. Every assignment
-// rewrites the whole file at once (write-through); nothing is saved at exit.
+// The program's settings: 49 named values, and after them the pages' size and resolution, kept
+// in memory and in one file. Every assignment rewrites the whole file at once (write-through);
+// nothing is saved at exit.
 
 #include <QString>
 
@@ -61,7 +62,11 @@ namespace pw {
     X(Text, DefaultPathConPdfToTiff, "")                                                           \
     X(Byte, IsOpenFolderCloneDir, 0)                                                               \
     X(Byte, IsDefaultPathCloneDir, 0)                                                              \
-    X(Text, DefaultPathCloneDir, "")
+    X(Text, DefaultPathCloneDir, "")                                                               \
+    /* The pages made from images: a paper name ("" the image's own size), and the resolution of   \
+       images that state none (0: 72 dpi). A file from before them reads as these defaults. */     \
+    X(Text, PageSize, "")                                                                          \
+    X(Integer, ImageResolution, 0)
 
 namespace settings_types {
 using Text = QString;

@@ -1,6 +1,7 @@
 #include "batch_job.h"
 
 #include "ap_img_to_pdf.h"
+#include "image_to_pdf_library.h"
 
 #include "backends/page_count/page_rules.h"
 #include "core/app_context.h"
@@ -43,8 +44,20 @@ QString BatchJob::usage(const QString &moreCommands)
            "  pagewright-batch resume [--jobs N]\n"
            "      takes up the unfinished folder job\n" +
            moreCommands +
-           "convert, merge and clone take --max-pixels N: a page of more pixels is refused as"
-           " a file that cannot be read (default 1073741824).\n"
+           "convert, merge, clone and resume take --max-pixels N: a page of more pixels is"
+           " refused as a file that cannot be read (default 1073741824), and shape the pages"
+           " made from images (a PDF's pages stay as they are) with:\n"
+           "  --page-size SIZE   A4, Letter, Legal, A3, A5, or WxH with mm, in or pt (points"
+           " when none); without it each page is its image at its resolution\n"
+           "  --fit HOW          into (default: all of the image, as large as fits), fill (the"
+           " whole page, the overhang cut off), exact (stretched), shrink (into, but never"
+           " enlarged)\n"
+           "  --margin LENGTH    blank border on every side, with mm, in or pt\n"
+           "  --orientation WAY  auto (default: as the image), portrait or landscape\n"
+           "  --dpi N            resolution of images whose file states none (default 72)\n"
+           "  --force-dpi N      resolution of every image, whatever its file states\n"
+           "Photos are shown the right way up as their orientation says, their data kept as"
+           " it is.\n"
            "NAME is one of: " +
            RecompressionNames.join(", ") +
            " (for the colour class it"
@@ -93,8 +106,8 @@ bool BatchJob::initializeFromArgs(const QStringList &args, QString &error)
                        false;
         } else if (a == "--") // what follows is files, whatever their names
             return takeFiles(args.mid(i + 1), error);
-        else if (a == "--max-pixels") {
-            if (error = ApplyMaxPixelsOption(args, i); !error.isEmpty())
+        else if (TakePageOption(args, i, layout_, error)) {
+            if (!error.isEmpty())
                 return false;
         } else if (a.startsWith("--"))
             return error = "Unknown option " + a + ".", false;
@@ -122,7 +135,8 @@ bool BatchJob::takeFiles(const QStringList &more, QString &error)
         error = "The " + command_ + " command needs -o.";
         return false;
     }
-    return true;
+    error = ApplyPageLayout(layout_);
+    return error.isEmpty();
 }
 
 BatchJob::BatchJob(AppContext &context)

@@ -6,6 +6,8 @@
 //   pagewright-batch merge -o OUT.pdf FILE...
 //   pagewright-batch pages FILE...
 
+#include "backends/image_to_pdf/page_layout.h"
+
 #include <QString>
 #include <QStringList>
 
@@ -43,6 +45,7 @@ private:
     QString colour_, grey_, blackWhite_;
     bool replace_ = false;
     int workers_; // files converted at once
+    i2p::PageLayout layout_;
     QStringList files_;
 };
 

@@ -3,6 +3,7 @@
 #include "backends/image_to_pdf/image_to_pdf.h"
 #include "backends/image_to_pdf/output_file.h"
 #include "core/runtime.h"
+#include "core/settings.h"
 
 #include <QCoreApplication>
 #include <QString>
@@ -12,6 +13,7 @@
 #include <deque>
 #include <functional>
 #include <future>
+#include <map>
 #include <mutex>
 #include <stop_token>
 #include <thread>
@@ -136,14 +138,90 @@ ImageToPdfLibrary &ImageToPdfLibrary::responsive()
     return library;
 }
 
-QString ApplyMaxPixelsOption(const QStringList &args, int &i)
+namespace {
+
+QString applyMaxPixels(const QString &value)
 {
     bool number = false;
-    const qulonglong pixels = ++i < args.size() ? args[i].toULongLong(&number) : 0;
+    const qulonglong pixels = value.toULongLong(&number);
     if (!number || pixels == 0)
         return "Option --max-pixels needs a number of pixels above 0.";
     ::ApSetMaxPixels(pixels);
     return {};
+}
+
+// `value` of the page option `option` into `layout`: "" when it reads, else what it needs.
+QString takePageValue(const QString &option, const QString &value, i2p::PageLayout &layout)
+{
+    using i2p::Fit;
+    using i2p::PageTurn;
+    static const std::map<std::string, Fit> fits = {
+        {"into", Fit::Into}, {"fill", Fit::Fill}, {"exact", Fit::Exact}, {"shrink", Fit::Shrink}};
+    static const std::map<std::string, PageTurn> turns = {{"auto", PageTurn::FollowImage},
+                                                          {"portrait", PageTurn::Portrait},
+                                                          {"landscape", PageTurn::Landscape}};
+    const std::string text = value.toLower().toStdString();
+    if (option == "--page-size") {
+        const auto size = i2p::parsePageSize(text);
+        if (!size)
+            return "Option --page-size needs A4, Letter, Legal, A3, A5 or WIDTHxHEIGHT followed"
+                   " by mm, in or pt.";
+        std::tie(layout.width, layout.height) = *size;
+    } else if (option == "--fit") {
+        const auto fit = fits.find(text);
+        if (fit == fits.end())
+            return "Option --fit needs into, fill, exact or shrink.";
+        layout.fit = fit->second;
+    } else if (option == "--orientation") {
+        const auto turn = turns.find(text);
+        if (turn == turns.end())
+            return "Option --orientation needs auto, portrait or landscape.";
+        layout.turn = turn->second;
+    } else if (option == "--margin") {
+        const auto margin = i2p::parseLength(text);
+        if (!margin)
+            return "Option --margin needs a length of 0 or more, followed by mm, in or pt.";
+        layout.margin = *margin;
+    } else {
+        bool number = false;
+        const double dpi = value.toDouble(&number);
+        if (!number || !(dpi >= 1 && dpi <= 1e6))
+            return "Option " + option + " needs a resolution in pixels per inch, 1 or more.";
+        layout.dpi = dpi;
+        layout.forceDpi = option == "--force-dpi";
+    }
+    return {};
+}
+
+} // namespace
+
+bool TakePageOption(const QStringList &args, int &i, i2p::PageLayout &layout, QString &error)
+{
+    static const QStringList options = {"--max-pixels",  "--page-size", "--fit",      "--margin",
+                                        "--orientation", "--dpi",       "--force-dpi"};
+    const QString option = args[i];
+    if (!options.contains(option))
+        return false;
+    const QString value = ++i < args.size() ? args[i] : QString();
+    error = option == "--max-pixels" ? applyMaxPixels(value) : takePageValue(option, value, layout);
+    return true;
+}
+
+QString ApplyPageLayout(const i2p::PageLayout &layout)
+{
+    if (layout.width > 0 && 2 * layout.margin >= std::min(layout.width, layout.height))
+        return "Option --margin leaves no room for the image on a page of that size.";
+    ::ApSetPageLayout(layout);
+    return {};
+}
+
+void ApplyPageSettings(const Settings &settings)
+{
+    i2p::PageLayout layout;
+    if (const auto size = i2p::parsePageSize(settings.PageSize().toStdString()))
+        std::tie(layout.width, layout.height) = *size;
+    layout.dpi = settings.ImageResolution();
+    ::ApSetPageLayout(layout);
 }
 
 } // namespace pw

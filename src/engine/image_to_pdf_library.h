@@ -2,6 +2,8 @@
 // The image-to-PDF library's contract as the binding calls it. The binding decides the calls,
 // their order and their constants; this seam lets a test record them without writing PDFs.
 
+#include "backends/image_to_pdf/page_layout.h"
+
 #include <QString>
 #include <QStringList>
 
@@ -9,6 +11,8 @@
 #include <string>
 
 namespace pw {
+
+class Settings;
 
 class ImageToPdfLibrary {
 public:
@@ -33,8 +37,15 @@ public:
     static ImageToPdfLibrary &responsive();
 };
 
-// The batch commands' `--max-pixels N`, found at args[i]: N becomes the most pixels a page of
-// this process may have (i steps over it). "" when it was set, else why not.
-QString ApplyMaxPixelsOption(const QStringList &args, int &i);
+// The batch commands' options for the pages made from images, found at args[i]: --page-size,
+// --fit, --margin, --orientation, --dpi and --force-dpi go into `layout`, --max-pixels N into
+// the library at once. False when args[i] is none of them; else i steps over its value and
+// `error` says why that is wrong ("" when it is right).
+bool TakePageOption(const QStringList &args, int &i, i2p::PageLayout &layout, QString &error);
+// Makes `layout` that of every page made from images from now on: "" when it was set, else why
+// not.
+QString ApplyPageLayout(const i2p::PageLayout &layout);
+// The same for the windows' conversions, from the settings' page size and resolution.
+void ApplyPageSettings(const Settings &settings);
 
 } // namespace pw

@@ -92,7 +92,10 @@ private:
 QString usage()
 {
     return "Usage: pagewright-batch clone [--replace] [--color NAME] [--gray NAME] [--bw NAME] "
-           "[--new] [--jobs N] SOURCE OUTPUT\n       pagewright-batch resume [--jobs N]";
+           "[--new] [--jobs N] [PAGE OPTIONS] SOURCE OUTPUT\n"
+           "       pagewright-batch resume [--jobs N] [PAGE OPTIONS]\n"
+           "PAGE OPTIONS, as pagewright-batch --help lists them: --page-size, --fit, --margin,"
+           " --orientation, --dpi, --force-dpi, --max-pixels.";
 }
 
 // Reads the options of clone or resume into `view`; "" when they are right, else what is wrong.
@@ -100,6 +103,7 @@ QString readOptions(const QStringList &args, CommandLineView &view, bool &fresh,
 {
     const bool clone = args[0] == "clone";
     QStringList folders;
+    i2p::PageLayout layout;
     for (int i = 1; i < args.size(); ++i) {
         const QString &a = args[i];
         if (a == "--jobs") {
@@ -109,8 +113,13 @@ QString readOptions(const QStringList &args, CommandLineView &view, bool &fresh,
                 return "Option --jobs needs a number of files to convert at once, 1 or more.";
             continue;
         }
+        if (QString wrong; TakePageOption(args, i, layout, wrong)) {
+            if (!wrong.isEmpty())
+                return wrong;
+            continue;
+        }
         if (!clone)
-            return "The resume command takes only --jobs.";
+            return "The resume command takes only --jobs and the page options.";
         QString *name = a == "--color"  ? &view.chosen.EncodColor
                         : a == "--gray" ? &view.chosen.EncodGraycale
                         : a == "--bw"   ? &view.chosen.EncodBW
@@ -123,15 +132,14 @@ QString readOptions(const QStringList &args, CommandLineView &view, bool &fresh,
             view.replace = true;
         } else if (a == "--new") {
             fresh = true;
-        } else if (a == "--max-pixels") {
-            if (QString error = ApplyMaxPixelsOption(args, i); !error.isEmpty())
-                return error;
         } else if (a.startsWith("--")) {
             return "Unknown option " + a + ".";
         } else {
             folders << a;
         }
     }
+    if (QString wrong = ApplyPageLayout(layout); !wrong.isEmpty())
+        return wrong;
     if (!clone)
         return folders.isEmpty() ? QString() : "The resume command takes no folders.";
     if (folders.size() != 2)

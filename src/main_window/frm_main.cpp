@@ -9,6 +9,7 @@
 #include "core/globals.h"
 #include "core/master_layout.h"
 #include "core/path_helpers.h"
+#include "engine/image_to_pdf_library.h"
 #include "widgets/flex_grid.h"
 
 #include <QApplication>
@@ -70,6 +71,8 @@ frmMain::frmMain(AppContext &context, QWidget *parent)
     // 700 by 403 is the floor; the left column's panes need more height than that, and a
     // window smaller than its panes lays the command buttons over the tabs below them.
     setMinimumSize(layout()->totalMinimumSize().expandedTo(QSize(700, 403)));
+    // The conversions of every window make their pages as Preferences say.
+    ApplyPageSettings(context_.settings());
 }
 
 frmMain::~frmMain()

@@ -4,6 +4,7 @@
 #include "core/failure_log.h"
 #include "core/runtime.h"
 #include "core/ui_services.h"
+#include "engine/image_to_pdf_library.h"
 #include "widgets/flex_grid.h"
 
 #include <QCheckBox>
@@ -14,6 +15,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QSpinBox>
 #include <QTabWidget>
 #include <QVBoxLayout>
 
@@ -123,9 +125,25 @@ QWidget *frmPreferences::buildGeneralPage()
     state->addWidget(chkDefaultWindowState);
     state->addWidget(cmbDefaultWindowState, 1);
 
+    fraPages = new QGroupBox("Pages from Images", page);
+    auto *sizeLabel = new QLabel("&Page size", fraPages);
+    cmbPageSize = new QComboBox(fraPages);
+    sizeLabel->setBuddy(cmbPageSize);
+    auto *resolutionLabel = new QLabel("R&esolution for images without one", fraPages);
+    spnImageResolution = new QSpinBox(fraPages);
+    spnImageResolution->setRange(1, 9600);
+    spnImageResolution->setSuffix(" dpi");
+    resolutionLabel->setBuddy(spnImageResolution);
+    auto *pages = new QGridLayout(fraPages);
+    pages->addWidget(sizeLabel, 0, 0);
+    pages->addWidget(cmbPageSize, 0, 1);
+    pages->addWidget(resolutionLabel, 1, 0);
+    pages->addWidget(spnImageResolution, 1, 1);
+
     auto *layout = new QVBoxLayout(page);
     layout->addWidget(fraProgram);
     layout->addWidget(fraWindowState);
+    layout->addWidget(fraPages);
     layout->addStretch();
     return page;
 }
@@ -135,6 +153,10 @@ void frmPreferences::FillComboBox()
     cmbDefaultWindowState->addItem("Maximum", 1);
     cmbDefaultWindowState->addItem("Minimum", 2);
     cmbDefaultWindowState->addItem("Last Remembered Size", 3);
+    // The item's data is what the settings keep.
+    cmbPageSize->addItem("As the image", QString());
+    for (const char *paper : {"A4", "Letter", "Legal", "A3", "A5"})
+        cmbPageSize->addItem(paper, QString(paper));
 }
 
 void frmPreferences::loadControls()
@@ -146,6 +168,8 @@ void frmPreferences::loadControls()
     chkLastGridColWidth->setChecked(settings.LastGridColWidthFlag() != 0);
     chkSortbyNumeric->setChecked(settings.SortbyNumeric() != 0);
     txtStartUpFolder->setText(settings.StartupFolder());
+    cmbPageSize->setCurrentIndex(std::max(0, cmbPageSize->findData(settings.PageSize())));
+    spnImageResolution->setValue(settings.ImageResolution() > 0 ? settings.ImageResolution() : 72);
 }
 
 void frmPreferences::chkDefaultWindowState_Click()
@@ -298,6 +322,9 @@ void frmPreferences::cmdOk_Click()
         settings.setWindowStateValue(fixedState ? cmbDefaultWindowState->currentIndex() : 0);
         settings.setLastGridColWidthFlag(chkLastGridColWidth->isChecked() ? 1 : 0);
         settings.setSortbyNumeric(chkSortbyNumeric->isChecked() ? 1 : 0);
+        settings.setPageSize(cmbPageSize->currentData().toString());
+        settings.setImageResolution(int16_t(spnImageResolution->value()));
+        ApplyPageSettings(settings);
         IsPreferanceChange = true;
         accept();
     });
@@ -310,6 +337,7 @@ void frmPreferences::cmdSetDefault_Click()
         PW_STEP;
         context_.settings().LoadDefaultSettings();
         context_.settings().LoadSettings();
+        ApplyPageSettings(context_.settings());
         loadControls();
         InitColumnSettings();
         IsPreferanceChange = true;

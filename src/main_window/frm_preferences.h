@@ -9,6 +9,7 @@ class QGroupBox;
 class QLabel;
 class QLineEdit;
 class QPushButton;
+class QSpinBox;
 class QTabWidget;
 
 namespace pw {
@@ -16,8 +17,9 @@ namespace pw {
 struct AppContext;
 
 // "Set Preferences": the catalogue's columns (order, visibility, widths), the numeric name
-// sort, the window state at start and the startup folder. It edits a grid of its own; the
-// settings are written on Save, and the caller refreshes the catalogue when
+// sort, the window state at start, the startup folder, and the size and resolution of the
+// pages that Image to PDF, Merge and Folder Conversion make from images. It edits a grid of its
+// own; the settings are written on Save, and the caller refreshes the catalogue when
 // IsPreferanceChange says so.
 class frmPreferences : public QDialog {
     Q_OBJECT
@@ -46,6 +48,10 @@ public:
     QLabel *lblExportLocation;
     QLineEdit *txtExportLocation;
     QPushButton *cmdExportLocation;
+    // Beside the classic settings: the size and resolution of the pages made from images.
+    QGroupBox *fraPages;
+    QComboBox *cmbPageSize;
+    QSpinBox *spnImageResolution;
     QPushButton *cmdOK;
     QPushButton *cmdCancel;
     QPushButton *cmdSetDefault;

@@ -1,7 +1,9 @@
 #include "core/app_context.h"
 #include "core/failure_log.h"
 #include "engine/batch_job.h"
+#include "engine/image_to_pdf_library.h"
 
+#include "pdf_probe.h"
 #include "sandbox.h"
 
 #include <gtest/gtest.h>
@@ -53,12 +55,42 @@ TEST(BatchJob, ArgumentsAreCheckedBeforeAnyWork)
         {{"merge", "-o", "x.pdf", "a.tif", "--max-pixels"}, "Option --max-pixels needs"},
         // The default limit, taken with its value.
         {{"convert", "--max-pixels", "1073741824", "--fast"}, "Unknown option --fast."},
+        {{"merge", "-o", "x.pdf", "a.tif", "--page-size"}, "Option --page-size needs"},
+        {{"convert", "--page-size", "10x10cm", "-o", "x", "a.tif"}, "Option --page-size needs"},
+        {{"convert", "--fit", "stretch", "-o", "x", "a.tif"}, "Option --fit needs"},
+        {{"convert", "--force-dpi", "300dpi", "-o", "x", "a.tif"}, "Option --force-dpi needs"},
+        {{"convert", "--page-size", "A5", "--margin", "3in", "-o", "x", "a.tif"},
+         "Option --margin leaves no room"},
     };
     for (const auto &c : cases) {
         const BatchRun r = batch(c.args);
         EXPECT_EQ(r.status, -1);
         EXPECT_TRUE(r.error.startsWith(c.error)) << r.error.toStdString();
     }
+}
+
+TEST(BatchJob, PageOptionsShapeEveryImagePage)
+{
+    SandboxDir box;
+    const QString wide = box.filePath("wide.png"), out = box.filePath("out");
+    QImage img(40, 10, QImage::Format_RGB888);
+    img.fill(Qt::red);
+    ASSERT_TRUE(img.save(wide));
+    // The paper turned to follow the wide image unless asked otherwise, or none at a forced
+    // resolution.
+    const std::pair<QStringList, QSizeF> rows[] = {
+        {{"--page-size", "a5", "--margin", "1in"}, {595.276, 419.528}},
+        {{"--page-size", "A5", "--orientation", "portrait"}, {419.528, 595.276}},
+        {{"--page-size", "8.5x11in", "--fit", "fill"}, {792, 612}},
+        {{"--force-dpi", "144"}, {20, 5}}};
+    for (const auto &[options, size] : rows) {
+        EXPECT_EQ(batch(QStringList{"convert", "--replace", "-o", out, wide} + options).status, 0);
+        const auto pages = probePdf(out + "/wide.pdf");
+        ASSERT_EQ(pages.size(), 1u);
+        EXPECT_NEAR(pages[0].width, size.width(), 0.001) << options.join(' ').toStdString();
+        EXPECT_NEAR(pages[0].height, size.height(), 0.001) << options.join(' ').toStdString();
+    }
+    ApplyPageLayout({});
 }
 
 TEST(BatchJob, ConvertSkipsExistingUnlessToldAndNamesEveryFailure)

@@ -74,3 +74,10 @@ set -e
 grep -q "interrupted; the job is kept" "$work/stopped" || fail "no word of the kept job"
 "$batch" resume >/dev/null || fail "resume after the interrupt failed"
 [[ $(find "$work/shell/out3" -name '*.pdf' | wc -l) == 301 ]] || fail "the resume did not finish"
+
+# The page options shape the job's pages; a wrong one stops a resume before it starts.
+mkdir -p "$work/sized/in" "$work/sized/out"
+cp "$work/shell/tree/top.ppm" "$work/sized/in/"
+"$batch" clone --new --page-size A4 "$work/sized/in" "$work/sized/out" >/dev/null || fail "A4 clone"
+[[ $(pdfinfo "$work/sized/out/in/top.pdf") == *"(A4)"* ]] || fail "not A4"
+[[ $("$batch" resume --fit sideways 2>&1) == *"Option --fit needs"* ]] || fail "resume --fit"

@@ -6,6 +6,7 @@
 #include "main_window/frm_main.h"
 #include "main_window/frm_preferences.h"
 
+#include "backends/image_to_pdf/page_layout.h"
 #include "core/failure_log.h"
 #include "widgets/flex_grid.h"
 
@@ -24,6 +25,7 @@
 #include <QLineEdit>
 #include <QMouseEvent>
 #include <QPushButton>
+#include <QSpinBox>
 #include <QTest>
 #include <QTreeView>
 
@@ -192,6 +194,27 @@ TEST_F(Menus, PreferencesTakeEffectAtOnceAndAtTheNextStart)
     });
     w->mnupreferances->trigger();
     EXPECT_EQ(headers(), defaults);
+}
+
+// The page settings reach the library the windows convert with, at Save and at the next start.
+TEST_F(Menus, PreferencesSetThePagesMadeFromImages)
+{
+    start();
+    script.then<frmPreferences>([](frmPreferences &d) {
+        EXPECT_EQ(d.cmbPageSize->currentText(), "As the image");
+        d.cmbPageSize->setCurrentIndex(d.cmbPageSize->findText("Letter"));
+        d.spnImageResolution->setValue(300);
+        d.cmdOK->click();
+    });
+    w->mnupreferances->trigger();
+    for (const char *when : {"at Save", "after a restart"}) {
+        const i2p::PageLayout layout = i2p::pageLayout();
+        EXPECT_EQ(std::tuple(layout.width, layout.height, layout.dpi), std::tuple(612, 792, 300))
+            << when;
+        i2p::setPageLayout({});
+        start();
+    }
+    i2p::setPageLayout({});
 }
 
 // After a click in "Visible" opened the grid to typing, the number and the name refuse it: a

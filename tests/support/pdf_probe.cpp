@@ -30,6 +30,8 @@ std::vector<ProbedPage> probePdf(const QString &pdf)
             p.width = box.getArrayItem(2).getNumericValue() - box.getArrayItem(0).getNumericValue();
             p.height =
                 box.getArrayItem(3).getNumericValue() - box.getArrayItem(1).getNumericValue();
+            if (auto rotate = page.getAttribute("/Rotate", false); rotate.isInteger())
+                p.rotate = int(rotate.getIntValue());
             for (auto &[name, image] : page.getImages()) {
                 (void)name;
                 ProbedImage im;
@@ -90,8 +92,9 @@ QImage paintedPixels(const QString &pdf, int index, int width, int height)
     const auto pages = probePdf(pdf);
     if (index >= int(pages.size()) || pages[size_t(index)].width <= 0)
         return {};
+    const ProbedPage &page = pages[size_t(index)];
     constexpr int kScale = 4;
-    const double dpi = 72.0 * kScale * width / pages[size_t(index)].width;
+    const double dpi = 72.0 * kScale * width / (page.rotate % 180 ? page.height : page.width);
     const QImage big = renderPage(pdf, index, dpi);
     if (big.width() < width * kScale || big.height() < height * kScale)
         return {};

@@ -19,7 +19,8 @@ struct ProbedImage {
 };
 
 struct ProbedPage {
-    double width = 0, height = 0; // points
+    double width = 0, height = 0; // points, of the media box
+    int rotate = 0;               // the page's turn, clockwise
     std::vector<ProbedImage> images;
 };
 
@@ -31,7 +32,8 @@ std::string firstImageFilter(const QString &pdf);
 bool qpdfChecks(const QString &pdf);
 // Page `index` painted by poppler at `dpi`, no anti-aliasing, as RGB32.
 QImage renderPage(const QString &pdf, int index, double dpi = 72);
-// The image pixels as painted on page `index` (the page covered by one width x height image):
+// The image pixels as painted on page `index` (the page, as shown, covered by one width x height
+// image):
 // painted four times larger and read at each pixel's centre, so edge rounding cannot blur them.
 QImage paintedPixels(const QString &pdf, int index, int width, int height);
 // Largest difference of any channel between two images of the same size, and in `mean` the

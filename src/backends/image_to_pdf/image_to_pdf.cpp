@@ -161,6 +161,11 @@ void ApSetDeterministic(bool on)
     deterministicOutput = on;
 }
 
+void ApSetPageLayout(const pw::i2p::PageLayout &layout)
+{
+    pw::i2p::setPageLayout(layout);
+}
+
 void ApSetMaxPixels(uint64_t pixels)
 {
     pw::i2p::setMaxPagePixels(pixels);

@@ -6,6 +6,7 @@
 // document by one thread at a time.
 
 #include "ap_failure.h"
+#include "page_layout.h"
 
 #include <cstdint>
 #include <string>
@@ -45,6 +46,11 @@ int32_t ApClose(int32_t handle);
 // Pages of more pixels than `pixels` are refused before they are decoded, as files whose
 // headers claim them (0: the default, 2^30). For the whole process; call it before converting.
 void ApSetMaxPixels(uint64_t pixels);
+
+// Size, fit, margin and resolution of the pages made from images in the documents created from
+// now on (the default: each page is its image at its resolution, 72 dpi when it states none).
+// For the whole process.
+void ApSetPageLayout(const pw::i2p::PageLayout &layout);
 
 // Test helper: output that is byte for byte the same from run to run (fixed document ID).
 void ApSetDeterministic(bool on);

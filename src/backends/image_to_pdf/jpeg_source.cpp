@@ -193,6 +193,7 @@ public:
         unsigned int iccLen = 0;
         const bool ok = jpegTry(d.err, [&] {
             jpeg_stdio_src(&d.cinfo, f.get());
+            jpeg_save_markers(&d.cinfo, JPEG_APP0 + 1, 0xFFFF);
             jpeg_save_markers(&d.cinfo, JPEG_APP0 + 2, 0xFFFF);
             jpeg_read_header(&d.cinfo, TRUE);
             jpeg_read_icc_profile(&d.cinfo, &icc, &iccLen);
@@ -204,6 +205,12 @@ public:
             std::free(icc);
         }
         const auto &c = d.cinfo;
+        for (auto *m = c.marker_list; m; m = m->next)
+            if (m->marker == JPEG_APP0 + 1 && m->data_length >= 6 &&
+                std::memcmp(m->data, "Exif\0", 6) == 0) {
+                orientation = exifOrientation(m->data, m->data_length);
+                break;
+            }
         width_ = int(c.image_width);
         height_ = int(c.image_height);
         comps_ = c.num_components;

@@ -105,9 +105,12 @@ public:
     virtual std::optional<EncodedImage> asIs(Filter wanted) = 0;
     virtual Raster decode() = 0;
 
-    double xdpi = 72;
-    double ydpi = 72;
-    int orientation = 1; // EXIF / TIFF orientation code
+    // The resolution the file states; 0 when it states none, and the page's layout decides.
+    double xdpi = 0;
+    double ydpi = 0;
+    // EXIF / TIFF orientation code: how the stored picture is shown upright. The page writer
+    // turns and mirrors the page, never the data, so that data kept as it is stays so.
+    int orientation = 1;
 };
 
 using PageSink = std::function<void(PageSource &)>;
@@ -136,6 +139,10 @@ void checkPageSize(const char *format, uint64_t width, uint64_t height);
 // first page. Throws ApFailure when any page cannot be read, the file's data stopping short of
 // what its own headers promise included: a document missing pages must not pass for whole.
 void readImageFile(const FileHead &file, const PageSink &sink, bool firstOnly = false);
+
+// The orientation code (1 to 8) of an EXIF block as a JPEG's APP1 segment holds it ("Exif", two
+// zero bytes, then the TIFF-structured data); 1 when it names none or cannot be read.
+int exifOrientation(const uint8_t *data, size_t size);
 
 // Reads a whole file (bounded by one input, never the document). Throws ApFailure.
 std::vector<uint8_t> readWholeFile(const std::string &path);

@@ -183,7 +183,7 @@ int PdfDocument::addImageFile(const FileHead &file)
         std::future<void> verified;
         if (img->verify)
             verified = std::async(std::launch::async, std::move(img->verify));
-        writePage(*img, page.xdpi, page.ydpi);
+        writePage(*img, page);
         if (verified.valid())
             verified.get();
     });
@@ -286,13 +286,20 @@ std::string decodeParms(const EncodedImage &img)
     return {};
 }
 
-std::string numberArray(const auto &values)
+// "1 2.5 3" of {1, 2.5, 3}.
+std::string numberList(const auto &values)
 {
-    std::string text = "[";
+    std::string text;
     for (auto v : values)
         text += pdfNumber(double(v)) + ' ';
-    text.back() = ']';
+    if (!text.empty())
+        text.pop_back();
     return text;
+}
+
+std::string numberArray(const auto &values)
+{
+    return '[' + numberList(values) + ']';
 }
 
 } // namespace
@@ -327,21 +334,26 @@ int PdfDocument::writeImage(const EncodedImage &img)
     return number;
 }
 
-void PdfDocument::writePage(const EncodedImage &img, double xdpi, double ydpi)
+void PdfDocument::writePage(const EncodedImage &img, const PageSource &page)
 {
-    const std::string w = pdfNumber(img.width * 72.0 / xdpi);
-    const std::string h = pdfNumber(img.height * 72.0 / ydpi);
+    const Placement place =
+        placeImage(layout_, img.width, img.height, page.xdpi, page.ydpi, page.orientation);
     const int image = writeImage(img);
     const int content = out_->reserve();
-    const std::string drawing = "q " + w + " 0 0 " + h + " 0 0 cm /Im0 Do Q\n";
+    std::string drawing = "q ";
+    if (place.clip)
+        drawing += numberList(*place.clip) + " re W n ";
+    drawing += numberList(place.matrix) + " cm /Im0 Do Q\n";
     out_->writeStream(content, "", std::vector<uint8_t>(drawing.begin(), drawing.end()));
-    const int page = out_->reserve();
-    out_->beginObject(page);
-    out_->write("<< /Type /Page /Parent " + std::to_string(kPages) + " 0 R /MediaBox [0 0 " + w +
-                ' ' + h + "] /Resources << /XObject << /Im0 " + std::to_string(image) +
+    const int pageObject = out_->reserve();
+    out_->beginObject(pageObject);
+    out_->write("<< /Type /Page /Parent " + std::to_string(kPages) + " 0 R /MediaBox [0 0 " +
+                pdfNumber(place.width) + ' ' + pdfNumber(place.height) + ']' +
+                (place.rotate ? " /Rotate " + std::to_string(place.rotate) : std::string()) +
+                " /Resources << /XObject << /Im0 " + std::to_string(image) +
                 " 0 R >> >> /Contents " + std::to_string(content) + " 0 R >>");
     out_->endObject();
-    pages_.push_back(page);
+    pages_.push_back(pageObject);
 }
 
 int PdfDocument::close(bool deterministic)

@@ -7,6 +7,7 @@
 #include "module_abi.h"
 #include "output_file.h"
 #include "page_image.h"
+#include "page_layout.h"
 #include "pdf_sink.h"
 #include "pdf_writer.h"
 
@@ -49,7 +50,7 @@ private:
     Filter wantedFor(int depth) const;
     int writeImage(const EncodedImage &img);
     std::string colourSpace(const ColourSpace &cs, int bpc);
-    void writePage(const EncodedImage &img, double xdpi, double ydpi);
+    void writePage(const EncodedImage &img, const PageSource &page);
     void needVersion(const std::string &version);
 
     std::string target_;
@@ -60,6 +61,7 @@ private:
     std::array<Filter, 3> recompression_{Filter::None, Filter::None, Filter::None};
     std::map<std::string, int> iccProfiles_;
     std::string version_ = "1.4";
+    PageLayout layout_ = pageLayout();
 };
 
 } // namespace pw::i2p

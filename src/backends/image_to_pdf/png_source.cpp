@@ -27,6 +27,7 @@ struct PngChunks {
     std::string trns;
     std::string icc;
     double xdpi = 0, ydpi = 0;
+    int orientation = 1;
     std::vector<std::pair<uint64_t, uint64_t>> idat;
 };
 
@@ -91,6 +92,11 @@ PngChunks parseChunks(const std::vector<uint8_t> &f)
         } else if (name == "pHYs" && len >= 9 && data[8] == 1) {
             c.xdpi = be32(data) * 0.0254;
             c.ydpi = be32(data + 4) * 0.0254;
+        } else if (name == "eXIf") {
+            // The chunk holds what a JPEG's EXIF segment holds after its "Exif" header.
+            std::vector<uint8_t> exif{'E', 'x', 'i', 'f', 0, 0};
+            exif.insert(exif.end(), data, data + len);
+            c.orientation = exifOrientation(exif.data(), exif.size());
         } else if (name == "IDAT") {
             c.idat.emplace_back(pos + 8, len);
         } else if (name == "IEND") {
@@ -257,6 +263,7 @@ public:
             xdpi = c_.xdpi;
             ydpi = c_.ydpi;
         }
+        orientation = c_.orientation;
         if (c_.colourType == 3 && c_.palette.size() < 3)
             throw invalidFormat("PNG: palette missing");
         checkHeader(c_);

@@ -112,8 +112,8 @@ struct Header {
     uint32_t channels = 0, height = 0, width = 0, depth = 0, mode = 0;
     std::string palette; // Indexed: RGB triplets
     std::string icc;
-    double xdpi = 72, ydpi = 72;
-    size_t imageData = 0; // offset of the merged image's compression field
+    double xdpi = 0, ydpi = 0; // none stated
+    size_t imageData = 0;      // offset of the merged image's compression field
 };
 
 int colourChannels(uint32_t mode)

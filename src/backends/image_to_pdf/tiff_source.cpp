@@ -757,7 +757,8 @@ private:
         if (!TIFFRGBAImageOK(t_, message))
             throw invalidFormat(std::string("TIFF: ") + message);
         std::vector<uint32_t> rgba(size_t(width_) * height_);
-        if (!TIFFReadRGBAImageOriented(t_, width_, height_, rgba.data(), ORIENTATION_TOPLEFT, 0))
+        // Rows as stored: the page writer shows them upright, as for every other page.
+        if (!TIFFReadRGBAImageOriented(t_, width_, height_, rgba.data(), orientation, 0))
             fail("unreadable image data");
         Raster r;
         r.width = int(width_);

@@ -84,8 +84,8 @@ class MagickPage {
 public:
     explicit MagickPage(::Image *image) : image_(image)
     {
-        page_.xdpi = 72;
-        page_.ydpi = 72;
+        page_.xdpi = 0; // none stated
+        page_.ydpi = 0;
         if (image->x_resolution > 1 && image->y_resolution > 1) {
             const double scale = image->units == ::PixelsPerCentimeterResolution ? 2.54 : 1.0;
             if (image->units != ::UndefinedResolution) {

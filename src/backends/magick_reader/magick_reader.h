@@ -34,7 +34,7 @@ typedef struct pw_magick_raster {
 /* One page as it is offered; decoding waits until decode() is called. */
 typedef struct pw_magick_page {
     int32_t depth; /* bits per pixel as stored */
-    double xdpi;
+    double xdpi;   /* 0 when the file states no resolution */
     double ydpi;
     void *state;
     /* PW_MODULE_OK with *raster filled, or PW_MODULE_FAILED with *error set. */
