@@ -26,8 +26,8 @@ int exifOrientation(const uint8_t *data, size_t size)
     std::unique_ptr<ExifData, ExifUnref> exif(exif_data_new());
     if (!exif)
         return 1;
-    // Read only: no entries made up where the block lacks them, no values "corrected".
-    exif_data_unset_option(exif.get(), EXIF_DATA_OPTION_FOLLOW_SPECIFICATION);
+    // libexif fills in the entries a block lacks as it loads it; an Orientation it makes up is
+    // 1, upright, as no entry at all would be.
     exif_data_load_data(exif.get(), data, unsigned(size));
     const ExifEntry *entry = exif_content_get_entry(exif->ifd[EXIF_IFD_0], EXIF_TAG_ORIENTATION);
     if (!entry || entry->format != EXIF_FORMAT_SHORT || entry->components < 1 || !entry->data ||
