@@ -40,6 +40,9 @@ QString BatchJob::usage(const QString &moreCommands)
            moreCommands +
            "convert, merge and clone take --max-pixels N: a page of more pixels is refused as"
            " a file that cannot be read (default 1073741824).\n"
+           "merge, join and tiff-join write to standard output with -o -. An output is written"
+           " whole before it replaces a file (through a link, the file it names) or goes into a"
+           " device or pipe; a folder is refused.\n"
            "NAME is one of: " +
            RecompressionNames.join(", ") +
            " (for the colour class it"

@@ -4,15 +4,8 @@
 # folder is refused. And render never follows a link planted in its output folder into a file
 # that is not its own. Usage: output_targets_test.sh PAGEWRIGHT_BATCH CORPUS_DIR; exit 77
 # (skipped) without corpus.
-set -uo pipefail
-batch=$1 corpus=$2
-[[ -d $corpus/scans ]] || exit 77
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-export HOME=$work/home XDG_DATA_HOME=$work/home/.local/share
+source "$(dirname "$0")/script_sandbox.sh"
 cd "$work" || exit 1
-failures=0
-fail() { echo "FAIL: $*"; failures=$((failures + 1)); }
 
 pdf=$corpus/pdfs/pypdf__pdflatex-4-pages.pdf
 tif=$corpus/scans/multi/multi_g4_01.tif

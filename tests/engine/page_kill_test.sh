@@ -3,14 +3,7 @@
 # has read and written a sixth, two sixths ... five sixths of what a whole run does, and then the
 # output folder holds only whole outputs and nothing hidden.
 # Usage: page_kill_test.sh PAGEWRIGHT_BATCH CORPUS_DIR; exit 77 (skipped) without corpus.
-set -uo pipefail
-batch=$1 corpus=$2
-[[ -d $corpus/pdfs ]] || exit 77
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-export HOME=$work/home XDG_DATA_HOME=$work/home/.local/share
-failures=0
-fail() { echo "FAIL: $*"; failures=$((failures + 1)); }
+source "$(dirname "$0")/script_sandbox.sh"
 
 pdf=$corpus/pdfs/pdfjs__tracemonkey.pdf
 tif=$corpus/scans/multi/multi_g4_01.tif
