@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
 # A killed join, split, render or tiff-join leaves no stray file: each is killed (SIGKILL) when it
 # has read and written a sixth, two sixths ... five sixths of what a whole run does, and then the
-# output folder holds only whole outputs and nothing hidden.
+# output folder holds only whole outputs and nothing hidden. With PW_PRELOAD naming a library
+# that refuses unnamed files, the hidden stand-ins a kill leaves are for the next run into the
+# folder to remove: it runs before the check.
 # Usage: page_kill_test.sh PAGEWRIGHT_BATCH CORPUS_DIR; exit 77 (skipped) without corpus.
 source "$(dirname "$0")/script_sandbox.sh"
 
@@ -9,6 +11,10 @@ pdf=$corpus/pdfs/pdfjs__tracemonkey.pdf
 tif=$corpus/scans/multi/multi_g4_01.tif
 # Bytes the process $1 has read and written so far; empty once it is gone.
 io_of() { awk '/^[rw]char:/ { n += $2 } END { if (NR) print n }' "/proc/$1/io" 2>/dev/null; }
+
+# The program as the process started in the background (env becomes it).
+launch=("$batch")
+[[ -z ${PW_PRELOAD:-} ]] || launch=(env "LD_PRELOAD=$PW_PRELOAD" "$batch")
 
 # Every file below $1 is whole, and none is hidden.
 check() {
@@ -38,7 +44,7 @@ for line in "${cases[@]}"; do
     # A whole run tells how much a run reads and writes; its last figure before the end will do.
     out=$work/$name-whole
     mkdir -p "$out"
-    "$batch" "${args[@]//OUT/$out}" >/dev/null 2>&1 &
+    "${launch[@]}" "${args[@]//OUT/$out}" >/dev/null 2>&1 &
     pid=$! total=0
     while n=$(io_of $pid) && [[ -n $n ]]; do
         total=$n
@@ -49,13 +55,15 @@ for line in "${cases[@]}"; do
     for sixth in 1 2 3 4 5; do
         out=$work/$name-killed$sixth
         mkdir -p "$out"
-        "$batch" "${args[@]//OUT/$out}" >/dev/null 2>&1 &
+        "${launch[@]}" "${args[@]//OUT/$out}" >/dev/null 2>&1 &
         pid=$!
         while n=$(io_of $pid) && [[ -n $n ]] && ((n < total * sixth / 6)); do
             sleep 0.01
         done
         kill -KILL $pid 2>/dev/null
         wait $pid 2>/dev/null
+        [[ -z ${PW_PRELOAD:-} ]] || "${launch[@]}" "${args[@]//OUT/$out}" >/dev/null 2>&1 ||
+            fail "$name: the run after a kill"
         check "$out" || fail "$name killed after $sixth sixths of its work"
     done
 done
