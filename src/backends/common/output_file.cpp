@@ -82,8 +82,8 @@ Resolved refused(int error, std::string reason)
     return where;
 }
 
-// `-o /dev/stdout` names the output of this process also where it cannot be opened again by
-// name (a socket), and `> file` should see the output appended where the shell put it.
+// `-o /dev/stdout` names this process's output also where that cannot be opened again by name
+// (a socket): it is written through the descriptor the process already has.
 bool isStandardOutput(const struct stat &st)
 {
     struct stat out {};
@@ -133,7 +133,7 @@ int removeLeftovers(const std::string &folder);
 
 } // namespace
 
-OutputFile::OutputFile(std::string target)
+OutputFile::OutputFile(const std::string &target)
 {
     const Resolved where = resolve(target);
     if (where.kind == Resolved::Refused) {

@@ -24,7 +24,7 @@ class OutputFile {
 public:
     // Prepares the output for `target`; fd() is negative when it cannot be made, and error()
     // and reason() say why.
-    explicit OutputFile(std::string target);
+    explicit OutputFile(const std::string &target);
     ~OutputFile();
     OutputFile(const OutputFile &) = delete;
     OutputFile &operator=(const OutputFile &) = delete;

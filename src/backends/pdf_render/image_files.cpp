@@ -1,15 +1,11 @@
 #include "image_files.h"
 
-#include "output_file.h"
-
 #include <algorithm>
 #include <csetjmp>
 #include <cstdarg>
 #include <cstdio>
 #include <jpeglib.h>
 #include <png.h>
-#include <string>
-#include <system_error>
 #include <tiffio.h>
 #include <unistd.h>
 #include <vector>

@@ -4,7 +4,6 @@
 
 #include <tiffio.h>
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
