@@ -51,9 +51,11 @@ _pagewright_batch()
     fi
     case $prev in
     -o)
-        # A folder for most commands, a file name for merge and the joins.
+        # A folder for most commands, a file name or - (standard output) for merge and the joins.
         case ${COMP_WORDS[1]} in
-        merge | join | tiff-join) mapfile -t COMPREPLY < <(compgen -f -- "$cur") ;;
+        merge | join | tiff-join)
+            mapfile -t COMPREPLY < <(compgen -W '-' -- "$cur"; compgen -f -- "$cur")
+            ;;
         *) mapfile -t COMPREPLY < <(compgen -d -- "$cur") ;;
         esac
         return

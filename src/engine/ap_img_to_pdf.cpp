@@ -64,6 +64,7 @@ bool ApImgToPdf::MergeConvert_TiffToPdfx()
     guarded(pwTail, [&] {
         PW_STEP;
         FailedFile.clear();
+        Written = false;
         if (OutputPdfFile.isEmpty()) {
             result = true;
             return;
@@ -84,7 +85,8 @@ bool ApImgToPdf::MergeConvert_TiffToPdfx()
             progress_->setValue(counter);
         }
         PW_STEP;
-        library_.ApClose(handle);
+        Written = library_.ApClose(handle) == 0;
+        NotWrittenWhy = QString::fromStdString(library_.closeFailure());
         result = true;
     });
     LastFailureNumber = pwTail.failureNumber;

@@ -53,6 +53,10 @@ public:
     void setProgress(Progress &progress) { progress_ = &progress; }
     // After a merge that failed: the file it was adding, "" when the failure was elsewhere.
     QString FailedFile;
+    // After a merge: whether the library put the merged PDF in place (a device or pipe leaves
+    // no file to look for), and why not.
+    bool Written = false;
+    QString NotWrittenWhy;
 
     // Writes every row of colSelectedData into OutputPdfFile, in order, with the library's own
     // encoding. An empty output path succeeds without writing anything.

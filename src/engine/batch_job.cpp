@@ -3,6 +3,7 @@
 #include "ap_img_to_pdf.h"
 #include "image_to_pdf_library.h"
 
+#include "backends/common/output_file.h"
 #include "backends/page_count/page_rules.h"
 #include "core/app_context.h"
 #include "core/file_names.h"
@@ -58,6 +59,9 @@ QString BatchJob::usage(const QString &moreCommands)
            "  --force-dpi N      resolution of every image, whatever its file states\n"
            "Photos are shown the right way up as their orientation says, their data kept as"
            " it is.\n"
+           "merge, join and tiff-join write to standard output with -o -. An output is written"
+           " whole before it replaces a file (through a link, the file it names) or goes into a"
+           " device or pipe; a folder is refused.\n"
            "NAME is one of: " +
            RecompressionNames.join(", ") +
            " (for the colour class it"
@@ -228,13 +232,15 @@ int BatchJob::merge(const std::function<void(const QString &)> &err)
     struct Quiet final : Progress {
         void setValue(int) override {}
     } quiet;
-    if (IsFolderPath(output_)) {
-        err("pagewright-batch: " + output_ + ": Is a folder");
+    const std::string refusal = OutputRefusal(EncodeFileName(output_).toStdString());
+    if (!refusal.empty()) {
+        err("pagewright-batch: " + output_ + ": " + QString::fromStdString(refusal));
         return 1;
     }
     ApImgToPdf binding(context_.ui);
     binding.setProgress(quiet);
-    binding.OutputPdfFile = QDir::current().absoluteFilePath(output_);
+    // "-" is standard output, which has no path.
+    binding.OutputPdfFile = output_ == "-" ? output_ : QDir::current().absoluteFilePath(output_);
     for (const QString &file : files_) {
         const QString absolute = QDir::current().absoluteFilePath(file);
         clsColSetOrderGrid row;
@@ -242,9 +248,11 @@ int BatchJob::merge(const std::function<void(const QString &)> &err)
         row.setFileLocation(QFileInfo(absolute).path());
         binding.colSelectedData.push_back(row);
     }
-    if (binding.MergeConvert_TiffToPdfx() && IsRegularFilePath(binding.OutputPdfFile))
+    if (binding.MergeConvert_TiffToPdfx() && binding.Written)
         return 0;
-    const QString why = binding.LastFailureText.isEmpty() ? "not written" : binding.LastFailureText;
+    const QString why = !binding.LastFailureText.isEmpty() ? binding.LastFailureText
+                        : !binding.NotWrittenWhy.isEmpty() ? binding.NotWrittenWhy
+                                                           : "not written";
     err("pagewright-batch: " + (binding.FailedFile.isEmpty() ? output_ : binding.FailedFile) +
         ": " + why);
     return 1;

@@ -1,7 +1,7 @@
 #include "image_to_pdf_library.h"
 
+#include "backends/common/output_file.h"
 #include "backends/image_to_pdf/image_to_pdf.h"
-#include "backends/image_to_pdf/output_file.h"
 #include "core/runtime.h"
 #include "core/settings.h"
 
@@ -121,9 +121,14 @@ private:
 
 } // namespace
 
+std::string ImageToPdfLibrary::closeFailure() const
+{
+    return ::ApCloseFailure();
+}
+
 void ImageToPdfLibrary::removeLeftovers(const std::string &folder)
 {
-    i2p::RemoveLeftovers(folder);
+    pw::RemoveLeftovers(folder);
 }
 
 ImageToPdfLibrary &ImageToPdfLibrary::ours()

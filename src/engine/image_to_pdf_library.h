@@ -25,6 +25,8 @@ public:
     virtual int32_t ApGetFunction(int32_t handle, int32_t code, int32_t n1, int32_t n2,
                                   const std::string &text, int32_t n3) = 0;
     virtual int32_t ApClose(int32_t handle) = 0;
+    // Why the last ApClose on this thread could not put the PDF in place.
+    virtual std::string closeFailure() const;
 
     // Removes the hidden part files that killed conversions left in `folder`; a file that a
     // running conversion still writes is left alone.

@@ -5,6 +5,7 @@
 #include "tiff_pdf_commands.h"
 #include "tiff_pdf_components.h"
 
+#include "backends/common/output_file.h"
 #include "backends/pdf_pages/page_range.h"
 #include "backends/pdf_pages/pdf_pages.h"
 #include "backends/pdf_render/pdf_render.h"
@@ -243,6 +244,10 @@ public:
     }
     int32_t apClose(int32_t handle) override
     {
+        // What was refused is not left out quietly: nothing is written.
+        if (!refused.isEmpty())
+            return moduleEntry<decltype(&::pw_pages_abandon)>(pages::kModule,
+                                                              "pw_pages_abandon")(handle);
         const int32_t result = ours().apClose(handle);
         if (result != 0)
             unwritten = lastError();
@@ -317,11 +322,21 @@ clsColSetOrderGrid joinRow(const QString &arg)
     return row;
 }
 
+// Why `output` (a file, or "-" for standard output) cannot take a one-file command's result,
+// "" when it can.
+QString outputProblem(const QString &output)
+{
+    const QFileInfo target(output);
+    if (output != "-" && !QFileInfo(target.absolutePath()).isDir())
+        return "the folder " + target.absolutePath() + " does not exist";
+    return QString::fromStdString(OutputRefusal(QFile::encodeName(output).toStdString()));
+}
+
 int join(Context &c)
 {
-    const QFileInfo target(c.line.value("-o"));
-    if (!QFileInfo(target.absolutePath()).isDir()) {
-        c.err(c.line.value("-o") + ": the folder " + target.absolutePath() + " does not exist");
+    const QString output = c.line.value("-o");
+    if (const QString why = outputProblem(output); !why.isEmpty()) {
+        c.err(output + ": " + why);
         return 1;
     }
     NotingPages pages;
@@ -333,20 +348,16 @@ int join(Context &c)
     QObject window;
     (new QObject(&window))->setObjectName("ProgressBar1");
     gfrmSetOrder = &window;
-    // The merge goes into a file that takes the output's name only when every input was whole.
-    const QFileInfo output(c.line.value("-o"));
-    commands.OutputFile = output.absolutePath() + "/." + output.fileName() + ".part";
-    const bool merged = commands.CombineOrderPdf() && QFileInfo(commands.OutputFile).isFile();
+    // A merge that lost an input is dropped unwritten (see NotingPages::apClose).
+    commands.OutputFile = output == "-" ? output : QFileInfo(output).absoluteFilePath();
+    const bool merged = commands.CombineOrderPdf();
     gfrmSetOrder = nullptr;
     for (const QString &file : pages.refused)
         c.err(file);
-    if (merged && pages.refused.isEmpty() &&
-        std::rename(QFile::encodeName(commands.OutputFile).constData(),
-                    QFile::encodeName(output.absoluteFilePath()).constData()) == 0)
+    if (merged && pages.refused.isEmpty() && pages.unwritten.isEmpty())
         return 0;
-    QFile::remove(commands.OutputFile);
     if (pages.refused.isEmpty())
-        c.err(c.line.value("-o") + ": " +
+        c.err(output + ": " +
               (pages.unwritten.isEmpty() ? "no page of the inputs is in their ranges"
                                          : pages.unwritten));
     return 1;
@@ -428,8 +439,13 @@ int rotate(Context &c)
 
 int tiffJoin(Context &c)
 {
+    const QString output = c.line.value("-o");
+    if (const QString why = outputProblem(output); !why.isEmpty()) {
+        c.err(output + ": " + why);
+        return 1;
+    }
     TiffMergeSplit component;
-    if (component.MergeTIFFs(c.line.files, c.line.value("-o")))
+    if (component.MergeTIFFs(c.line.files, output))
         return 0;
     c.err(component.lastError());
     return 1;

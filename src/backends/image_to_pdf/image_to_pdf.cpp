@@ -141,8 +141,13 @@ int32_t ApGetFunction(int32_t, int32_t code, int32_t, int32_t, const std::string
     }
 }
 
+namespace {
+thread_local std::string closeFailure;
+}
+
 int32_t ApClose(int32_t handle)
 {
+    closeFailure.clear();
     std::unique_ptr<PdfDocument> doc;
     {
         const std::lock_guard hold(tableLock());
@@ -153,7 +158,12 @@ int32_t ApClose(int32_t handle)
         doc = std::move(it->second);
         table.erase(it);
     }
-    return doc->close(deterministicOutput);
+    return doc->close(deterministicOutput, closeFailure);
+}
+
+const std::string &ApCloseFailure()
+{
+    return closeFailure;
 }
 
 void ApSetDeterministic(bool on)

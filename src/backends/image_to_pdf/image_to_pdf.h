@@ -42,6 +42,8 @@ int32_t ApGetFunction(int32_t handle, int32_t code, int32_t n1, int32_t n2, cons
 // handle, -2 nothing was added (no file is written), -3 the write or the placing failed (the
 // target is left untouched). The handle is released in every case.
 int32_t ApClose(int32_t handle);
+// Why the last ApClose on this thread returned -3, in words.
+const std::string &ApCloseFailure();
 
 // Pages of more pixels than `pixels` are refused before they are decoded, as files whose
 // headers claim them (0: the default, 2^30). For the whole process; call it before converting.

@@ -76,9 +76,11 @@ std::unique_ptr<PdfDocument> PdfDocument::create(const std::string &target)
 {
     if (target.empty() || target.back() == '/')
         return nullptr;
+    // A file the user made read-only is not ours to replace; what else the name may hold is for
+    // the output file to judge.
     struct stat st {};
-    if (::stat(target.c_str(), &st) == 0 &&
-        (!S_ISREG(st.st_mode) || ::access(target.c_str(), W_OK) != 0))
+    if (::stat(target.c_str(), &st) == 0 && S_ISREG(st.st_mode) &&
+        ::access(target.c_str(), W_OK) != 0)
         return nullptr;
     auto doc = std::make_unique<PdfDocument>();
     doc->target_ = target;
@@ -356,7 +358,7 @@ void PdfDocument::writePage(const EncodedImage &img, const PageSource &page)
     pages_.push_back(pageObject);
 }
 
-int PdfDocument::close(bool deterministic)
+int PdfDocument::close(bool deterministic, std::string &why)
 {
     if (pages_.empty()) {
         discardOutput();
@@ -375,9 +377,13 @@ int PdfDocument::close(bool deterministic)
         out_->write("<< /Type /Catalog /Pages " + std::to_string(kPages) + " 0 R >>");
         out_->endObject();
         out_->finish(kCatalog, version_, deterministic);
-        file_->commit();
-    } catch (const std::exception &) {
+        if (!file_->commit()) {
+            status = -3;
+            why = file_->reason();
+        }
+    } catch (const std::exception &e) {
         status = -3;
+        why = e.what();
     }
     discardOutput();
     return status;

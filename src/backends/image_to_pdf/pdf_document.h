@@ -36,8 +36,8 @@ public:
     int addFile(const std::string &path);
     // `colourClass` 0 black and white, 1 greyscale, 2 colour.
     void setRecompression(int colourClass, Filter filter) { recompression_[colourClass] = filter; }
-    // Status as ApClose returns it.
-    int close(bool deterministic);
+    // Status as ApClose returns it; `why` takes the reason of a -3.
+    int close(bool deterministic, std::string &why);
 
 private:
     bool openOutput();

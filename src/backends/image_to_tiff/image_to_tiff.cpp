@@ -1,5 +1,6 @@
 #include "image_to_tiff.h"
 
+#include "output_file.h"
 #include "run_time_errors.h"
 
 #include <QFile>
@@ -7,6 +8,7 @@
 #include <QImageReader>
 
 #include <tiffio.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <memory>
@@ -36,9 +38,15 @@ void write(QImage image, const std::string &target, int32_t compression)
     if (!TIFFIsCODECConfigured(static_cast<uint16_t>(compression)) || (fax && !bilevel) ||
         (compression == COMPRESSION_JPEG && bilevel))
         throw Failure{380, "TIFF compression " + std::to_string(compression)};
-    std::unique_ptr<TIFF, TiffCloser> tiff(TIFFOpen(target.c_str(), "w"));
-    if (!tiff)
-        throw Failure{75, target};
+    pw::OutputFile file(target);
+    // libtiff closes the descriptor it is given: it gets one of its own.
+    const int fd = file.share();
+    std::unique_ptr<TIFF, TiffCloser> tiff(fd < 0 ? nullptr : TIFFFdOpen(fd, target.c_str(), "w"));
+    if (!tiff) {
+        if (fd >= 0)
+            ::close(fd);
+        throw Failure{75, target + (file.reason().empty() ? "" : ": " + file.reason())};
+    }
     TIFF *t = tiff.get();
     TIFFSetField(t, TIFFTAG_IMAGEWIDTH, image.width());
     TIFFSetField(t, TIFFTAG_IMAGELENGTH, image.height());
@@ -64,6 +72,9 @@ void write(QImage image, const std::string &target, int32_t compression)
     }
     if (!TIFFWriteDirectory(t))
         throw Failure{75, target};
+    tiff.reset();
+    if (!file.commit())
+        throw Failure{75, target + ": " + file.reason()};
 }
 
 void fill(pw_module_error *error, int32_t number, const std::string &what)
@@ -91,10 +102,8 @@ int32_t pw_image_to_tiff(const char *source, const char *target, int32_t compres
         write(std::move(image), target, compression);
         return PW_MODULE_OK;
     } catch (const Failure &failure) {
-        std::remove(target);
         fill(error, failure.number, failure.what);
     } catch (...) {
-        std::remove(target);
         fill(error, 7, target);
     }
     return PW_MODULE_FAILED;

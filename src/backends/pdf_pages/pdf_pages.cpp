@@ -2,6 +2,7 @@
 
 #include "block_input_source.h"
 #include "module_failure.h"
+#include "output_file.h"
 #include "page_range.h"
 #include "quiet_qpdf.h"
 #include "trusted_page_count.h"
@@ -22,7 +23,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
@@ -53,8 +53,10 @@ constexpr size_t kSourcesKeptOpen = 200;
 // Handles left open by a careless caller must not eat the process's memory.
 constexpr size_t kMaxHandles = 1024;
 
-// `writing` tells a missing folder for a new file from a missing file to read.
-ApFailure systemFailure(int error, const std::string &path, bool writing = false)
+// `writing` tells a missing folder for a new file from a missing file to read; `why` replaces
+// the system's words for `error`.
+ApFailure systemFailure(int error, const std::string &path, bool writing = false,
+                        const std::string &why = {})
 {
     int number = rte::kDeviceIoError;
     switch (error) {
@@ -83,7 +85,7 @@ ApFailure systemFailure(int error, const std::string &path, bool writing = false
         number = rte::kOutOfMemory;
         break;
     }
-    return failure(number, path + ": " + std::strerror(error));
+    return failure(number, path + ": " + (why.empty() ? std::strerror(error) : why));
 }
 
 ApFailure invalidCall(const std::string &cause)
@@ -290,64 +292,22 @@ void copyPage(QPDF &out, std::unique_ptr<QPDFAcroFormDocumentHelper> &outForms, 
     }
 }
 
-std::string folderOf(const std::string &path)
+// Writes `pdf` to `target` through the output file: neither a reader nor a crash ever meets a
+// half-written PDF under the target's name, and a target that is one of the sources is read to
+// the end before it is replaced. `durable` waits for the disk, which a file rewritten in place
+// deserves.
+void writeReplacing(QPDF &pdf, const std::string &target, const PDFVersion &version, bool durable)
 {
-    const size_t slash = path.rfind('/');
-    if (slash == std::string::npos)
-        return ".";
-    return slash == 0 ? "/" : path.substr(0, slash);
-}
-
-// Writes `pdf` to a fresh file beside `target` and renames it into place: neither a reader
-// nor a crash ever meets a half-written PDF under the target's name, and a target that is one
-// of the sources is read to the end before it is replaced. `durable` waits for the disk,
-// which a file rewritten in place deserves; `mode` is the target's, when it had one.
-void writeReplacing(QPDF &pdf, const std::string &target, const PDFVersion &version, bool durable,
-                    const mode_t *mode)
-{
-    static std::atomic<unsigned> counter{0};
-    const std::string folder = folderOf(target);
-    std::string temp;
-    int fd = -1;
-    for (int attempt = 0; fd < 0; ++attempt) {
-        char name[64];
-        std::snprintf(name, sizeof name, "/.pw-%x-%x.pdf.tmp", unsigned(::getpid()),
-                      counter.fetch_add(1));
-        temp = folder + name;
-        // Created with the umask's permissions, as the target would be.
-        fd = ::open(temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-        if (fd < 0 && (errno != EEXIST || attempt > 100))
-            throw systemFailure(errno, target, true);
-    }
-    FILE *file = ::fdopen(fd, "wb");
-    if (!file) {
-        const int error = errno;
-        ::close(fd);
-        ::unlink(temp.c_str());
-        throw systemFailure(error, target, true);
-    }
-    try {
-        if (mode)
-            ::fchmod(fd, *mode & 07777);
-        QPDFWriter writer(pdf);
-        writer.setOutputFile(temp.c_str(), file, false);
-        writer.setMinimumPDFVersion(version);
-        writer.write();
-        // A write that failed inside the stream's buffer (a full disk) shows only in its error
-        // flag: qpdf goes on writing, and a later flush may well succeed.
-        errno = 0;
-        if (std::fflush(file) != 0 || std::ferror(file) || (durable && ::fsync(fd) != 0))
-            throw systemFailure(errno ? errno : EIO, target, true);
-    } catch (...) {
-        std::fclose(file);
-        ::unlink(temp.c_str());
-        throw;
-    }
-    if (std::fclose(file) != 0 || ::rename(temp.c_str(), target.c_str()) != 0) {
-        const int error = errno;
-        ::unlink(temp.c_str());
-        throw systemFailure(error, target, true);
-    }
+    pw::OutputFile output(target);
+    std::FILE *file = output.stream();
+    if (!file)
+        throw systemFailure(output.error(), target, true, output.reason());
+    QPDFWriter writer(pdf);
+    writer.setOutputFile(target.c_str(), file, false);
+    writer.setMinimumPDFVersion(version);
+    writer.write();
+    if (!output.commit(durable))
+        throw systemFailure(output.error(), target, true, output.reason());
 }
 
 class Job {
@@ -409,7 +369,7 @@ public:
         }
         // A merge makes a new file from files that stay: waiting for the disk would only slow
         // it down, as it would the qpdf tool.
-        writeReplacing(out_, output_, version_, false, nullptr);
+        writeReplacing(out_, output_, version_, false);
     }
 
 private:
@@ -583,7 +543,7 @@ private:
         out.emptyPDF();
         std::unique_ptr<QPDFAcroFormDocumentHelper> forms;
         copyPage(out, forms, source_, number);
-        writeReplacing(out, target, version_, false, nullptr);
+        writeReplacing(out, target, version_, false);
     }
 
     std::string path_;
@@ -746,16 +706,9 @@ int32_t describe(const char *path, char *value, size_t size)
 // changed something: through a link, the file it names is rewritten, keeping its permissions.
 template <typename Edit> int32_t rewriteInPlace(const char *path, Edit &&edit)
 {
-    std::error_code ignored;
-    std::string target = std::filesystem::canonical(path, ignored).string();
-    if (target.empty())
-        target = path;
-    struct stat status {};
-    if (::stat(target.c_str(), &status) != 0)
-        throw systemFailure(errno, path);
-    auto pdf = openPdf(target);
+    auto pdf = openPdf(path);
     if (edit(*pdf))
-        writeReplacing(*pdf, target, pdf->getVersionAsPDFVersion(), true, &status.st_mode);
+        writeReplacing(*pdf, path, pdf->getVersionAsPDFVersion(), true);
     return PW_MODULE_OK;
 }
 
@@ -855,6 +808,14 @@ extern "C" int32_t apClose(int32_t handle)
         auto job = registry().find(handle, true);
         std::lock_guard guard(job->busy);
         job->close();
+        return PW_MODULE_OK;
+    });
+}
+
+extern "C" int32_t pw_pages_abandon(int32_t handle)
+{
+    return guarded(PW_MODULE_FAILED, nullptr, [&] {
+        registry().find(handle, true);
         return PW_MODULE_OK;
     });
 }

@@ -49,6 +49,9 @@ PW_MODULE_EXPORT int32_t apSetFunction(int32_t handle, int32_t code, int32_t num
 /* Writes a merge (one with no pages writes nothing) and releases the handle. 0, or -1 when
    the handle is unknown or the merged file cannot be written. */
 PW_MODULE_EXPORT int32_t apClose(int32_t handle);
+/* Releases the handle without writing anything: a merge that lost an input is not wanted. 0, or
+   -1 when the handle is unknown. */
+PW_MODULE_EXPORT int32_t pw_pages_abandon(int32_t handle);
 /* The text of the last failure on this thread, "" when there was none: every call of this
    module starts by clearing it. */
 PW_MODULE_EXPORT const char *apLastError(void);

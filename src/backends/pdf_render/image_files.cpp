@@ -6,8 +6,6 @@
 #include <cstdio>
 #include <jpeglib.h>
 #include <png.h>
-#include <string>
-#include <system_error>
 #include <tiffio.h>
 #include <unistd.h>
 #include <vector>
@@ -15,57 +13,6 @@
 namespace pw::render {
 
 namespace {
-
-// A hidden name beside `path` for the file being written: it takes the real name only once
-// whole, so neither a failure nor a killed process leaves a half page under a page's name.
-std::filesystem::path partOf(const std::filesystem::path &path)
-{
-    // Appended piece by piece: GCC 12 at -O3 misreads a chain of + on strings as an
-    // overlapping copy.
-    std::string name = ".";
-    name.append(path.filename().string()).append(".").append(std::to_string(::getpid()));
-    return path.parent_path() / name.append(".part");
-}
-
-// Takes the finished `part` to `path`, or removes it when the writer did not get to the end.
-bool place(const std::filesystem::path &part, const std::filesystem::path &path, bool ok)
-{
-    std::error_code error;
-    if (ok)
-        std::filesystem::rename(part, path, error);
-    if (!ok || error)
-        std::filesystem::remove(part, error);
-    return ok && !error;
-}
-
-// Opens a file for `path` and closes it in any case, in place only when it came out whole.
-class OutputFile {
-public:
-    explicit OutputFile(const std::filesystem::path &path)
-        : path_(path), part_(partOf(path)), file_(std::fopen(part_.c_str(), "wb"))
-    {
-    }
-    ~OutputFile()
-    {
-        if (file_)
-            finish(false);
-    }
-    FILE *get() const { return file_; }
-    // Closes the file; `ok` says whether the writer got to the end. Catches what the disk
-    // reports only at the flush (full, gone).
-    bool finish(bool ok)
-    {
-        ok = ok && std::fflush(file_) == 0 && !std::ferror(file_);
-        ok = std::fclose(file_) == 0 && ok;
-        file_ = nullptr;
-        return place(part_, path_, ok);
-    }
-
-private:
-    std::filesystem::path path_;
-    std::filesystem::path part_;
-    FILE *file_;
-};
 
 // libpng and libjpeg report errors by longjmp: the functions that set the jump point hold no
 // object with a destructor, so the jump skips nothing that needs running.
@@ -174,20 +121,20 @@ bool isBilevelOnly(int compression)
 
 bool writePng(const std::filesystem::path &path, const Raster &raster)
 {
-    OutputFile file(path);
-    if (!file.get())
+    OutputFile file(path.string());
+    if (!file.stream())
         return false;
     png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, pngError, pngWarning);
     png_infop info = png ? png_create_info_struct(png) : nullptr;
-    const bool ok = info && pngBody(png, info, file.get(), raster);
+    const bool ok = info && pngBody(png, info, file.stream(), raster);
     png_destroy_write_struct(&png, &info);
-    return file.finish(ok);
+    return ok && file.commit();
 }
 
 bool writeJpeg(const std::filesystem::path &path, const Raster &raster, int quality)
 {
-    OutputFile file(path);
-    if (!file.get())
+    OutputFile file(path.string());
+    if (!file.stream())
         return false;
     std::vector<unsigned char> expanded(raster.depth == 1 ? size_t(raster.width) : 0);
     jpeg_compress_struct jpeg{};
@@ -195,9 +142,9 @@ bool writeJpeg(const std::filesystem::path &path, const Raster &raster, int qual
     jpeg.err = jpeg_std_error(&error.manager);
     error.manager.error_exit = jpegError;
     error.manager.output_message = jpegMessage;
-    const bool ok = jpegBody(jpeg, file.get(), raster, quality, expanded.data());
+    const bool ok = jpegBody(jpeg, file.stream(), raster, quality, expanded.data());
     jpeg_destroy_compress(&jpeg);
-    return file.finish(ok);
+    return ok && file.commit();
 }
 
 int defaultTiffCompression(int depth)
@@ -223,9 +170,13 @@ bool TiffFile::open(const std::filesystem::path &path)
         return false;
     TIFFOpenOptionsSetErrorHandlerExtR(options, tiffQuiet, nullptr);
     TIFFOpenOptionsSetWarningHandlerExtR(options, tiffQuiet, nullptr);
-    path_ = path;
-    tiff_ = TIFFOpenExt(partOf(path).c_str(), "w", options);
+    file_ = std::make_unique<OutputFile>(path.string());
+    // libtiff closes the descriptor it is given: it gets one of its own.
+    const int fd = file_->share();
+    tiff_ = fd < 0 ? nullptr : TIFFFdOpenExt(fd, path.c_str(), "w", options);
     TIFFOpenOptionsFree(options);
+    if (!tiff_ && fd >= 0)
+        ::close(fd);
     failed_ = false;
     return tiff_ != nullptr;
 }
@@ -304,7 +255,8 @@ bool TiffFile::close()
     // TIFFClose gives no result; the directories were checked as they were written.
     TIFFClose(tiff_);
     tiff_ = nullptr;
-    failed_ = !place(partOf(path_), path_, !failed_);
+    failed_ = failed_ || !file_->commit();
+    file_.reset();
     return !failed_;
 }
 

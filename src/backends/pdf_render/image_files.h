@@ -5,10 +5,13 @@
 // They report failure by their result and leave nothing on stderr (a batch run's log is the
 // program's, not the libraries').
 
+#include "output_file.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <memory>
 
 typedef struct tiff TIFF;
 
@@ -30,8 +33,8 @@ struct Raster {
     const unsigned char *row(int y) const { return rows(y); }
 };
 
-// Each writes the whole file under a hidden name and gives it its own only when whole, or
-// returns false and leaves nothing.
+// Each writes the whole file before it takes its name (see output_file.h), or returns false and
+// leaves nothing.
 bool writePng(const std::filesystem::path &path, const Raster &raster);
 bool writeJpeg(const std::filesystem::path &path, const Raster &raster, int quality);
 
@@ -61,7 +64,7 @@ public:
     bool isOpen() const { return tiff_ != nullptr; }
 
 private:
-    std::filesystem::path path_;
+    std::unique_ptr<OutputFile> file_;
     TIFF *tiff_ = nullptr;
     bool failed_ = false;
 };

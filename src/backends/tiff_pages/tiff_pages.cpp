@@ -1,13 +1,13 @@
 #include "tiff_pages.h"
 
+#include "output_file.h"
+
 #include <tiffio.h>
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdint>
@@ -16,7 +16,6 @@
 #include <deque>
 #include <filesystem>
 #include <memory>
-#include <random>
 #include <vector>
 
 namespace pw::tiff {
@@ -182,28 +181,6 @@ bool ProbeFile(const std::string &path, Probe *probe, std::string *error, bool s
         return false;
     *probe = {source.pages(), source.size(), source.isBig(), source.isBigEndian()};
     return true;
-}
-
-// A name beside `target` that no one else is using. Created with the usual permissions (the
-// umask applies), so the renamed result looks like any other file the user makes.
-int CreateTemp(const std::string &target, std::string *tempPath)
-{
-    static std::atomic<unsigned> counter{0};
-    static thread_local std::mt19937 random{std::random_device{}()};
-    const fs::path where(target);
-    for (int attempt = 0; attempt < 100; ++attempt) {
-        // Appended piece by piece: GCC 12 at -O3 misreads a chain of + on strings as an
-        // overlapping copy.
-        std::string name = ".";
-        name.append(where.filename().string()).append(".pw").append(std::to_string(::getpid()));
-        name.append("-").append(std::to_string(++counter)).append("-");
-        name.append(std::to_string(random() % 1000000)).append(".tmp");
-        *tempPath = (where.parent_path() / name).string();
-        const int fd = ::open(tempPath->c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-        if (fd >= 0 || errno != EEXIST)
-            return fd;
-    }
-    return -1;
 }
 
 // Tags libtiff keeps outside its list of custom values: each needs its own call shape.
@@ -400,40 +377,29 @@ void CopyCustomTags(TIFF *in, TIFF *out, std::deque<std::string> &names)
     }
 }
 
-// The output under construction: a temporary file beside its target, removed unless it is
-// committed.
+// The output under construction, put in place of its target only when committed.
 class Sink {
 public:
     Sink() = default;
     Sink(const Sink &) = delete;
     Sink &operator=(const Sink &) = delete;
-    ~Sink()
-    {
-        tif_.reset();
-        if (!temp_.empty() && !committed_)
-            ::unlink(temp_.c_str());
-    }
 
     bool open(const std::string &target, bool big, bool bigEndian, std::string *error)
     {
         target_ = target;
         bigEndian_ = bigEndian;
-        const int fd = CreateTemp(target, &temp_);
-        if (fd < 0) {
-            const std::string why = std::strerror(errno);
-            temp_.clear();
-            return Fail(error, "cannot create a file beside " + target + ": " + why);
-        }
-        // A file we replace keeps its permissions.
-        struct stat st {};
-        if (::stat(target.c_str(), &st) == 0)
-            ::fchmod(fd, st.st_mode & 07777);
+        file_ = std::make_unique<pw::OutputFile>(target);
+        if (file_->fd() < 0)
+            return Fail(error, "cannot write " + target + ": " + file_->reason());
         auto options = QuietOptions(&log_);
         const std::string mode = std::string("w") + (big ? "8" : "") + (bigEndian ? "b" : "l");
-        if (options)
-            tif_.reset(TIFFFdOpenExt(fd, temp_.c_str(), mode.c_str(), options.get()));
+        // libtiff closes the descriptor it is given: it gets one of its own.
+        const int fd = file_->share();
+        if (options && fd >= 0)
+            tif_.reset(TIFFFdOpenExt(fd, target.c_str(), mode.c_str(), options.get()));
         if (!tif_) {
-            ::close(fd);
+            if (fd >= 0)
+                ::close(fd);
             return Fail(error, WithReason("cannot write " + target, log_));
         }
         return true;
@@ -490,9 +456,8 @@ public:
 
     bool commit(std::string *error)
     {
-        if (::rename(temp_.c_str(), target_.c_str()) != 0)
-            return Fail(error, "cannot replace " + target_ + ": " + std::strerror(errno));
-        committed_ = true;
+        if (!file_->commit())
+            return Fail(error, "cannot write " + target_ + ": " + file_->reason());
         return true;
     }
 
@@ -535,11 +500,11 @@ private:
     }
 
     std::string target_;
-    std::string temp_;
     std::string log_;
+    // Declared before the TIFF handle, which is closed first.
+    std::unique_ptr<pw::OutputFile> file_;
     TiffHandle tif_;
     bool bigEndian_ = false;
-    bool committed_ = false;
     std::vector<uint8_t> buffer_;
     // Names of fields registered on the output; libtiff keeps pointers to them.
     std::deque<std::string> names_;

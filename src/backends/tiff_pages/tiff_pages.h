@@ -3,8 +3,8 @@
 // Page operations on TIFF files that copy each page as it is stored: its strips or tiles,
 // compression and tags are copied byte for byte, never decoded and encoded again, so that a
 // G4, LZW or JPEG page keeps its exact data and any page libtiff can list can be moved.
-// Pages count from 1. Every output is written to a temporary file beside it and renamed into
-// place, so a failure never leaves half a file and an input may also be the output.
+// Pages count from 1. Every output is written whole before it takes its place (see
+// output_file.h), so a failure never leaves half a file and an input may also be the output.
 // Each operation returns true when it wrote every output; on false, `error` (if given) says why.
 // A source that can't be read in full (a page, its data or the chain of pages broken off)
 // fails the operation and no output is written. Old-style JPEG pages (compression 6) are
