@@ -5,18 +5,21 @@
 _pagewright_batch_options()
 {
     local recompression='--color --gray --bw'
-    local page='--page-size --fit --margin --orientation --dpi --force-dpi'
+    local page='--page-size --fit --margin --orientation --dpi --force-dpi --max-pixels'
+    local pdf='--password'
     case $1 in
-    convert) echo "$recompression --replace $page -o" ;;
+    convert) echo "$recompression --replace --jobs $page -o" ;;
     merge) echo "$page -o" ;;
     tiff-delete) echo '--page' ;;
-    clone) echo "--replace $recompression --new $page" ;;
-    resume) echo "$page" ;;
-    render) echo '--resolution --format -o' ;;
-    split) echo '--prefix -o' ;;
-    extract) echo '--range --prefix -o' ;;
-    join | tiff-join) echo '-o' ;;
-    info) echo '--title --subject --author --keywords' ;;
+    clone) echo "--replace $recompression --new --jobs $page" ;;
+    resume) echo "--jobs $page" ;;
+    render) echo "--resolution --format --range $pdf -o" ;;
+    split) echo "--prefix $pdf -o" ;;
+    extract) echo "--range --prefix $pdf -o" ;;
+    join) echo "$pdf -o" ;;
+    tiff-join) echo '-o' ;;
+    info) echo "--title --subject --author --keywords $pdf" ;;
+    rotate) echo "--angle --range $pdf" ;;
     tiff-split) echo '--page --prefix -o' ;;
     tiff-extract) echo '--first --last -o' ;;
     tiff-append) echo '--at' ;;
@@ -29,8 +32,8 @@ _pagewright_batch_options()
 _pagewright_batch()
 {
     local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD - 1]}
-    local commands='convert merge pages clone resume render split extract join info tiff-join
-        tiff-split tiff-extract tiff-delete tiff-append rename-by-pages'
+    local commands='convert merge pages clone resume render split extract join info rotate
+        tiff-join tiff-split tiff-extract tiff-delete tiff-append rename-by-pages'
     if ((COMP_CWORD == 1)); then
         mapfile -t COMPREPLY < <(compgen -W "$commands --help --version" -- "$cur")
         return
@@ -44,6 +47,7 @@ _pagewright_batch()
     --page-size) values='A4 Letter Legal A3 A5' ;;
     --fit) values='into fill exact shrink' ;;
     --orientation) values='auto portrait landscape' ;;
+    --angle) values='90 180 270' ;;
     esac
     if [[ -n $values ]]; then
         mapfile -t COMPREPLY < <(compgen -W "$values" -- "$cur")
@@ -61,7 +65,8 @@ _pagewright_batch()
         return
         ;;
     --resolution | --range | --prefix | --title | --subject | --author | --keywords | --page | \
-        --first | --last | --at | --mask | --position | --separator | --margin | --dpi | --force-dpi)
+        --first | --last | --at | --mask | --position | --separator | --margin | --dpi | \
+        --force-dpi | --jobs | --max-pixels | --password)
         return
         ;;
     esac
