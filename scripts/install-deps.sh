@@ -12,6 +12,8 @@ packages=(
   libopenjp2-7-dev libgraphicsmagick++1-dev libdeflate-dev libpugixml-dev libcharls-dev
   libfreetype-dev libfontconfig-dev
   libpoppler-cpp-dev zlib1g-dev
+  # text recognition for searchable PDFs, and its English language data
+  libtesseract-dev tesseract-ocr-eng
   # tests and checks: GoogleTest, PDF inspection, a headless display with a window manager
   # and xprop to ask it about windows, the format check, and a second RTF reader for the saved
   # error report

@@ -6,10 +6,10 @@ _pagewright_batch_options()
 {
     local recompression='--color --gray --bw'
     case $1 in
-    convert) echo "$recompression --replace -o" ;;
-    merge) echo '-o' ;;
+    convert) echo "$recompression --replace --ocr -o" ;;
+    merge) echo '--ocr -o' ;;
     tiff-delete) echo '--page' ;;
-    clone) echo "--replace $recompression --new" ;;
+    clone) echo "--replace $recompression --ocr --new" ;;
     render) echo '--resolution --format -o' ;;
     split) echo '--prefix -o' ;;
     extract) echo '--range --prefix -o' ;;
@@ -40,6 +40,14 @@ _pagewright_batch()
         ;;
     --bw)
         mapfile -t COMPREPLY < <(compgen -W 'Lzw Zip CCITT-G3 CCITT-G4' -- "$cur")
+        return
+        ;;
+    --ocr)
+        # The installed languages, less the script-detection data that is no language.
+        local data
+        data=$(find /usr/share/tesseract-ocr -name '*.traineddata' -printf '%f\n' 2>/dev/null)
+        data=${data//.traineddata/}
+        mapfile -t COMPREPLY < <(compgen -W "${data//osd/}" -- "$cur")
         return
         ;;
     --format)

@@ -22,14 +22,16 @@ namespace pw {
 QString BatchJob::usage(const QString &moreCommands)
 {
     return "Usage:\n"
-           "  pagewright-batch convert [--color NAME] [--gray NAME] [--bw NAME] [--replace]"
+           "  pagewright-batch convert [--color NAME] [--gray NAME] [--bw NAME] [--replace] [--ocr "
+           "LANG]"
            " -o DIR FILE...\n"
            "      one PDF per image, named after the image, in DIR\n"
-           "  pagewright-batch merge -o OUT.pdf FILE...\n"
+           "  pagewright-batch merge [--ocr LANG] -o OUT.pdf FILE...\n"
            "      one PDF of all files (images and PDFs), in the order given\n"
            "  pagewright-batch pages FILE...\n"
            "      the page count of each TIFF and PDF file\n"
-           "  pagewright-batch clone [--replace] [--color NAME] [--gray NAME] [--bw NAME] [--new]"
+           "  pagewright-batch clone [--replace] [--color NAME] [--gray NAME] [--bw NAME] [--ocr "
+           "LANG] [--new]"
            " [--jobs N] SOURCE OUTPUT\n"
            "      the tree below SOURCE as PDFs below OUTPUT, as a job that a stop or a crash\n"
            "      leaves resumable (--new discards an unfinished job; --jobs converts N files at\n"
@@ -39,6 +41,9 @@ QString BatchJob::usage(const QString &moreCommands)
            moreCommands +
            "convert, merge and clone take --max-pixels N: a page of more pixels is refused as"
            " a file that cannot be read (default 1073741824).\n"
+           "convert, merge and clone take --ocr LANG (eng, deu+eng ...): each page made from an"
+           " image gets an invisible text layer read in LANG, so that the PDF can be searched and"
+           " its text copied; the images stay as they would be without.\n"
            "NAME is one of: " +
            RecompressionNames.join(", ") +
            " (for the colour class it"
@@ -80,6 +85,9 @@ bool BatchJob::initializeFromArgs(const QStringList &args, QString &error)
             return takeFiles(args.mid(i + 1), error);
         else if (a == "--max-pixels") {
             if (error = ApplyMaxPixelsOption(args, i); !error.isEmpty())
+                return false;
+        } else if (a == "--ocr") {
+            if (error = ApplyOcrOption(args, i); !error.isEmpty())
                 return false;
         } else if (a.startsWith("--"))
             return error = "Unknown option " + a + ".", false;

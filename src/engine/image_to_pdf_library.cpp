@@ -146,4 +146,13 @@ QString ApplyMaxPixelsOption(const QStringList &args, int &i)
     return {};
 }
 
+QString ApplyOcrOption(const QStringList &args, int &i)
+{
+    if (++i >= args.size() || args[i].isEmpty())
+        return "Option --ocr needs a language, such as eng or deu+eng.";
+    const std::string why = ::ApSetOcrLanguage(args[i].toStdString());
+    return why.empty() ? QString()
+                       : "Option --ocr " + args[i] + ": " + QString::fromStdString(why) + ".";
+}
+
 } // namespace pw

@@ -37,4 +37,9 @@ public:
 // this process may have (i steps over it). "" when it was set, else why not.
 QString ApplyMaxPixelsOption(const QStringList &args, int &i);
 
+// The batch commands' `--ocr LANG`, found at args[i]: every PDF made from images in this
+// process gets a text layer read in LANG (i steps over it). "" when it was set, else why not
+// (a language that is not installed names its package).
+QString ApplyOcrOption(const QStringList &args, int &i);
+
 } // namespace pw

@@ -88,7 +88,8 @@ private:
 QString usage()
 {
     return "Usage: pagewright-batch clone [--replace] [--color NAME] [--gray NAME] [--bw NAME] "
-           "[--new] [--jobs N] SOURCE OUTPUT\n       pagewright-batch resume [--jobs N]";
+           "[--ocr LANG] [--new] [--jobs N] SOURCE OUTPUT\n       pagewright-batch resume [--jobs "
+           "N]";
 }
 
 // Reads the options of clone or resume into `view`; "" when they are right, else what is wrong.
@@ -121,6 +122,9 @@ QString readOptions(const QStringList &args, CommandLineView &view, bool &fresh,
             fresh = true;
         } else if (a == "--max-pixels") {
             if (QString error = ApplyMaxPixelsOption(args, i); !error.isEmpty())
+                return error;
+        } else if (a == "--ocr") {
+            if (QString error = ApplyOcrOption(args, i); !error.isEmpty())
                 return error;
         } else if (a.startsWith("--")) {
             return "Unknown option " + a + ".";

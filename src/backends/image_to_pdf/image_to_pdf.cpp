@@ -2,6 +2,7 @@
 
 #include "page_image.h"
 #include "pdf_document.h"
+#include "text_layer.h"
 
 #include <malloc.h>
 
@@ -164,4 +165,14 @@ void ApSetDeterministic(bool on)
 void ApSetMaxPixels(uint64_t pixels)
 {
     pw::i2p::setMaxPagePixels(pixels);
+}
+
+std::string ApSetOcrLanguage(const std::string &language)
+{
+    try {
+        pw::i2p::setOcrLanguage(language);
+        return {};
+    } catch (const ApFailure &f) {
+        return f.what();
+    }
 }

@@ -46,5 +46,11 @@ int32_t ApClose(int32_t handle);
 // headers claim them (0: the default, 2^30). For the whole process; call it before converting.
 void ApSetMaxPixels(uint64_t pixels);
 
+// Every image page added from now on gets an invisible text layer of the words read on it in
+// `language` ("eng", "deu+eng"; "" for none); its image stays as it would be without. Returns ""
+// or why the language cannot be used (one not installed names the package to install). For
+// the whole process; call it before converting.
+std::string ApSetOcrLanguage(const std::string &language);
+
 // Test helper: output that is byte for byte the same from run to run (fixed document ID).
 void ApSetDeterministic(bool on);

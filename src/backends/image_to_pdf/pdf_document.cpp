@@ -1,6 +1,7 @@
 #include "pdf_document.h"
 
 #include "encoders.h"
+#include "glyphless_font.h"
 #include "metafile_player.h"
 #include "module_failure.h"
 #include "module_loader.h"
@@ -135,6 +136,8 @@ int PdfDocument::addFile(const std::string &path)
         pages_.resize(pages);
         version_ = version;
         std::erase_if(iccProfiles_, [&](const auto &e) { return size_t(e.second) > mark.objects; });
+        if (size_t(ocrFont_) > mark.objects)
+            ocrFont_ = 0;
         // A caller may abandon a document whose file failed without closing it; one with no
         // page keeps no file open until it is given another.
         if (pages_.empty())
@@ -166,10 +169,13 @@ int PdfDocument::addImageFile(const FileHead &file)
     readImageFile(file, [&](PageSource &page) {
         const Filter wanted = wantedFor(page.depth());
         std::optional<EncodedImage> img = page.asIs(wanted);
+        PageText text;
         if (!img) {
             try {
                 bool fb = false;
-                img = encodeRaster(page.decode(), wanted, fb);
+                Raster raster = page.decode();
+                text.read(raster, page.ydpi);
+                img = encodeRaster(std::move(raster), wanted, fb);
                 fellBack = fellBack || fb;
             } catch (const ApFailure &) {
                 // A page that only its stored form can carry keeps it.
@@ -180,10 +186,12 @@ int PdfDocument::addImageFile(const FileHead &file)
         }
         // Stored data is read through on another core while its copy is written; a page it
         // cannot back is then rolled back with the rest of the file.
+        if (!text.started())
+            text.read(page);
         std::future<void> verified;
         if (img->verify)
             verified = std::async(std::launch::async, std::move(img->verify));
-        writePage(*img, page.xdpi, page.ydpi);
+        writePage(*img, page.xdpi, page.ydpi, &text);
         if (verified.valid())
             verified.get();
     });
@@ -327,19 +335,25 @@ int PdfDocument::writeImage(const EncodedImage &img)
     return number;
 }
 
-void PdfDocument::writePage(const EncodedImage &img, double xdpi, double ydpi)
+void PdfDocument::writePage(const EncodedImage &img, double xdpi, double ydpi, PageText *text)
 {
     const std::string w = pdfNumber(img.width * 72.0 / xdpi);
     const std::string h = pdfNumber(img.height * 72.0 / ydpi);
     const int image = writeImage(img);
+    const std::string words = text ? text->layer(img.width, img.height) : "";
+    if (!words.empty() && !ocrFont_)
+        ocrFont_ = writeGlyphlessFont(*out_);
+    const std::string fonts = words.empty() ? ""
+                                            : " /Font << /" + std::string(kOcrFont) + ' ' +
+                                                  std::to_string(ocrFont_) + " 0 R >>";
     const int content = out_->reserve();
-    const std::string drawing = "q " + w + " 0 0 " + h + " 0 0 cm /Im0 Do Q\n";
+    const std::string drawing = "q " + w + " 0 0 " + h + " 0 0 cm /Im0 Do " + words + "Q\n";
     out_->writeStream(content, "", std::vector<uint8_t>(drawing.begin(), drawing.end()));
     const int page = out_->reserve();
     out_->beginObject(page);
     out_->write("<< /Type /Page /Parent " + std::to_string(kPages) + " 0 R /MediaBox [0 0 " + w +
-                ' ' + h + "] /Resources << /XObject << /Im0 " + std::to_string(image) +
-                " 0 R >> >> /Contents " + std::to_string(content) + " 0 R >>");
+                ' ' + h + "] /Resources << /XObject << /Im0 " + std::to_string(image) + " 0 R >>" +
+                fonts + " >> /Contents " + std::to_string(content) + " 0 R >>");
     out_->endObject();
     pages_.push_back(page);
 }

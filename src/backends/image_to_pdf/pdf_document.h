@@ -9,6 +9,7 @@
 #include "page_image.h"
 #include "pdf_sink.h"
 #include "pdf_writer.h"
+#include "text_layer.h"
 
 #include <array>
 #include <functional>
@@ -49,7 +50,7 @@ private:
     Filter wantedFor(int depth) const;
     int writeImage(const EncodedImage &img);
     std::string colourSpace(const ColourSpace &cs, int bpc);
-    void writePage(const EncodedImage &img, double xdpi, double ydpi);
+    void writePage(const EncodedImage &img, double xdpi, double ydpi, PageText *text = nullptr);
     void needVersion(const std::string &version);
 
     std::string target_;
@@ -60,6 +61,7 @@ private:
     std::array<Filter, 3> recompression_{Filter::None, Filter::None, Filter::None};
     std::map<std::string, int> iccProfiles_;
     std::string version_ = "1.4";
+    int ocrFont_ = 0; // the text layer's font, written with the first page that has words
 };
 
 } // namespace pw::i2p
