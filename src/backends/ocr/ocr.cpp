@@ -67,26 +67,29 @@ void checkName(const std::string &language)
                         "\"" + language + "\" is no OCR language (such as eng or deu+eng)");
 }
 
+[[noreturn]] void missingLanguage(const std::string &language)
+{
+    throw ApFailure(pw::rte::kFileNotFound, "the OCR language \"" + language +
+                                                "\" is not installed (Debian package " +
+                                                packageOf(language) + ")");
+}
+
+// tesseract starts with the languages it could load and leaves the others out: each one asked
+// for is checked, so that a page is never read without a language the user chose.
 std::unique_ptr<tesseract::TessBaseAPI> started(const std::string &language)
 {
+    const std::vector<std::string> wanted = languagesOf(language);
     auto api = std::make_unique<tesseract::TessBaseAPI>();
     // tesseract would otherwise print its complaints on our users' terminal.
     api->SetVariable("debug_file", "/dev/null");
     if (api->Init(nullptr, language.c_str(), tesseract::OEM_DEFAULT) != 0)
-        return nullptr;
+        missingLanguage(wanted.front());
+    std::vector<std::string> loaded;
+    api->GetLoadedLanguagesAsVector(&loaded);
+    for (const std::string &one : wanted)
+        if (std::find(loaded.begin(), loaded.end(), one) == loaded.end())
+            missingLanguage(one);
     return api;
-}
-
-[[noreturn]] void missingLanguage(const std::string &language)
-{
-    for (const std::string &one : languagesOf(language)) {
-        if (!started(one))
-            throw ApFailure(pw::rte::kFileNotFound, "the OCR language \"" + one +
-                                                        "\" is not installed (Debian package " +
-                                                        packageOf(one) + ")");
-    }
-    throw pw::failure(pw::rte::kInvalidCall,
-                      "OCR: the languages \"" + language + "\" cannot be loaded together");
 }
 
 tesseract::TessBaseAPI &recogniser(const std::string &language)
@@ -95,8 +98,8 @@ tesseract::TessBaseAPI &recogniser(const std::string &language)
         checkName(one);
     thread_local std::map<std::string, std::unique_ptr<tesseract::TessBaseAPI>> loaded;
     std::unique_ptr<tesseract::TessBaseAPI> &api = loaded[language];
-    if (!api && !(api = started(language)))
-        missingLanguage(language);
+    if (!api)
+        api = started(language);
     return *api;
 }
 

@@ -1,0 +1,204 @@
+// Searchable PDFs seen from outside: the words a reader extracts, where it finds them, and the
+// image bytes, which must be those of a conversion without a text layer.
+
+#include "image_to_pdf.h"
+#include "pdf_probe.h"
+#include "sandbox.h"
+
+#include <gtest/gtest.h>
+
+#include <tiffio.h>
+
+#include <QFont>
+#include <QFontMetrics>
+#include <QImage>
+#include <QPainter>
+#include <QProcess>
+#include <QRectF>
+#include <QRegularExpression>
+#include <QStandardPaths>
+
+#include <functional>
+#include <vector>
+
+namespace {
+
+constexpr int kDpi = 300;
+
+struct DrawnWord {
+    QString text;
+    QRectF box; // pixels
+};
+
+// A 300 dpi page of two lines of known words, and where each was drawn.
+QImage textPage(std::vector<DrawnWord> &words)
+{
+    QImage page(1800, 520, QImage::Format_Grayscale8);
+    page.fill(255);
+    page.setDotsPerMeterX(qRound(kDpi / 0.0254));
+    page.setDotsPerMeterY(qRound(kDpi / 0.0254));
+    QPainter painter(&page);
+    QFont font("DejaVu Sans");
+    font.setPixelSize(80);
+    painter.setFont(font);
+    painter.setPen(Qt::black);
+    const QFontMetrics metrics(font);
+    const QStringList lines = {"Searchable invisible words", "copied from scanned paper"};
+    for (int l = 0; l < lines.size(); ++l) {
+        const int baseline = 180 + l * 200;
+        int x = 100;
+        for (const QString &word : lines[l].split(' ')) {
+            painter.drawText(x, baseline, word);
+            const int advance = metrics.horizontalAdvance(word);
+            words.push_back({word, QRectF(x, baseline - metrics.ascent(), advance,
+                                          metrics.ascent() + metrics.descent())});
+            x += advance + metrics.horizontalAdvance(' ');
+        }
+    }
+    return page;
+}
+
+bool writeG4(const QImage &page, const QString &path)
+{
+    TIFF *t = TIFFOpen(path.toStdString().c_str(), "w");
+    if (!t)
+        return false;
+    TIFFSetField(t, TIFFTAG_IMAGEWIDTH, uint32_t(page.width()));
+    TIFFSetField(t, TIFFTAG_IMAGELENGTH, uint32_t(page.height()));
+    TIFFSetField(t, TIFFTAG_BITSPERSAMPLE, 1);
+    TIFFSetField(t, TIFFTAG_SAMPLESPERPIXEL, 1);
+    TIFFSetField(t, TIFFTAG_COMPRESSION, COMPRESSION_CCITTFAX4);
+    TIFFSetField(t, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISWHITE);
+    TIFFSetField(t, TIFFTAG_ROWSPERSTRIP, uint32_t(page.height()));
+    TIFFSetField(t, TIFFTAG_XRESOLUTION, float(kDpi));
+    TIFFSetField(t, TIFFTAG_YRESOLUTION, float(kDpi));
+    TIFFSetField(t, TIFFTAG_RESOLUTIONUNIT, RESUNIT_INCH);
+    std::vector<uint8_t> row(size_t(page.width() + 7) / 8);
+    bool written = true;
+    for (int y = 0; y < page.height() && written; ++y) {
+        std::fill(row.begin(), row.end(), 0);
+        const uchar *grey = page.constScanLine(y);
+        for (int x = 0; x < page.width(); ++x)
+            if (grey[x] < 128)
+                row[size_t(x) / 8] |= uint8_t(0x80 >> (x % 8));
+        written = TIFFWriteScanline(t, row.data(), uint32_t(y)) >= 0;
+    }
+    TIFFClose(t);
+    return written;
+}
+
+int convert(const QString &image, const QString &pdf, const std::string &language)
+{
+    if (!::ApSetOcrLanguage(language).empty())
+        return -100;
+    const int32_t h = ApCreate(pdf.toStdString());
+    if (h <= 0)
+        return -101;
+    const int32_t added = ApAddImage(h, image.toStdString());
+    const int32_t closed = ApClose(h);
+    return added != 0 ? added : closed;
+}
+
+struct FoundWord {
+    QString text;
+    QRectF box; // points, from the page's top left
+};
+
+// The words pdftotext reads on the first page, and that page's width in points.
+std::vector<FoundWord> extractedWords(const QString &pdf, double &pageWidth)
+{
+    QProcess process;
+    process.start("pdftotext", {"-bbox", "-f", "1", "-l", "1", pdf, "-"});
+    process.waitForFinished(-1);
+    const QString html = QString::fromUtf8(process.readAllStandardOutput());
+    const QRegularExpression page(R"re(<page width="([\d.]+)")re");
+    pageWidth = page.match(html).captured(1).toDouble();
+    const QRegularExpression word(
+        R"re(<word xMin="([\d.]+)" yMin="([\d.]+)" xMax="([\d.]+)" yMax="([\d.]+)">([^<]*)</word>)re");
+    std::vector<FoundWord> found;
+    for (auto it = word.globalMatch(html); it.hasNext();) {
+        const auto m = it.next();
+        const QPointF topLeft(m.captured(1).toDouble(), m.captured(2).toDouble());
+        const QPointF bottomRight(m.captured(3).toDouble(), m.captured(4).toDouble());
+        found.push_back({m.captured(5), QRectF(topLeft, bottomRight)});
+    }
+    return found;
+}
+
+class Ocr : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        if (QStandardPaths::findExecutable("pdftotext").isEmpty())
+            GTEST_SKIP() << "pdftotext missing";
+        if (const std::string why = ::ApSetOcrLanguage("eng"); !why.empty())
+            GTEST_SKIP() << why;
+    }
+    void TearDown() override { ::ApSetOcrLanguage(""); }
+
+    SandboxDir sandbox;
+};
+
+TEST_F(Ocr, EveryWordReadsBackInsideItsBoxAndTheImageIsUntouched)
+{
+    std::vector<DrawnWord> drawn;
+    const QImage page = textPage(drawn);
+    const QString png = sandbox.filePath("grey.png");
+    const QString jpeg = sandbox.filePath("scan.jpg");
+    const QString g4 = sandbox.filePath("fax.tif");
+    ASSERT_TRUE(page.save(png, "PNG"));
+    ASSERT_TRUE(page.save(jpeg, "JPEG", 90));
+    ASSERT_TRUE(writeG4(page, g4));
+    struct Case {
+        QString image;
+        std::string filter;
+        bool storedAsIs; // the image stream is the file's own data
+    };
+    for (const Case &c : {Case{png, "/FlateDecode", false}, Case{jpeg, "/DCTDecode", true},
+                          Case{g4, "/CCITTFaxDecode", false}}) {
+        SCOPED_TRACE(c.image.toStdString());
+        const QString plain = c.image + ".plain.pdf";
+        const QString searchable = c.image + ".pdf";
+        ASSERT_EQ(convert(c.image, plain, ""), 0);
+        ASSERT_EQ(convert(c.image, searchable, "eng"), 0);
+        EXPECT_TRUE(qpdfChecks(searchable));
+        const auto plainPages = probePdf(plain);
+        const auto pages = probePdf(searchable);
+        ASSERT_EQ(pages.size(), 1u);
+        ASSERT_EQ(pages[0].images.size(), 1u);
+        EXPECT_EQ(pages[0].images[0].filter, c.filter);
+        EXPECT_EQ(pages[0].images[0].raw, plainPages[0].images[0].raw);
+        if (c.storedAsIs) {
+            EXPECT_EQ(QByteArray::fromStdString(pages[0].images[0].raw), readFile(c.image));
+        }
+
+        double pageWidth = 0;
+        EXPECT_TRUE(extractedWords(plain, pageWidth).empty());
+        const std::vector<FoundWord> found = extractedWords(searchable, pageWidth);
+        const double toPoints = pageWidth / page.width();
+        ASSERT_EQ(found.size(), drawn.size());
+        for (size_t i = 0; i < drawn.size(); ++i) {
+            EXPECT_EQ(found[i].text, drawn[i].text);
+            const QRectF box(drawn[i].box.topLeft() * toPoints, drawn[i].box.size() * toPoints);
+            EXPECT_TRUE(box.contains(found[i].box.center()))
+                << found[i].text.toStdString() << " found off its box";
+        }
+    }
+}
+
+TEST_F(Ocr, ALanguageThatIsNotInstalledIsRefusedNamingItsPackage)
+{
+    struct Case {
+        std::string language;
+        std::string reason;
+    };
+    for (const Case &c :
+         {Case{"qqq", "\"qqq\" is not installed (Debian package tesseract-ocr-qqq)"},
+          Case{"eng+chi_xx", "(Debian package tesseract-ocr-chi-xx)"},
+          Case{"../eng", "\"../eng\" is no OCR language"}, Case{"eng+", "no OCR"}}) {
+        const std::string why = ::ApSetOcrLanguage(c.language);
+        EXPECT_NE(why.find(c.reason), std::string::npos) << c.language << ": " << why;
+    }
+}
+
+} // namespace
