@@ -174,7 +174,7 @@ int PdfDocument::addImageFile(const FileHead &file)
             try {
                 bool fb = false;
                 Raster raster = page.decode();
-                text.read(raster, page.ydpi);
+                text.read(raster, page);
                 img = encodeRaster(std::move(raster), wanted, fb);
                 fellBack = fellBack || fb;
             } catch (const ApFailure &) {

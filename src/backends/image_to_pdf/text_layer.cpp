@@ -96,6 +96,61 @@ int overWhite(const Raster &r, int grey, size_t pixel)
     return (grey * alpha + 255 * (255 - alpha)) / 255;
 }
 
+// How a page shown upright maps back onto its pixels as stored, for each EXIF/TIFF
+// orientation code: stored x = a x' + c y' + e, stored y = b x' + d y' + f, where e and f
+// count in stored widths (W) and heights (H).
+struct ShownToStored {
+    int a, b, c, d, eW, eH, fW, fH;
+};
+constexpr ShownToStored kOrientations[] = {
+    {1, 0, 0, 1, 0, 0, 0, 0},   {1, 0, 0, 1, 0, 0, 0, 0},   {-1, 0, 0, 1, 1, 0, 0, 0},
+    {-1, 0, 0, -1, 1, 0, 0, 1}, {1, 0, 0, -1, 0, 0, 0, 1},  {0, 1, 1, 0, 0, 0, 0, 0},
+    {0, -1, 1, 0, 0, 0, 0, 1},  {0, -1, -1, 0, 1, 0, 0, 1}, {0, 1, -1, 0, 1, 0, 0, 0}};
+
+const ShownToStored &orientationOf(int code)
+{
+    return kOrientations[code >= 1 && code <= 8 ? code : 1];
+}
+
+bool turnsSideways(int code)
+{
+    return orientationOf(code).a == 0;
+}
+
+int pixelOf(const OcrPage &page, int x, int y)
+{
+    const uint8_t *row = page.pixels.data() + size_t(y) * page.rowBytes;
+    if (page.bits == 8)
+        return row[x];
+    return (row[x >> 3] >> (7 - (x & 7))) & 1 ? 255 : 0;
+}
+
+// The copy turned as the page is shown, so that its lines run across as the reader sees them.
+OcrPage shownUpright(OcrPage stored, int orientation)
+{
+    if (orientationOf(orientation).a == 1 && orientationOf(orientation).d == 1)
+        return stored;
+    const ShownToStored &m = orientationOf(orientation);
+    OcrPage shown;
+    shown.dpi = stored.dpi;
+    shown.width = turnsSideways(orientation) ? stored.height : stored.width;
+    shown.height = turnsSideways(orientation) ? stored.width : stored.height;
+    shown.rowBytes = size_t(shown.width);
+    shown.pixels.resize(shown.rowBytes * size_t(shown.height));
+    const double e = m.eW * stored.width + m.eH * stored.height;
+    const double f = m.fW * stored.width + m.fH * stored.height;
+    for (int y = 0; y < shown.height; ++y) {
+        uint8_t *out = shown.pixels.data() + size_t(y) * shown.rowBytes;
+        for (int x = 0; x < shown.width; ++x) {
+            // Pixel centres land on pixel centres.
+            const int sx = int(std::floor(m.a * (x + 0.5) + m.c * (y + 0.5) + e));
+            const int sy = int(std::floor(m.b * (x + 0.5) + m.d * (y + 0.5) + f));
+            out[x] = uint8_t(pixelOf(stored, sx, sy));
+        }
+    }
+    return shown;
+}
+
 } // namespace
 
 void setOcrLanguage(const std::string &chosen)
@@ -173,16 +228,19 @@ std::vector<OcrWord> recognise(const OcrPage &page, const std::string &lang)
 }
 
 std::string textLayer(const std::vector<OcrWord> &words, const std::string &font, int width,
-                      int height)
+                      int height, int orientation)
 {
     if (words.empty() || width < 1 || height < 1)
         return {};
-    char pixels[96];
-    // From the image's unit square to its pixels, y down: the words are placed in the pixels
-    // they were read from, wherever and however the image is drawn.
-    std::snprintf(pixels, sizeof pixels, "%.9g 0 0 %.9g 0 1 cm", 1.0 / width, -1.0 / height);
+    const ShownToStored &m = orientationOf(orientation);
+    char spaces[192];
+    // From the image's unit square to its pixels as stored (y down), then to the page as shown:
+    // the words are placed where they were read, wherever and however the image is drawn.
+    std::snprintf(spaces, sizeof spaces, "%.9g 0 0 %.9g 0 1 cm %d %d %d %d %d %d cm", 1.0 / width,
+                  -1.0 / height, m.a, m.b, m.c, m.d, m.eW * width + m.eH * height,
+                  m.fW * width + m.fH * height);
     // Render mode 3 draws nothing: the words are there to be found, selected and copied.
-    std::string ops = std::string("q ") + pixels + " BT 3 Tr\n";
+    std::string ops = std::string("q ") + spaces + " BT 3 Tr\n";
     for (const OcrWord &w : words) {
         int units = 0;
         const std::string codes = glyphlessCodes(w.text, units);
@@ -204,12 +262,14 @@ std::string textLayer(const std::vector<OcrWord> &words, const std::string &font
     return ops + "ET Q ";
 }
 
-void PageText::read(const Raster &raster, double dpi)
+void PageText::read(const Raster &raster, const PageSource &page)
 {
     if (language_.empty())
         return;
-    words_ = std::async(std::launch::async, [page = ocrCopy(raster, dpi), language = language_] {
-        return recognise(page, language);
+    orientation_ = page.orientation;
+    words_ = std::async(std::launch::async, [copy = ocrCopy(raster, page.ydpi),
+                                             orientation = orientation_, language = language_] {
+        return recognise(shownUpright(std::move(copy), orientation), language);
     });
 }
 
@@ -218,7 +278,7 @@ void PageText::read(PageSource &page)
     if (language_.empty())
         return;
     try {
-        read(page.decode(), page.ydpi);
+        read(page.decode(), page);
     } catch (const ApFailure &) {
     }
 }
@@ -227,7 +287,7 @@ std::string PageText::layer(int width, int height)
 {
     if (!words_.valid())
         return {};
-    return textLayer(words_.get(), kOcrFont, width, height);
+    return textLayer(words_.get(), kOcrFont, width, height, orientation_);
 }
 
 } // namespace pw::i2p

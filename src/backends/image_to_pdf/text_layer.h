@@ -39,11 +39,12 @@ OcrPage ocrCopy(const Raster &raster, double dpi);
 // Throws ApFailure when recognition fails.
 std::vector<OcrWord> recognise(const OcrPage &page, const std::string &language);
 
-// Content-stream operators that draw `words` invisibly in the font named `font` over an
-// image of `width` x `height` pixels, to follow its drawing while the image's unit square is
-// the current space. "" when there are no words.
+// Content-stream operators that draw `words`, read on the page as shown upright after its
+// EXIF/TIFF `orientation` code, invisibly in the font named `font` over an image of `width` x
+// `height` pixels as stored. They follow the image's drawing while its unit square is the
+// current space. "" when there are no words.
 std::string textLayer(const std::vector<OcrWord> &words, const std::string &font, int width,
-                      int height);
+                      int height, int orientation = 1);
 
 // The name the page's resources give the text layer's font.
 inline constexpr char kOcrFont[] = "Ocr";
@@ -55,8 +56,8 @@ public:
     PageText() : language_(ocrLanguage()) {}
     // True once reading has started, or when there is nothing to read.
     bool started() const { return language_.empty() || words_.valid(); }
-    // Starts reading a copy of the decoded page.
-    void read(const Raster &raster, double dpi);
+    // Starts reading a copy of the decoded `page`, turned upright as it is shown.
+    void read(const Raster &raster, const PageSource &page);
     // Starts reading a decoded copy of a page whose stored data is written as it is. A page
     // that cannot be decoded gets no text: its image is still whole.
     void read(PageSource &page);
@@ -65,6 +66,7 @@ public:
 
 private:
     std::string language_;
+    int orientation_ = 1;
     std::future<std::vector<OcrWord>> words_;
 };
 
