@@ -124,6 +124,16 @@ void ImageToPdfLibrary::removeLeftovers(const std::string &folder)
     i2p::RemoveLeftovers(folder);
 }
 
+std::string ImageToPdfLibrary::ocrLanguage()
+{
+    return ::ApOcrLanguage();
+}
+
+std::string ImageToPdfLibrary::setOcrLanguage(const std::string &language)
+{
+    return ::ApSetOcrLanguage(language);
+}
+
 ImageToPdfLibrary &ImageToPdfLibrary::ours()
 {
     static OurLibrary library;

@@ -25,6 +25,10 @@ public:
     // Removes the hidden part files that killed conversions left in `folder`; a file that a
     // running conversion still writes is left alone.
     virtual void removeLeftovers(const std::string &folder);
+    // The language of the text layer of every PDF made from images ("" for none), for the whole
+    // process. The setter returns "" or why the language cannot be used (then nothing changes).
+    virtual std::string ocrLanguage();
+    virtual std::string setOcrLanguage(const std::string &language);
 
     // Our library, in this process.
     static ImageToPdfLibrary &ours();

@@ -96,7 +96,7 @@ TEST(CloneList, OursAndOthersListsReadTheSameAndTakeOutcomes)
     const QString a = box.write("a.tif", "x");
     const QString xml = box.filePath("clone.xml");
     CloneListWriter writer(xml);
-    writer.startNewJob({"Jpeg", "", "CCITT-G4"});
+    writer.startNewJob({"Jpeg", "", "CCITT-G4", "deu+eng"});
     writer.AddCloneXmlFile({"a.tif", box.path(), "a.pdf", "/o"});
     writer.AddCloneXmlFile({"gone.tif", box.path(), "gone.pdf", "/o"}); // no such file: no File
     writer.AddCloneXmlFile({"a.tif", box.path(), "a&<\".pdf", "/o"});
@@ -111,6 +111,7 @@ TEST(CloneList, OursAndOthersListsReadTheSameAndTakeOutcomes)
         const CloneEncodings e = list.settings(found);
         EXPECT_TRUE(found);
         EXPECT_EQ(e.EncodBW, path == xml ? "CCITT-G4" : "Zip");
+        EXPECT_EQ(e.ocr, path == xml ? "deu+eng" : "");
         ASSERT_EQ(list.count(), path == xml ? 2 : 1);
         EXPECT_EQ(list.attribute(list.count() - 1, "targetfile"),
                   path == xml ? "a&<\".pdf" : "b.pdf");

@@ -167,6 +167,11 @@ void ApSetMaxPixels(uint64_t pixels)
     pw::i2p::setMaxPagePixels(pixels);
 }
 
+std::string ApOcrLanguage()
+{
+    return pw::i2p::ocrLanguage();
+}
+
 std::string ApSetOcrLanguage(const std::string &language)
 {
     try {

@@ -51,6 +51,7 @@ void ApSetMaxPixels(uint64_t pixels);
 // or why the language cannot be used (one not installed names the package to install). For
 // the whole process; call it before converting.
 std::string ApSetOcrLanguage(const std::string &language);
+std::string ApOcrLanguage();
 
 // Test helper: output that is byte for byte the same from run to run (fixed document ID).
 void ApSetDeterministic(bool on);
