@@ -138,6 +138,7 @@ int PdfDocument::addFile(const std::string &path)
         std::erase_if(iccProfiles_, [&](const auto &e) { return size_t(e.second) > mark.objects; });
         if (size_t(ocrFont_) > mark.objects)
             ocrFont_ = 0;
+        pendingText_.clear();
         // A caller may abandon a document whose file failed without closing it; one with no
         // page keeps no file open until it is given another.
         if (pages_.empty())
@@ -194,7 +195,9 @@ int PdfDocument::addImageFile(const FileHead &file)
         writePage(*img, page.xdpi, page.ydpi, &text);
         if (verified.valid())
             verified.get();
+        writeText(PageText::readers());
     });
+    writeText(0);
     return fellBack ? -3 : 0;
 }
 
@@ -339,23 +342,43 @@ void PdfDocument::writePage(const EncodedImage &img, double xdpi, double ydpi, P
 {
     const std::string w = pdfNumber(img.width * 72.0 / xdpi);
     const std::string h = pdfNumber(img.height * 72.0 / ydpi);
+    const std::string placed = w + " 0 0 " + h + " 0 0";
     const int image = writeImage(img);
-    const std::string words = text ? text->layer(img.width, img.height) : "";
-    if (!words.empty() && !ocrFont_)
-        ocrFont_ = writeGlyphlessFont(*out_);
-    const std::string fonts = words.empty() ? ""
-                                            : " /Font << /" + std::string(kOcrFont) + ' ' +
-                                                  std::to_string(ocrFont_) + " 0 R >>";
     const int content = out_->reserve();
-    const std::string drawing = "q " + w + " 0 0 " + h + " 0 0 cm /Im0 Do " + words + "Q\n";
+    const std::string drawing = "q " + placed + " cm /Im0 Do Q\n";
     out_->writeStream(content, "", std::vector<uint8_t>(drawing.begin(), drawing.end()));
+    std::string contents = std::to_string(content) + " 0 R";
+    std::string fonts;
+    if (text && text->wanted()) {
+        // The words follow in a stream of their own, written once they are read, so that the
+        // next pages are decoded and read meanwhile.
+        const int words = out_->reserve();
+        pendingText_.push_back({words, placed, img.width, img.height, std::move(*text)});
+        contents = '[' + contents + ' ' + std::to_string(words) + " 0 R]";
+        if (!ocrFont_)
+            ocrFont_ = writeGlyphlessFont(*out_);
+        fonts = " /Font << /" + std::string(kOcrFont) + ' ' + std::to_string(ocrFont_) + " 0 R >>";
+    }
     const int page = out_->reserve();
     out_->beginObject(page);
     out_->write("<< /Type /Page /Parent " + std::to_string(kPages) + " 0 R /MediaBox [0 0 " + w +
                 ' ' + h + "] /Resources << /XObject << /Im0 " + std::to_string(image) + " 0 R >>" +
-                fonts + " >> /Contents " + std::to_string(content) + " 0 R >>");
+                fonts + " >> /Contents " + contents + " >>");
     out_->endObject();
     pages_.push_back(page);
+}
+
+void PdfDocument::writeText(size_t waiting)
+{
+    while (pendingText_.size() > waiting) {
+        PendingText &next = pendingText_.front();
+        const std::string layer =
+            "q " + next.placed + " cm " + next.text.layer(next.width, next.height) + "Q\n";
+        out_->writeStream(
+            next.object, " /Filter /FlateDecode",
+            deflateBytes(reinterpret_cast<const uint8_t *>(layer.data()), layer.size()));
+        pendingText_.pop_front();
+    }
 }
 
 int PdfDocument::close(bool deterministic)

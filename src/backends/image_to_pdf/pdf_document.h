@@ -12,6 +12,7 @@
 #include "text_layer.h"
 
 #include <array>
+#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
@@ -51,6 +52,8 @@ private:
     int writeImage(const EncodedImage &img);
     std::string colourSpace(const ColourSpace &cs, int bpc);
     void writePage(const EncodedImage &img, double xdpi, double ydpi, PageText *text = nullptr);
+    // Writes the text layers of earlier pages, oldest first, until `waiting` are left.
+    void writeText(size_t waiting);
     void needVersion(const std::string &version);
 
     std::string target_;
@@ -62,6 +65,15 @@ private:
     std::map<std::string, int> iccProfiles_;
     std::string version_ = "1.4";
     int ocrFont_ = 0; // the text layer's font, written with the first page that has words
+    // A page's text layer, still being read.
+    struct PendingText {
+        int object;
+        std::string placed; // the image's matrix on the page
+        int width;
+        int height;
+        PageText text;
+    };
+    std::deque<PendingText> pendingText_;
 };
 
 } // namespace pw::i2p

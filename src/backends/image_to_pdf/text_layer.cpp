@@ -8,8 +8,13 @@
 
 #include <algorithm>
 #include <cmath>
+#include <condition_variable>
 #include <cstdio>
+#include <deque>
+#include <functional>
+#include <memory>
 #include <mutex>
+#include <thread>
 
 namespace pw::i2p {
 
@@ -241,6 +246,9 @@ std::string textLayer(const std::vector<OcrWord> &words, const std::string &font
                   m.fW * width + m.fH * height);
     // Render mode 3 draws nothing: the words are there to be found, selected and copied.
     std::string ops = std::string("q ") + spaces + " BT 3 Tr\n";
+    // A tenth of a pixel is finer than any reader selects; the font changes only with the line.
+    const auto tenths = [](double v) { return pdfNumber(std::round(v * 10) / 10); };
+    double lastSize = 0;
     for (const OcrWord &w : words) {
         int units = 0;
         const std::string codes = glyphlessCodes(w.text, units);
@@ -252,14 +260,91 @@ std::string textLayer(const std::vector<OcrWord> &words, const std::string &font
         // Along the baseline, and up from it (y runs down here, so text space flips).
         const double c = dx / length, s = dy / length;
         const double baseY = w.baselineY1 + (w.left - w.baselineX1) * dy / dx;
-        const double size = std::max(1.0, w.fontSize);
+        const double size = std::max(1.0, std::round(w.fontSize));
         const double advance = units * size * kGlyphlessAdvance / 1000.0;
         const double scale = 100 * (w.right - w.left) / c / advance;
-        ops += "/" + font + ' ' + pdfNumber(size) + " Tf " + pdfNumber(scale) + " Tz " +
-               pdfNumber(c) + ' ' + pdfNumber(s) + ' ' + pdfNumber(s) + ' ' + pdfNumber(-c) + ' ' +
-               pdfNumber(w.left) + ' ' + pdfNumber(baseY) + " Tm " + codes + " Tj\n";
+        if (size != lastSize)
+            ops += "/" + font + ' ' + pdfNumber(size) + " Tf ";
+        lastSize = size;
+        ops += tenths(scale) + " Tz " + pdfNumber(c) + ' ' + pdfNumber(s) + ' ' + pdfNumber(s) +
+               ' ' + pdfNumber(-c) + ' ' + tenths(w.left) + ' ' + tenths(baseY) + " Tm " + codes +
+               " Tj\n";
     }
     return ops + "ET Q ";
+}
+
+namespace {
+
+// Recognisers on threads of their own that live as long as the process: each keeps its loaded
+// languages from page to page, and however many documents are written at once, no more pages
+// are read at a time than there are cores.
+class ReaderPool {
+public:
+    ReaderPool()
+    {
+        for (size_t i = 0; i < size(); ++i)
+            threads_.emplace_back([this] { serve(); });
+    }
+    ~ReaderPool()
+    {
+        {
+            const std::lock_guard hold(lock_);
+            stopping_ = true;
+        }
+        wake_.notify_all();
+        for (std::thread &t : threads_)
+            t.join();
+    }
+    ReaderPool(const ReaderPool &) = delete;
+    ReaderPool &operator=(const ReaderPool &) = delete;
+
+    static size_t size() { return std::max(1u, std::thread::hardware_concurrency()); }
+
+    std::future<std::vector<OcrWord>> read(std::function<std::vector<OcrWord>()> work)
+    {
+        std::packaged_task<std::vector<OcrWord>()> task(std::move(work));
+        auto words = task.get_future();
+        {
+            const std::lock_guard hold(lock_);
+            tasks_.push_back(std::move(task));
+        }
+        wake_.notify_one();
+        return words;
+    }
+
+private:
+    void serve()
+    {
+        for (;;) {
+            std::unique_lock hold(lock_);
+            wake_.wait(hold, [&] { return stopping_ || !tasks_.empty(); });
+            if (tasks_.empty())
+                return;
+            auto task = std::move(tasks_.front());
+            tasks_.pop_front();
+            hold.unlock();
+            task();
+        }
+    }
+
+    std::mutex lock_;
+    std::condition_variable wake_;
+    std::deque<std::packaged_task<std::vector<OcrWord>()>> tasks_;
+    bool stopping_ = false;
+    std::vector<std::thread> threads_;
+};
+
+ReaderPool &readerPool()
+{
+    static ReaderPool pool;
+    return pool;
+}
+
+} // namespace
+
+size_t PageText::readers()
+{
+    return ReaderPool::size();
 }
 
 void PageText::read(const Raster &raster, const PageSource &page)
@@ -267,9 +352,9 @@ void PageText::read(const Raster &raster, const PageSource &page)
     if (language_.empty())
         return;
     orientation_ = page.orientation;
-    words_ = std::async(std::launch::async, [copy = ocrCopy(raster, page.ydpi),
-                                             orientation = orientation_, language = language_] {
-        return recognise(shownUpright(std::move(copy), orientation), language);
+    words_ = readerPool().read([copy = std::make_shared<OcrPage>(ocrCopy(raster, page.ydpi)),
+                                orientation = orientation_, language = language_] {
+        return recognise(shownUpright(std::move(*copy), orientation), language);
     });
 }
 

@@ -5,6 +5,7 @@
 
 #include "page_image.h"
 
+#include <cstddef>
 #include <future>
 #include <string>
 #include <vector>
@@ -49,20 +50,26 @@ std::string textLayer(const std::vector<OcrWord> &words, const std::string &font
 // The name the page's resources give the text layer's font.
 inline constexpr char kOcrFont[] = "Ocr";
 
-// The text of one page, read on another core while its image is written, when a language is
-// set (ocrLanguage()) as the page is met.
+// The text of one page, read by the pool of recognisers beside the writing of the document,
+// when a language is set (ocrLanguage()) as the page is met.
 class PageText {
 public:
     PageText() : language_(ocrLanguage()) {}
     // True once reading has started, or when there is nothing to read.
     bool started() const { return language_.empty() || words_.valid(); }
+    // True when the page gets a text layer.
+    bool wanted() const { return words_.valid(); }
     // Starts reading a copy of the decoded `page`, turned upright as it is shown.
     void read(const Raster &raster, const PageSource &page);
     // Starts reading a decoded copy of a page whose stored data is written as it is. A page
     // that cannot be decoded gets no text: its image is still whole.
     void read(PageSource &page);
-    // textLayer() of the words found. Throws ApFailure when the reading failed.
+    // textLayer() of the words found, once they are; "" when not wanted(). Throws ApFailure
+    // when the reading failed.
     std::string layer(int width, int height);
+
+    // Pages of one document read at once: as many as there are recognisers.
+    static size_t readers();
 
 private:
     std::string language_;

@@ -5,6 +5,7 @@
 
 #include "module_failure.h"
 
+#include <omp.h>
 #include <tesseract/baseapi.h>
 #include <tesseract/resultiterator.h>
 
@@ -79,6 +80,10 @@ void checkName(const std::string &language)
 std::unique_ptr<tesseract::TessBaseAPI> started(const std::string &language)
 {
     const std::vector<std::string> wanted = languagesOf(language);
+    // tesseract would spread each page over four OpenMP threads that spin while they wait,
+    // which on a busy machine costs ten times the work: the program reads pages in parallel
+    // instead, one thread each. This holds for every OpenMP region of the process.
+    omp_set_max_active_levels(0);
     auto api = std::make_unique<tesseract::TessBaseAPI>();
     // tesseract would otherwise print its complaints on our users' terminal.
     api->SetVariable("debug_file", "/dev/null");
