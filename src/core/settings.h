@@ -1,5 +1,5 @@
 #pragma once
-// The program's settings: 49 named values kept in memory and in one file. Every assignment
+// The program's settings: 51 named values kept in memory and in one file. Every assignment
 // rewrites the whole file at once (write-through); nothing is saved at exit.
 
 #include <QString>
@@ -61,7 +61,9 @@ namespace pw {
     X(Text, DefaultPathConPdfToTiff, "")                                                           \
     X(Byte, IsOpenFolderCloneDir, 0)                                                               \
     X(Byte, IsDefaultPathCloneDir, 0)                                                              \
-    X(Text, DefaultPathCloneDir, "")
+    X(Text, DefaultPathCloneDir, "")                                                               \
+    X(Byte, IsSearchablePdf, 0)                                                                    \
+    X(Text, OcrLanguage, "eng")
 
 namespace settings_types {
 using Text = QString;

@@ -156,6 +156,17 @@ QString ApplyMaxPixelsOption(const QStringList &args, int &i)
     return {};
 }
 
+QString ApplySearchablePdfSetting(const Settings &settings)
+{
+    const std::string language =
+        settings.IsSearchablePdf() ? settings.OcrLanguage().trimmed().toStdString() : "";
+    if (const std::string why = ::ApSetOcrLanguage(language); !why.empty()) {
+        ::ApSetOcrLanguage("");
+        return QString::fromStdString(why);
+    }
+    return {};
+}
+
 QString ApplyOcrOption(const QStringList &args, int &i)
 {
     if (++i >= args.size() || args[i].isEmpty())

@@ -2,6 +2,8 @@
 // The image-to-PDF library's contract as the binding calls it. The binding decides the calls,
 // their order and their constants; this seam lets a test record them without writing PDFs.
 
+#include "core/settings.h"
+
 #include <QString>
 #include <QStringList>
 
@@ -40,6 +42,11 @@ public:
 // The batch commands' `--max-pixels N`, found at args[i]: N becomes the most pixels a page of
 // this process may have (i steps over it). "" when it was set, else why not.
 QString ApplyMaxPixelsOption(const QStringList &args, int &i);
+
+// The Preferences' "Make PDFs searchable (OCR)" and its language, applied to every PDF made
+// from images in this process. "" when applied, else why the language cannot be used (the
+// PDFs are then made without text).
+QString ApplySearchablePdfSetting(const Settings &settings);
 
 // The batch commands' `--ocr LANG`, found at args[i]: every PDF made from images in this
 // process gets a text layer read in LANG (i steps over it). "" when it was set, else why not

@@ -4,6 +4,7 @@
 #include "core/failure_log.h"
 #include "core/runtime.h"
 #include "core/ui_services.h"
+#include "engine/image_to_pdf_library.h"
 #include "widgets/flex_grid.h"
 
 #include <QCheckBox>
@@ -123,9 +124,21 @@ QWidget *frmPreferences::buildGeneralPage()
     state->addWidget(chkDefaultWindowState);
     state->addWidget(cmbDefaultWindowState, 1);
 
+    fraSearchable = new QGroupBox("Searchable PDFs", page);
+    chkSearchablePdf = new QCheckBox("Make PDFs searchable (&OCR)", fraSearchable);
+    auto *languageLabel = new QLabel("Lan&guage", fraSearchable);
+    txtOcrLanguage = new QLineEdit(fraSearchable);
+    txtOcrLanguage->setToolTip("A tesseract language, or several joined by +: eng, deu+eng");
+    languageLabel->setBuddy(txtOcrLanguage);
+    auto *searchable = new QHBoxLayout(fraSearchable);
+    searchable->addWidget(chkSearchablePdf);
+    searchable->addWidget(languageLabel);
+    searchable->addWidget(txtOcrLanguage, 1);
+
     auto *layout = new QVBoxLayout(page);
     layout->addWidget(fraProgram);
     layout->addWidget(fraWindowState);
+    layout->addWidget(fraSearchable);
     layout->addStretch();
     return page;
 }
@@ -146,6 +159,8 @@ void frmPreferences::loadControls()
     chkLastGridColWidth->setChecked(settings.LastGridColWidthFlag() != 0);
     chkSortbyNumeric->setChecked(settings.SortbyNumeric() != 0);
     txtStartUpFolder->setText(settings.StartupFolder());
+    chkSearchablePdf->setChecked(settings.IsSearchablePdf() != 0);
+    txtOcrLanguage->setText(settings.OcrLanguage());
 }
 
 void frmPreferences::chkDefaultWindowState_Click()
@@ -298,6 +313,16 @@ void frmPreferences::cmdOk_Click()
         settings.setWindowStateValue(fixedState ? cmbDefaultWindowState->currentIndex() : 0);
         settings.setLastGridColWidthFlag(chkLastGridColWidth->isChecked() ? 1 : 0);
         settings.setSortbyNumeric(chkSortbyNumeric->isChecked() ? 1 : 0);
+        settings.setIsSearchablePdf(chkSearchablePdf->isChecked() ? 1 : 0);
+        settings.setOcrLanguage(txtOcrLanguage->text().trimmed());
+        if (const QString why = ApplySearchablePdfSetting(settings); !why.isEmpty()) {
+            // Kept as typed, so that installing the package is all it takes.
+            context_.ui.MsgBox("The PDFs cannot be made searchable: " + why + ".", vbExclamation,
+                               "Set Preferences");
+            tabPreferences->setCurrentWidget(fraSearchable->parentWidget());
+            txtOcrLanguage->setFocus();
+            return;
+        }
         IsPreferanceChange = true;
         accept();
     });

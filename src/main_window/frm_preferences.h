@@ -45,6 +45,9 @@ public:
     QPushButton *cmdStartupFolder;
     QLabel *lblExportLocation;
     QLineEdit *txtExportLocation;
+    QGroupBox *fraSearchable;
+    QCheckBox *chkSearchablePdf;
+    QLineEdit *txtOcrLanguage;
     QPushButton *cmdExportLocation;
     QPushButton *cmdOK;
     QPushButton *cmdCancel;

@@ -57,9 +57,10 @@ const struct {
     {'T', "DefaultPathConImgTiff"},     {'B', "IsOpenFolderConPdfToTiff"},
     {'B', "IsDefaultPathConPdfToTiff"}, {'T', "DefaultPathConPdfToTiff"},
     {'B', "IsOpenFolderCloneDir"},      {'B', "IsDefaultPathCloneDir"},
-    {'T', "DefaultPathCloneDir"}};
+    {'T', "DefaultPathCloneDir"},       {'B', "IsSearchablePdf"},
+    {'T', "OcrLanguage"}};
 // clang-format on
-static_assert(std::size(fileKeys) == 49);
+static_assert(std::size(fileKeys) == 51);
 
 // The next value of type T in the stream, as text.
 template <typename T> QString readAsText(QDataStream &in)

@@ -89,6 +89,9 @@ std::unique_ptr<tesseract::TessBaseAPI> started(const std::string &language)
     api->SetVariable("debug_file", "/dev/null");
     if (api->Init(nullptr, language.c_str(), tesseract::OEM_DEFAULT) != 0)
         missingLanguage(wanted.front());
+    // The library reads a page as one block of text unless told otherwise; pages have
+    // columns, captions and tables.
+    api->SetPageSegMode(tesseract::PSM_AUTO);
     std::vector<std::string> loaded;
     api->GetLoadedLanguagesAsVector(&loaded);
     for (const std::string &one : wanted)
