@@ -17,6 +17,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QScopeGuard>
 #include <QTime>
 
 #include <sys/statvfs.h>
@@ -456,7 +457,9 @@ void FolderJob::ProcessClone()
             view_.restoreEncodings(encodings);
         }
         // The rest is made as the start made its files: a language since removed stops the run
-        // with the job kept for when it is back.
+        // with the job kept for when it is back. The window's own choice holds again after.
+        const auto restored =
+            qScopeGuard([&, chosen = library_.ocrLanguage()] { library_.setOcrLanguage(chosen); });
         if (const std::string why = library_.setOcrLanguage(encodings.ocr.toStdString());
             !why.empty()) {
             context_.ui.MsgBox("The job's PDFs are made searchable, but " +

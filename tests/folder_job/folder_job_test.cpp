@@ -265,6 +265,39 @@ TEST_F(FolderJobTest, AStoppedJobIsOfferedAndResumedWhereItStopped)
     EXPECT_TRUE(readFile(box.filePath("Errors.Log")).contains("ResumeLastClone"));
 }
 
+// A job started searchable resumes searchable, whatever the process was set to since, and
+// leaves that setting as it found it.
+TEST_F(FolderJobTest, AResumeReadsTheJobsOwnOcrLanguage)
+{
+    ImageToPdfLibrary &library = ImageToPdfLibrary::ours();
+    if (!library.setOcrLanguage("eng").empty())
+        GTEST_SKIP() << "no English text recognition data";
+    for (const char *name : {"a.png", "b.png", "c.png"})
+        png(name);
+    view.onProgress = [&](int done) {
+        if (done == 1)
+            job.cmdOk_Click();
+    };
+    start();
+    ASSERT_EQ(ini("STATUS"), "NOT FINISHED");
+    library.setOcrLanguage("");
+
+    RecordingView other;
+    QStringList seen;
+    other.onProgress = [&](int done) {
+        if (done > 0) // a file settled
+            seen << QString::fromStdString(library.ocrLanguage());
+    };
+    FolderJob reopened(t.context, other, library);
+    reopened.prepare();
+    t.ui.answers = {vbYes};
+    reopened.Form_Activate();
+    EXPECT_EQ(other.status, "completed....");
+    ASSERT_FALSE(seen.isEmpty());
+    EXPECT_EQ(seen.filter("eng").size(), seen.size()) << seen.join(',').toStdString();
+    EXPECT_EQ(library.ocrLanguage(), "");
+}
+
 // The job where the file system, the user or a second process does something unexpected:
 // nothing is lost, nothing is written outside the output, and every failure is said.
 class FolderJobEdges : public FolderJobTest {
