@@ -1,9 +1,11 @@
 // Searchable PDFs seen from outside: the words a reader extracts, where it finds them, and the
 // image bytes, which must be those of a conversion without a text layer.
 
+#include "glyphless_font.h"
 #include "image_to_pdf.h"
 #include "pdf_probe.h"
 #include "sandbox.h"
+#include "text_layer.h"
 
 #include <gtest/gtest.h>
 
@@ -140,6 +142,75 @@ protected:
 
     SandboxDir sandbox;
 };
+
+// What recognition is given of each kind of decoded page: grey with 0 black, as the page shows
+// it on white paper, or its own bits when it is black and white.
+TEST(OcrCopy, EveryPageKindReadsAsTheGreyItShows)
+{
+    using namespace pw::i2p;
+    struct Case {
+        const char *name;
+        Raster raster;
+        std::vector<uint8_t> expected;
+        int bits;
+    };
+    const auto raster = [](ColourModel model, int bpc, std::vector<uint8_t> pixels) {
+        Raster r;
+        r.width = 2;
+        r.height = 1;
+        r.bpc = bpc;
+        r.cs.model = model;
+        r.pixels.assign(pixels.begin(), pixels.end());
+        return r;
+    };
+    Raster inverted = raster(ColourModel::Gray, 8, {0, 255});
+    inverted.invert = true;
+    Raster indexed = raster(ColourModel::Indexed, 1, {0x40});
+    indexed.cs.palette = std::string("\0\0\0\xff\xff\xff", 6);
+    Raster transparent = raster(ColourModel::Gray, 8, {0, 0});
+    transparent.alpha = {255, 0};
+    Raster faxWhiteIsZero = raster(ColourModel::Gray, 1, {0x40});
+    faxWhiteIsZero.invert = true;
+    const Case cases[] = {
+        {"grey", raster(ColourModel::Gray, 8, {0, 255}), {0, 255}, 8},
+        {"min-is-white grey", inverted, {255, 0}, 8},
+        {"red and blue", raster(ColourModel::Rgb, 8, {255, 0, 0, 0, 0, 255}), {76, 29}, 8},
+        {"CMYK black and paper",
+         raster(ColourModel::Cmyk, 8, {0, 0, 0, 255, 0, 0, 0, 0}),
+         {0, 255},
+         8},
+        {"palette", indexed, {0, 255}, 8},
+        {"16-bit grey", raster(ColourModel::Gray, 16, {0x12, 0x34, 0xFF, 0xFF}), {0x12, 0xFF}, 8},
+        {"transparent ink", transparent, {0, 255}, 8},
+        {"black and white", raster(ColourModel::Gray, 1, {0x40}), {0x40}, 1},
+        {"fax, 0 white", faxWhiteIsZero, {0xBF}, 1},
+    };
+    for (const Case &c : cases) {
+        const OcrPage page = ocrCopy(c.raster, 300);
+        EXPECT_EQ(page.bits, c.bits) << c.name;
+        EXPECT_EQ(std::vector<uint8_t>(page.pixels.begin(), page.pixels.end()), c.expected)
+            << c.name;
+    }
+}
+
+TEST(GlyphlessCodes, TextBecomesUtf16CodeUnits)
+{
+    struct Case {
+        std::string utf8;
+        std::string codes;
+        int units;
+    };
+    for (const Case &c : {Case{"Ab", "<00410062>", 2}, Case{"\xc3\xa9", "<00E9>", 1},
+                          Case{"\xf0\x9f\x98\x80", "<D83DDE00>", 2},
+                          Case{"\xff"
+                               "a",
+                               "<FFFD0061>", 2},
+                          Case{"\xe2\x82", "<FFFD>", 1}}) {
+        int units = 0;
+        EXPECT_EQ(pw::i2p::glyphlessCodes(c.utf8, units), c.codes) << c.utf8;
+        EXPECT_EQ(units, c.units) << c.utf8;
+    }
+}
 
 TEST_F(Ocr, EveryWordReadsBackInsideItsBoxAndTheImageIsUntouched)
 {
