@@ -55,6 +55,18 @@ protected:
         EXPECT_TRUE(colourPattern(20, 10).save(path));
         return path;
     }
+    // A job over `names` in src that the Stop button ends once its first file has settled.
+    void startAndStopAfterTheFirstFile(std::initializer_list<const char *> names)
+    {
+        for (const char *name : names)
+            png(name);
+        view.onProgress = [&](int done) {
+            if (done == 1)
+                job.cmdOk_Click(); // the Stop button, pressed during the run
+        };
+        start();
+        view.onProgress = nullptr;
+    }
     // A job over src into out, started as the Start button starts it.
     void start()
     {
@@ -228,17 +240,10 @@ TEST_F(FolderJobTest, SeveralWorkersSettleFilesInTheOrderOneWorkerDoes)
 
 TEST_F(FolderJobTest, AStoppedJobIsOfferedAndResumedWhereItStopped)
 {
-    for (const char *name : {"a.png", "b.png", "c.png"})
-        png(name);
-    view.onProgress = [&](int done) {
-        if (done == 1)
-            job.cmdOk_Click(); // the Stop button, pressed during the run
-    };
-    start();
+    startAndStopAfterTheFirstFile({"a.png", "b.png", "c.png"});
     EXPECT_EQ(view.status, "terminated....");
     EXPECT_EQ(ini("STATUS"), "NOT FINISHED");
     EXPECT_EQ(ini("FILE_COMPLETED"), "1");
-    view.onProgress = nullptr;
 
     // Opening the dialog again: No keeps the job, Yes takes it up under its own folders.
     RecordingView other;
@@ -272,13 +277,7 @@ TEST_F(FolderJobTest, AResumeReadsTheJobsOwnOcrLanguage)
     ImageToPdfLibrary &library = ImageToPdfLibrary::ours();
     if (!library.setOcrLanguage("eng").empty())
         GTEST_SKIP() << "no English text recognition data";
-    for (const char *name : {"a.png", "b.png", "c.png"})
-        png(name);
-    view.onProgress = [&](int done) {
-        if (done == 1)
-            job.cmdOk_Click();
-    };
-    start();
+    startAndStopAfterTheFirstFile({"a.png", "b.png", "c.png"});
     ASSERT_EQ(ini("STATUS"), "NOT FINISHED");
     library.setOcrLanguage("");
 
