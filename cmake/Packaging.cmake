@@ -15,6 +15,8 @@ set(CPACK_DEBIAN_PACKAGE_MAINTAINER "Pagewright <${PAGEWRIGHT_SUPPORT}>")
 set(CPACK_DEBIAN_PACKAGE_SECTION graphics)
 set(CPACK_DEBIAN_PACKAGE_HOMEPAGE ${PAGEWRIGHT_WEBSITE})
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+# Searchable PDFs need a language: English is offered, the others are the user's choice.
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS tesseract-ocr-eng)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 # The extended description; CPack puts the summary above it.
 set(CPACK_DEBIAN_PACKAGE_DESCRIPTION

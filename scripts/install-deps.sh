@@ -14,6 +14,8 @@ packages=(
   libpoppler-cpp-dev zlib1g-dev
   # the orientation photos carry in their EXIF data
   libexif-dev
+  # text recognition for searchable PDFs, and its English language data
+  libtesseract-dev tesseract-ocr-eng
   # tests and checks: GoogleTest, PDF inspection, a headless display with a window manager
   # and xprop to ask it about windows, the format check, and a second RTF reader for the saved
   # error report

@@ -8,10 +8,10 @@ _pagewright_batch_options()
     local page='--page-size --fit --margin --orientation --dpi --force-dpi --max-pixels'
     local pdf='--password'
     case $1 in
-    convert) echo "$recompression --replace --jobs $page -o" ;;
-    merge) echo "$page -o" ;;
+    convert) echo "$recompression --replace --ocr --jobs $page -o" ;;
+    merge) echo "--ocr $page -o" ;;
     tiff-delete) echo '--page' ;;
-    clone) echo "--replace $recompression --new --jobs $page" ;;
+    clone) echo "--replace $recompression --ocr --new --jobs $page" ;;
     resume) echo "--jobs $page" ;;
     render) echo "--resolution --format --range $pdf -o" ;;
     split) echo "--prefix $pdf -o" ;;
@@ -54,6 +54,15 @@ _pagewright_batch()
         return
     fi
     case $prev in
+    --ocr)
+        # The installed languages, less the script-detection data that is no language.
+        local data
+        data=$(find /usr/share/tesseract-ocr -name '*.traineddata' -printf '%f
+' 2>/dev/null)
+        data=${data//.traineddata/}
+        mapfile -t COMPREPLY < <(compgen -W "${data//osd/}" -- "$cur")
+        return
+        ;;
     -o)
         # A folder for most commands, a file name or - (standard output) for merge and the joins.
         case ${COMP_WORDS[1]} in

@@ -1,7 +1,7 @@
 #pragma once
-// The program's settings: 49 named values, and after them the pages' size and resolution, kept
-// in memory and in one file. Every assignment rewrites the whole file at once (write-through);
-// nothing is saved at exit.
+// The program's settings: 49 named values, and after them the pages' size and resolution and
+// the searchable-PDF choice, kept in memory and in one file. Every assignment rewrites the whole
+// file at once (write-through); nothing is saved at exit.
 
 #include <QString>
 
@@ -66,7 +66,9 @@ namespace pw {
     /* The pages made from images: a paper name ("" the image's own size), and the resolution of   \
        images that state none (0: 72 dpi). A file from before them reads as these defaults. */     \
     X(Text, PageSize, "")                                                                          \
-    X(Integer, ImageResolution, 0)
+    X(Integer, ImageResolution, 0)                                                                 \
+    X(Byte, IsSearchablePdf, 0)                                                                    \
+    X(Text, OcrLanguage, "eng")
 
 namespace settings_types {
 using Text = QString;

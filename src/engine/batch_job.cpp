@@ -30,14 +30,15 @@ QString BatchJob::usage(const QString &moreCommands)
 {
     return "Usage:\n"
            "  pagewright-batch convert [--color NAME] [--gray NAME] [--bw NAME] [--replace]"
-           " [--jobs N] -o DIR FILE...\n"
+           " [--ocr LANG] [--jobs N] -o DIR FILE...\n"
            "      one PDF per image, named after the image, in DIR (--jobs converts N files at\n"
            "      once, one per core unless given)\n"
-           "  pagewright-batch merge -o OUT.pdf FILE...\n"
+           "  pagewright-batch merge [--ocr LANG] -o OUT.pdf FILE...\n"
            "      one PDF of all files (images and PDFs), in the order given\n"
            "  pagewright-batch pages FILE...\n"
            "      the page count of each TIFF and PDF file\n"
-           "  pagewright-batch clone [--replace] [--color NAME] [--gray NAME] [--bw NAME] [--new]"
+           "  pagewright-batch clone [--replace] [--color NAME] [--gray NAME] [--bw NAME] [--ocr "
+           "LANG] [--new]"
            " [--jobs N] SOURCE OUTPUT\n"
            "      the tree below SOURCE as PDFs below OUTPUT, as a job that a stop or a crash\n"
            "      leaves resumable (--new discards an unfinished job; --jobs converts N files at\n"
@@ -62,6 +63,9 @@ QString BatchJob::usage(const QString &moreCommands)
            "merge, join and tiff-join write to standard output with -o -. An output is written"
            " whole before it replaces a file (through a link, the file it names) or goes into a"
            " device or pipe; a folder is refused.\n"
+           "convert, merge and clone take --ocr LANG (eng, deu+eng ...): each page made from an"
+           " image gets an invisible text layer read in LANG, so that the PDF can be searched and"
+           " its text copied; the images stay as they would be without.\n"
            "NAME is one of: " +
            RecompressionNames.join(", ") +
            " (for the colour class it"
@@ -112,6 +116,9 @@ bool BatchJob::initializeFromArgs(const QStringList &args, QString &error)
             return takeFiles(args.mid(i + 1), error);
         else if (TakePageOption(args, i, layout_, error)) {
             if (!error.isEmpty())
+                return false;
+        } else if (a == "--ocr") {
+            if (error = ApplyOcrOption(args, i); !error.isEmpty())
                 return false;
         } else if (a.startsWith("--"))
             return error = "Unknown option " + a + ".", false;

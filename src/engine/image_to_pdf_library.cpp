@@ -131,6 +131,16 @@ void ImageToPdfLibrary::removeLeftovers(const std::string &folder)
     pw::RemoveLeftovers(folder);
 }
 
+std::string ImageToPdfLibrary::ocrLanguage()
+{
+    return ::ApOcrLanguage();
+}
+
+std::string ImageToPdfLibrary::setOcrLanguage(const std::string &language)
+{
+    return ::ApSetOcrLanguage(language);
+}
+
 ImageToPdfLibrary &ImageToPdfLibrary::ours()
 {
     static OurLibrary library;
@@ -227,6 +237,26 @@ void ApplyPageSettings(const Settings &settings)
         std::tie(layout.width, layout.height) = *size;
     layout.dpi = settings.ImageResolution();
     ::ApSetPageLayout(layout);
+}
+
+QString ApplySearchablePdfSetting(const Settings &settings)
+{
+    const std::string language =
+        settings.IsSearchablePdf() ? settings.OcrLanguage().trimmed().toStdString() : "";
+    if (const std::string why = ::ApSetOcrLanguage(language); !why.empty()) {
+        ::ApSetOcrLanguage("");
+        return QString::fromStdString(why);
+    }
+    return {};
+}
+
+QString ApplyOcrOption(const QStringList &args, int &i)
+{
+    if (++i >= args.size() || args[i].isEmpty())
+        return "Option --ocr needs a language, such as eng or deu+eng.";
+    const std::string why = ::ApSetOcrLanguage(args[i].toStdString());
+    return why.empty() ? QString()
+                       : "Option --ocr " + args[i] + ": " + QString::fromStdString(why) + ".";
 }
 
 } // namespace pw

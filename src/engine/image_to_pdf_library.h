@@ -3,6 +3,7 @@
 // their order and their constants; this seam lets a test record them without writing PDFs.
 
 #include "backends/image_to_pdf/page_layout.h"
+#include "core/settings.h"
 
 #include <QString>
 #include <QStringList>
@@ -31,6 +32,10 @@ public:
     // Removes the hidden part files that killed conversions left in `folder`; a file that a
     // running conversion still writes is left alone.
     virtual void removeLeftovers(const std::string &folder);
+    // The language of the text layer of every PDF made from images ("" for none), for the whole
+    // process. The setter returns "" or why the language cannot be used (then nothing changes).
+    virtual std::string ocrLanguage();
+    virtual std::string setOcrLanguage(const std::string &language);
 
     // Our library, in this process.
     static ImageToPdfLibrary &ours();
@@ -49,5 +54,15 @@ bool TakePageOption(const QStringList &args, int &i, i2p::PageLayout &layout, QS
 QString ApplyPageLayout(const i2p::PageLayout &layout);
 // The same for the windows' conversions, from the settings' page size and resolution.
 void ApplyPageSettings(const Settings &settings);
+
+// The Preferences' "Make PDFs searchable (OCR)" and its language, applied to every PDF made
+// from images in this process. "" when applied, else why the language cannot be used (the
+// PDFs are then made without text).
+QString ApplySearchablePdfSetting(const Settings &settings);
+
+// The batch commands' `--ocr LANG`, found at args[i]: every PDF made from images in this
+// process gets a text layer read in LANG (i steps over it). "" when it was set, else why not
+// (a language that is not installed names its package).
+QString ApplyOcrOption(const QStringList &args, int &i);
 
 } // namespace pw

@@ -92,7 +92,7 @@ private:
 QString usage()
 {
     return "Usage: pagewright-batch clone [--replace] [--color NAME] [--gray NAME] [--bw NAME] "
-           "[--new] [--jobs N] [PAGE OPTIONS] SOURCE OUTPUT\n"
+           "[--ocr LANG] [--new] [--jobs N] [PAGE OPTIONS] SOURCE OUTPUT\n"
            "       pagewright-batch resume [--jobs N] [PAGE OPTIONS]\n"
            "PAGE OPTIONS, as pagewright-batch --help lists them: --page-size, --fit, --margin,"
            " --orientation, --dpi, --force-dpi, --max-pixels.";
@@ -132,6 +132,9 @@ QString readOptions(const QStringList &args, CommandLineView &view, bool &fresh,
             view.replace = true;
         } else if (a == "--new") {
             fresh = true;
+        } else if (a == "--ocr") {
+            if (QString error = ApplyOcrOption(args, i); !error.isEmpty())
+                return error;
         } else if (a.startsWith("--")) {
             return "Unknown option " + a + ".";
         } else {

@@ -13,6 +13,9 @@ struct CloneEncodings {
     QString EncodColor;
     QString EncodGraycale;
     QString EncodBW;
+    // The language of the PDFs' text layer, "" for none: kept with the job so that a resume
+    // makes the rest searchable too.
+    QString ocr;
 };
 
 class CloneJobView {

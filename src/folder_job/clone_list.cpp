@@ -66,7 +66,8 @@ QByteArray skeleton(const CloneEncodings &e)
 {
     return kHeader + "<Clone><Settings EncodColor=\"" + escaped(e.EncodColor) +
            "\" EncodGraycale=\"" + escaped(e.EncodGraycale) + "\" EncodBW=\"" + escaped(e.EncodBW) +
-           "\"/><Files>" + kTail;
+           "\"" + (e.ocr.isEmpty() ? QByteArray() : " Ocr=\"" + escaped(e.ocr) + "\"") +
+           "/><Files>" + kTail;
 }
 
 // A list that cannot be written: "Disk full" when there is no room (or quota) left, so that
@@ -245,7 +246,7 @@ CloneEncodings CloneList::settings(bool &found) const
     const auto text = [&](const char *name) {
         return QString::fromUtf8(s.attribute(name).value());
     };
-    return {text("EncodColor"), text("EncodGraycale"), text("EncodBW")};
+    return {text("EncodColor"), text("EncodGraycale"), text("EncodBW"), text("Ocr")};
 }
 
 bool CloneList::hasFiles() const

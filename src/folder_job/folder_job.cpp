@@ -17,6 +17,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QScopeGuard>
 #include <QTime>
 
 #include <sys/statvfs.h>
@@ -327,6 +328,7 @@ void FolderJob::cmdOk_Click()
         if (output.trimmed().isEmpty())
             output = view_.sourceText();
         state_->encodings = view_.encodings();
+        state_->encodings.ocr = QString::fromStdString(library_.ocrLanguage());
         state_->outputRoot = resolvedPath(output);
         PW_STEP;
         CloneListWriter writer(state_->CloneXmlPath);
@@ -453,6 +455,17 @@ void FolderJob::ProcessClone()
         if (found) {
             state_->encodings = encodings;
             view_.restoreEncodings(encodings);
+        }
+        // The rest is made as the start made its files: a language since removed stops the run
+        // with the job kept for when it is back. The window's own choice holds again after.
+        const auto restored =
+            qScopeGuard([&, chosen = library_.ocrLanguage()] { library_.setOcrLanguage(chosen); });
+        if (const std::string why = library_.setOcrLanguage(encodings.ocr.toStdString());
+            !why.empty()) {
+            context_.ui.MsgBox("The job's PDFs are made searchable, but " +
+                                   QString::fromStdString(why) + ".",
+                               vbExclamation, AppTitle);
+            return;
         }
         walk(list, pwTail);
         PW_STEP;

@@ -139,11 +139,22 @@ QWidget *frmPreferences::buildGeneralPage()
     pages->addWidget(cmbPageSize, 0, 1);
     pages->addWidget(resolutionLabel, 1, 0);
     pages->addWidget(spnImageResolution, 1, 1);
+    fraSearchable = new QGroupBox("Searchable PDFs", page);
+    chkSearchablePdf = new QCheckBox("Make PDFs searchable (&OCR)", fraSearchable);
+    auto *languageLabel = new QLabel("Lan&guage", fraSearchable);
+    txtOcrLanguage = new QLineEdit(fraSearchable);
+    txtOcrLanguage->setToolTip("A tesseract language, or several joined by +: eng, deu+eng");
+    languageLabel->setBuddy(txtOcrLanguage);
+    auto *searchable = new QHBoxLayout(fraSearchable);
+    searchable->addWidget(chkSearchablePdf);
+    searchable->addWidget(languageLabel);
+    searchable->addWidget(txtOcrLanguage, 1);
 
     auto *layout = new QVBoxLayout(page);
     layout->addWidget(fraProgram);
     layout->addWidget(fraWindowState);
     layout->addWidget(fraPages);
+    layout->addWidget(fraSearchable);
     layout->addStretch();
     return page;
 }
@@ -170,6 +181,8 @@ void frmPreferences::loadControls()
     txtStartUpFolder->setText(settings.StartupFolder());
     cmbPageSize->setCurrentIndex(std::max(0, cmbPageSize->findData(settings.PageSize())));
     spnImageResolution->setValue(settings.ImageResolution() > 0 ? settings.ImageResolution() : 72);
+    chkSearchablePdf->setChecked(settings.IsSearchablePdf() != 0);
+    txtOcrLanguage->setText(settings.OcrLanguage());
 }
 
 void frmPreferences::chkDefaultWindowState_Click()
@@ -325,6 +338,16 @@ void frmPreferences::cmdOk_Click()
         settings.setPageSize(cmbPageSize->currentData().toString());
         settings.setImageResolution(int16_t(spnImageResolution->value()));
         ApplyPageSettings(settings);
+        settings.setIsSearchablePdf(chkSearchablePdf->isChecked() ? 1 : 0);
+        settings.setOcrLanguage(txtOcrLanguage->text().trimmed());
+        if (const QString why = ApplySearchablePdfSetting(settings); !why.isEmpty()) {
+            // Kept as typed, so that installing the package is all it takes.
+            context_.ui.MsgBox("The PDFs cannot be made searchable: " + why + ".", vbExclamation,
+                               "Set Preferences");
+            tabPreferences->setCurrentWidget(fraSearchable->parentWidget());
+            txtOcrLanguage->setFocus();
+            return;
+        }
         IsPreferanceChange = true;
         accept();
     });

@@ -47,6 +47,9 @@ public:
     QPushButton *cmdStartupFolder;
     QLabel *lblExportLocation;
     QLineEdit *txtExportLocation;
+    QGroupBox *fraSearchable;
+    QCheckBox *chkSearchablePdf;
+    QLineEdit *txtOcrLanguage;
     QPushButton *cmdExportLocation;
     // Beside the classic settings: the size and resolution of the pages made from images.
     QGroupBox *fraPages;

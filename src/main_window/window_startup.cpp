@@ -4,6 +4,8 @@
 #include "frm_progress_dialog.h"
 #include "frm_vista_err_dlg.h"
 
+#include "engine/image_to_pdf_library.h"
+
 namespace pw {
 
 WindowStartup::WindowStartup() = default;
@@ -23,6 +25,9 @@ void WindowStartup::ShowProgressDialog()
 
 void WindowStartup::ShowMainWindow(AppContext &context)
 {
+    // A language removed since it was chosen leaves the PDFs without text until Preferences
+    // names one that is installed; the program starts all the same.
+    ApplySearchablePdfSetting(context.settings());
     mainWindow_ = std::make_unique<frmMain>(context);
     mainWindow_->Form_Load();
     mainWindow_->show();

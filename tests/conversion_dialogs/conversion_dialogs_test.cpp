@@ -7,6 +7,7 @@
 #include "main_window/frm_main.h"
 
 #include "engine/ap_img_to_pdf.h"
+#include "engine/image_to_pdf_library.h"
 #include "widgets/flex_grid.h"
 
 #include "modal_script.h"
@@ -21,8 +22,10 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFileInfo>
+#include <QFont>
 #include <QGuiApplication>
 #include <QLineEdit>
+#include <QPainter>
 #include <QProcess>
 #include <QProgressBar>
 #include <QPushButton>
@@ -311,6 +314,41 @@ TEST_F(Conversions, ImageToPdfNamesReplacesRecompressesAndReportsTheFailedFile)
         EXPECT_TRUE(qpdfChecks(out + "/" + pdf)) << pdf.toStdString();
     EXPECT_EQ(t.ui.prompts, QStringList(4, "Save File Rich Text Files (*.rtf)|*.rtf 1"));
     EXPECT_EQ(boxes(), QStringList(2, saved + " already exists.\nDo you want to replace it?"));
+}
+
+// With Preferences' "Make PDFs searchable (OCR)" set, the window's conversions write text.
+TEST_F(Conversions, ImageToPdfHonoursTheSearchablePdfSetting)
+{
+    t.context.settings().setIsSearchablePdf(1);
+    t.context.settings().setOcrLanguage("eng");
+    if (!ApplySearchablePdfSetting(t.context.settings()).isEmpty() ||
+        QStandardPaths::findExecutable("pdftotext").isEmpty())
+        GTEST_SKIP() << "no English text recognition data or no pdftotext";
+    QImage page(900, 200, QImage::Format_Grayscale8);
+    page.fill(255);
+    page.setDotsPerMeterX(11811); // 300 dpi
+    page.setDotsPerMeterY(11811);
+    {
+        QPainter painter(&page);
+        QFont font("DejaVu Sans");
+        font.setPixelSize(70);
+        painter.setFont(font);
+        painter.drawText(40, 130, "Searchable dialogs");
+    }
+    ASSERT_TRUE(page.save(disk + "/words.png"));
+    window();
+    tick({"words.png"});
+    script.then<frmConImageToPdf>([&](frmConImageToPdf &d) {
+        d.txtOutputFolder->setText(out);
+        d.cmdConvert->click();
+    });
+    w->cmdConImageToPdf->click();
+    t.context.settings().setIsSearchablePdf(0);
+    ApplySearchablePdfSetting(t.context.settings());
+    QProcess text;
+    text.start("pdftotext", {out + "/words.pdf", "-"});
+    ASSERT_TRUE(text.waitForFinished(-1));
+    EXPECT_EQ(QString::fromUtf8(text.readAllStandardOutput()).simplified(), "Searchable dialogs");
 }
 
 TEST_F(Conversions, ImageToPdfEndsARunSilentlyOnANameWithoutDot)

@@ -58,9 +58,10 @@ const struct {
     {'B', "IsDefaultPathConPdfToTiff"}, {'T', "DefaultPathConPdfToTiff"},
     {'B', "IsOpenFolderCloneDir"},      {'B', "IsDefaultPathCloneDir"},
     {'T', "DefaultPathCloneDir"},
-    {'T', "PageSize"},                  {'I', "ImageResolution"}};
+    {'T', "PageSize"},                  {'I', "ImageResolution"},
+    {'B', "IsSearchablePdf"},           {'T', "OcrLanguage"}};
 // clang-format on
-static_assert(std::size(fileKeys) == 51);
+static_assert(std::size(fileKeys) == 53);
 
 // The next value of type T in the stream, as text.
 template <typename T> QString readAsText(QDataStream &in)

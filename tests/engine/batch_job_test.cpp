@@ -53,6 +53,9 @@ TEST(BatchJob, ArgumentsAreCheckedBeforeAnyWork)
         {{"pages", "--fast", "a.pdf"}, "Unknown option --fast."},
         {{"convert", "--max-pixels", "0", "-o", "x", "a.tif"}, "Option --max-pixels needs"},
         {{"merge", "-o", "x.pdf", "a.tif", "--max-pixels"}, "Option --max-pixels needs"},
+        // Refused before any file is touched; the reason names what to install.
+        {{"convert", "--ocr", "qqq", "-o", "x", "a.tif"}, "Option --ocr qqq: "},
+        {{"merge", "-o", "x.pdf", "a.tif", "--ocr"}, "Option --ocr needs"},
         // The default limit, taken with its value.
         {{"convert", "--max-pixels", "1073741824", "--fast"}, "Unknown option --fast."},
         {{"merge", "-o", "x.pdf", "a.tif", "--page-size"}, "Option --page-size needs"},

@@ -9,7 +9,8 @@
 # With PW_FULL_DISK=1 the output lies on a small disk of its own that is filled up at the
 # middle kill and freed at three quarters: the files that met the full disk must be converted by
 # the resumes, not end "Error". With PW_PRELOAD=LIB the program runs with LIB preloaded (the
-# test's stand-in for a file system without unnamed files).
+# test's stand-in for a file system without unnamed files). With PW_OCR=LANG the job is started
+# with --ocr LANG, and the resumes must keep making searchable PDFs from the job's own state.
 # Usage: clone_kill_test.sh PAGEWRIGHT_BATCH IMAGES KILLS [CORPUS_DIR]; exit 77 without corpus
 # (or, with PW_FULL_DISK, where no disk can be mounted).
 set -euo pipefail
@@ -45,10 +46,11 @@ job() {
 state() { grep -a "^$2=" "$1/Pagewright/Pagewright 3.1/Clone/Clone.ini" 2>/dev/null | cut -d= -f2- | tr -d '\r'; }
 list() { echo "$1/Pagewright/Pagewright 3.1/Clone/clone.xml"; }
 
+ocr=(${PW_OCR:+--ocr "$PW_OCR"})
 mkdir -p "$work/ref_out" "$work/out"
 # The uninterrupted run: the reference, and how long a run takes.
 start=$(date +%s%N)
-(job "$work/ref" clone "$work/src" "$work/ref_out") >"$work/ref.log" || true
+(job "$work/ref" clone "${ocr[@]}" "$work/src" "$work/ref_out") >"$work/ref.log" || true
 span=$((($(date +%s%N) - start) / 1000000))
 if [[ ${PW_FULL_DISK:-} == 1 ]]; then
     kilobytes=$(($(du -sk "$work/ref_out" | cut -f1) * 3 + 2048))
@@ -65,7 +67,7 @@ for ((k = 0; k < kills; ++k)); do
     if [[ $(state "$work/run" STATUS) == "NOT FINISHED" && -f $(list "$work/run") ]]; then
         command=(resume)
     else
-        command=(clone --new "$work/src" "$work/out")
+        command=(clone "${ocr[@]}" --new "$work/src" "$work/out")
     fi
     job "$work/run" "${command[@]}" >>"$work/run.log" 2>&1 &
     pid=$!
@@ -89,7 +91,7 @@ for ((round = 0; round < 20; ++round)); do
     if [[ $(state "$work/run" STATUS) == "NOT FINISHED" && -f $(list "$work/run") ]]; then
         (job "$work/run" resume) >>"$work/run.log" 2>&1 || true
     else
-        (job "$work/run" clone --new "$work/src" "$work/out") >>"$work/run.log" 2>&1 || true
+        (job "$work/run" clone "${ocr[@]}" --new "$work/src" "$work/out") >>"$work/run.log" 2>&1 || true
     fi
 done
 [[ $(state "$work/run" STATUS) == FINISHED ]] || { echo "the job did not finish" && exit 1; }
@@ -114,6 +116,10 @@ while IFS= read -r -d '' image; do
             <(qpdf --qdf --static-id "$work/ref_out/src/${relative%.*}.pdf" - |
                 grep -av 'CreationDate\|ModDate\|/ID') | head -c 1500
         failed=1
+    fi
+    # The TIFF scans are pages of text (the others include a photograph and the sample PNGs).
+    if [[ -n ${PW_OCR:-} && $relative == *.tif && -z $(pdftotext "$pdf" - | tr -d '[:space:]') ]]; then
+        echo "no text in the PDF of $relative" && failed=1
     fi
 done < <(find "$work/src" -type f -print0)
 leftovers=$(find "$work/out" -mindepth 1 \( -name '.*' -o -type f ! -name '*.pdf' \) | wc -l)

@@ -55,6 +55,18 @@ protected:
         EXPECT_TRUE(colourPattern(20, 10).save(path));
         return path;
     }
+    // A job over `names` in src that the Stop button ends once its first file has settled.
+    void startAndStopAfterTheFirstFile(std::initializer_list<const char *> names)
+    {
+        for (const char *name : names)
+            png(name);
+        view.onProgress = [&](int done) {
+            if (done == 1)
+                job.cmdOk_Click(); // the Stop button, pressed during the run
+        };
+        start();
+        view.onProgress = nullptr;
+    }
     // A job over src into out, started as the Start button starts it.
     void start()
     {
@@ -96,7 +108,7 @@ TEST(CloneList, OursAndOthersListsReadTheSameAndTakeOutcomes)
     const QString a = box.write("a.tif", "x");
     const QString xml = box.filePath("clone.xml");
     CloneListWriter writer(xml);
-    writer.startNewJob({"Jpeg", "", "CCITT-G4"});
+    writer.startNewJob({"Jpeg", "", "CCITT-G4", "deu+eng"});
     writer.AddCloneXmlFile({"a.tif", box.path(), "a.pdf", "/o"});
     writer.AddCloneXmlFile({"gone.tif", box.path(), "gone.pdf", "/o"}); // no such file: no File
     writer.AddCloneXmlFile({"a.tif", box.path(), "a&<\".pdf", "/o"});
@@ -111,6 +123,7 @@ TEST(CloneList, OursAndOthersListsReadTheSameAndTakeOutcomes)
         const CloneEncodings e = list.settings(found);
         EXPECT_TRUE(found);
         EXPECT_EQ(e.EncodBW, path == xml ? "CCITT-G4" : "Zip");
+        EXPECT_EQ(e.ocr, path == xml ? "deu+eng" : "");
         ASSERT_EQ(list.count(), path == xml ? 2 : 1);
         EXPECT_EQ(list.attribute(list.count() - 1, "targetfile"),
                   path == xml ? "a&<\".pdf" : "b.pdf");
@@ -227,17 +240,10 @@ TEST_F(FolderJobTest, SeveralWorkersSettleFilesInTheOrderOneWorkerDoes)
 
 TEST_F(FolderJobTest, AStoppedJobIsOfferedAndResumedWhereItStopped)
 {
-    for (const char *name : {"a.png", "b.png", "c.png"})
-        png(name);
-    view.onProgress = [&](int done) {
-        if (done == 1)
-            job.cmdOk_Click(); // the Stop button, pressed during the run
-    };
-    start();
+    startAndStopAfterTheFirstFile({"a.png", "b.png", "c.png"});
     EXPECT_EQ(view.status, "terminated....");
     EXPECT_EQ(ini("STATUS"), "NOT FINISHED");
     EXPECT_EQ(ini("FILE_COMPLETED"), "1");
-    view.onProgress = nullptr;
 
     // Opening the dialog again: No keeps the job, Yes takes it up under its own folders.
     RecordingView other;
@@ -262,6 +268,33 @@ TEST_F(FolderJobTest, AStoppedJobIsOfferedAndResumedWhereItStopped)
     reopened.Form_Activate();
     EXPECT_EQ(other.caption, "Sto&p") << "a failed resume leaves the run's state";
     EXPECT_TRUE(readFile(box.filePath("Errors.Log")).contains("ResumeLastClone"));
+}
+
+// A job started searchable resumes searchable, whatever the process was set to since, and
+// leaves that setting as it found it.
+TEST_F(FolderJobTest, AResumeReadsTheJobsOwnOcrLanguage)
+{
+    ImageToPdfLibrary &library = ImageToPdfLibrary::ours();
+    if (!library.setOcrLanguage("eng").empty())
+        GTEST_SKIP() << "no English text recognition data";
+    startAndStopAfterTheFirstFile({"a.png", "b.png", "c.png"});
+    ASSERT_EQ(ini("STATUS"), "NOT FINISHED");
+    library.setOcrLanguage("");
+
+    RecordingView other;
+    QStringList seen;
+    other.onProgress = [&](int done) {
+        if (done > 0) // a file settled
+            seen << QString::fromStdString(library.ocrLanguage());
+    };
+    FolderJob reopened(t.context, other, library);
+    reopened.prepare();
+    t.ui.answers = {vbYes};
+    reopened.Form_Activate();
+    EXPECT_EQ(other.status, "completed....");
+    ASSERT_FALSE(seen.isEmpty());
+    EXPECT_EQ(seen.filter("eng").size(), seen.size()) << seen.join(',').toStdString();
+    EXPECT_EQ(library.ocrLanguage(), "");
 }
 
 // The job where the file system, the user or a second process does something unexpected:

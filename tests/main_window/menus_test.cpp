@@ -8,6 +8,7 @@
 
 #include "backends/image_to_pdf/page_layout.h"
 #include "core/failure_log.h"
+#include "engine/image_to_pdf_library.h"
 #include "widgets/flex_grid.h"
 
 #include "modal_script.h"
@@ -215,6 +216,41 @@ TEST_F(Menus, PreferencesSetThePagesMadeFromImages)
         start();
     }
     i2p::setPageLayout({});
+}
+
+// The language is checked on Save: one that is not installed keeps the dialog open, naming
+// the package to install; an installed one makes every later PDF from images searchable.
+TEST_F(Menus, PreferencesMakePdfsSearchableOnlyInAnInstalledLanguage)
+{
+    ImageToPdfLibrary &library = ImageToPdfLibrary::ours();
+    if (!library.setOcrLanguage("eng").empty())
+        GTEST_SKIP() << "no English text recognition data";
+    library.setOcrLanguage("");
+    start();
+    script.then<frmPreferences>([&](frmPreferences &d) {
+        EXPECT_FALSE(d.chkSearchablePdf->isChecked());
+        EXPECT_EQ(d.txtOcrLanguage->text(), "eng");
+        d.chkSearchablePdf->click();
+        d.txtOcrLanguage->setText("qqq");
+        d.cmdOK->click();
+        const QStringList said = boxes();
+        ASSERT_EQ(said.size(), 1);
+        EXPECT_TRUE(said[0].contains("tesseract-ocr-qqq")) << said[0].toStdString();
+        EXPECT_TRUE(d.isVisible());
+        EXPECT_EQ(library.ocrLanguage(), "");
+        d.txtOcrLanguage->setText(" eng ");
+        d.cmdOK->click();
+    });
+    w->mnupreferances->trigger();
+    EXPECT_TRUE(boxes().isEmpty());
+    EXPECT_EQ(library.ocrLanguage(), "eng");
+    EXPECT_EQ(t.context.settings().OcrLanguage(), "eng");
+    script.then<frmPreferences>([](frmPreferences &d) {
+        d.chkSearchablePdf->click();
+        d.cmdOK->click();
+    });
+    w->mnupreferances->trigger();
+    EXPECT_EQ(library.ocrLanguage(), "");
 }
 
 // After a click in "Visible" opened the grid to typing, the number and the name refuse it: a

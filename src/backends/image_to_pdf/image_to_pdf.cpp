@@ -2,6 +2,7 @@
 
 #include "page_image.h"
 #include "pdf_document.h"
+#include "text_layer.h"
 
 #include <malloc.h>
 
@@ -179,4 +180,19 @@ void ApSetPageLayout(const pw::i2p::PageLayout &layout)
 void ApSetMaxPixels(uint64_t pixels)
 {
     pw::i2p::setMaxPagePixels(pixels);
+}
+
+std::string ApOcrLanguage()
+{
+    return pw::i2p::ocrLanguage();
+}
+
+std::string ApSetOcrLanguage(const std::string &language)
+{
+    try {
+        pw::i2p::setOcrLanguage(language);
+        return {};
+    } catch (const ApFailure &f) {
+        return f.what();
+    }
 }

@@ -54,5 +54,12 @@ void ApSetMaxPixels(uint64_t pixels);
 // For the whole process.
 void ApSetPageLayout(const pw::i2p::PageLayout &layout);
 
+// Every image page added from now on gets an invisible text layer of the words read on it in
+// `language` ("eng", "deu+eng"; "" for none); its image stays as it would be without. Returns ""
+// or why the language cannot be used (one not installed names the package to install). For
+// the whole process; call it before converting.
+std::string ApSetOcrLanguage(const std::string &language);
+std::string ApOcrLanguage();
+
 // Test helper: output that is byte for byte the same from run to run (fixed document ID).
 void ApSetDeterministic(bool on);

@@ -1,6 +1,7 @@
 #include "pdf_document.h"
 
 #include "encoders.h"
+#include "glyphless_font.h"
 #include "metafile_player.h"
 #include "module_failure.h"
 #include "module_loader.h"
@@ -137,6 +138,9 @@ int PdfDocument::addFile(const std::string &path)
         pages_.resize(pages);
         version_ = version;
         std::erase_if(iccProfiles_, [&](const auto &e) { return size_t(e.second) > mark.objects; });
+        if (size_t(ocrFont_) > mark.objects)
+            ocrFont_ = 0;
+        pendingText_.clear();
         // A caller may abandon a document whose file failed without closing it; one with no
         // page keeps no file open until it is given another.
         if (pages_.empty())
@@ -168,10 +172,13 @@ int PdfDocument::addImageFile(const FileHead &file)
     readImageFile(file, [&](PageSource &page) {
         const Filter wanted = wantedFor(page.depth());
         std::optional<EncodedImage> img = page.asIs(wanted);
+        PageText text;
         if (!img) {
             try {
                 bool fb = false;
-                img = encodeRaster(page.decode(), wanted, fb);
+                Raster raster = page.decode();
+                text.read(raster, page);
+                img = encodeRaster(std::move(raster), wanted, fb);
                 fellBack = fellBack || fb;
             } catch (const ApFailure &) {
                 // A page that only its stored form can carry keeps it.
@@ -182,13 +189,17 @@ int PdfDocument::addImageFile(const FileHead &file)
         }
         // Stored data is read through on another core while its copy is written; a page it
         // cannot back is then rolled back with the rest of the file.
+        if (!text.started())
+            text.read(page);
         std::future<void> verified;
         if (img->verify)
             verified = std::async(std::launch::async, std::move(img->verify));
-        writePage(*img, page);
+        writePage(*img, page, &text);
         if (verified.valid())
             verified.get();
+        writeText(PageText::readers());
     });
+    writeText(0);
     return fellBack ? -3 : 0;
 }
 
@@ -336,26 +347,53 @@ int PdfDocument::writeImage(const EncodedImage &img)
     return number;
 }
 
-void PdfDocument::writePage(const EncodedImage &img, const PageSource &page)
+void PdfDocument::writePage(const EncodedImage &img, const PageSource &page, PageText *text)
 {
     const Placement place =
         placeImage(layout_, img.width, img.height, page.xdpi, page.ydpi, page.orientation);
+    const std::string placed = numberList(place.matrix);
     const int image = writeImage(img);
     const int content = out_->reserve();
     std::string drawing = "q ";
     if (place.clip)
         drawing += numberList(*place.clip) + " re W n ";
-    drawing += numberList(place.matrix) + " cm /Im0 Do Q\n";
+    drawing += placed + " cm /Im0 Do Q\n";
     out_->writeStream(content, "", std::vector<uint8_t>(drawing.begin(), drawing.end()));
+    std::string contents = std::to_string(content) + " 0 R";
+    std::string fonts;
+    if (text && text->wanted()) {
+        // The words follow in a stream of their own, written once they are read, so that the
+        // next pages are decoded and read meanwhile. They lie in the image's own space, so they
+        // follow it however it is turned, mirrored or fitted.
+        const int words = out_->reserve();
+        pendingText_.push_back({words, placed, img.width, img.height, std::move(*text)});
+        contents = '[' + contents + ' ' + std::to_string(words) + " 0 R]";
+        if (!ocrFont_)
+            ocrFont_ = writeGlyphlessFont(*out_);
+        fonts = " /Font << /" + std::string(kOcrFont) + ' ' + std::to_string(ocrFont_) + " 0 R >>";
+    }
     const int pageObject = out_->reserve();
     out_->beginObject(pageObject);
     out_->write("<< /Type /Page /Parent " + std::to_string(kPages) + " 0 R /MediaBox [0 0 " +
                 pdfNumber(place.width) + ' ' + pdfNumber(place.height) + ']' +
                 (place.rotate ? " /Rotate " + std::to_string(place.rotate) : std::string()) +
-                " /Resources << /XObject << /Im0 " + std::to_string(image) +
-                " 0 R >> >> /Contents " + std::to_string(content) + " 0 R >>");
+                " /Resources << /XObject << /Im0 " + std::to_string(image) + " 0 R >>" + fonts +
+                " >> /Contents " + contents + " >>");
     out_->endObject();
     pages_.push_back(pageObject);
+}
+
+void PdfDocument::writeText(size_t waiting)
+{
+    while (pendingText_.size() > waiting) {
+        PendingText &next = pendingText_.front();
+        const std::string layer =
+            "q " + next.placed + " cm " + next.text.layer(next.width, next.height) + "Q\n";
+        out_->writeStream(
+            next.object, " /Filter /FlateDecode",
+            deflateBytes(reinterpret_cast<const uint8_t *>(layer.data()), layer.size()));
+        pendingText_.pop_front();
+    }
 }
 
 int PdfDocument::close(bool deterministic, std::string &why)

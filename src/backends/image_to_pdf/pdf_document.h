@@ -10,8 +10,10 @@
 #include "page_layout.h"
 #include "pdf_sink.h"
 #include "pdf_writer.h"
+#include "text_layer.h"
 
 #include <array>
+#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
@@ -50,7 +52,9 @@ private:
     Filter wantedFor(int depth) const;
     int writeImage(const EncodedImage &img);
     std::string colourSpace(const ColourSpace &cs, int bpc);
-    void writePage(const EncodedImage &img, const PageSource &page);
+    void writePage(const EncodedImage &img, const PageSource &page, PageText *text = nullptr);
+    // Writes the text layers of earlier pages, oldest first, until `waiting` are left.
+    void writeText(size_t waiting);
     void needVersion(const std::string &version);
 
     std::string target_;
@@ -62,6 +66,16 @@ private:
     std::map<std::string, int> iccProfiles_;
     std::string version_ = "1.4";
     PageLayout layout_ = pageLayout();
+    int ocrFont_ = 0; // the text layer's font, written with the first page that has words
+    // A page's text layer, still being read.
+    struct PendingText {
+        int object;
+        std::string placed; // the image's matrix on the page
+        int width;
+        int height;
+        PageText text;
+    };
+    std::deque<PendingText> pendingText_;
 };
 
 } // namespace pw::i2p

@@ -218,8 +218,11 @@ bool frmCloneDirectory::openFolderAfter() const
 
 CloneEncodings frmCloneDirectory::encodings() const
 {
-    return {ticked(chkEncodColor, cboEncodTrueColor), ticked(chkEncodGraycale, cboEncodGraycale),
-            ticked(chkEncodBW, cboEncodBW)};
+    // The job takes its language from the program's setting, which no control here shows.
+    return {ticked(chkEncodColor, cboEncodTrueColor),
+            ticked(chkEncodGraycale, cboEncodGraycale),
+            ticked(chkEncodBW, cboEncodBW),
+            {}};
 }
 
 void frmCloneDirectory::restoreEncodings(const CloneEncodings &shown)
