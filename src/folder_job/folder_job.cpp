@@ -478,15 +478,38 @@ void FolderJob::ProcessClone()
 void FolderJob::walk(CloneList &list, FailureTail &pwTail)
 {
     // Files ahead of the one that settles convert meanwhile, one per worker; a stop lets the
-    // files in hand end and settle.
+    // files in hand end and settle. A file that ended before those ahead of it waits to settle
+    // without holding its worker, so a slow page does not leave the other cores idle; a few
+    // such files a worker may wait.
     std::map<int, InHand> inHand;
     int nextToTake = 0;
+    const int parallel = state_->workers > 1 ? state_->workers : 0;
+    const auto converting = [&] {
+        return std::count_if(inHand.begin(), inHand.end(), [](const auto &hand) {
+            return hand.second.conversion.valid() &&
+                   hand.second.conversion.wait_for(std::chrono::seconds(0)) !=
+                       std::future_status::ready;
+        });
+    };
     const auto takeMore = [&](int from) {
+        const auto room = [&] {
+            return parallel ? converting() < parallel && int(inHand.size()) < 4 * parallel
+                            : inHand.empty();
+        };
         for (nextToTake = std::max(nextToTake, from);
-             nextToTake < list.count() && int(inHand.size()) < state_->workers && !StopRequested;
-             ++nextToTake)
+             nextToTake < list.count() && room() && !StopRequested; ++nextToTake)
             if (list.attribute(nextToTake, "status").trimmed().isEmpty())
                 inHand.emplace(nextToTake, takeInHand(list, nextToTake, pwTail));
+    };
+    // Waits for file `i`, starting the next files as workers come free.
+    const auto awaitFile = [&](int i) {
+        const auto hand = inHand.find(i);
+        while (parallel && hand != inHand.end() && hand->second.conversion.valid() &&
+               hand->second.conversion.wait_for(std::chrono::milliseconds(2)) !=
+                   std::future_status::ready) {
+            takeMore(i + 1);
+            context_.ui.DoEvents();
+        }
     };
     for (int i = 0; i < list.count(); ++i) {
         PW_STEP;
@@ -496,13 +519,14 @@ void FolderJob::walk(CloneList &list, FailureTail &pwTail)
         view_.appendLog("\r\n" + source + ".....");
         PW_STEP;
         takeMore(i);
+        awaitFile(i);
         const QString settled = list.attribute(i, "status");
         const bool toDo = settled.trimmed().isEmpty();
         const QString outcome = toDo ? settle(inHand.at(i), pwTail) : "";
         inHand.erase(i);
         // The worker that just finished starts on the next file while this one's state is
         // written: the writing would otherwise leave a core idle on every file.
-        if (state_->workers > 1 && !(toDo && outcome.isEmpty()))
+        if (parallel && !(toDo && outcome.isEmpty()))
             takeMore(i + 1);
         if (toDo && outcome.isEmpty())
             break; // the disk, not the file, failed: it stays to do for a resume
