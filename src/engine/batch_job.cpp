@@ -20,6 +20,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <deque>
 #include <future>
@@ -220,10 +221,20 @@ int BatchJob::convert(const std::function<void(const QString &)> &err)
         return std::any_of(inHand.begin(), inHand.end(),
                            [&](const InHand &hand) { return hand.pdf == pdf; });
     };
+    // A file that ended before the one ahead of it waits without holding its worker.
+    const auto room = [&] {
+        const auto converting = std::count_if(inHand.begin(), inHand.end(), [](const InHand &h) {
+            return h.failure.wait_for(std::chrono::seconds(0)) != std::future_status::ready;
+        });
+        return converting < workers_ && int(inHand.size()) < 4 * workers_;
+    };
     int failed = 0;
     for (qsizetype next = 0; next < files_.size() || !inHand.empty();) {
-        while (next < files_.size() && int(inHand.size()) < workers_ && !clashes(files_[next]))
-            take(files_[next++]);
+        do {
+            while (next < files_.size() && room() && !clashes(files_[next]))
+                take(files_[next++]);
+        } while (inHand.front().failure.wait_for(std::chrono::milliseconds(2)) !=
+                 std::future_status::ready);
         if (const QString why = inHand.front().failure.get(); !why.isEmpty()) {
             err("pagewright-batch: " + inHand.front().file + ": " + why);
             ++failed;
