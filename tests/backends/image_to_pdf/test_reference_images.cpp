@@ -629,12 +629,12 @@ QByteArray psdOfWidth(uint32_t width)
 }
 
 // Little-endian fields, as the BMP, PCX, TGA and TIFF headers below store them.
-QByteArray le(std::initializer_list<std::pair<uint32_t, int>> fields)
+QByteArray le(std::initializer_list<std::pair<uint64_t, int>> fields)
 {
     QByteArray bytes;
     for (const auto &[value, size] : fields)
         for (int i = 0; i < size; ++i)
-            bytes += char(value >> (8 * i));
+            bytes += char(i < 8 ? value >> (8 * i) : 0);
     return bytes;
 }
 
