@@ -387,11 +387,14 @@ TEST_F(Conversions, ImageToPdfTakesChoicesFileByFileAndStopsWhenClosed)
                 d.close();
         });
         d.txtOutputFolder->setText(out);
+        // What a killed run had converted ahead of its turn.
+        box.write("out/.c9.pdf.pw-Ab12Cd", "%PDF-");
         d.cmdConvert->click();
         EXPECT_TRUE(d.cmdConvert->isEnabled());
     });
     w->cmdConImageToPdf->click();
-    // Nothing of the files converted ahead of their turn is left, hidden or not.
+    // Nothing of the files converted ahead of their turn is left, hidden or not, by this run
+    // or a killed one.
     EXPECT_EQ(QDir(out).entryList(QDir::Files | QDir::Hidden), QStringList({"c1.pdf", "c2.pdf"}));
     EXPECT_EQ(firstImageFilter(out + "/c1.pdf"), "/FlateDecode");
     EXPECT_EQ(firstImageFilter(out + "/c2.pdf"), "/DCTDecode");

@@ -184,6 +184,7 @@ ImageToPdfRun::InHand ImageToPdfRun::convertAhead(int row)
     }
     if (!file.choices.replace && FileExists(file.pdf))
         return file;
+    tidyFolderOf(file.pdf);
     file.ahead = hiddenBeside(file.pdf);
     file.made = std::async(std::launch::async, [source, to = file.ahead, c = file.choices] {
         QuietUi quiet;
@@ -200,6 +201,7 @@ bool ImageToPdfRun::convertAtTurn(int row, InHand *early)
     const QString source = ValidateDir(list_.text(row, columns_.location)) + name;
     const QString pdf = pdfFor(choices, name);
     const bool keep = !choices.replace && FileExists(pdf);
+    tidyFolderOf(pdf);
     if (early && early->made.valid()) {
         while (early->made.wait_for(std::chrono::milliseconds(20)) != std::future_status::ready)
             context_.ui.DoEvents();
@@ -217,6 +219,13 @@ bool ImageToPdfRun::convertAtTurn(int row, InHand *early)
         return true;
     return binding().ConverImageToPdf(source, pdf, choices.colour, choices.grey,
                                       choices.blackWhite);
+}
+
+void ImageToPdfRun::tidyFolderOf(const QString &pdf)
+{
+    const QString folder = QFileInfo(pdf).path();
+    if (tidied_.insert(folder).second)
+        ImageToPdfLibrary::ours().removeLeftovers(EncodeFileName(folder).toStdString());
 }
 
 void ImageToPdfRun::StoreSettings()

@@ -8,6 +8,7 @@
 
 #include <future>
 #include <memory>
+#include <set>
 
 class FlexGridModel;
 
@@ -74,6 +75,9 @@ private:
     // Whether `row` was converted, decided at its turn: what was converted `early` takes the
     // PDF's name if the choices still lead there, else the file is converted now.
     bool convertAtTurn(int row, InHand *early);
+    // What a killed run converted ahead lies hidden in its output folder; the first file of a
+    // run into a folder takes it away.
+    void tidyFolderOf(const QString &pdf);
     // The binding is made at the first file and serves every later file and run.
     ApImgToPdf &binding();
 
@@ -83,6 +87,7 @@ private:
     ColumnIndices columns_;
     std::unique_ptr<ApImgToPdf> binding_;
     int workers_;
+    std::set<QString> tidied_; // folders cleared of what a killed run converted ahead
 };
 
 } // namespace pw
