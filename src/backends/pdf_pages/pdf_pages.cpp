@@ -140,6 +140,9 @@ std::unique_ptr<QPDF> openPdfClosed(const std::string &path)
     return pdf;
 }
 
+// What a page takes from the nodes above it when it does not say it itself.
+constexpr const char *kInherited[] = {"/MediaBox", "/CropBox", "/Resources", "/Rotate"};
+
 // qpdf gives up on a page tree that loops back on itself; the pages reachable without the
 // loop are still the user's. When a node of the tree is met twice, the tree is rebuilt in
 // memory as one node holding those pages, each with what it inherited.
@@ -148,7 +151,6 @@ void untanglePageTree(QPDF &pdf)
     QPDFObjectHandle root = pdf.getRoot().getKey("/Pages");
     if (!root.isDictionary())
         return;
-    static const char *const inheritable[] = {"/MediaBox", "/CropBox", "/Resources", "/Rotate"};
     struct Node {
         QPDFObjectHandle oh;
         std::map<std::string, QPDFObjectHandle> inherited;
@@ -169,7 +171,7 @@ void untanglePageTree(QPDF &pdf)
             tangled = true;
             continue;
         }
-        for (const char *key : inheritable)
+        for (const char *key : kInherited)
             if (node.oh.hasKey(key))
                 node.inherited[key] = node.oh.getKey(key);
         const int count = kids.getArrayNItems();
@@ -214,17 +216,6 @@ std::set<QPDFObjGen> sharedResources(QPDF &pdf)
     return shared;
 }
 
-bool usesShared(QPDFObjectHandle page, const std::set<QPDFObjGen> &shared)
-{
-    QPDFObjectHandle resources = page.getKey("/Resources");
-    if (!resources.isDictionary())
-        return false;
-    for (QPDFObjectHandle oh : {resources, resources.getKey("/Font"), resources.getKey("/XObject")})
-        if (oh.isIndirect() && shared.count(oh.getObjGen()))
-            return true;
-    return false;
-}
-
 // Trims the resources of one page to those its contents use; only then is a page's contents
 // read. The page gets a copy of a shared dictionary first (qpdf does that), so the pages that
 // share it keep theirs.
@@ -239,37 +230,188 @@ void trimResources(QPDFObjectHandle page)
     }
 }
 
-// A PDF whose pages are copied out, opened once for every copy. Nothing here reads more of
-// the file than the page tree: a page's contents are read only when that page is copied.
-struct Source {
-    std::unique_ptr<QPDF> pdf;
-    // Only for sources with form fields: their widgets need fixing on every copy.
-    std::unique_ptr<QPDFAcroFormDocumentHelper> forms;
+// Page `number` (1-based) found through the counts of the page tree, reading only the nodes on
+// the way down; the page gets what it inherits from them. A null handle when the counts do not
+// lead to a page: the tree is then walked whole.
+QPDFObjectHandle pageByCounts(QPDF &pdf, int number)
+{
+    std::map<std::string, QPDFObjectHandle> inherited;
+    std::set<QPDFObjGen> path;
+    QPDFObjectHandle node = pdf.getRoot().getKey("/Pages");
+    long long left = number;
+    while (node.isDictionary() && (!node.isIndirect() || path.insert(node.getObjGen()).second)) {
+        QPDFObjectHandle kids = node.getKey("/Kids");
+        if (!kids.isArray()) {
+            if (left != 1)
+                break;
+            for (const auto &[key, value] : inherited)
+                if (!node.hasKey(key))
+                    node.replaceKey(key, value);
+            return node;
+        }
+        for (const char *key : kInherited)
+            if (node.hasKey(key))
+                inherited[key] = node.getKey(key);
+        const int n = kids.getArrayNItems();
+        QPDFObjectHandle next;
+        // Most trees are one node of pages: the page is found without reading its neighbours.
+        if (node.getKey("/Count").isInteger() && node.getKey("/Count").getIntValue() == n &&
+            left <= n) {
+            next = kids.getArrayItem(int(left - 1));
+            if (next.isDictionary() && !next.getKey("/Kids").isArray()) {
+                node = next;
+                left = 1;
+                continue;
+            }
+        }
+        // Elsewhere every kid of the node is counted, so that a count that does not add up
+        // sends the lookup to the walk instead of to a wrong page.
+        next = QPDFObjectHandle();
+        long long total = 0, within = 0;
+        for (int i = 0; i < n; ++i) {
+            QPDFObjectHandle kid = kids.getArrayItem(i);
+            if (!kid.isDictionary())
+                continue;
+            long long pages = 1;
+            if (kid.getKey("/Kids").isArray()) {
+                QPDFObjectHandle count = kid.getKey("/Count");
+                if (!count.isInteger() || count.getIntValue() < 0)
+                    return {};
+                pages = count.getIntValue();
+            }
+            if (!next.isInitialized() && left <= total + pages) {
+                next = kid;
+                within = left - total;
+            }
+            total += pages;
+        }
+        QPDFObjectHandle count = node.getKey("/Count");
+        if (!next.isInitialized() || !count.isInteger() || count.getIntValue() != total)
+            break;
+        left = within;
+        node = next;
+    }
+    return {};
+}
 
+// A PDF whose pages are copied out, opened once for every copy. Nothing here reads more of
+// the file than it must: a page's contents are read only when that page is copied, and a
+// source asked for some of its pages reads only the nodes of its page tree that lead to them,
+// so that one page of a 30,000-page file costs about what one page of a short one does.
+class Source {
+public:
     explicit Source(std::unique_ptr<QPDF> opened) : pdf(std::move(opened))
     {
-        untanglePageTree(*pdf);
-        // Copied pages leave the source's page tree behind, and with it what they inherit.
-        QPDFPageDocumentHelper(*pdf).pushInheritedAttributesToPage();
         QPDFObjectHandle acroForm = pdf->getRoot().getKey("/AcroForm");
-        if (acroForm.isDictionary() && acroForm.getKey("/Fields").isArray())
+        if (acroForm.isDictionary() && acroForm.getKey("/Fields").isArray()) {
+            // Fields are linked to their pages across the whole document.
+            readWhole();
             forms = std::make_unique<QPDFAcroFormDocumentHelper>(*pdf);
+        }
     }
 
-    int pageCount() { return int(std::min<size_t>(pdf->getAllPages().size(), INT_MAX)); }
+    // For every page in turn: the true count, not the one the tree claims.
+    void readWhole()
+    {
+        if (whole_)
+            return;
+        whole_ = true;
+        untanglePageTree(*pdf);
+        // Pages copied before were found through the counts, behind qpdf's cache of pages.
+        pdf->updateAllPagesCache();
+        // Copied pages leave the source's page tree behind, and with it what they inherit.
+        QPDFPageDocumentHelper(*pdf).pushInheritedAttributesToPage();
+    }
+
+    int pageCount()
+    {
+        if (!whole_) {
+            const int64_t claimed = pw::trustworthyCount(*pdf);
+            if (claimed > 0)
+                return int(std::min<int64_t>(claimed, INT_MAX));
+            readWhole();
+        }
+        return int(std::min<size_t>(pdf->getAllPages().size(), INT_MAX));
+    }
 
     // Page `number` (1-based), ready to be copied alone.
     QPDFObjectHandle page(int number)
     {
-        QPDFObjectHandle oh = pdf->getAllPages().at(size_t(number - 1));
-        if (!shared)
-            shared = sharedResources(*pdf);
-        if (usesShared(oh, *shared))
+        QPDFObjectHandle oh;
+        if (!whole_)
+            oh = pageByCounts(*pdf, number);
+        if (!oh.isInitialized()) {
+            readWhole();
+            oh = pdf->getAllPages().at(size_t(number - 1));
+        }
+        if (sharesResources(oh))
             trimResources(oh);
         return oh;
     }
 
+    // Lets `out` take the page through qpdf, which first pushes what every page of its source
+    // inherits down to the pages, and copies the page with the tree above it. Read by counts,
+    // the source's tree is shown to qpdf as this page alone.
+    void addTo(QPDF &out, QPDFObjectHandle page)
+    {
+        if (whole_) {
+            QPDFPageDocumentHelper(out).addPage(QPDFPageObjectHelper(page), false);
+            return;
+        }
+        QPDFObjectHandle root = pdf->getRoot().getKey("/Pages");
+        const QPDFObjectHandle parent = page.getKey("/Parent");
+        std::map<std::string, QPDFObjectHandle> kept;
+        for (const char *key :
+             {"/Kids", "/Count", "/MediaBox", "/CropBox", "/Resources", "/Rotate"})
+            if (root.hasKey(key))
+                kept[key] = root.getKey(key);
+        const auto restore = [&] {
+            for (const char *key : kInherited)
+                root.removeKey(key);
+            for (const auto &[key, value] : kept)
+                root.replaceKey(key, value);
+            page.replaceKey("/Parent", parent);
+        };
+        // The page holds what it inherits already; left on the root, a direct value would have
+        // qpdf number every object of the file to make it indirect.
+        for (const char *key : kInherited)
+            root.removeKey(key);
+        root.replaceKey("/Kids", QPDFObjectHandle::newArray({page}));
+        root.replaceKey("/Count", QPDFObjectHandle::newInteger(1));
+        page.replaceKey("/Parent", root);
+        try {
+            QPDFPageDocumentHelper(out).addPage(QPDFPageObjectHelper(page), false);
+        } catch (...) {
+            restore();
+            throw;
+        }
+        restore();
+    }
+
+    std::unique_ptr<QPDF> pdf;
+    // Only for sources with form fields: their widgets need fixing on every copy.
+    std::unique_ptr<QPDFAcroFormDocumentHelper> forms;
+
 private:
+    // Whether a resource dictionary the page uses is another page's too, so that copying the
+    // page alone would carry all of it. Read whole, that is found from the page objects; read
+    // by counts, any resource held apart from the page is taken to be shared, which costs
+    // reading this one page's contents.
+    bool sharesResources(QPDFObjectHandle page)
+    {
+        QPDFObjectHandle resources = page.getKey("/Resources");
+        if (!resources.isDictionary())
+            return false;
+        if (whole_ && !shared)
+            shared = sharedResources(*pdf);
+        for (QPDFObjectHandle oh :
+             {resources, resources.getKey("/Font"), resources.getKey("/XObject")})
+            if (oh.isIndirect() && (!whole_ || shared->count(oh.getObjGen())))
+                return true;
+        return false;
+    }
+
+    bool whole_ = false;
     std::optional<std::set<QPDFObjGen>> shared;
 };
 
@@ -278,7 +420,7 @@ void copyPage(QPDF &out, std::unique_ptr<QPDFAcroFormDocumentHelper> &outForms, 
               int number)
 {
     QPDFObjectHandle page = source.page(number);
-    QPDFPageDocumentHelper(out).addPage(QPDFPageObjectHelper(page), false);
+    source.addTo(out, page);
     if (!source.forms)
         return;
     if (!outForms)
@@ -331,7 +473,10 @@ public:
         if (!text1 || !*text1)
             throw invalidCall("no file to add");
         Source &source = sourceFor(text1);
-        const auto numbers = pw::pages::pagesOfRange(text2 ? text2 : "", source.pageCount());
+        const std::string range = text2 ? text2 : "";
+        if (range.empty())
+            source.readWhole();
+        const auto numbers = pw::pages::pagesOfRange(range, source.pageCount());
         const size_t before = out_.getAllPages().size();
         try {
             for (const int number : numbers)
@@ -503,6 +648,8 @@ public:
         std::optional<ApFailure> first;
         // A damaged page must not cost the user the pages after it: they are all written,
         // and the first failure is reported.
+        if (range.empty())
+            source_.readWhole();
         const int pages = source_.pageCount();
         size_t opened = heapInUse();
         for (const int number : pw::pages::pagesOfRange(range, pages)) {
@@ -510,6 +657,8 @@ public:
             // would end up holding the whole source: past a bound it is opened afresh.
             if (heapInUse() > opened + kSplitHeld) {
                 source_ = Source(openPdf(path_));
+                if (range.empty())
+                    source_.readWhole();
                 opened = heapInUse();
             }
             try {

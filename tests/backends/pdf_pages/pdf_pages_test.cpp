@@ -386,6 +386,66 @@ TEST_F(PdfPagesTest, ReadsOnlyThePagesAskedFor)
               (std::vector<std::pair<double, double>>{{101, 200}}));
 }
 
+// One page of a long document is found through the page tree's counts, reading the nodes on
+// the way and not the neighbours; it keeps what it inherits from those nodes, and counts that
+// do not add up are not believed.
+TEST_F(PdfPagesTest, FindsAPageThroughTheTreesCounts)
+{
+    if (!hasTools({"pdftotext"}))
+        GTEST_SKIP() << "pdftotext missing";
+    // Two branches of 32 pages: the first gives its pages a size of its own, the second
+    // inherits the root's. Every page object carries 64 KB, 4 MB in all.
+    const auto write = [&](const QString &name, int firstBranchCount) {
+        std::vector<std::string> bodies = {
+            "<< /Type /Catalog /Pages 2 0 R >>",
+            "<< /Type /Pages /Kids [3 0 R 4 0 R] /Count 64 /MediaBox [0 0 500 600] "
+            "/Resources << /Font << /F1 5 0 R >> >> >>",
+            "", "", "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica >>"};
+        std::string kids[2];
+        const std::string pad(64 << 10, 'x');
+        for (int i = 1; i <= 64; ++i) {
+            const int page = int(bodies.size()) + 1;
+            kids[i > 32] += std::to_string(page) + " 0 R ";
+            bodies.push_back("<< /Type /Page /Parent " + std::to_string(i > 32 ? 4 : 3) +
+                             " 0 R /Pad (" + pad + ") /Contents " + std::to_string(page + 1) +
+                             " 0 R >>");
+            bodies.push_back(
+                pdfStream("", "BT /F1 12 Tf 10 10 Td (Page " + std::to_string(i) + ") Tj ET"));
+        }
+        bodies[2] = "<< /Type /Pages /Parent 2 0 R /Kids [" + kids[0] + "] /Count " +
+                    std::to_string(firstBranchCount) + " /MediaBox [0 0 300 400] >>";
+        bodies[3] = "<< /Type /Pages /Parent 2 0 R /Kids [" + kids[1] + "] /Count 32 >>";
+        return sandbox.write(name, rawPdf(bodies));
+    };
+    const QString tree = write("tree.pdf", 32), miscounted = write("miscounted.pdf", 10);
+    const auto bytesRead = [] {
+        const QString io = QString::fromUtf8(readFile("/proc/self/io"));
+        return io.section("rchar:", 1).section('\n', 0, 0).trimmed().toLongLong();
+    };
+    const struct {
+        QString file;
+        const char *range;
+        QString text;
+        std::pair<double, double> size;
+        bool alone; // read without the other pages
+    } cases[] = {
+        {tree, "40", "Page 40", {500, 600}, true},
+        {tree, "3", "Page 3", {300, 400}, true},
+        {tree, "z", "Page 64", {500, 600}, true},
+        {miscounted, "40", "Page 40", {500, 600}, false},
+    };
+    for (const auto &c : cases) {
+        const QString out = sandbox.filePath("one.pdf");
+        const long long before = bytesRead();
+        ASSERT_EQ(merge(out, {{c.file, c.range}}), 0) << pdf.lastError();
+        if (c.alone) {
+            EXPECT_LT(bytesRead() - before, 1 << 20) << c.range << ": the pages hold 4 MB";
+        }
+        EXPECT_EQ(text(out).trimmed(), c.text) << c.file.toStdString() << " " << c.range;
+        EXPECT_EQ(sizes(out), (std::vector<std::pair<double, double>>{c.size})) << c.range;
+    }
+}
+
 // A join puts each file's bookmarks under one named after the file; bookmarks to pages left
 // out lead nowhere, named destinations are written out.
 TEST_F(PdfPagesTest, JoinKeepsEachFilesOutline)
