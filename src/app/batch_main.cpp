@@ -54,7 +54,7 @@ int main(int argc, char **argv)
     const bool ownCommand = pw::IsBatchPageCommand(command) || pw::IsBatchRenameCommand(command);
     QString error;
     if (!ownCommand && !job.initializeFromArgs(args, error)) {
-        print(stderr)(error.endsWith('\n') ? error.chopped(1) : error);
+        print(stderr)("pagewright-batch: " + error);
         return 2;
     }
     // Failures are logged where the windows log them.

@@ -77,7 +77,11 @@ CommandLine ParseCommandLine(const QStringList &args, const QStringList &valued,
     if (!parser.parse(QStringList{"pagewright-batch"} + args)) {
         const QStringList unknown = parser.unknownOptionNames();
         if (unknown.isEmpty()) {
-            line.error = parser.errorText();
+            // Qt's only other complaint is a value missing after the option it quotes.
+            const QString option = parser.errorText().section('\'', 1, 1);
+            line.error = option.isEmpty()
+                             ? parser.errorText()
+                             : "Option " + spelling.value(option, option) + " needs a value.";
             return line;
         }
         // Named as typed: "-x.pdf" is a file the user meant, and must see as typed.

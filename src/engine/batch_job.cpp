@@ -6,6 +6,7 @@
 #include "backends/common/output_file.h"
 #include "backends/page_count/page_rules.h"
 #include "core/app_context.h"
+#include "core/command_line.h"
 #include "core/file_names.h"
 #include "core/path_helpers.h"
 #include "core/runtime.h"
@@ -89,49 +90,37 @@ bool BatchJob::initializeFromArgs(const QStringList &args, QString &error)
         error = "Unknown command \"" + command_ + "\"; pagewright-batch --help lists the commands.";
         return false;
     }
-    for (int i = 1; i < args.size(); ++i) {
-        const QString &a = args[i];
-        const bool takesValue = a == "-o" || a == "--color" || a == "--gray" || a == "--bw";
-        if (takesValue && i + 1 >= args.size()) {
-            error = "Option " + a + " needs a value.";
-            return false;
-        }
-        if (a == "-o")
-            output_ = args[++i];
-        else if (a == "--color")
-            colour_ = args[++i];
-        else if (a == "--gray")
-            grey_ = args[++i];
-        else if (a == "--bw")
-            blackWhite_ = args[++i];
-        else if (a == "--replace")
-            replace_ = true;
-        else if (a == "--jobs") {
-            bool number = false;
-            workers_ = ++i < args.size() ? args[i].toInt(&number) : 0;
-            if (!number || workers_ < 1)
-                return error = "Option --jobs needs a number of files to convert at once, 1 or "
-                               "more.",
-                       false;
-        } else if (a == "--") // what follows is files, whatever their names
-            return takeFiles(args.mid(i + 1), error);
-        else if (TakePageOption(args, i, layout_, error)) {
-            if (!error.isEmpty())
-                return false;
-        } else if (a == "--ocr") {
-            if (error = ApplyOcrOption(args, i); !error.isEmpty())
-                return false;
-        } else if (a.startsWith("--"))
-            return error = "Unknown option " + a + ".", false;
-        else
-            files_ << a;
+    const CommandLine line = ParseCommandLine(
+        args.mid(1),
+        QStringList{"-o", "--color", "--gray", "--bw", "--jobs", "--ocr"} + PageOptionNames(),
+        {"--replace"});
+    if (!line.error.isEmpty())
+        return error = line.error, false;
+    output_ = line.value("-o");
+    colour_ = line.value("--color");
+    grey_ = line.value("--gray");
+    blackWhite_ = line.value("--bw");
+    replace_ = line.has("--replace");
+    if (line.has("--jobs")) {
+        bool number = false;
+        workers_ = line.value("--jobs").toInt(&number);
+        if (!number || workers_ < 1)
+            return error = "Option --jobs needs a number of files to convert at once, 1 or more.",
+                   false;
     }
-    return takeFiles({}, error);
+    for (const QString &option : PageOptionNames())
+        if (line.has(option))
+            if (error = TakePageOption(option, line.value(option), layout_); !error.isEmpty())
+                return false;
+    if (line.has("--ocr"))
+        if (error = ApplyOcrOption(line.value("--ocr")); !error.isEmpty())
+            return false;
+    files_ = line.files;
+    return checkArguments(error);
 }
 
-bool BatchJob::takeFiles(const QStringList &more, QString &error)
+bool BatchJob::checkArguments(QString &error)
 {
-    files_ << more;
     for (const QString &name : {colour_, grey_, blackWhite_}) {
         if (!name.isEmpty() && !RecompressionNames.contains(name)) {
             error = "Unknown recompression \"" + name + "\"; use one of " +

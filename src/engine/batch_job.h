@@ -32,8 +32,8 @@ public:
     static QString usage(const QString &moreCommands = {});
 
 private:
-    // Adds `more` to the files and checks the options read so far.
-    bool takeFiles(const QStringList &more, QString &error);
+    // Checks the options and files read.
+    bool checkArguments(QString &error);
     int convert(const std::function<void(const QString &)> &err);
     int merge(const std::function<void(const QString &)> &err);
     int pages(const std::function<void(const QString &)> &out,

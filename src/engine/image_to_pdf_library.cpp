@@ -210,15 +210,24 @@ QString takePageValue(const QString &option, const QString &value, i2p::PageLayo
 
 } // namespace
 
+const QStringList &PageOptionNames()
+{
+    static const QStringList names = {"--max-pixels",  "--page-size", "--fit",      "--margin",
+                                      "--orientation", "--dpi",       "--force-dpi"};
+    return names;
+}
+
+QString TakePageOption(const QString &option, const QString &value, i2p::PageLayout &layout)
+{
+    return option == "--max-pixels" ? applyMaxPixels(value) : takePageValue(option, value, layout);
+}
+
 bool TakePageOption(const QStringList &args, int &i, i2p::PageLayout &layout, QString &error)
 {
-    static const QStringList options = {"--max-pixels",  "--page-size", "--fit",      "--margin",
-                                        "--orientation", "--dpi",       "--force-dpi"};
     const QString option = args[i];
-    if (!options.contains(option))
+    if (!PageOptionNames().contains(option))
         return false;
-    const QString value = ++i < args.size() ? args[i] : QString();
-    error = option == "--max-pixels" ? applyMaxPixels(value) : takePageValue(option, value, layout);
+    error = TakePageOption(option, ++i < args.size() ? args[i] : QString(), layout);
     return true;
 }
 
@@ -250,13 +259,18 @@ QString ApplySearchablePdfSetting(const Settings &settings)
     return {};
 }
 
+QString ApplyOcrOption(const QString &language)
+{
+    if (language.isEmpty())
+        return "Option --ocr needs a language, such as eng or deu+eng.";
+    const std::string why = ::ApSetOcrLanguage(language.toStdString());
+    return why.empty() ? QString()
+                       : "Option --ocr " + language + ": " + QString::fromStdString(why) + ".";
+}
+
 QString ApplyOcrOption(const QStringList &args, int &i)
 {
-    if (++i >= args.size() || args[i].isEmpty())
-        return "Option --ocr needs a language, such as eng or deu+eng.";
-    const std::string why = ::ApSetOcrLanguage(args[i].toStdString());
-    return why.empty() ? QString()
-                       : "Option --ocr " + args[i] + ": " + QString::fromStdString(why) + ".";
+    return ApplyOcrOption(++i < args.size() ? args[i] : QString());
 }
 
 } // namespace pw

@@ -44,10 +44,14 @@ public:
     static ImageToPdfLibrary &responsive();
 };
 
-// The batch commands' options for the pages made from images, found at args[i]: --page-size,
-// --fit, --margin, --orientation, --dpi and --force-dpi go into `layout`, --max-pixels N into
-// the library at once. False when args[i] is none of them; else i steps over its value and
-// `error` says why that is wrong ("" when it is right).
+// The batch commands' options for the pages made from images, each taking a value:
+// --page-size, --fit, --margin, --orientation, --dpi and --force-dpi shape `layout`,
+// --max-pixels N goes into the library at once.
+const QStringList &PageOptionNames();
+// Takes `value` for the page option `option`: "" when it is right, else why not.
+QString TakePageOption(const QString &option, const QString &value, i2p::PageLayout &layout);
+// The same for an option found at args[i], i stepping over its value; false when args[i] is
+// no page option.
 bool TakePageOption(const QStringList &args, int &i, i2p::PageLayout &layout, QString &error);
 // Makes `layout` that of every page made from images from now on: "" when it was set, else why
 // not.
@@ -60,9 +64,11 @@ void ApplyPageSettings(const Settings &settings);
 // PDFs are then made without text).
 QString ApplySearchablePdfSetting(const Settings &settings);
 
-// The batch commands' `--ocr LANG`, found at args[i]: every PDF made from images in this
-// process gets a text layer read in LANG (i steps over it). "" when it was set, else why not
-// (a language that is not installed names its package).
+// The batch commands' `--ocr LANG`: every PDF made from images in this process gets a text
+// layer read in LANG. "" when it was set, else why not (a language that is not installed
+// names its package).
+QString ApplyOcrOption(const QString &language);
+// The same for the language at args[i + 1], i stepping over it.
 QString ApplyOcrOption(const QStringList &args, int &i);
 
 } // namespace pw
