@@ -1,6 +1,5 @@
 #include "page_batch.h"
 
-#include "ap_img_to_pdf.h"
 #include "ap_pdf_to_image.h"
 #include "tiff_pdf_commands.h"
 #include "tiff_pdf_components.h"
@@ -11,13 +10,12 @@
 #include "backends/pdf_render/pdf_render.h"
 #include "core/command_line.h"
 #include "core/path_helpers.h"
+#include "core/progress.h"
 #include "core/runtime.h"
 
-#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QObject>
 #include <QTemporaryDir>
 
 #include <algorithm>
@@ -41,11 +39,6 @@ struct Context {
 constexpr int16_t PastTheEnd = 32767;
 
 const QStringList InfoKeys = {"Title", "Subject", "Author", "Keywords"};
-
-TiffPdfCommands commandsFor(UiServices &ui)
-{
-    return TiffPdfCommands(ui, QCoreApplication::applicationDirPath());
-}
 
 QString baseName(const QString &file)
 {
@@ -191,7 +184,9 @@ int renderPages(Context &c)
         const QString source = sound ? file : soundCopy(file, *repaired, undone);
         if (source.isEmpty())
             return false;
-        if (!binding.ConvertPages(source, output, pages, resolution, number)) {
+        // A terminal has no bar to fill: the render is quiet until it fails.
+        NoProgress quiet;
+        if (!binding.ConvertPages(source, output, pages, resolution, number, quiet)) {
             undone = renderFailure();
             return false;
         }
@@ -270,7 +265,7 @@ private:
 int split(Context &c, const QString &range)
 {
     NotingPages library;
-    TiffPdfCommands commands(c.ui, QCoreApplication::applicationDirPath(), library);
+    TiffPdfCommands commands(c.ui, library);
     const QString output = c.line.value("-o");
     QString undone;
     const auto one = [&](const QString &file) {
@@ -340,18 +335,13 @@ int join(Context &c)
         return 1;
     }
     NotingPages pages;
-    TiffPdfCommands commands(c.ui, QCoreApplication::applicationDirPath(), pages);
+    TiffPdfCommands commands(c.ui, pages);
     for (const QString &arg : c.line.files)
         commands.colSelectedData.push_back(joinRow(arg));
-    // The merge counts its files on the bar of the window that started it; a terminal has none,
-    // so it gets a stand-in that nobody sees.
-    QObject window;
-    (new QObject(&window))->setObjectName("ProgressBar1");
-    gfrmSetOrder = &window;
     // A merge that lost an input is dropped unwritten (see NotingPages::apClose).
     commands.OutputFile = output == "-" ? output : QFileInfo(output).absoluteFilePath();
-    const bool merged = commands.CombineOrderPdf();
-    gfrmSetOrder = nullptr;
+    NoProgress quiet;
+    const bool merged = commands.CombineOrderPdf(quiet);
     for (const QString &file : pages.refused)
         c.err(file);
     if (merged && pages.refused.isEmpty() && pages.unwritten.isEmpty())
@@ -384,7 +374,7 @@ QStringList describe(const QString &file)
 
 int info(Context &c)
 {
-    TiffPdfCommands commands = commandsFor(c.ui);
+    TiffPdfCommands commands(c.ui);
     QStringList changes;
     for (const QString &key : InfoKeys) {
         if (c.line.has("--" + key.toLower()))
@@ -484,7 +474,7 @@ int tiffAppend(Context &c, TiffPdfCommands &commands, int16_t at)
 
 int tiffCommand(Context &c, const QString &command)
 {
-    TiffPdfCommands commands = commandsFor(c.ui);
+    TiffPdfCommands commands(c.ui);
     const QString output = c.line.value("-o");
     const auto page = [&](const QString &option, int fallback) {
         return static_cast<int16_t>(std::clamp(c.line.number(option, fallback), 0, 32767));
