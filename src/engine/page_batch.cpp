@@ -472,6 +472,39 @@ int tiffAppend(Context &c, TiffPdfCommands &commands, int16_t at)
     return refuse(target, commands.LastError());
 }
 
+// The TIFF an image becomes in `folder`: its name up to the last dot, then ".tif".
+QString tiffFor(const QString &image, const QString &folder)
+{
+    return ValidateDir(folder) + QFileInfo(image).completeBaseName() + ".tif";
+}
+
+int imageToTiff(Context &c)
+{
+    static const std::map<QString, int32_t> compressions = {
+        {"auto", 0}, {"none", 1}, {"g4", 4}, {"lzw", 5}, {"jpeg", 7}, {"deflate", 8}};
+    const auto compression = compressions.find(c.line.value("--compression", "auto"));
+    if (compression == compressions.end()) {
+        c.err("Unknown compression " + c.line.value("--compression") +
+              "; use auto, none, g4, lzw, jpeg or deflate.");
+        return 2;
+    }
+    TiffPdfCommands commands(c.ui);
+    QString why;
+    const auto one = [&](const QString &file) {
+        const QString target = tiffFor(file, c.line.value("-o"));
+        // The image is read whole before its TIFF replaces anything, but a TIFF converted onto
+        // itself would lose what it was.
+        if (QFileInfo(target) == QFileInfo(file)) {
+            why = "it would replace itself; choose another output folder";
+            return false;
+        }
+        const bool done = commands.ConverImageToTiff(file, target, compression->second);
+        why = commands.LastError();
+        return done;
+    };
+    return eachFile(c, one, [&] { return why; });
+}
+
 int tiffCommand(Context &c, const QString &command)
 {
     TiffPdfCommands commands(c.ui);
@@ -535,6 +568,7 @@ const std::map<QString, Command> &commandTable()
         {"tiff-extract", {{"-o", "--first", "--last"}, {"-o"}}},
         {"tiff-delete", {{"--page"}, {"--page"}}},
         {"tiff-append", {{"--at"}, {}, 2}},
+        {"image-to-tiff", {{"-o", "--compression"}, {"-o"}}},
     };
     return table;
 }
@@ -544,16 +578,18 @@ const std::map<QString, Command> &commandTable()
 // b/report.pdf), and the second would overwrite the first's.
 QString sharedOutputFolder(const Context &c, const QString &command)
 {
-    static const QStringList perInput = {"render", "split", "extract", "tiff-split",
-                                         "tiff-extract"};
+    static const QStringList perInput = {"render",     "split",        "extract",
+                                         "tiff-split", "tiff-extract", "image-to-tiff"};
     if (!perInput.contains(command))
         return {};
-    std::map<QString, QString> taken; // output folder -> the input whose pages go there
+    const bool oneFile = command == "image-to-tiff";
+    std::map<QString, QString> taken; // output -> the input whose pages go there
     for (const QString &file : c.line.files) {
         // A name that cannot name a folder is refused on its own, later.
-        if (!folderNameProblem(file).isEmpty())
+        if (!oneFile && !folderNameProblem(file).isEmpty())
             continue;
-        const QString folder = FolderNamedAfter(file, c.line.value("-o"));
+        const QString folder = oneFile ? tiffFor(file, c.line.value("-o"))
+                                       : FolderNamedAfter(file, c.line.value("-o"));
         const QString real = QFileInfo(file).absoluteFilePath();
         const auto [first, added] = taken.emplace(folder, real);
         if (!added && first->second != real)
@@ -603,7 +639,11 @@ QString BatchPageCommandsUsage()
            "      removes page N\n"
            "  pagewright-batch tiff-append [--at N] TARGET.tif FILE.tif...\n"
            "      puts the pages of the files into TARGET.tif after its page N (default: at"
-           " its end)\n";
+           " its end)\n"
+           "  pagewright-batch image-to-tiff [--compression auto|none|g4|lzw|jpeg|deflate]"
+           " -o DIR IMAGE...\n"
+           "      each image as a one-page TIFF, DIR/NAME.tif (auto: G4 for black and white,\n"
+           "      else LZW; black and white stays 1 bit, grey 8 bits, the rest becomes RGB)\n";
 }
 
 int RunBatchPageCommand(UiServices &ui, const QStringList &args, const Sink &out, const Sink &err)
@@ -642,6 +682,8 @@ int RunBatchPageCommand(UiServices &ui, const QStringList &args, const Sink &out
     }
     if (name == "tiff-join")
         return tiffJoin(c);
+    if (name == "image-to-tiff")
+        return imageToTiff(c);
     if (name.startsWith("tiff-"))
         return tiffCommand(c, name);
     usePassword(c);

@@ -450,7 +450,7 @@ TEST_F(Bindings, PageCommandsSayWhatWentWrong)
     // Two inputs of one name would put their pages into one folder: refused before anything
     // is made.
     const QString twin = box.write("b/report.pdf", readFile(report));
-    for (const char *command : {"render", "split", "tiff-extract"}) {
+    for (const char *command : {"render", "split", "tiff-extract", "image-to-tiff"}) {
         run = pageCommand({command, "-o", box.filePath("twins"), report, twin});
         EXPECT_EQ(run.status, 2) << command;
         ASSERT_EQ(run.err.size(), 1) << command;
@@ -459,4 +459,54 @@ TEST_F(Bindings, PageCommandsSayWhatWentWrong)
     }
     run = pageCommand({"tiff-delete", "--page", "40000", "a.tif"});
     EXPECT_EQ(run.err, QStringList{"--page takes a TIFF page number up to 32767."});
+}
+
+// Each image becomes a one-page TIFF named after it, in the compression asked for or the one
+// that fits it; what cannot be done is named, and an image never replaces itself.
+TEST_F(Bindings, ImageToTiffWritesOnePageEachAndRefusesWhatItCannotDo)
+{
+    const QString photo = box.filePath("photo.v1.png");
+    ASSERT_TRUE(colourPattern(30, 20).save(photo));
+    const QString scan = box.filePath("scan.bmp");
+    ASSERT_TRUE(bilevelPattern(64, 16).convertToFormat(QImage::Format_Mono).save(scan));
+    const QString out = box.filePath("out");
+    const auto compression = [](const QString &path) {
+        uint16_t value = 0;
+        TIFF *tiff = TIFFOpen(QFile::encodeName(path).constData(), "r");
+        if (tiff) {
+            TIFFGetField(tiff, TIFFTAG_COMPRESSION, &value);
+            TIFFClose(tiff);
+        }
+        return int(value);
+    };
+    const struct {
+        QStringList options;
+        int status;
+        int photoCompression, scanCompression; // 0: not written
+    } cases[] = {
+        {{"--compression", "gif"}, 2, 0, 0},
+        {{}, 0, COMPRESSION_LZW, COMPRESSION_CCITTFAX4},
+        {{"--compression", "deflate"}, 0, COMPRESSION_ADOBE_DEFLATE, COMPRESSION_ADOBE_DEFLATE},
+        {{"--compression=g4"}, 1, 0, COMPRESSION_CCITTFAX4}, // no fax coding of colour
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.options.join(" ").toStdString());
+        QDir(out).removeRecursively();
+        const PageRun run = pageCommand(QStringList{"image-to-tiff"} + c.options +
+                                        QStringList{"-o", out, photo, scan});
+        EXPECT_EQ(run.status, c.status);
+        EXPECT_EQ(compression(out + "/photo.v1.tif"), c.photoCompression);
+        EXPECT_EQ(compression(out + "/scan.tif"), c.scanCompression);
+        if (c.status == 1) {
+            ASSERT_EQ(run.err.size(), 1);
+            EXPECT_TRUE(run.err[0].startsWith(photo + ": ")) << run.err[0].toStdString();
+        }
+    }
+    EXPECT_EQ(pageWidths(out + "/scan.tif"), QList<int>{64});
+
+    const QString tiffScan = tiff("page.tif", 10);
+    const QByteArray before = readFile(tiffScan);
+    const PageRun itself = pageCommand({"image-to-tiff", "-o", box.path(), tiffScan});
+    EXPECT_EQ(itself.status, 1);
+    EXPECT_EQ(readFile(tiffScan), before);
 }
