@@ -1,8 +1,8 @@
 #pragma once
 // The PDF and TIFF page commands beyond plain conversion: merge, split, extract, delete and
-// append pages, read and write document information. Each command is a thin call into a page
-// component or the page library; what this class adds is the checks, the output names, the
-// order of merging and the handling of the temporary files.
+// append pages, read and write document information, an image to a TIFF. Each command is a
+// thin call into a page component or the page library; what this class adds is the checks, the
+// output names and the order of merging.
 
 #include "conversion_row.h"
 #include "pdf_page_libraries.h"
