@@ -145,13 +145,11 @@ int merge(Program &program, const QString &outPdf, const QStringList &files)
     if (!rows)
         return 1;
     frmSetOrder_MConTiff dialog(program.context);
-    gfrmSetOrder = &dialog;
     dialog.colSelectedData = *rows;
     dialog.show();
     dialog.txtmanualfilename->setText(QFileInfo(outPdf).fileName());
     dialog.txtOutputFolder->setText(QFileInfo(outPdf).absolutePath());
     timed([&] { dialog.cmdOK->click(); }, int(rows->size()), dialog.ProgressBar1);
-    gfrmSetOrder = nullptr;
     return 0;
 }
 
@@ -219,7 +217,6 @@ int shots(Program &program, const QString &shotDir, const QString &outDir, const
     good.removeIf([](const QString &file) { return file.contains("damaged"); });
     const auto rows = MergeHandOver(program.catalogue(good));
     frmSetOrder_MConTiff dialog(program.context);
-    gfrmSetOrder = &dialog;
     dialog.colSelectedData = *rows;
     dialog.show();
     // A block moved down a row, highlighted as the user leaves it.
@@ -229,7 +226,6 @@ int shots(Program &program, const QString &shotDir, const QString &outDir, const
     dialog.txtOutputFolder->setText(outDir);
     shootHalfWay(dialog.ProgressBar1, shotDir + "/merge_running.png");
     dialog.cmdOK->click();
-    gfrmSetOrder = nullptr;
     return 0;
 }
 

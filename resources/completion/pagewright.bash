@@ -23,6 +23,7 @@ _pagewright_batch_options()
     tiff-split) echo '--page --prefix -o' ;;
     tiff-extract) echo '--first --last -o' ;;
     tiff-append) echo '--at' ;;
+    image-to-tiff) echo '--compression -o' ;;
     rename-by-pages)
         echo '--mask --prefix --suffix --position --before --after --separator --dry-run'
         ;;
@@ -33,7 +34,7 @@ _pagewright_batch()
 {
     local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD - 1]}
     local commands='convert merge pages clone resume render split extract join info rotate
-        tiff-join tiff-split tiff-extract tiff-delete tiff-append rename-by-pages'
+        tiff-join tiff-split tiff-extract tiff-delete tiff-append image-to-tiff rename-by-pages'
     if ((COMP_CWORD == 1)); then
         mapfile -t COMPREPLY < <(compgen -W "$commands --help --version" -- "$cur")
         return
@@ -48,6 +49,7 @@ _pagewright_batch()
     --fit) values='into fill exact shrink' ;;
     --orientation) values='auto portrait landscape' ;;
     --angle) values='90 180 270' ;;
+    --compression) values='auto none g4 lzw jpeg deflate' ;;
     esac
     if [[ -n $values ]]; then
         mapfile -t COMPREPLY < <(compgen -W "$values" -- "$cur")

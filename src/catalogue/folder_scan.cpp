@@ -48,19 +48,17 @@ void FolderScan::cmdSearch_Click()
     guarded(pwTail, [&] {
         PW_STEP;
         if (!searching_) {
-            SearchCancelled = false;
             searching_ = true;
+            search_.emplace(host_);
             host_.setSearchCaption("&Cancel");
-            SearchStopped = false;
             catalogue_.PdfPageTotal = 0;
             catalogue_.TiffPageTotal = 0;
             PW_STEP;
-            MainLoadFiles(host_.selectedFolder(), true);
+            MainLoadFiles(host_.selectedFolder(), true, *search_);
             searching_ = false;
             host_.setSearchCaption("&Search");
         } else {
-            SearchCancelled = true;
-            SearchStopped = true;
+            search_->cancel();
             host_.endBulkUpdate();
         }
         PW_STEP;
@@ -70,15 +68,13 @@ void FolderScan::cmdSearch_Click()
     });
 }
 
-void FolderScan::MainLoadFiles(const QString &path, bool clearFirst)
+void FolderScan::MainLoadFiles(const QString &path, bool clearFirst, Progress &status)
 {
     PW_PROCEDURE("MainLoadFiles", mainForm);
     guarded(pwTail, [&] {
         PW_STEP;
         FlexGridModel &model = catalogue_.model();
         AppContext &context = catalogue_.context();
-        SearchCancelled = false;
-        SearchStopped = false;
         host_.EnableSearchControls(false);
         host_.setBusyCursor(true);
         const QString folder = ResolveDesktop(path);
@@ -92,11 +88,11 @@ void FolderScan::MainLoadFiles(const QString &path, bool clearFirst)
         context.ui.DoEvents();
         PW_STEP;
         host_.beginBulkUpdate();
-        LoadFiles(folder, clearFirst);
+        LoadFiles(folder, clearFirst, status);
         PW_STEP;
         host_.endBulkUpdate();
         host_.hideLoading();
-        if (SearchCancelled)
+        if (status.cancelRequested())
             context.ui.MsgBox("Process is terminated.", vbInformation);
         host_.setBusyCursor(false);
         host_.EnableSearchControls(true);
@@ -117,12 +113,12 @@ std::optional<QStringList> FolderScan::patterns()
         host_.filterListIndex() == 0 ? catalogue_.context().FilterPatterns[0] : host_.filterText());
 }
 
-void FolderScan::LoadFiles(const QString &path, bool clearFirst)
+void FolderScan::LoadFiles(const QString &path, bool clearFirst, Progress &status)
 {
     PW_PROCEDURE("LoadFiles", mainForm);
     guarded(pwTail, [&] {
         PW_STEP;
-        if (SearchCancelled)
+        if (status.cancelRequested())
             return;
         const std::optional<QStringList> filter = patterns();
         FlexGridModel &model = catalogue_.model();
@@ -143,12 +139,12 @@ void FolderScan::LoadFiles(const QString &path, bool clearFirst)
             PW_STEP;
             if (file.isDir())
                 continue;
-            if (SearchCancelled)
+            if (status.cancelRequested())
                 return;
             if (IsFileMatchWithFilterPattern(file.fileName(), filter) &&
-                passesAdvanceOptions(file) && GetFindData(file) && !SearchStopped) {
+                passesAdvanceOptions(file) && GetFindData(file)) {
                 catalogue_.AddFileToGrid(path, file);
-                host_.updateLoading(model.rows() - 1);
+                status.setValue(model.rows() - 1);
             }
             catalogue_.context().ui.DoEvents();
         }
@@ -157,7 +153,7 @@ void FolderScan::LoadFiles(const QString &path, bool clearFirst)
             return;
         for (const QFileInfo &sub : entries)
             if (sub.isDir())
-                LoadFiles(sub.filePath(), false);
+                LoadFiles(sub.filePath(), false, status);
     });
 }
 

@@ -7,6 +7,7 @@
 #include "search_criteria.h"
 
 #include "core/file_names.h"
+#include "core/progress.h"
 
 #include <optional>
 #include <set>
@@ -51,21 +52,30 @@ public:
     // (the walk lets events run), asks it to stop.
     void cmdSearch_Click();
     bool isSearching() const { return searching_; }
-    void MainLoadFiles(const QString &path, bool clearFirst);
-    void LoadFiles(const QString &path, bool clearFirst);
+    // The walk counts its hits on `status` and ends early once the status asks for a stop.
+    void MainLoadFiles(const QString &path, bool clearFirst, Progress &status);
+    void LoadFiles(const QString &path, bool clearFirst, Progress &status);
     // The existence test of a hit; false for a name the file system's encoding can't hold.
     static bool GetFindData(const QFileInfo &file);
 
-    bool SearchCancelled = false;
-    bool SearchStopped = false;
-
 private:
+    // A search's status: its count goes to the loading window, and the nested press stops it.
+    class SearchStatus final : public StoppableProgress {
+    public:
+        explicit SearchStatus(ScanHost &host) : host_(host) {}
+        void setValue(int hits) override { host_.updateLoading(hits); }
+
+    private:
+        ScanHost &host_;
+    };
+
     std::optional<QStringList> patterns();
     bool passesAdvanceOptions(const QFileInfo &file);
 
     CatalogueGrid &catalogue_;
     ScanHost &host_;
     bool searching_ = false;
+    std::optional<SearchStatus> search_; // the running search's, or the last one's
     // The real folders this search has entered: links are followed, but a folder reached
     // again (a loop of links among them) is not walked twice.
     std::set<FolderIdentity> entered_;

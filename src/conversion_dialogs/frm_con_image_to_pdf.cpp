@@ -30,6 +30,7 @@ frmConImageToPdf::frmConImageToPdf(AppContext &context, QWidget *parent)
     buildImageProcess();
     buildOutput();
     Frame3 = progressFrame(ProgressBar1);
+    progress_.emplace(ProgressBar1, this);
     Frame4 = buttonFrame(cmdConvert, "&Convert", cmdCancel);
 
     auto *middle = new QHBoxLayout;
@@ -149,16 +150,6 @@ void frmConImageToPdf::showErrorReport(const QString &title, const QString &head
     frmErrorReportDialog report(context_.ui, this);
     report.AddError(title, heading, body);
     report.exec();
-}
-
-void frmConImageToPdf::Bar::setValue(int done)
-{
-    dialog_.ProgressBar1->setValue(done);
-}
-
-bool frmConImageToPdf::Bar::cancelRequested()
-{
-    return !dialog_.isVisible();
 }
 
 } // namespace pw

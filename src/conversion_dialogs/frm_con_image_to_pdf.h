@@ -1,10 +1,12 @@
 #pragma once
 
 #include "conversion_dialog.h"
+#include "dialog_progress.h"
 #include "logic/image_to_pdf_run.h"
 
-#include "core/progress.h"
 #include "engine/conversion_row.h"
+
+#include <optional>
 
 class FlexGrid;
 class QCheckBox;
@@ -54,17 +56,6 @@ public:
     void done(int result) override;
 
 private:
-    // The bar, and the one way to stop a run: closing the dialog.
-    class Bar final : public Progress {
-    public:
-        explicit Bar(frmConImageToPdf &dialog) : dialog_(dialog) {}
-        void setValue(int done) override;
-        bool cancelRequested() override;
-
-    private:
-        frmConImageToPdf &dialog_;
-    };
-
     void buildFileList();
     void buildImageProcess();
     void buildOutput();
@@ -73,12 +64,13 @@ private:
     void focusOutputFolder() override;
     void setRunning(bool running) override;
     void setProgressMaximum(int maximum) override;
-    Progress &progress() override { return bar_; }
+    Progress &progress() override { return *progress_; }
     void showErrorReport(const QString &title, const QString &heading,
                          const QString &body) override;
 
     ImageToPdfRun run_;
-    Bar bar_{*this};
+    // The bar, and the one way to stop a run: closing the dialog.
+    std::optional<DialogProgress> progress_;
 };
 
 } // namespace pw

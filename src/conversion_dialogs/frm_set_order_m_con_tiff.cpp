@@ -33,7 +33,7 @@ frmSetOrder_MConTiff::frmSetOrder_MConTiff(AppContext &context, QWidget *parent)
     buildFiles();
     buildOutput();
     Frame3 = progressFrame(ProgressBar1);
-    ProgressBar1->setObjectName("ProgressBar1");
+    progress_.emplace(ProgressBar1);
     Frame2 = buttonFrame(cmdOK, "Con&vert", cmdCancel);
 
     auto *layout = new QVBoxLayout(this);

@@ -1,10 +1,13 @@
 #pragma once
 
 #include "conversion_dialog.h"
+#include "dialog_progress.h"
 #include "logic/merge_run.h"
 #include "logic/row_order.h"
 
 #include "engine/conversion_row.h"
+
+#include <optional>
 
 class FlexGrid;
 class QCheckBox;
@@ -38,7 +41,7 @@ public:
     QCheckBox *ChkDefaultPathMConvToPDF;
     QCheckBox *ChkOpenFileMConvToPDF;
     QGroupBox *Frame3;
-    QProgressBar *ProgressBar1; // reached by the merge through gfrmSetOrder, by this name
+    QProgressBar *ProgressBar1;
     QGroupBox *Frame2;
     QPushButton *cmdOK;
     QPushButton *cmdCancel;
@@ -68,9 +71,11 @@ private:
     SetOrderChoices choices() const override;
     void setRunning(bool running) override;
     void setProgressMaximum(int maximum) override;
+    Progress &progress() override { return *progress_; }
     void unload() override;
 
     MergeRun run_;
+    std::optional<DialogProgress> progress_; // a merge cannot be stopped
     bool running_ = false;
     // From a press inside the highlighted block: the pressed row, and its distance from the
     // block's top. The block moves once the mouse reaches another row; a release before that

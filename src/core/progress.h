@@ -4,6 +4,8 @@
 
 #include <QString>
 
+#include <atomic>
+
 namespace pw {
 
 class Progress {
@@ -14,6 +16,26 @@ public:
     virtual void setStatusText(const QString &) {}
     // Polled between steps; work that has no stop simply never asks.
     virtual bool cancelRequested() { return false; }
+};
+
+// What work reports to when nobody watches it: a terminal command, a caller that wants the
+// result alone. It never asks for a stop.
+class NoProgress final : public Progress {
+public:
+    void setValue(int) override {}
+};
+
+// A status whose stop is asked for from outside the work it was handed to: a second press of
+// the button that started it, Ctrl+C. cancel() may come from another thread or a signal
+// handler; once asked, the stop stays asked.
+class StoppableProgress : public Progress {
+public:
+    void setValue(int) override {}
+    bool cancelRequested() override { return cancelled_.load(); }
+    void cancel() { cancelled_.store(true); }
+
+private:
+    std::atomic<bool> cancelled_{false};
 };
 
 } // namespace pw

@@ -6,11 +6,8 @@
 #include "core/ui_services.h"
 
 #include <QFile>
-#include <QObject>
 
 namespace pw {
-
-QPointer<QObject> gfrmSetOrder;
 
 const QStringList RecompressionNames = {"Lzw", "Zip", "Packbits", "Jpeg", "CCITT-G3", "CCITT-G4"};
 
@@ -38,14 +35,6 @@ std::string libraryPath(const QString &path)
 
 } // namespace
 
-void SetOrderProgressBar::setValue(int done)
-{
-    QObject *bar = gfrmSetOrder ? gfrmSetOrder->findChild<QObject *>("ProgressBar1") : nullptr;
-    if (!bar)
-        throw RuntimeError::fromNumber(91);
-    bar->setProperty("value", done);
-}
-
 // Appends the image and finishes the document, letting window events run in between.
 void ApImgToPdf::addAndClose(int32_t handle, const QString &source, FailureTail &pwTail)
 {
@@ -57,7 +46,7 @@ void ApImgToPdf::addAndClose(int32_t handle, const QString &source, FailureTail 
     library_.ApClose(handle);
 }
 
-bool ApImgToPdf::MergeConvert_TiffToPdfx()
+bool ApImgToPdf::MergeConvert_TiffToPdfx(Progress &status)
 {
     bool result = false;
     PW_PROCEDURE("MergeConvert_TiffToPdfx", binding);
@@ -82,7 +71,7 @@ bool ApImgToPdf::MergeConvert_TiffToPdfx()
             FailedFile.clear();
             ++counter;
             PW_STEP;
-            progress_->setValue(counter);
+            status.setValue(counter);
         }
         PW_STEP;
         Written = library_.ApClose(handle) == 0;

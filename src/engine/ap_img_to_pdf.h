@@ -7,27 +7,13 @@
 
 #include "core/progress.h"
 
-#include <QPointer>
 #include <QString>
 #include <QStringList>
-
-class QObject;
 
 namespace pw {
 
 struct FailureTail;
 class UiServices;
-
-// The open merge dialog; the merge reports its progress to that window's "ProgressBar1".
-extern QPointer<QObject> gfrmSetOrder;
-
-// The merge's progress as the merge dialog shows it: "Value" of its "ProgressBar1", looked up
-// by name on the window in gfrmSetOrder at every step, so that the binding knows nothing of the
-// dialog. With no such window the step fails with 91, and the merge with it.
-class SetOrderProgressBar final : public Progress {
-public:
-    void setValue(int done) override;
-};
 
 // The recompression names in their fixed order, and the class selectors they apply to.
 extern const QStringList
@@ -49,8 +35,6 @@ public:
     // Files to merge, in merge order, and the merged PDF's path: read by the merge alone.
     SelectedData colSelectedData;
     QString OutputPdfFile;
-    // Where the merge reports each file added; the merge dialog's bar unless set.
-    void setProgress(Progress &progress) { progress_ = &progress; }
     // After a merge that failed: the file it was adding, "" when the failure was elsewhere.
     QString FailedFile;
     // After a merge: whether the library put the merged PDF in place (a device or pipe leaves
@@ -59,8 +43,9 @@ public:
     QString NotWrittenWhy;
 
     // Writes every row of colSelectedData into OutputPdfFile, in order, with the library's own
-    // encoding. An empty output path succeeds without writing anything.
-    bool MergeConvert_TiffToPdfx();
+    // encoding, counting the files added on `status`. An empty output path succeeds without
+    // writing anything. A merge cannot be stopped: the status is never asked.
+    bool MergeConvert_TiffToPdfx(Progress &status);
     // One image to one PDF, with the library's own encoding and no depth query.
     bool Convert_EachTiffToPDFbyOne(const QString &source, const QString &pdf);
     // One image to one PDF. At most one recompression name applies: the one for the image's
@@ -80,8 +65,6 @@ private:
 
     UiServices &ui_;
     ImageToPdfLibrary &library_;
-    SetOrderProgressBar dialogBar_;
-    Progress *progress_ = &dialogBar_;
 };
 
 } // namespace pw

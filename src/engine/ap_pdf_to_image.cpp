@@ -1,9 +1,8 @@
 #include "ap_pdf_to_image.h"
 
-#include "ap_img_to_pdf.h"
-
 #include "core/failure_log.h"
 #include "core/path_helpers.h"
+#include "core/progress.h"
 #include "core/ui_services.h"
 
 #include <QDir>
@@ -26,37 +25,21 @@ enum Property : int32_t {
     Compression = 11
 };
 
-// Writes `value` to the property of the member `name` of the window in gfrmSetOrder. A window
-// without that member fails as an object without the property would.
-void setMember(const char *name, const char *property, const QVariant &value)
-{
-    QObject *member = gfrmSetOrder->findChild<QObject *>(QString::fromLatin1(name));
-    if (!member)
-        throw RuntimeError::fromNumber(438);
-    member->setProperty(property, value);
-}
-
-void showProgress(int percent, const QString &fileName)
-{
-    setMember("m_ProgressBar", "value", percent);
-    setMember("lblProgFilename", "text", fileName);
-    setMember("lblProgNo", "text", QString::number(percent));
-}
-
 } // namespace
 
 bool ApPdfToImage::ConvertPDFToImage(const QString &pdf, const QString &outputFolder,
-                                     int32_t pageCount, const QString &passThrough, int32_t format)
+                                     int32_t pageCount, const QString &passThrough, int32_t format,
+                                     Progress &status)
 {
     std::vector<int> pages;
     for (int32_t page = 1; page <= pageCount; ++page)
         pages.push_back(page);
-    return ConvertPages(pdf, outputFolder, pages, passThrough, format);
+    return ConvertPages(pdf, outputFolder, pages, passThrough, format, status);
 }
 
 bool ApPdfToImage::ConvertPages(const QString &pdf, const QString &outputFolder,
                                 const std::vector<int> &pages, const QString &passThrough,
-                                int32_t format)
+                                int32_t format, Progress &status)
 {
     bool result = false;
     PW_PROCEDURE("ConvertPDFToImage", binding);
@@ -93,17 +76,15 @@ bool ApPdfToImage::ConvertPages(const QString &pdf, const QString &outputFolder,
         for (size_t done = 1; done <= pages.size(); ++done) {
             PW_STEP;
             library_.apConvertPage(handle, pages[done - 1]);
-            if (gfrmSetOrder) {
-                // nearbyint rounds halves to the even neighbour, as the percent always has.
-                const int percent = static_cast<int>(
-                    std::nearbyint(static_cast<double>(done) / double(pages.size()) * 100.0));
-                showProgress(percent, fileName);
-            }
+            // nearbyint rounds halves to the even neighbour, as the percent always has.
+            status.setValue(static_cast<int>(
+                std::nearbyint(static_cast<double>(done) / double(pages.size()) * 100.0)));
+            status.setStatusText(fileName);
             ui_.DoEvents();
         }
         PW_STEP;
-        if (gfrmSetOrder)
-            showProgress(0, {});
+        status.setValue(0);
+        status.setStatusText({});
         library_.apClose(handle);
         result = true;
     });

@@ -235,17 +235,12 @@ int BatchJob::convert(const std::function<void(const QString &)> &err)
 
 int BatchJob::merge(const std::function<void(const QString &)> &err)
 {
-    // A terminal has no bar to fill; a merge is quiet until it fails.
-    struct Quiet final : Progress {
-        void setValue(int) override {}
-    } quiet;
     const std::string refusal = OutputRefusal(EncodeFileName(output_).toStdString());
     if (!refusal.empty()) {
         err("pagewright-batch: " + output_ + ": " + QString::fromStdString(refusal));
         return 1;
     }
     ApImgToPdf binding(context_.ui);
-    binding.setProgress(quiet);
     // "-" is standard output, which has no path.
     binding.OutputPdfFile = output_ == "-" ? output_ : QDir::current().absoluteFilePath(output_);
     for (const QString &file : files_) {
@@ -255,7 +250,9 @@ int BatchJob::merge(const std::function<void(const QString &)> &err)
         row.setFileLocation(QFileInfo(absolute).path());
         binding.colSelectedData.push_back(row);
     }
-    if (binding.MergeConvert_TiffToPdfx() && binding.Written)
+    // A terminal has no bar to fill; a merge is quiet until it fails.
+    NoProgress quiet;
+    if (binding.MergeConvert_TiffToPdfx(quiet) && binding.Written)
         return 0;
     const QString why = !binding.LastFailureText.isEmpty() ? binding.LastFailureText
                         : !binding.NotWrittenWhy.isEmpty() ? binding.NotWrittenWhy

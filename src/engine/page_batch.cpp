@@ -1,6 +1,5 @@
 #include "page_batch.h"
 
-#include "ap_img_to_pdf.h"
 #include "ap_pdf_to_image.h"
 #include "tiff_pdf_commands.h"
 #include "tiff_pdf_components.h"
@@ -11,13 +10,12 @@
 #include "backends/pdf_render/pdf_render.h"
 #include "core/command_line.h"
 #include "core/path_helpers.h"
+#include "core/progress.h"
 #include "core/runtime.h"
 
-#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QObject>
 #include <QTemporaryDir>
 
 #include <algorithm>
@@ -41,11 +39,6 @@ struct Context {
 constexpr int16_t PastTheEnd = 32767;
 
 const QStringList InfoKeys = {"Title", "Subject", "Author", "Keywords"};
-
-TiffPdfCommands commandsFor(UiServices &ui)
-{
-    return TiffPdfCommands(ui, QCoreApplication::applicationDirPath());
-}
 
 QString baseName(const QString &file)
 {
@@ -191,7 +184,9 @@ int renderPages(Context &c)
         const QString source = sound ? file : soundCopy(file, *repaired, undone);
         if (source.isEmpty())
             return false;
-        if (!binding.ConvertPages(source, output, pages, resolution, number)) {
+        // A terminal has no bar to fill: the render is quiet until it fails.
+        NoProgress quiet;
+        if (!binding.ConvertPages(source, output, pages, resolution, number, quiet)) {
             undone = renderFailure();
             return false;
         }
@@ -270,7 +265,7 @@ private:
 int split(Context &c, const QString &range)
 {
     NotingPages library;
-    TiffPdfCommands commands(c.ui, QCoreApplication::applicationDirPath(), library);
+    TiffPdfCommands commands(c.ui, library);
     const QString output = c.line.value("-o");
     QString undone;
     const auto one = [&](const QString &file) {
@@ -340,18 +335,13 @@ int join(Context &c)
         return 1;
     }
     NotingPages pages;
-    TiffPdfCommands commands(c.ui, QCoreApplication::applicationDirPath(), pages);
+    TiffPdfCommands commands(c.ui, pages);
     for (const QString &arg : c.line.files)
         commands.colSelectedData.push_back(joinRow(arg));
-    // The merge counts its files on the bar of the window that started it; a terminal has none,
-    // so it gets a stand-in that nobody sees.
-    QObject window;
-    (new QObject(&window))->setObjectName("ProgressBar1");
-    gfrmSetOrder = &window;
     // A merge that lost an input is dropped unwritten (see NotingPages::apClose).
     commands.OutputFile = output == "-" ? output : QFileInfo(output).absoluteFilePath();
-    const bool merged = commands.CombineOrderPdf();
-    gfrmSetOrder = nullptr;
+    NoProgress quiet;
+    const bool merged = commands.CombineOrderPdf(quiet);
     for (const QString &file : pages.refused)
         c.err(file);
     if (merged && pages.refused.isEmpty() && pages.unwritten.isEmpty())
@@ -384,7 +374,7 @@ QStringList describe(const QString &file)
 
 int info(Context &c)
 {
-    TiffPdfCommands commands = commandsFor(c.ui);
+    TiffPdfCommands commands(c.ui);
     QStringList changes;
     for (const QString &key : InfoKeys) {
         if (c.line.has("--" + key.toLower()))
@@ -482,9 +472,42 @@ int tiffAppend(Context &c, TiffPdfCommands &commands, int16_t at)
     return refuse(target, commands.LastError());
 }
 
+// The TIFF an image becomes in `folder`: its name up to the last dot, then ".tif".
+QString tiffFor(const QString &image, const QString &folder)
+{
+    return ValidateDir(folder) + QFileInfo(image).completeBaseName() + ".tif";
+}
+
+int imageToTiff(Context &c)
+{
+    static const std::map<QString, int32_t> compressions = {
+        {"auto", 0}, {"none", 1}, {"g4", 4}, {"lzw", 5}, {"jpeg", 7}, {"deflate", 8}};
+    const auto compression = compressions.find(c.line.value("--compression", "auto"));
+    if (compression == compressions.end()) {
+        c.err("Unknown compression " + c.line.value("--compression") +
+              "; use auto, none, g4, lzw, jpeg or deflate.");
+        return 2;
+    }
+    TiffPdfCommands commands(c.ui);
+    QString why;
+    const auto one = [&](const QString &file) {
+        const QString target = tiffFor(file, c.line.value("-o"));
+        // The image is read whole before its TIFF replaces anything, but a TIFF converted onto
+        // itself would lose what it was.
+        if (QFileInfo(target) == QFileInfo(file)) {
+            why = "it would replace itself; choose another output folder";
+            return false;
+        }
+        const bool done = commands.ConverImageToTiff(file, target, compression->second);
+        why = commands.LastError();
+        return done;
+    };
+    return eachFile(c, one, [&] { return why; });
+}
+
 int tiffCommand(Context &c, const QString &command)
 {
-    TiffPdfCommands commands = commandsFor(c.ui);
+    TiffPdfCommands commands(c.ui);
     const QString output = c.line.value("-o");
     const auto page = [&](const QString &option, int fallback) {
         return static_cast<int16_t>(std::clamp(c.line.number(option, fallback), 0, 32767));
@@ -545,6 +568,7 @@ const std::map<QString, Command> &commandTable()
         {"tiff-extract", {{"-o", "--first", "--last"}, {"-o"}}},
         {"tiff-delete", {{"--page"}, {"--page"}}},
         {"tiff-append", {{"--at"}, {}, 2}},
+        {"image-to-tiff", {{"-o", "--compression"}, {"-o"}}},
     };
     return table;
 }
@@ -554,16 +578,18 @@ const std::map<QString, Command> &commandTable()
 // b/report.pdf), and the second would overwrite the first's.
 QString sharedOutputFolder(const Context &c, const QString &command)
 {
-    static const QStringList perInput = {"render", "split", "extract", "tiff-split",
-                                         "tiff-extract"};
+    static const QStringList perInput = {"render",     "split",        "extract",
+                                         "tiff-split", "tiff-extract", "image-to-tiff"};
     if (!perInput.contains(command))
         return {};
-    std::map<QString, QString> taken; // output folder -> the input whose pages go there
+    const bool oneFile = command == "image-to-tiff";
+    std::map<QString, QString> taken; // output -> the input whose pages go there
     for (const QString &file : c.line.files) {
         // A name that cannot name a folder is refused on its own, later.
-        if (!folderNameProblem(file).isEmpty())
+        if (!oneFile && !folderNameProblem(file).isEmpty())
             continue;
-        const QString folder = FolderNamedAfter(file, c.line.value("-o"));
+        const QString folder = oneFile ? tiffFor(file, c.line.value("-o"))
+                                       : FolderNamedAfter(file, c.line.value("-o"));
         const QString real = QFileInfo(file).absoluteFilePath();
         const auto [first, added] = taken.emplace(folder, real);
         if (!added && first->second != real)
@@ -613,7 +639,11 @@ QString BatchPageCommandsUsage()
            "      removes page N\n"
            "  pagewright-batch tiff-append [--at N] TARGET.tif FILE.tif...\n"
            "      puts the pages of the files into TARGET.tif after its page N (default: at"
-           " its end)\n";
+           " its end)\n"
+           "  pagewright-batch image-to-tiff [--compression auto|none|g4|lzw|jpeg|deflate]"
+           " -o DIR IMAGE...\n"
+           "      each image as a one-page TIFF, DIR/NAME.tif (auto: G4 for black and white,\n"
+           "      else LZW; black and white stays 1 bit, grey 8 bits, the rest becomes RGB)\n";
 }
 
 int RunBatchPageCommand(UiServices &ui, const QStringList &args, const Sink &out, const Sink &err)
@@ -652,6 +682,8 @@ int RunBatchPageCommand(UiServices &ui, const QStringList &args, const Sink &out
     }
     if (name == "tiff-join")
         return tiffJoin(c);
+    if (name == "image-to-tiff")
+        return imageToTiff(c);
     if (name.startsWith("tiff-"))
         return tiffCommand(c, name);
     usePassword(c);

@@ -1,10 +1,10 @@
 #include "tiff_pdf_commands.h"
 
-#include "ap_img_to_pdf.h"
 #include "tiff_pdf_components.h"
 
 #include "core/failure_log.h"
 #include "core/path_helpers.h"
+#include "core/progress.h"
 #include "core/ui_services.h"
 
 #include <QDir>
@@ -39,23 +39,6 @@ QString rowPath(const clsColSetOrderGrid &row)
     return ValidateDir(row.FileLocation()) + row.filename();
 }
 
-void showCount(int count)
-{
-    SetOrderProgressBar().setValue(count);
-}
-
-// Moves the finished temporary merge into place.
-bool placeMerge(const QString &temporary, const QString &output)
-{
-    if (!QFileInfo::exists(temporary))
-        return false;
-    QFile::remove(output);
-    if (!QFile::copy(temporary, output))
-        throw RuntimeError::fromNumber(75);
-    QFile::remove(temporary);
-    return true;
-}
-
 } // namespace
 
 template <typename Body> bool TiffPdfCommands::run(FailureTail &tail, Body &&body)
@@ -65,22 +48,6 @@ template <typename Body> bool TiffPdfCommands::run(FailureTail &tail, Body &&bod
         return true;
     lastError_ = tail.failure;
     return false;
-}
-
-bool TiffPdfCommands::ConvertPDFToImage(const QString &source, const QString &output,
-                                        int32_t format)
-{
-    bool result = false;
-    PW_PROCEDURE("ConvertPDFToImage", commands);
-    run(pwTail, [&] {
-        PW_STEP;
-        if (source.isEmpty() || output.isEmpty())
-            return;
-        PW_STEP;
-        Tiff2Pdf().PDFToImage(source, output, 100, 100, 0, format, 0);
-        result = true;
-    });
-    return result;
 }
 
 bool TiffPdfCommands::ConverImageToTiff(const QString &source, const QString &target,
@@ -99,21 +66,6 @@ bool TiffPdfCommands::ConverImageToTiff(const QString &source, const QString &ta
     return result;
 }
 
-bool TiffPdfCommands::Convert_EachTiffToPDFbyOne(const QString &source, const QString &pdf)
-{
-    bool result = false;
-    PW_PROCEDURE("Convert_EachTiffToPDFbyOne", commands);
-    run(pwTail, [&] {
-        PW_STEP;
-        if (source.isEmpty() || pdf.isEmpty())
-            return;
-        PW_STEP;
-        Tiff2Pdf().ConvertTiffToPDF(source, pdf);
-        result = true;
-    });
-    return result;
-}
-
 bool TiffPdfCommands::Convert_EachTiffToPDFx(const QString &outputFolder)
 {
     bool result = false;
@@ -122,7 +74,6 @@ bool TiffPdfCommands::Convert_EachTiffToPDFx(const QString &outputFolder)
         PW_STEP;
         if (outputFolder.isEmpty())
             return;
-        fileCounter_ = 0;
         Tiff2Pdf converter;
         for (const clsColSetOrderGrid &row : colSelectedData) {
             PW_STEP;
@@ -134,7 +85,6 @@ bool TiffPdfCommands::Convert_EachTiffToPDFx(const QString &outputFolder)
             ui_.DoEvents();
             PW_STEP;
             converter.ConvertTiffToPDF(rowPath(row), pdf);
-            ++fileCounter_;
         }
         result = true;
     });
@@ -180,28 +130,7 @@ int16_t TiffPdfCommands::GetNoOfPagesFromPDF(const QString &file)
     return result;
 }
 
-bool TiffPdfCommands::AppendPdfFile(const QString &first, const QString &second,
-                                    const QString &range, const QString &output)
-{
-    bool result = false;
-    PW_PROCEDURE("AppendPdfFile", commands);
-    run(pwTail, [&] {
-        PW_STEP;
-        const int32_t handle = pages_.apCreateMerge(libraryPath(output));
-        if (handle > 0) {
-            PW_STEP;
-            pages_.apSetFunction(handle, AddToMerge, 0, 0, libraryPath(first), "0");
-            pages_.apSetFunction(handle, AddToMerge, 0, 0, libraryPath(second),
-                                 range.isEmpty() ? "0" : range.toStdString());
-            PW_STEP;
-            pages_.apClose(handle);
-        }
-        result = true;
-    });
-    return result;
-}
-
-bool TiffPdfCommands::CombineOrderPdf()
+bool TiffPdfCommands::CombineOrderPdf(Progress &status)
 {
     bool result = false;
     PW_PROCEDURE("CombineOrderPdf", commands);
@@ -209,7 +138,7 @@ bool TiffPdfCommands::CombineOrderPdf()
         PW_STEP;
         if (OutputFile.isEmpty())
             return;
-        fileCounter_ = 0;
+        int counter = 0;
         const int32_t handle = pages_.apCreateMerge(libraryPath(OutputFile));
         for (const clsColSetOrderGrid &row : colSelectedData) {
             PW_STEP;
@@ -220,7 +149,7 @@ bool TiffPdfCommands::CombineOrderPdf()
             }
             PW_STEP;
             ui_.DoEvents();
-            showCount(++fileCounter_);
+            status.setValue(++counter);
         }
         PW_STEP;
         pages_.apClose(handle);
@@ -274,56 +203,6 @@ bool TiffPdfCommands::DeleteTiffPage(const QString &file, int16_t page)
     run(pwTail, [&] {
         PW_STEP;
         result = withTiff([&](TiffMergeSplit &tiff) { return tiff.DeleteTIFFPages(file, page); });
-    });
-    return result;
-}
-
-bool TiffPdfCommands::CombineOrderTiff()
-{
-    bool result = false;
-    PW_PROCEDURE("CombineOrderTiff", commands);
-    run(pwTail, [&] {
-        PW_STEP;
-        fileCounter_ = 0;
-        if (OutputFile.isEmpty())
-            return;
-        const QString temp1 = ValidateDir(programFolder_) + TempMerge1;
-        const QString temp2 = ValidateDir(programFolder_) + TempMerge2;
-        TiffMergeSplit component;
-        const auto merge = [&](const QString &a, const QString &b, const QString &into) {
-            const bool merged = component.MergeTIFF(a, b, into);
-            lastError_ = component.lastError();
-            return merged;
-        };
-        QString firstPath;
-        int row = 0;
-        for (const clsColSetOrderGrid &entry : colSelectedData) {
-            PW_STEP;
-            ui_.DoEvents();
-            const QString path = rowPath(entry);
-            ++row;
-            // The growing result alternates between the two files; each merge drops the
-            // file it read.
-            if (row == 1) {
-                firstPath = path;
-            } else if (row == 2) {
-                if (!merge(firstPath, path, temp2))
-                    return;
-            } else {
-                const bool intoFirst = row % 2 == 1;
-                const QString &from = intoFirst ? temp2 : temp1;
-                if (!merge(from, path, intoFirst ? temp1 : temp2))
-                    return;
-                QFile::remove(from);
-            }
-            PW_STEP;
-            showCount(++fileCounter_);
-        }
-        PW_STEP;
-        if (!placeMerge(temp2, OutputFile))
-            placeMerge(temp1, OutputFile);
-        showCount(0);
-        result = true;
     });
     return result;
 }

@@ -1,8 +1,8 @@
 #pragma once
 // The PDF and TIFF page commands beyond plain conversion: merge, split, extract, delete and
-// append pages, read and write document information. Each command is a thin call into a page
-// component or the page library; what this class adds is the checks, the output names, the
-// order of merging and the handling of the temporary files.
+// append pages, read and write document information, an image to a TIFF. Each command is a
+// thin call into a page component or the page library; what this class adds is the checks, the
+// output names and the order of merging.
 
 #include "conversion_row.h"
 #include "pdf_page_libraries.h"
@@ -12,23 +12,17 @@
 
 #include <cstdint>
 #include <functional>
-#include <utility>
 
 namespace pw {
 
+class Progress;
 class UiServices;
 struct FailureTail;
 
 class TiffPdfCommands {
 public:
-    // The list merge of TIFF files passes its growing result between two files of these names in
-    // `programFolder`.
-    static constexpr char TempMerge1[] = "test_merge_split1.tif";
-    static constexpr char TempMerge2[] = "test_merge_split2.tif";
-
-    TiffPdfCommands(UiServices &ui, QString programFolder,
-                    PdfPagesLibrary &pages = PdfPagesLibrary::ours())
-        : ui_(ui), pages_(pages), programFolder_(std::move(programFolder))
+    explicit TiffPdfCommands(UiServices &ui, PdfPagesLibrary &pages = PdfPagesLibrary::ours())
+        : ui_(ui), pages_(pages)
     {
     }
 
@@ -36,9 +30,8 @@ public:
     SelectedData colSelectedData;
     QString OutputFile;
 
-    bool ConvertPDFToImage(const QString &source, const QString &output, int32_t format);
+    // The image into a one-page TIFF; `format` as Tiff2Pdf::ConvertImageToTiff takes it.
     bool ConverImageToTiff(const QString &source, const QString &target, int32_t format);
-    bool Convert_EachTiffToPDFbyOne(const QString &source, const QString &pdf);
     // Every row to "<folder>/<name up to its first dot>.Pdf".
     bool Convert_EachTiffToPDFx(const QString &outputFolder);
 
@@ -48,19 +41,15 @@ public:
     QString GetPdfMetaData(const QString &file, const QString &text);
     int16_t GetNoOfPagesFromPDF(const QString &file);
 
-    // The whole first PDF, then `range` of the second ("" or "0": all of it), into `output`.
-    bool AppendPdfFile(const QString &first, const QString &second, const QString &range,
-                       const QString &output);
-    // Every row's Range of its file into OutputFile, in order.
-    bool CombineOrderPdf();
+    // Every row's Range of its file ("" or "0": all of it) into OutputFile, in order, counting
+    // the rows on `status`.
+    bool CombineOrderPdf(Progress &status);
     // One PDF per page of `range` ("" for all) into "<folder>/<source name>/<prefix><page>.pdf".
     bool SplitPDFFiles(const QString &source, const QString &range, const QString &outputFolder,
                        const QString &prefix);
 
     bool AppendFileTiffFile(const QString &first, const QString &second, int16_t index);
     bool DeleteTiffPage(const QString &file, int16_t page);
-    // Every row's file into OutputFile, in order, two at a time. One row writes nothing.
-    bool CombineOrderTiff();
     // Pages up to `page` into "<folder>/<source name>/<prefix>1.tif", the rest into "...2.tif".
     bool SplitTiffFiles(const QString &source, int16_t page, const QString &outputFolder,
                         const QString &prefix);
@@ -82,8 +71,6 @@ private:
 
     UiServices &ui_;
     PdfPagesLibrary &pages_;
-    QString programFolder_;
-    int16_t fileCounter_ = 0;
     QString lastError_;
 };
 

@@ -5,7 +5,6 @@
 
 #include "backends/image_to_tiff/image_to_tiff.h"
 #include "backends/pdf_pages/pdf_pages.h"
-#include "backends/pdf_render/pdf_render.h"
 #include "backends/tiff_pages/tiff_pages.h"
 #include "core/runtime.h"
 
@@ -55,34 +54,6 @@ void Tiff2Pdf::ConvertImageToTiff(const QString &source, const QString &target, 
     if (moduleEntry<decltype(&::pw_image_to_tiff)>(image_tiff::kModule, "pw_image_to_tiff")(
             encoded(source).c_str(), encoded(target).c_str(), format, &error) != PW_MODULE_OK)
         throw RuntimeError(error.number, QString::fromUtf8(error.text));
-}
-
-void Tiff2Pdf::PDFToImage(const QString &source, const QString &output, int32_t xResolution,
-                          int32_t yResolution, int32_t depth, int32_t format, int32_t reserved)
-{
-    if (xResolution != yResolution || reserved != 0)
-        fail(5, QStringLiteral("resolution %1 x %2").arg(xResolution).arg(yResolution));
-    const int32_t handle = moduleEntry<decltype(&::apOpen)>(render::kModule, "apOpen")(
-        encoded(source).c_str(), "", "");
-    if (handle <= 0)
-        fail(handle == PW_RENDER_CANNOT_OPEN ? 53 : 321, source);
-    const auto set = moduleEntry<decltype(&::apSetProperty)>(render::kModule, "apSetProperty");
-    const auto close = moduleEntry<decltype(&::apClose)>(render::kModule, "apClose");
-    const bool settled = set(handle, PW_RENDER_FOLDER, encoded(output).c_str(), 0, 0) == 0 &&
-                         set(handle, PW_RENDER_RESOLUTION, "", xResolution, 0) == 0 &&
-                         set(handle, PW_RENDER_DEPTH, "", depth == 0 ? 24 : depth, 0) == 0 &&
-                         set(handle, PW_RENDER_FORMAT, "", format, 0) == 0;
-    const auto convert = moduleEntry<decltype(&::apConvertPage)>(render::kModule, "apConvertPage");
-    const int32_t pages =
-        moduleEntry<decltype(&::apPageCount)>(render::kModule, "apPageCount")(handle);
-    int32_t page = 1;
-    while (settled && page <= pages && convert(handle, page) == 0)
-        ++page;
-    close(handle);
-    if (!settled)
-        fail(380, QStringLiteral("format %1, depth %2").arg(format).arg(depth));
-    if (page <= pages)
-        fail(75, QStringLiteral("%1, page %2").arg(output).arg(page));
 }
 
 void PdfStamper::UpdatePDFInfo(const QString &file, const QString &key, const QString &value,
@@ -148,12 +119,6 @@ bool TiffMergeSplit::DeleteTIFFPages(const QString &file, int16_t page)
 {
     std::string error;
     return answer(tiff::DeleteTIFFPages(encoded(file), page, &error), error);
-}
-
-bool TiffMergeSplit::MergeTIFF(const QString &first, const QString &second, const QString &output)
-{
-    std::string error;
-    return answer(tiff::MergeTIFF(encoded(first), encoded(second), encoded(output), &error), error);
 }
 
 bool TiffMergeSplit::SplitTIFF(const QString &source, int16_t page, const QString &firstOutput,

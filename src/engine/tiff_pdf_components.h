@@ -19,11 +19,6 @@ public:
     // The image into a one-page TIFF. `format` is the TIFF compression number (1 none, 4 G4,
     // 5 LZW, 7 JPEG, 8 Deflate); 0 chooses by the image: G4 for black and white, else LZW.
     void ConvertImageToTiff(const QString &source, const QString &target, int32_t format);
-    // Every page of the PDF into images in `output`: at `xResolution` dots per inch (the
-    // rendering library has one resolution for both directions, so `yResolution` must match),
-    // `depth` 0 for 24 bits, in the rendering library's `format`. `reserved` must be 0.
-    void PDFToImage(const QString &source, const QString &output, int32_t xResolution,
-                    int32_t yResolution, int32_t depth, int32_t format, int32_t reserved);
 };
 
 class PdfStamper {
@@ -47,7 +42,6 @@ class TiffMergeSplit {
 public:
     bool AddTIFFPages(const QString &first, int16_t index, const QString &second);
     bool DeleteTIFFPages(const QString &file, int16_t page);
-    bool MergeTIFF(const QString &first, const QString &second, const QString &output);
     bool SplitTIFF(const QString &source, int16_t page, const QString &firstOutput,
                    const QString &secondOutput);
     bool ExtractPages(const QString &source, int16_t firstPage, int16_t lastPage,

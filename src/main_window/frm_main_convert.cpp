@@ -6,7 +6,6 @@
 #include "conversion_dialogs/frm_set_order_m_con_tiff.h"
 #include "conversion_dialogs/logic/hand_over.h"
 #include "core/path_helpers.h"
-#include "engine/ap_img_to_pdf.h"
 #include "folder_job/dialog/frm_clone_directory.h"
 
 #include <QLineEdit>
@@ -48,12 +47,9 @@ void frmMain::ShowSetOrderform(SelectedData rows, int action)
     if (action != MergeAndConvert)
         return;
     frmSetOrder_MConTiff dialog(context_, this);
-    // The merge steps the dialog's bar through this variable while the dialog is open.
-    gfrmSetOrder = &dialog;
     dialog.colSelectedData = std::move(rows);
     dialog.CommandAction = action;
     dialog.exec();
-    gfrmSetOrder = nullptr;
 }
 
 } // namespace pw

@@ -21,7 +21,7 @@ echo "not a PDF" >junk.pdf
 "$batch" 2>usage && fail "no arguments is no usage error"
 [[ $(cat usage) == "$("$batch" --help)" ]] || fail "no arguments differ from --help"
 for command in convert merge pages clone resume render split extract join info rotate \
-    tiff-join tiff-split tiff-extract tiff-delete tiff-append rename-by-pages; do
+    tiff-join tiff-split tiff-extract tiff-delete tiff-append image-to-tiff rename-by-pages; do
     help=$("$batch" "$command" --help) || fail "$command --help exits $?"
     [[ $help == "Usage:"*"pagewright-batch $command "* ]] || fail "$command --help: $help"
     [[ $help == *"Exit status"* ]] || fail "$command --help lists no exit status"

@@ -1,5 +1,5 @@
 #include "core/failure_log.h"
-#include "engine/ap_img_to_pdf.h"
+#include "core/progress.h"
 #include "engine/ap_pdf_to_image.h"
 #include "engine/page_batch.h"
 #include "engine/tiff_pdf_commands.h"
@@ -87,20 +87,12 @@ private:
     CallLog &log_;
 };
 
-// The window a caller brings for progress: the members are found by name, values recorded.
-class ProgressWindow : public QObject {
-public:
-    ProgressWindow()
-    {
-        for (const char *name : {"m_ProgressBar", "lblProgFilename", "lblProgNo", "ProgressBar1"})
-            (new QObject(this))->setObjectName(name);
-        gfrmSetOrder = this;
-    }
-    ~ProgressWindow() override { gfrmSetOrder = nullptr; }
-    QVariant member(const char *name, const char *property) const
-    {
-        return findChild<QObject *>(name)->property(property);
-    }
+// The status a caller hands to long work: what it was last told.
+struct LastStatus final : Progress {
+    void setValue(int done) override { value = done; }
+    void setStatusText(const QString &status) override { text = status; }
+    int value = -1;
+    QString text = "untouched";
 };
 
 class Bindings : public ::testing::Test {
@@ -145,20 +137,22 @@ protected:
     SandboxDir box;
     RecordingUi ui;
     CallLog calls;
+    NoProgress quiet;
 };
 
 TEST_F(Bindings, PdfToImageMakesAFolderPerPdfUnlessStraightIntoTheFolder)
 {
     RecordingRenderer renderer(calls);
     ApPdfToImage binding(ui, renderer);
-    ASSERT_TRUE(binding.ConvertPDFToImage(box.filePath("report.v2.pdf"), box.path(), 2, "x", 1));
+    ASSERT_TRUE(
+        binding.ConvertPDFToImage(box.filePath("report.v2.pdf"), box.path(), 2, "x", 1, quiet));
     EXPECT_TRUE(QFileInfo(box.filePath("report.v2")).isDir());
     EXPECT_EQ(calls.calls.mid(1),
               (QStringList{"set 1 " + box.filePath("report.v2") + " 0 0", "set 2 x 0 0",
                            "set 5  1 0", "page 1", "page 2", "close 1"}));
 
     calls.calls.clear();
-    ASSERT_TRUE(binding.ConvertPDFToImage(box.filePath("other.pdf"), box.path(), 0, "", 7));
+    ASSERT_TRUE(binding.ConvertPDFToImage(box.filePath("other.pdf"), box.path(), 0, "", 7, quiet));
     EXPECT_FALSE(QFileInfo::exists(box.filePath("other")));
     EXPECT_EQ(calls.calls.mid(1),
               (QStringList{"set 1 " + box.path() + " 0 0", "set 2  0 0", "set 5  7 0",
@@ -169,62 +163,62 @@ TEST_F(Bindings, PdfToImageStopsOnTheFourOpenFailuresOnly)
 {
     RecordingRenderer renderer(calls);
     ApPdfToImage binding(ui, renderer);
-    EXPECT_FALSE(binding.ConvertPDFToImage({}, box.path(), 1, {}, 1));
+    EXPECT_FALSE(binding.ConvertPDFToImage({}, box.path(), 1, {}, 1, quiet));
     EXPECT_TRUE(calls.calls.isEmpty());
     for (int32_t failure : {-1, -2, -3, -4}) {
         renderer.openResult = failure;
-        EXPECT_FALSE(binding.ConvertPDFToImage("a.pdf", box.path(), 1, {}, 7));
+        EXPECT_FALSE(binding.ConvertPDFToImage("a.pdf", box.path(), 1, {}, 7, quiet));
     }
     EXPECT_FALSE(calls.calls.join(",").contains("close"));
     renderer.openResult = -5;
-    EXPECT_TRUE(binding.ConvertPDFToImage("a.pdf", box.path(), 1, {}, 7));
+    EXPECT_TRUE(binding.ConvertPDFToImage("a.pdf", box.path(), 1, {}, 7, quiet));
     // A name the folder cannot be cut from fails before any property is set.
     renderer.openResult = 1;
     calls.calls.clear();
-    EXPECT_FALSE(binding.ConvertPDFToImage("README", box.path(), 1, {}, 1));
+    EXPECT_FALSE(binding.ConvertPDFToImage("README", box.path(), 1, {}, 1, quiet));
     EXPECT_EQ(calls.calls.size(), 1);
     EXPECT_TRUE(log().contains(") in procedure ConvertPDFToImage at Line No. "));
     EXPECT_TRUE(log().contains(" of Class Module ApPdfToImage at time"));
 }
 
-TEST_F(Bindings, PdfToImageWritesRoundedPercentsToTheCallersWindow)
+TEST_F(Bindings, PdfToImageReportsRoundedPercentsAndTheFileToItsStatus)
 {
     RecordingRenderer renderer(calls);
     ApPdfToImage binding(ui, renderer);
-    ProgressWindow window;
+    LastStatus status;
     QStringList seen;
-    // Record each value as the page after it starts: the binding writes before it pumps events.
-    ui.onDoEvents = [&] { seen << window.member("lblProgNo", "text").toString(); };
-    ASSERT_TRUE(binding.ConvertPDFToImage("/x/scan.pdf", box.path(), 3, {}, 7));
-    EXPECT_EQ(seen, (QStringList{"33", "67", "100"}));
-    EXPECT_EQ(window.member("m_ProgressBar", "value").toInt(), 0);
-    EXPECT_EQ(window.member("lblProgFilename", "text").toString(), "");
-    EXPECT_EQ(window.member("lblProgNo", "text").toString(), "0");
+    // Record each value as the page after it starts: the binding reports before it pumps events.
+    ui.onDoEvents = [&] { seen << QString("%1 %2").arg(status.value).arg(status.text); };
+    ASSERT_TRUE(binding.ConvertPDFToImage("/x/scan.pdf", box.path(), 3, {}, 7, status));
+    EXPECT_EQ(seen, (QStringList{"33 scan.pdf", "67 scan.pdf", "100 scan.pdf"}));
+    EXPECT_EQ(status.value, 0);
+    EXPECT_EQ(status.text, "");
 
     seen.clear();
-    ASSERT_TRUE(binding.ConvertPDFToImage("/x/scan.pdf", box.path(), 8, {}, 7));
-    EXPECT_EQ(seen.first(), "12"); // 12.5 goes to the even neighbour
+    ASSERT_TRUE(binding.ConvertPDFToImage("/x/scan.pdf", box.path(), 8, {}, 7, status));
+    EXPECT_EQ(seen.first(), "12 scan.pdf"); // 12.5 goes to the even neighbour
 }
 
 TEST_F(Bindings, CombineOrderPdfPassesRangesAndRunsWithoutAMerge)
 {
     RecordingPages pages(calls);
-    TiffPdfCommands commands(ui, box.path(), pages);
-    ProgressWindow window;
-    EXPECT_FALSE(commands.CombineOrderPdf()); // no output file
+    TiffPdfCommands commands(ui, pages);
+    LastStatus status;
+    EXPECT_FALSE(commands.CombineOrderPdf(status)); // no output file
     commands.OutputFile = box.filePath("out.pdf");
     commands.colSelectedData = {row("/a/one.pdf", "2-3, 7"), row("/a/two.pdf", "0"),
                                 row("/a/three.pdf")};
-    ASSERT_TRUE(commands.CombineOrderPdf());
+    ASSERT_TRUE(commands.CombineOrderPdf(status));
     EXPECT_EQ(calls.calls, (QStringList{"fn 4 175 0 0 one.pdf|2-3, 7", "fn 4 175 0 0 two.pdf|0",
                                         "fn 4 175 0 0 three.pdf|0", "close 4"}));
-    EXPECT_EQ(window.member("ProgressBar1", "value").toInt(), 3);
+    EXPECT_EQ(status.value, 3);
 
     calls.calls.clear();
+    status.value = -1;
     pages.mergeHandle = 0;
-    EXPECT_TRUE(commands.CombineOrderPdf());
+    EXPECT_TRUE(commands.CombineOrderPdf(status));
     EXPECT_EQ(calls.calls, QStringList{"close 0"});
-    EXPECT_EQ(window.member("ProgressBar1", "value").toInt(), 3);
+    EXPECT_EQ(status.value, 3);
 
     calls.calls.clear();
     pages.mergeHandle = 4;
@@ -235,33 +229,9 @@ TEST_F(Bindings, CombineOrderPdfPassesRangesAndRunsWithoutAMerge)
                                         "fn 5 170 1 2 4-|" + target, "close 5"}));
 }
 
-TEST_F(Bindings, CombineOrderTiffMergesPairwiseThroughTheTwoTemporaryFiles)
-{
-    TiffPdfCommands commands(ui, box.path());
-    ProgressWindow window;
-    commands.OutputFile = box.filePath("merged.tif");
-    // One row: nothing merged, nothing written, and still a success.
-    commands.colSelectedData = {row(tiff("a.tif", 10))};
-    ASSERT_TRUE(commands.CombineOrderTiff());
-    EXPECT_FALSE(QFileInfo::exists(commands.OutputFile));
-
-    for (int width : {20, 30, 40, 50})
-        commands.colSelectedData.push_back(row(tiff(QString("f%1.tif").arg(width), width)));
-    ASSERT_TRUE(commands.CombineOrderTiff());
-    EXPECT_EQ(pageWidths(commands.OutputFile), (QList<int>{10, 20, 30, 40, 50}));
-    EXPECT_FALSE(QFileInfo::exists(box.filePath(TiffPdfCommands::TempMerge1)));
-    EXPECT_FALSE(QFileInfo::exists(box.filePath(TiffPdfCommands::TempMerge2)));
-    EXPECT_EQ(window.member("ProgressBar1", "value").toInt(), 0);
-
-    // A file that cannot be merged ends the list; the growing result stays for inspection.
-    commands.colSelectedData.insert(commands.colSelectedData.begin() + 3, row("/nowhere/x.tif"));
-    EXPECT_FALSE(commands.CombineOrderTiff());
-    EXPECT_TRUE(QFileInfo::exists(box.filePath(TiffPdfCommands::TempMerge1)));
-}
-
 TEST_F(Bindings, TiffCommandsWriteIntoAFolderNamedAfterTheSource)
 {
-    TiffPdfCommands commands(ui, box.path());
+    TiffPdfCommands commands(ui);
     const QString scan = tiff("scan.tif", 10, 3);
     ASSERT_TRUE(commands.SplitTiffFiles(scan, 1, box.filePath("out"), "p"));
     EXPECT_EQ(pageWidths(box.filePath("out/scan/p1.tif")).size(), 1);
@@ -480,7 +450,7 @@ TEST_F(Bindings, PageCommandsSayWhatWentWrong)
     // Two inputs of one name would put their pages into one folder: refused before anything
     // is made.
     const QString twin = box.write("b/report.pdf", readFile(report));
-    for (const char *command : {"render", "split", "tiff-extract"}) {
+    for (const char *command : {"render", "split", "tiff-extract", "image-to-tiff"}) {
         run = pageCommand({command, "-o", box.filePath("twins"), report, twin});
         EXPECT_EQ(run.status, 2) << command;
         ASSERT_EQ(run.err.size(), 1) << command;
@@ -489,4 +459,54 @@ TEST_F(Bindings, PageCommandsSayWhatWentWrong)
     }
     run = pageCommand({"tiff-delete", "--page", "40000", "a.tif"});
     EXPECT_EQ(run.err, QStringList{"--page takes a TIFF page number up to 32767."});
+}
+
+// Each image becomes a one-page TIFF named after it, in the compression asked for or the one
+// that fits it; what cannot be done is named, and an image never replaces itself.
+TEST_F(Bindings, ImageToTiffWritesOnePageEachAndRefusesWhatItCannotDo)
+{
+    const QString photo = box.filePath("photo.v1.png");
+    ASSERT_TRUE(colourPattern(30, 20).save(photo));
+    const QString scan = box.filePath("scan.bmp");
+    ASSERT_TRUE(bilevelPattern(64, 16).convertToFormat(QImage::Format_Mono).save(scan));
+    const QString out = box.filePath("out");
+    const auto compression = [](const QString &path) {
+        uint16_t value = 0;
+        TIFF *tiff = TIFFOpen(QFile::encodeName(path).constData(), "r");
+        if (tiff) {
+            TIFFGetField(tiff, TIFFTAG_COMPRESSION, &value);
+            TIFFClose(tiff);
+        }
+        return int(value);
+    };
+    const struct {
+        QStringList options;
+        int status;
+        int photoCompression, scanCompression; // 0: not written
+    } cases[] = {
+        {{"--compression", "gif"}, 2, 0, 0},
+        {{}, 0, COMPRESSION_LZW, COMPRESSION_CCITTFAX4},
+        {{"--compression", "deflate"}, 0, COMPRESSION_ADOBE_DEFLATE, COMPRESSION_ADOBE_DEFLATE},
+        {{"--compression=g4"}, 1, 0, COMPRESSION_CCITTFAX4}, // no fax coding of colour
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.options.join(" ").toStdString());
+        QDir(out).removeRecursively();
+        const PageRun run = pageCommand(QStringList{"image-to-tiff"} + c.options +
+                                        QStringList{"-o", out, photo, scan});
+        EXPECT_EQ(run.status, c.status);
+        EXPECT_EQ(compression(out + "/photo.v1.tif"), c.photoCompression);
+        EXPECT_EQ(compression(out + "/scan.tif"), c.scanCompression);
+        if (c.status == 1) {
+            ASSERT_EQ(run.err.size(), 1);
+            EXPECT_TRUE(run.err[0].startsWith(photo + ": ")) << run.err[0].toStdString();
+        }
+    }
+    EXPECT_EQ(pageWidths(out + "/scan.tif"), QList<int>{64});
+
+    const QString tiffScan = tiff("page.tif", 10);
+    const QByteArray before = readFile(tiffScan);
+    const PageRun itself = pageCommand({"image-to-tiff", "-o", box.path(), tiffScan});
+    EXPECT_EQ(itself.status, 1);
+    EXPECT_EQ(readFile(tiffScan), before);
 }

@@ -94,7 +94,7 @@ void MergeRun::merge(FailureTail &pwTail)
     form_.setProgressMaximum(int(binding_.colSelectedData.size()));
     context_.ui.DoEvents();
     PW_STEP;
-    const bool merged = binding_.MergeConvert_TiffToPdfx();
+    const bool merged = binding_.MergeConvert_TiffToPdfx(form_.progress());
     // The outcome is read with the ordinary pointer.
     form_.setRunning(false);
     if (merged) {

@@ -22,8 +22,7 @@ struct SetOrderChoices {
     bool openFile = false;    // ChkOpenFileMConvToPDF
 };
 
-// What the merge reads and drives on its dialog. The binding steps the dialog's
-// "ProgressBar1" itself, by name, through gfrmSetOrder.
+// What the merge reads and drives on its dialog.
 class SetOrderForm {
 public:
     virtual ~SetOrderForm() = default;
@@ -32,8 +31,10 @@ public:
     // stopped, so the dialog stays up until it ends. All back afterwards; ending twice is
     // harmless.
     virtual void setRunning(bool running) = 0;
-    // ProgressBar1 from 0 to `maximum`, at 0.
+    // ProgressBar1 from 0 to `maximum`, at 0; the merge then counts the files added on
+    // progress(), which it never asks to stop.
     virtual void setProgressMaximum(int maximum) = 0;
+    virtual Progress &progress() = 0;
     // Closes the dialog, which stores its settings on the way.
     virtual void unload() = 0;
 };
