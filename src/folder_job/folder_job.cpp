@@ -350,29 +350,8 @@ void FolderJob::runNewJob(FailureTail &pwTail)
     state_->encodings = options.encodings;
     state_->outputRoot = resolvedPath(output);
     PW_STEP;
-    CloneListWriter writer(state_->CloneXmlPath);
-    CloneScan scan{state_->FilterPattern,         options.source,     options.output, &writer,
-                   [this] { return stopping(); }, [this] { yield(); }};
-    try {
-        writer.startNewJob(state_->encodings);
-        PW_STEP;
-        observer_.setStatusText("Searching file(s)...");
-        yield();
-        PW_STEP;
-        state_->TotalFiles = scan.SearchCloneFiles(options.source, output);
-    } catch (const RuntimeError &e) {
-        // A list that cannot be written ends the scan as a stop does: no job is started
-        // from a list that lost files.
-        interrupt(state_->CloneXmlPath, e.number(), e.description(), pwTail);
-    }
-    yield();
-    PW_STEP;
-    if (stopping()) {
-        observer_.setStatusText("Cloning Terminated");
-        summary_.stopped = true;
-        DeleteFileIfExists(state_->CloneXmlPath);
+    if (!listSource(output, pwTail))
         return endRun();
-    }
     PW_STEP;
     observer_.setStatusText("Processing file(s)...");
     if (state_->TotalFiles <= 0) {
@@ -394,6 +373,40 @@ void FolderJob::runNewJob(FailureTail &pwTail)
     summary_.newJobWalked = true;
     PW_STEP;
     endRun();
+}
+
+// The scan of the source into a new list, which replaces the last job's. False when it was
+// stopped: a partial list is not kept.
+bool FolderJob::listSource(const QString &output, FailureTail &pwTail)
+{
+    const FolderJobOptions &options = state_->options;
+    CloneListWriter writer(state_->CloneXmlPath);
+    CloneScan scan{.filterPattern = state_->FilterPattern,
+                   .sourceBox = options.source,
+                   .outputBox = options.output,
+                   .list = &writer,
+                   .stopRequested = [this] { return stopping(); },
+                   .yield = [this] { yield(); }};
+    try {
+        writer.startNewJob(state_->encodings);
+        PW_STEP;
+        observer_.setStatusText("Searching file(s)...");
+        yield();
+        PW_STEP;
+        state_->TotalFiles = scan.SearchCloneFiles(options.source, output);
+    } catch (const RuntimeError &e) {
+        // A list that cannot be written ends the scan as a stop does: no job is started
+        // from a list that lost files.
+        interrupt(state_->CloneXmlPath, e.number(), e.description(), pwTail);
+    }
+    yield();
+    PW_STEP;
+    if (!stopping())
+        return true;
+    observer_.setStatusText("Cloning Terminated");
+    summary_.stopped = true;
+    DeleteFileIfExists(state_->CloneXmlPath);
+    return false;
 }
 
 bool FolderJob::resume()

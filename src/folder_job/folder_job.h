@@ -133,6 +133,7 @@ public:
     void stop() { stopRequested_.store(true, std::memory_order_relaxed); }
 
     FolderJobState state() const;
+    // Not Idle: a failed run counts, so that the window's button stays a Stop button.
     bool running() const { return state() != FolderJobState::Idle; }
     // Whether an existing PDF is replaced, read anew for every file: a window's box changes it
     // during the run.
@@ -161,6 +162,7 @@ private:
     void endRun();
     void afterRun(bool ended);
     void runNewJob(FailureTail &pwTail);
+    bool listSource(const QString &output, FailureTail &pwTail);
     void ResumeLastClone();
     void ProcessClone();
     struct InHand;
