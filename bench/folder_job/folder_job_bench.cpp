@@ -41,14 +41,17 @@ public:
     int32_t ApClose(int32_t) override { return 0; }
 };
 
-// The dialog's controls as a job reads them, with a clock at every step of the bar.
-class TimedView final : public PlainCloneJobView {
+// A clock at every step of the bar; nothing shown.
+class TimedObserver final : public FolderJobObserver {
 public:
-    void setProgressValue(int value) override
+    void setValue(int done) override
     {
-        if (value > 0)
+        if (done > 0)
             steps.push_back(clock.nsecsElapsed());
     }
+    void logAppended(const QString &) override {}
+    bool ask(const FolderJobMessage &) override { return false; }
+    void tell(const FolderJobMessage &) override {}
     QElapsedTimer clock;
     std::vector<qint64> steps;
 };
@@ -82,14 +85,12 @@ int job(bool real, const QString &source, const QString &output, const QString &
     QuietUi ui;
     AppContext context(ui);
     context.FileStoragePath = store;
-    TimedView view;
-    view.source = source;
-    view.output = output;
+    TimedObserver view;
     NoPdfs none;
     FolderJob folderJob(context, view, real ? ImageToPdfLibrary::ours() : none);
     folderJob.prepare();
     view.clock.start();
-    folderJob.cmdOk_Click();
+    folderJob.start({source, output, false, {}});
     const size_t n = view.steps.size();
     std::printf("seconds %.3f files %zu first_thousand_ms %.3f last_thousand_ms %.3f\n",
                 double(view.clock.nsecsElapsed()) / 1e9, n, meanMs(view.steps, 1, 1001),

@@ -1,6 +1,5 @@
 #include "batch_clone.h"
 
-#include "clone_job_view.h"
 #include "folder_job.h"
 
 #include "core/app_context.h"
@@ -9,37 +8,51 @@
 #include "engine/ap_img_to_pdf.h"
 #include "engine/image_to_pdf_library.h"
 
-#include <QCoreApplication>
 #include <QDir>
 #include <QThread>
 
 #include <algorithm>
+#include <atomic>
 #include <csignal>
 
 namespace pw {
 
 namespace {
 
+// The job that an interrupt stops; set while RunBatchClone runs one.
+std::atomic<FolderJob *> interruptible{nullptr};
 volatile std::sig_atomic_t interrupted = 0;
+static_assert(std::atomic<FolderJob *>::is_always_lock_free, "read in a signal handler");
 
 extern "C" void onInterrupt(int)
 {
     interrupted = 1;
+    if (FolderJob *job = interruptible.load())
+        job->stop();
 }
 
-// The job's boxes are the command's arguments; the log goes out line by line.
-class CommandLineView final : public PlainCloneJobView {
+// The job's log goes out line by line; a question about the last job is answered No (the
+// command decides that itself), and a notice is the job refusing to start (no output folder,
+// no images): the window shows it in a box, the command line says it.
+class CommandLineObserver final : public FolderJobObserver {
 public:
-    explicit CommandLineView(const std::function<void(const QString &)> &out) : out_(out) {}
-    ~CommandLineView() override { flush(); }
+    CommandLineObserver(const std::function<void(const QString &)> &out,
+                        const std::function<void(const QString &)> &err)
+        : out_(out), err_(err)
+    {
+    }
+    ~CommandLineObserver() override { flush(); }
 
-    void clearLog() override { flush(); }
-    void appendLog(const QString &text) override
+    void setValue(int) override {}
+    void logCleared() override { flush(); }
+    void logAppended(const QString &text) override
     {
         pending_ += text;
         for (qsizetype end; (end = pending_.indexOf("\r\n")) >= 0; pending_.remove(0, end + 2))
             out_(pending_.left(end));
     }
+    bool ask(const FolderJobMessage &) override { return false; }
+    void tell(const FolderJobMessage &notice) override { err_("pagewright-batch: " + notice.text); }
 
     void flush()
     {
@@ -50,43 +63,22 @@ public:
 
 private:
     const std::function<void(const QString &)> &out_;
+    const std::function<void(const QString &)> &err_;
     QString pending_;
 };
 
-// No windows: a question about the last job is answered No (the command decides that itself),
-// and an interrupt asks the job to stop after the file in hand.
-class CommandLineUi final : public UiServices {
+// Sets and clears the job that an interrupt reaches.
+class InterruptScope {
 public:
-    explicit CommandLineUi(const std::function<void(const QString &)> &err) : err_(err) {}
-    FolderJob *job = nullptr;
-    bool refused = false;
-
-    int MessageBox(const QString &prompt, int flags, const QString &) override
+    explicit InterruptScope(FolderJob &job)
     {
-        if ((flags & vbButtonsMask) == vbYesNo)
-            return vbNo;
-        // A notice here is the job refusing to start (no output folder, no images): the
-        // window shows it in a box, the command line says it and ends with 2.
-        err_("pagewright-batch: " + prompt);
-        refused = true;
-        return vbOK;
+        interruptible = &job;
+        std::signal(SIGINT, onInterrupt);
+        std::signal(SIGTERM, onInterrupt);
     }
-    int ShellExecute(const QString &, const QString &, const QString &, const QString &) override
-    {
-        return 33;
-    }
-    void OpenWith(const QString &) override {}
-    QString BrowseForFolder(const QString &, const QString &, int) override { return {}; }
-    QString AskSaveFileName(const QString &, const QString &, int) override { return {}; }
-    void DoEvents() override
-    {
-        if (interrupted && job)
-            job->requestStop();
-        QCoreApplication::processEvents();
-    }
-
-private:
-    const std::function<void(const QString &)> &err_;
+    ~InterruptScope() { interruptible = nullptr; }
+    InterruptScope(const InterruptScope &) = delete;
+    InterruptScope &operator=(const InterruptScope &) = delete;
 };
 
 QString usage()
@@ -98,8 +90,8 @@ QString usage()
            " --orientation, --dpi, --force-dpi, --max-pixels.";
 }
 
-// Reads the options of clone or resume into `view`; "" when they are right, else what is wrong.
-QString readOptions(const QStringList &args, CommandLineView &view, bool &fresh, int &workers)
+// Reads the options of clone or resume into `options`; "" when they are right, else what is wrong.
+QString readOptions(const QStringList &args, FolderJobOptions &options, bool &fresh, int &workers)
 {
     const bool clone = args[0] == "clone";
     QStringList folders;
@@ -120,16 +112,16 @@ QString readOptions(const QStringList &args, CommandLineView &view, bool &fresh,
         }
         if (!clone)
             return "The resume command takes only --jobs and the page options.";
-        QString *name = a == "--color"  ? &view.chosen.EncodColor
-                        : a == "--gray" ? &view.chosen.EncodGraycale
-                        : a == "--bw"   ? &view.chosen.EncodBW
+        QString *name = a == "--color"  ? &options.encodings.EncodColor
+                        : a == "--gray" ? &options.encodings.EncodGraycale
+                        : a == "--bw"   ? &options.encodings.EncodBW
                                         : nullptr;
         if (name) {
             if (++i >= args.size() || !RecompressionNames.contains(args[i]))
                 return "Option " + a + " needs one of " + RecompressionNames.join(", ") + ".";
             *name = args[i];
         } else if (a == "--replace") {
-            view.replace = true;
+            options.replaceExisting = true;
         } else if (a == "--new") {
             fresh = true;
         } else if (a == "--ocr") {
@@ -149,8 +141,9 @@ QString readOptions(const QStringList &args, CommandLineView &view, bool &fresh,
         return "The clone command needs a source folder and an output folder.";
     // Absolute and without a trailing separator: the folder names of the tree are made from
     // the source's text, and a resume from another working folder must find the same places.
-    view.source = QDir::cleanPath(QDir::current().absoluteFilePath(folders[0]));
-    view.output = QDir::cleanPath(QDir::current().absoluteFilePath(folders[1]));
+    options.source = QDir::cleanPath(QDir::current().absoluteFilePath(folders[0]));
+    options.output = QDir::cleanPath(QDir::current().absoluteFilePath(folders[1]));
+    options.encodings.ocr = QString::fromStdString(ImageToPdfLibrary::ours().ocrLanguage());
     return {};
 }
 
@@ -180,46 +173,44 @@ bool IsBatchCloneCommand(const QString &command)
 int RunBatchClone(const QStringList &args, const std::function<void(const QString &)> &out,
                   const std::function<void(const QString &)> &err)
 {
-    CommandLineView view(out);
+    FolderJobOptions options;
     bool fresh = false;
     int workers = std::max(1, QThread::idealThreadCount());
-    if (const QString wrong = readOptions(args, view, fresh, workers); !wrong.isEmpty()) {
+    if (const QString wrong = readOptions(args, options, fresh, workers); !wrong.isEmpty()) {
         err(wrong + "\n" + usage());
         return 2;
     }
-    CommandLineUi ui(err);
+    QuietUi ui;
     AppContext context(ui);
     if (!EnsureFileStoragePath(context))
         return 2;
-    FolderJob job(context, view, ImageToPdfLibrary::ours());
+    CommandLineObserver observer(out, err);
+    FolderJob job(context, observer, ImageToPdfLibrary::ours());
     job.setWorkers(workers);
-    ui.job = &job;
-    std::signal(SIGINT, onInterrupt);
-    std::signal(SIGTERM, onInterrupt);
+    const InterruptScope interrupts(job);
     job.prepare();
-    job.ReadPvtString();
+    job.readRecord();
     if (const QString holder = job.runningElsewhere(); !holder.isEmpty()) {
         err("pagewright-batch: a folder job is running in " + holder +
             "; wait for it to end, or stop it, before you start another.");
         return 2;
     }
     if (args[0] == "resume") {
-        if (!job.unfinishedJobExists()) {
+        if (!job.resume()) {
             err("There is no unfinished folder job to resume.");
             return 2;
         }
-        job.resumeAsRecorded();
     } else {
         if (job.unfinishedJobExists() && !fresh) {
             err("An unfinished folder job exists (from " + job.record().LastClonePath +
                 "): run \"pagewright-batch resume\", or clone --new to discard it.");
             return 2;
         }
-        job.cmdOk_Click();
+        job.start(options);
     }
-    view.flush();
+    observer.flush();
     reportInterruption(job.lastRun(), err);
-    if (ui.refused)
+    if (job.lastRun().refused)
         return 2;
     if (interrupted && job.lastRun().stopped) {
         err("pagewright-batch: interrupted; the job is kept: run \"pagewright-batch resume\" to "

@@ -6,14 +6,22 @@
 // that the file's tag reserves behind its status. Any well-formed list is read, also one
 // written by hand or by another program; such a list is rewritten whole for each outcome.
 
-#include "clone_job_view.h"
-
 #include <QString>
 
 #include <memory>
 #include <vector>
 
 namespace pw {
+
+// The recompression name chosen for each image class, or "" where none is.
+struct CloneEncodings {
+    QString EncodColor;
+    QString EncodGraycale;
+    QString EncodBW;
+    // The language of the PDFs' text layer, "" for none: kept with the job so that a resume
+    // makes the rest searchable too.
+    QString ocr;
+};
 
 struct CloneFileEntry {
     QString name;         // the source file's name

@@ -75,9 +75,11 @@ struct FolderJob::State {
     int FilesCompleted = 0;
     int progressMaximum = 0;
     int progressValue = 0;
+    FolderJobOptions options; // the new job's, as started
     CloneEncodings encodings;
+    bool replace = false;
     std::optional<ApImgToPdf> converter;
-    bool running = false;
+    FolderJobState state = FolderJobState::Idle;
     JobLock lock;
     // The job's output folder with links and dots resolved: nothing is written outside it.
     QString outputRoot;
@@ -106,8 +108,13 @@ void FolderJob::setWorkers(int workers)
     state_->workers = std::max(1, workers);
 }
 
-FolderJob::FolderJob(AppContext &context, CloneJobView &view, ImageToPdfLibrary &library)
-    : context_(context), view_(view), library_(library), state_(std::make_unique<State>())
+void FolderJob::setReplaceExisting(bool replace)
+{
+    state_->replace = replace;
+}
+
+FolderJob::FolderJob(AppContext &context, FolderJobObserver &observer, ImageToPdfLibrary &library)
+    : context_(context), observer_(observer), library_(library), state_(std::make_unique<State>())
 {
 }
 
@@ -128,9 +135,28 @@ QString FolderJob::CloneIniPath() const
     return state_->CloneFolder + separator() + "Clone.ini";
 }
 
-bool FolderJob::running() const
+FolderJobState FolderJob::state() const
 {
-    return state_->running;
+    return state_->state;
+}
+
+void FolderJob::setState(FolderJobState state)
+{
+    state_->state = state;
+    observer_.stateChanged(state);
+}
+
+bool FolderJob::stopping() const
+{
+    return stopRequested_.load(std::memory_order_relaxed);
+}
+
+// Lets the window's events run; a stop asked through the observer is taken here.
+void FolderJob::yield()
+{
+    context_.ui.DoEvents();
+    if (observer_.cancelRequested())
+        stop();
 }
 
 void FolderJob::prepare()
@@ -141,7 +167,7 @@ void FolderJob::prepare()
     state_->FilterPattern = FillFilterPatterns()[0];
 }
 
-void FolderJob::ReadPvtString()
+void FolderJob::readRecord()
 {
     PW_PROCEDURE("ReadPvtString", dialog);
     guarded(pwTail, [&] {
@@ -183,18 +209,18 @@ void FolderJob::WritePvtString()
         if (!QFile::exists(CloneIniPath()))
             QFile(CloneIniPath()).open(QIODevice::WriteOnly);
         PW_STEP;
-        writeKey("CLONE_PATH", view_.sourceText());
-        writeKey("OUTPUT_PATH", ResolveDesktop(view_.outputText()));
-        context_.ui.DoEvents();
+        writeKey("CLONE_PATH", state_->options.source);
+        writeKey("OUTPUT_PATH", ResolveDesktop(state_->options.output));
+        yield();
         writeKey("TIME_START", QTime::currentTime().toString("HH:mm:ss"));
         writeKey("TOTAL_FILE", QString::number(state_->TotalFiles));
-        context_.ui.DoEvents();
+        yield();
         writeKey("FILE_COMPLETED", QString::number(state_->FilesCompleted));
         writeKey("LAST_FILEPATH", "");
-        context_.ui.DoEvents();
+        yield();
         writeKey("STATUS", Unfinished);
-        context_.ui.DoEvents();
-        writeKey("REPLACE_EXISTING", view_.replaceExisting() ? "1" : "0");
+        yield();
+        writeKey("REPLACE_EXISTING", state_->replace ? "1" : "0");
     });
 }
 
@@ -209,6 +235,12 @@ QString FolderJob::runningElsewhere() const
     return state_->lock.held() ? QString() : JobLock::holder(state_->CloneFolder);
 }
 
+void FolderJob::refuse(const FolderJobMessage &notice)
+{
+    summary_.refused = true;
+    observer_.tell(notice);
+}
+
 // A job runs only while this process holds the job folder's lock; another process's job is
 // neither joined nor replaced.
 bool FolderJob::refuseUnlessLocked(const JobLockScope &lock)
@@ -218,50 +250,33 @@ bool FolderJob::refuseUnlessLocked(const JobLockScope &lock)
     summary_.lockedBy = JobLock::holder(state_->CloneFolder);
     if (summary_.lockedBy.isEmpty())
         summary_.lockedBy = "another process";
-    context_.ui.MsgBox("A folder job is running in " + summary_.lockedBy +
-                           ". Wait for it to end, or stop it, before you start another.",
-                       vbExclamation, AppTitle);
+    refuse({"A folder job is running in " + summary_.lockedBy +
+                ". Wait for it to end, or stop it, before you start another.",
+            vbExclamation, AppTitle});
     return false;
 }
 
-bool FolderJob::askToResume()
+bool FolderJob::offerResume()
 {
-    if (!unfinishedJobExists())
-        return false;
-    return context_.ui.MsgBox("Last Cloning Job was not completed successfully.\r\nDo you wants "
-                              "to start that again?",
-                              vbYesNo, AppTitle) == vbYes;
+    readRecord();
+    return unfinishedJobExists() &&
+           observer_.ask({"Last Cloning Job was not completed successfully.\r\nDo you wants to "
+                          "start that again?",
+                          vbYesNo, AppTitle});
 }
 
-void FolderJob::Form_Activate()
-{
-    ReadPvtString();
-    if (askToResume())
-        resumeAsRecorded();
-}
-
-void FolderJob::resumeAsRecorded()
-{
-    view_.setSourceText(record_.LastClonePath);
-    view_.setOutputText(record_.LastOutputPath);
-    view_.setReplaceExisting(Val(record_.LastReplaceExisting) != 0);
-    ResumeLastClone();
-}
-
-bool FolderJob::ValidateInput()
+bool FolderJob::ValidateInput(QString output)
 {
     bool result = false;
     PW_PROCEDURE("ValidateInput", dialog);
     guarded(pwTail, [&] {
         PW_STEP;
-        QString output = view_.outputText();
         const QString refusal = output.isEmpty() ? "Please select output folder to clone."
                                 : !FolderExists(output) || !IsFolderPath(output)
                                     ? "Specified output path is not valid."
                                     : QString();
         if (!refusal.isEmpty()) {
-            context_.ui.MsgBox(refusal, vbInformation, AppTitle);
-            view_.focusOutput();
+            refuse({refusal, vbInformation, AppTitle, true});
             return;
         }
         result = true;
@@ -269,138 +284,146 @@ bool FolderJob::ValidateInput()
     return result;
 }
 
-void FolderJob::startRun()
-{
-    state_->running = true;
-    view_.setCloseEnabled(false);
-    view_.setRunCaption(Stop);
-    view_.setBusy(true);
-    StopRequested = false;
-    summary_ = {};
-}
-
+// The stop flag is cleared here and not at the start, so that a stop that came before the run
+// (an interrupt while the command line was still setting up) is not lost.
 void FolderJob::endRun()
 {
-    view_.setRunCaption(Start);
-    view_.setCloseEnabled(true);
-    view_.setBusy(false);
     setProgressValue(0);
-    state_->running = false;
     state_->converter.reset();
+    stopRequested_.store(false, std::memory_order_relaxed);
+    setState(FolderJobState::Idle);
+}
+
+// A run that ended through its failure tail keeps its state: no new run starts, and a window
+// keeps the look of the run.
+void FolderJob::afterRun(bool ended)
+{
+    if (ended)
+        return;
+    summary_.failed = true;
+    if (running())
+        setState(FolderJobState::Failed);
 }
 
 void FolderJob::reportEnd()
 {
-    summary_.stopped = StopRequested;
-    const QString word = StopRequested ? "terminated...." : "completed....";
-    view_.appendLog("\r\n" + word);
-    view_.setStatusCaption(word);
-    writeKey("STATUS", StopRequested ? Unfinished : Finished);
+    summary_.stopped = stopping();
+    const QString word = summary_.stopped ? "terminated...." : "completed....";
+    observer_.logAppended("\r\n" + word);
+    observer_.setStatusText(word);
+    writeKey("STATUS", summary_.stopped ? Unfinished : Finished);
 }
 
-void FolderJob::cmdOk_Click()
+void FolderJob::start(const FolderJobOptions &options)
 {
-    if (view_.runCaption() != Start) {
-        StopRequested = true;
+    if (running())
         return;
-    }
+    summary_ = {};
     PW_PROCEDURE("cmdOk_Click", dialog);
     const bool ended = guarded(pwTail, [&] {
         PW_STEP;
-        StopRequested = false;
-        if (!ValidateInput())
+        if (!ValidateInput(options.output))
             return;
         JobLockScope lock(state_->lock, state_->CloneFolder);
         if (!refuseUnlessLocked(lock))
             return;
         PW_STEP;
-        view_.setRunCaption(Stop);
-        ReadPvtString();
-        if (askToResume()) {
-            view_.setRunCaption(Start);
-            ResumeLastClone();
-            return;
-        }
+        // Yes takes up the old job under its own folders, with the replace choice of now.
+        state_->replace = options.replaceExisting;
+        if (offerResume())
+            return ResumeLastClone();
         PW_STEP;
-        view_.clearLog();
-        startRun();
-        QString output = ResolveDesktop(view_.outputText());
-        if (output.trimmed().isEmpty())
-            output = view_.sourceText();
-        state_->encodings = view_.encodings();
-        state_->encodings.ocr = QString::fromStdString(library_.ocrLanguage());
-        state_->outputRoot = resolvedPath(output);
-        PW_STEP;
-        CloneListWriter writer(state_->CloneXmlPath);
-        CloneScan scan{state_->FilterPattern,
-                       view_.sourceText(),
-                       view_.outputText(),
-                       &writer,
-                       [this] { return StopRequested; },
-                       [this] { context_.ui.DoEvents(); }};
-        try {
-            writer.startNewJob(state_->encodings);
-            PW_STEP;
-            view_.setStatusCaption("Searching file(s)...");
-            context_.ui.DoEvents();
-            PW_STEP;
-            state_->TotalFiles = scan.SearchCloneFiles(view_.sourceText(), output);
-        } catch (const RuntimeError &e) {
-            // A list that cannot be written ends the scan as a stop does: no job is started
-            // from a list that lost files.
-            interrupt(state_->CloneXmlPath, e.number(), e.description(), pwTail);
-        }
-        context_.ui.DoEvents();
-        PW_STEP;
-        if (StopRequested) {
-            view_.setStatusCaption("Cloning Terminated");
-            summary_.stopped = true;
-            DeleteFileIfExists(state_->CloneXmlPath);
-            endRun();
-            return;
-        }
-        PW_STEP;
-        view_.setStatusCaption("Processing file(s)...");
-        if (state_->TotalFiles <= 0) {
-            context_.ui.MsgBox("There is no supported image files in the source folder!",
-                               vbExclamation);
-            endRun();
-            return;
-        }
-        PW_STEP;
-        state_->progressMaximum = state_->TotalFiles;
-        view_.setProgressMaximum(state_->TotalFiles);
-        setProgressValue(0);
-        state_->FilesCompleted = 0;
-        view_.appendLog("Total Files=" + QString::number(state_->TotalFiles) +
-                        "\r\nClonning_Path : " + view_.sourceText() + "\r\nProcessing.....");
-        PW_STEP;
-        WritePvtString();
-        ProcessClone();
-        PW_STEP;
-        reportEnd();
-        PW_STEP;
-        const bool openFolder = view_.openFolderAfter();
-        if (context_.AppSettings) // pagewright-batch leaves the dialog's settings alone
-            context_.settings().setIsOpenFolderCloneDir(openFolder ? 1 : 0);
-        if (openFolder) {
-            if (view_.outputText().trimmed().isEmpty())
-                view_.setOutputText(view_.sourceText());
-            context_.ui.ShellOpenFile("Explore", view_.outputText());
-        }
-        PW_STEP;
-        endRun();
+        state_->options = options;
+        runNewJob(pwTail);
     });
-    // A failed run leaves the dialog as it stood: "Sto&p" on the button, Close disabled.
-    summary_.failed = summary_.failed || !ended;
+    afterRun(ended);
+}
+
+void FolderJob::runNewJob(FailureTail &pwTail)
+{
+    const FolderJobOptions &options = state_->options;
+    observer_.logCleared();
+    setState(FolderJobState::Searching);
+    QString output = ResolveDesktop(options.output);
+    if (output.trimmed().isEmpty())
+        output = options.source;
+    state_->encodings = options.encodings;
+    state_->outputRoot = resolvedPath(output);
+    PW_STEP;
+    if (!listSource(output, pwTail))
+        return endRun();
+    PW_STEP;
+    observer_.setStatusText("Processing file(s)...");
+    if (state_->TotalFiles <= 0) {
+        refuse({"There is no supported image files in the source folder!", vbExclamation, {}});
+        return endRun();
+    }
+    PW_STEP;
+    setState(FolderJobState::Processing);
+    setProgressMaximum(state_->TotalFiles);
+    setProgressValue(0);
+    state_->FilesCompleted = 0;
+    observer_.logAppended("Total Files=" + QString::number(state_->TotalFiles) +
+                          "\r\nClonning_Path : " + options.source + "\r\nProcessing.....");
+    PW_STEP;
+    WritePvtString();
+    ProcessClone();
+    PW_STEP;
+    reportEnd();
+    summary_.newJobWalked = true;
+    PW_STEP;
+    endRun();
+}
+
+// The scan of the source into a new list, which replaces the last job's. False when it was
+// stopped: a partial list is not kept.
+bool FolderJob::listSource(const QString &output, FailureTail &pwTail)
+{
+    const FolderJobOptions &options = state_->options;
+    CloneListWriter writer(state_->CloneXmlPath);
+    CloneScan scan{.filterPattern = state_->FilterPattern,
+                   .sourceBox = options.source,
+                   .outputBox = options.output,
+                   .list = &writer,
+                   .stopRequested = [this] { return stopping(); },
+                   .yield = [this] { yield(); }};
+    try {
+        writer.startNewJob(state_->encodings);
+        PW_STEP;
+        observer_.setStatusText("Searching file(s)...");
+        yield();
+        PW_STEP;
+        state_->TotalFiles = scan.SearchCloneFiles(options.source, output);
+    } catch (const RuntimeError &e) {
+        // A list that cannot be written ends the scan as a stop does: no job is started
+        // from a list that lost files.
+        interrupt(state_->CloneXmlPath, e.number(), e.description(), pwTail);
+    }
+    yield();
+    PW_STEP;
+    if (!stopping())
+        return true;
+    observer_.setStatusText("Cloning Terminated");
+    summary_.stopped = true;
+    DeleteFileIfExists(state_->CloneXmlPath);
+    return false;
+}
+
+bool FolderJob::resume()
+{
+    if (running())
+        return false;
+    summary_ = {};
+    readRecord();
+    if (!unfinishedJobExists())
+        return false;
+    state_->replace = Val(record_.LastReplaceExisting) != 0;
+    ResumeLastClone();
+    return true;
 }
 
 void FolderJob::ResumeLastClone()
 {
-    if (view_.runCaption() != Start) {
-        StopRequested = true;
-        return;
-    }
     PW_PROCEDURE("ResumeLastClone", dialogWithoutTime);
     const bool ended = guarded(pwTail, [&] {
         PW_STEP;
@@ -409,24 +432,29 @@ void FolderJob::ResumeLastClone()
             return;
         state_->outputRoot = resolvedPath(
             record_.LastOutputPath.isEmpty() ? record_.LastClonePath : record_.LastOutputPath);
-        startRun();
+        setState(FolderJobState::Processing);
         PW_STEP;
-        view_.clearLog();
-        state_->progressMaximum = CInt(record_.LastTotalFile);
-        view_.setProgressMaximum(state_->progressMaximum);
+        observer_.logCleared();
+        setProgressMaximum(CInt(record_.LastTotalFile));
         setProgressValue(0);
         state_->FilesCompleted = 0;
         PW_STEP;
-        view_.appendLog("Total Files=" + record_.LastTotalFile + "\r\n");
-        view_.appendLog("Clonning_Path : " + record_.LastClonePath);
-        view_.appendLog("\r\nProcessing.....");
+        observer_.logAppended("Total Files=" + record_.LastTotalFile + "\r\n");
+        observer_.logAppended("Clonning_Path : " + record_.LastClonePath);
+        observer_.logAppended("\r\nProcessing.....");
         PW_STEP;
         ProcessClone();
         PW_STEP;
         reportEnd();
         endRun();
     });
-    summary_.failed = summary_.failed || !ended;
+    afterRun(ended);
+}
+
+void FolderJob::setProgressMaximum(int maximum)
+{
+    state_->progressMaximum = maximum;
+    observer_.setProgressMaximum(maximum);
 }
 
 void FolderJob::setProgressValue(int value)
@@ -435,7 +463,7 @@ void FolderJob::setProgressValue(int value)
     if (value > state_->progressMaximum || value < 0)
         throw RuntimeError::fromNumber(380);
     state_->progressValue = value;
-    view_.setProgressValue(value);
+    observer_.setValue(value);
 }
 
 void FolderJob::ProcessClone()
@@ -454,7 +482,7 @@ void FolderJob::ProcessClone()
         const CloneEncodings encodings = list.settings(found);
         if (found) {
             state_->encodings = encodings;
-            view_.restoreEncodings(encodings);
+            observer_.encodingsRestored(encodings);
         }
         // The rest is made as the start made its files: a language since removed stops the run
         // with the job kept for when it is back. The window's own choice holds again after.
@@ -462,9 +490,8 @@ void FolderJob::ProcessClone()
             qScopeGuard([&, chosen = library_.ocrLanguage()] { library_.setOcrLanguage(chosen); });
         if (const std::string why = library_.setOcrLanguage(encodings.ocr.toStdString());
             !why.empty()) {
-            context_.ui.MsgBox("The job's PDFs are made searchable, but " +
-                                   QString::fromStdString(why) + ".",
-                               vbExclamation, AppTitle);
+            refuse({"The job's PDFs are made searchable, but " + QString::fromStdString(why) + ".",
+                    vbExclamation, AppTitle});
             return;
         }
         walk(list, pwTail);
@@ -497,7 +524,7 @@ void FolderJob::walk(CloneList &list, FailureTail &pwTail)
                             : inHand.empty();
         };
         for (nextToTake = std::max(nextToTake, from);
-             nextToTake < list.count() && room() && !StopRequested; ++nextToTake)
+             nextToTake < list.count() && room() && !stopping(); ++nextToTake)
             if (list.attribute(nextToTake, "status").trimmed().isEmpty())
                 inHand.emplace(nextToTake, takeInHand(list, nextToTake, pwTail));
     };
@@ -508,15 +535,15 @@ void FolderJob::walk(CloneList &list, FailureTail &pwTail)
                hand->second.conversion.wait_for(std::chrono::milliseconds(2)) !=
                    std::future_status::ready) {
             takeMore(i + 1);
-            context_.ui.DoEvents();
+            yield();
         }
     };
     for (int i = 0; i < list.count(); ++i) {
         PW_STEP;
-        if (StopRequested && inHand.empty())
+        if (stopping() && inHand.empty())
             break;
         const QString source = list.attribute(i, "path") + separator() + list.attribute(i, "name");
-        view_.appendLog("\r\n" + source + ".....");
+        observer_.logAppended("\r\n" + source + ".....");
         PW_STEP;
         takeMore(i);
         awaitFile(i);
@@ -530,7 +557,7 @@ void FolderJob::walk(CloneList &list, FailureTail &pwTail)
             takeMore(i + 1);
         if (toDo && outcome.isEmpty())
             break; // the disk, not the file, failed: it stays to do for a resume
-        view_.appendLog(outcome.isEmpty() ? settled : outcome);
+        observer_.logAppended(outcome.isEmpty() ? settled : outcome);
         count(outcome.isEmpty() ? settled.trimmed() : outcome);
         PW_STEP;
         ++state_->FilesCompleted;
@@ -541,7 +568,7 @@ void FolderJob::walk(CloneList &list, FailureTail &pwTail)
                                         {"LAST_FILEPATH", source}},
                                        CloneIniPath());
         const int notedError = errno;
-        context_.ui.DoEvents();
+        yield();
         PW_STEP;
         try {
             if (!outcome.isEmpty())
@@ -552,7 +579,7 @@ void FolderJob::walk(CloneList &list, FailureTail &pwTail)
         if (!noted)
             interrupt(CloneIniPath(), WriteFailureNumber(notedError),
                       errorDescription(WriteFailureNumber(notedError)), pwTail);
-        if (StopRequested && inHand.empty())
+        if (stopping() && inHand.empty())
             break;
     }
 }
@@ -565,9 +592,9 @@ void FolderJob::interrupt(const QString &path, int number, const QString &reason
     pwTail.log(number, reason + ": " + path);
     if (summary_.interruption.isEmpty()) {
         summary_.interruption = path + ": " + reason;
-        view_.appendLog(reason);
+        observer_.logAppended(reason);
     }
-    StopRequested = true;
+    stop();
 }
 
 // Why writing into `folder` failed when the cause is the disk and not the file: out of room or
@@ -616,7 +643,7 @@ FolderJob::InHand FolderJob::takeInHand(const CloneList &list, int index, Failur
     }
     if (state_->tidiedFolders.insert(file.folder).second)
         library_.removeLeftovers(EncodeFileName(file.folder).toStdString());
-    if (!view_.replaceExisting() && IsRegularFilePath(file.target)) {
+    if (!state_->replace && IsRegularFilePath(file.target)) {
         file.outcome = "Already Exists";
         return file;
     }
@@ -627,9 +654,9 @@ FolderJob::InHand FolderJob::takeInHand(const CloneList &list, int index, Failur
         return Conversion{made, converter.CreateRefused, converter.LastFailureNumber};
     };
     if (state_->workers > 1) {
-        file.conversion = std::async(std::launch::async, [convert, &library = library_] {
+        file.conversion = std::async(std::launch::async, [convert] {
             QuietUi quiet;
-            ApImgToPdf converter(quiet, library);
+            ApImgToPdf converter(quiet, ImageToPdfLibrary::ours());
             return convert(converter);
         });
         return file;
@@ -653,7 +680,7 @@ QString FolderJob::settle(InHand &file, FailureTail &pwTail)
     if (!file.outcome.isEmpty())
         return file.outcome;
     while (file.conversion.wait_for(std::chrono::milliseconds(20)) != std::future_status::ready)
-        context_.ui.DoEvents();
+        yield();
     const Conversion c = file.conversion.get();
     if (!c.made || c.createRefused) {
         const QString why = environmentFailure(file.folder, c.failureNumber == 61 ? ENOSPC : 0);

@@ -26,20 +26,41 @@
 #include <cstdio>
 
 #include <functional>
+#include <vector>
 
 using namespace pw;
 
 namespace {
 
-// Stops a run from the bar, as a click arriving during the run would.
-class RecordingView final : public PlainCloneJobView {
+// What the dialog would show, with its questions and notices put to the recording services;
+// `onProgress` can stop a run from the bar, as a click arriving during the run would.
+class RecordingObserver final : public FolderJobObserver {
 public:
-    void setProgressValue(int value) override
+    explicit RecordingObserver(UiServices &ui) : ui_(ui) {}
+    void setValue(int done) override
     {
         if (onProgress)
-            onProgress(value);
+            onProgress(done);
     }
+    void stateChanged(FolderJobState state) override { states.push_back(state); }
+    void setStatusText(const QString &text) override { status = text; }
+    void logCleared() override { log.clear(); }
+    void logAppended(const QString &text) override { log += text; }
+    bool ask(const FolderJobMessage &question) override
+    {
+        return ui_.MsgBox(question.text, question.flags, question.title) == vbYes;
+    }
+    void tell(const FolderJobMessage &notice) override
+    {
+        ui_.MsgBox(notice.text, notice.flags, notice.title);
+    }
+
+    QString status, log;
+    std::vector<FolderJobState> states;
     std::function<void(int)> onProgress;
+
+private:
+    UiServices &ui_;
 };
 
 class FolderJobTest : public ::testing::Test {
@@ -62,23 +83,31 @@ protected:
             png(name);
         view.onProgress = [&](int done) {
             if (done == 1)
-                job.cmdOk_Click(); // the Stop button, pressed during the run
+                job.stop(); // the Stop button, pressed during the run
         };
         start();
         view.onProgress = nullptr;
     }
     // A job over src into out, started as the Start button starts it.
-    void start()
+    void start() { startWith(box.filePath("src"), box.mkdir("out")); }
+    void startWith(const QString &source, const QString &output)
     {
-        view.source = box.filePath("src");
-        view.output = box.mkdir("out");
+        options.source = source;
+        options.output = output;
         job.prepare();
-        job.cmdOk_Click();
+        job.start(options);
+    }
+    // What opening the dialog does: an unfinished job is offered, and Yes takes it up.
+    static void open(FolderJob &job)
+    {
+        if (job.offerResume())
+            job.resume();
     }
 
     SandboxDir box;
     TestContext t{box};
-    RecordingView view;
+    RecordingObserver view{t.ui};
+    FolderJobOptions options;
     FolderJob job{t.context, view, ImageToPdfLibrary::ours()};
 };
 
@@ -171,12 +200,12 @@ TEST_F(FolderJobTest, ANewJobSettlesEveryFileAndEndsFinished)
     box.mkdir("out");
     box.write("out/src", "");
     start();
-    EXPECT_EQ(view.caption, "&Start");
+    EXPECT_EQ(job.state(), FolderJobState::Idle);
     EXPECT_EQ(view.status, "completed....");
     const QStringList lines = view.log.split("\r\n");
     ASSERT_EQ(lines.size(), 8) << view.log.toStdString();
-    EXPECT_EQ(lines.mid(0, 3),
-              QStringList({"Total Files=4", "Clonning_Path : " + view.source, "Processing....."}));
+    EXPECT_EQ(lines.mid(0, 3), QStringList({"Total Files=4", "Clonning_Path : " + options.source,
+                                            "Processing....."}));
     EXPECT_EQ(lines.last(), "completed....");
     EXPECT_EQ(lines.filter(".....Unable to Create Folder").size(), 4);
     EXPECT_EQ(ini("STATUS"), "FINISHED");
@@ -192,9 +221,22 @@ TEST_F(FolderJobTest, ANewJobSettlesEveryFileAndEndsFinished)
     EXPECT_TRUE(view.log.contains("bad.jpg.....Error"));
     for (const char *pdf : {"out/src/a.pdf", "out/src/deep/c.pdf"})
         EXPECT_TRUE(qpdfChecks(box.filePath(pdf))) << pdf;
-    view.replace = true;
+    options.replaceExisting = true;
+    view.states.clear();
     start();
     EXPECT_EQ(view.log.count(".....Completed"), 3);
+    EXPECT_EQ(view.states,
+              (std::vector<FolderJobState>{FolderJobState::Searching, FolderJobState::Processing,
+                                           FolderJobState::Idle}));
+
+    // A stop that came before the run (an interrupt while the command line set up) is kept
+    // for it, and no further.
+    job.stop();
+    start();
+    EXPECT_EQ(view.status, "Cloning Terminated");
+    EXPECT_TRUE(job.lastRun().stopped);
+    start();
+    EXPECT_EQ(view.status, "completed....");
 }
 
 TEST_F(FolderJobTest, SeveralWorkersSettleFilesInTheOrderOneWorkerDoes)
@@ -224,7 +266,7 @@ TEST_F(FolderJobTest, SeveralWorkersSettleFilesInTheOrderOneWorkerDoes)
     job.setWorkers(3);
     view.onProgress = [&](int done) {
         if (done == 2)
-            job.cmdOk_Click();
+            job.stop();
     };
     start();
     view.onProgress = nullptr;
@@ -233,8 +275,7 @@ TEST_F(FolderJobTest, SeveralWorkersSettleFilesInTheOrderOneWorkerDoes)
     // At most four files a worker were in hand when the stop came.
     EXPECT_GE(settled, 2);
     EXPECT_LE(settled, 2 + 4 * 3);
-    job.ReadPvtString();
-    job.ResumeLastClone();
+    ASSERT_TRUE(job.resume());
     EXPECT_EQ(view.log.count(".....Completed"), 11) << view.log.toStdString();
 }
 
@@ -246,14 +287,14 @@ TEST_F(FolderJobTest, AStoppedJobIsOfferedAndResumedWhereItStopped)
     EXPECT_EQ(ini("FILE_COMPLETED"), "1");
 
     // Opening the dialog again: No keeps the job, Yes takes it up under its own folders.
-    RecordingView other;
+    RecordingObserver other{t.ui};
     FolderJob reopened(t.context, other, ImageToPdfLibrary::ours());
     reopened.prepare();
     t.ui.answers = {vbNo, vbYes};
-    reopened.Form_Activate();
+    open(reopened);
     EXPECT_TRUE(other.log.isEmpty());
-    reopened.Form_Activate();
-    EXPECT_EQ(other.source, view.source);
+    open(reopened);
+    EXPECT_EQ(reopened.record().LastClonePath, options.source);
     EXPECT_EQ(other.log.count(".....Completed"), 3) << other.log.toStdString();
     EXPECT_EQ(other.status, "completed....");
     EXPECT_EQ(ini("STATUS"), "FINISHED");
@@ -265,23 +306,28 @@ TEST_F(FolderJobTest, AStoppedJobIsOfferedAndResumedWhereItStopped)
     WritePrivateProfileString("CLONE", "TOTAL_FILE", "40000", box.filePath("Clone/Clone.ini"));
     CloneListWriter(job.CloneXmlPath()).startNewJob({});
     t.ui.answers = {vbYes};
-    reopened.Form_Activate();
-    EXPECT_EQ(other.caption, "Sto&p") << "a failed resume leaves the run's state";
+    open(reopened);
+    EXPECT_EQ(reopened.state(), FolderJobState::Failed) << "a failed resume keeps the run's state";
+    const size_t asked = t.ui.boxes.size();
+    reopened.start(options);
+    EXPECT_EQ(t.ui.boxes.size(), asked) << "a failed job takes no new run";
     EXPECT_TRUE(readFile(box.filePath("Errors.Log")).contains("ResumeLastClone"));
 }
 
-// A job started searchable resumes searchable, whatever the process was set to since, and
-// leaves that setting as it found it.
+// A job started searchable resumes searchable, whatever the process is set to, and leaves
+// that setting as it found it.
 TEST_F(FolderJobTest, AResumeReadsTheJobsOwnOcrLanguage)
 {
     ImageToPdfLibrary &library = ImageToPdfLibrary::ours();
     if (!library.setOcrLanguage("eng").empty())
         GTEST_SKIP() << "no English text recognition data";
+    library.setOcrLanguage("");
+    options.encodings.ocr = "eng";
     startAndStopAfterTheFirstFile({"a.png", "b.png", "c.png"});
     ASSERT_EQ(ini("STATUS"), "NOT FINISHED");
-    library.setOcrLanguage("");
+    EXPECT_EQ(library.ocrLanguage(), "") << "the run's language is the job's alone";
 
-    RecordingView other;
+    RecordingObserver other{t.ui};
     QStringList seen;
     other.onProgress = [&](int done) {
         if (done > 0) // a file settled
@@ -290,7 +336,7 @@ TEST_F(FolderJobTest, AResumeReadsTheJobsOwnOcrLanguage)
     FolderJob reopened(t.context, other, library);
     reopened.prepare();
     t.ui.answers = {vbYes};
-    reopened.Form_Activate();
+    open(reopened);
     EXPECT_EQ(other.status, "completed....");
     ASSERT_FALSE(seen.isEmpty());
     EXPECT_EQ(seen.filter("eng").size(), seen.size()) << seen.join(',').toStdString();
@@ -374,15 +420,12 @@ TEST_F(FolderJobEdges, TargetsOutsideTheOutputAreNeverWritten)
         deep += "/.in.";
     png(deep.mid(3) + "/evil.png");
     QFile::rename(box.filePath("src"), box.filePath("in"));
-    view.source = "in";
-    view.output = box.mkdir("out");
-    job.prepare();
-    job.cmdOk_Click();
+    startWith("in", box.mkdir("out"));
     EXPECT_TRUE(view.log.contains("evil.png.....Unable to Create Folder"))
         << view.log.toStdString();
     // Where the name alone would have put it, outside the output and the sandbox.
     const QString climbed = QDir::cleanPath(
-        CloneTargetFolder(box.filePath(deep), view.output, "in", view.output) + "/evil.pdf");
+        CloneTargetFolder(box.filePath(deep), options.output, "in", options.output) + "/evil.pdf");
     EXPECT_FALSE(climbed.startsWith(box.path())) << climbed.toStdString();
     EXPECT_FALSE(QFile::exists(climbed));
     EXPECT_TRUE(pdfsBelow(box.path()).filter("evil.pdf").isEmpty());
@@ -396,8 +439,7 @@ TEST_F(FolderJobEdges, TargetsOutsideTheOutputAreNeverWritten)
     writer.startNewJob({});
     writer.AddCloneXmlFile({"a.png", box.filePath("src"), "a.pdf", box.mkdir("victim")});
     WritePrivateProfileString("CLONE", "STATUS", "NOT FINISHED", box.filePath("Clone/Clone.ini"));
-    job.ReadPvtString();
-    job.ResumeLastClone();
+    ASSERT_TRUE(job.resume());
     EXPECT_TRUE(view.log.contains("a.png.....Unable to Create Folder"));
     EXPECT_FALSE(QFile::exists(box.filePath("victim/a.pdf")));
 }
@@ -405,10 +447,8 @@ TEST_F(FolderJobEdges, TargetsOutsideTheOutputAreNeverWritten)
 TEST_F(FolderJobEdges, AFileIsNoOutputFolderAndOurLeftoversAreTidiedAway)
 {
     png("a.png");
-    view.source = box.filePath("src");
-    view.output = box.write("file-not-folder", "x");
-    job.prepare();
-    job.cmdOk_Click();
+    startWith(box.filePath("src"), box.write("file-not-folder", "x"));
+    EXPECT_TRUE(job.lastRun().refused);
     ASSERT_FALSE(t.ui.boxes.empty());
     EXPECT_EQ(t.ui.boxes.back().prompt, "Specified output path is not valid.");
 
@@ -436,30 +476,28 @@ TEST_F(FolderJobEdges, AJobRunningElsewhereIsNeitherOfferedNorJoined)
         png(name);
     view.onProgress = [&](int done) {
         if (done == 1)
-            job.cmdOk_Click();
+            job.stop();
     };
     start();
     ASSERT_EQ(ini("STATUS"), "NOT FINISHED");
     // Another process holds the job folder: a lock of our own on a second opening stands in.
     JobLock other;
     ASSERT_TRUE(other.acquire(job.CloneFolder()));
-    RecordingView second;
+    RecordingObserver second{t.ui};
     FolderJob reopened(t.context, second, ImageToPdfLibrary::ours());
     reopened.prepare();
     const size_t boxesBefore = t.ui.boxes.size();
-    reopened.Form_Activate();
+    open(reopened);
     EXPECT_EQ(t.ui.boxes.size(), boxesBefore) << "no offer to resume a running job";
     EXPECT_TRUE(reopened.runningElsewhere().startsWith("process " + QString::number(getpid())));
-    second.source = view.source;
-    second.output = view.output;
-    reopened.cmdOk_Click();
+    reopened.start(options);
     ASSERT_EQ(t.ui.boxes.size(), boxesBefore + 1);
     EXPECT_TRUE(t.ui.boxes.back().prompt.startsWith("A folder job is running in process "));
     EXPECT_TRUE(QFile::exists(job.CloneXmlPath())) << "the running job's list stays";
     // Once the other ends, the job is offered again.
     other.release();
     t.ui.answers = {vbYes};
-    reopened.Form_Activate();
+    open(reopened);
     EXPECT_EQ(second.status, "completed....");
 }
 
@@ -471,11 +509,9 @@ TEST_F(FolderJobEdges, AFullOutputDiskStopsTheRunAndAResumeFinishesIt)
     for (int i = 0; i < 6; ++i)
         png(QString("f%1.png").arg(i));
     box.write("src/bad.png", "\x89PNG damaged");
-    view.source = box.filePath("src");
-    view.output = disk.path();
     job.prepare();
     disk.fill(0);
-    job.cmdOk_Click();
+    startWith(box.filePath("src"), disk.path());
     EXPECT_EQ(view.status, "terminated....");
     EXPECT_EQ(ini("STATUS"), "NOT FINISHED");
     EXPECT_FALSE(job.lastRun().interruption.isEmpty());
@@ -483,8 +519,7 @@ TEST_F(FolderJobEdges, AFullOutputDiskStopsTheRunAndAResumeFinishesIt)
     EXPECT_EQ(view.log.count(".....Error"), 0) << "a full disk is not the image's fault";
 
     disk.free();
-    job.ReadPvtString();
-    job.ResumeLastClone();
+    ASSERT_TRUE(job.resume());
     EXPECT_EQ(view.status, "completed....");
     EXPECT_EQ(view.log.count(".....Completed"), 6) << view.log.toStdString();
     EXPECT_EQ(view.log.count(".....Error"), 1);
@@ -503,7 +538,7 @@ TEST_F(FolderJobEdges, AFullStorageDiskStopsTheJobAndNeverShrinksItsState)
     if (!disk.mounted())
         GTEST_SKIP() << "no tmpfs can be mounted here";
     job.prepare();
-    job.ReadPvtString();
+    job.readRecord();
     disk.fill(8192); // a page for the lock's note, one for the list
     start();
     EXPECT_EQ(view.status, "Cloning Terminated");

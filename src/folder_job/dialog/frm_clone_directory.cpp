@@ -41,7 +41,7 @@ void restoreRow(QCheckBox *check, QComboBox *names, const QString &name)
 
 frmCloneDirectory::frmCloneDirectory(AppContext &context, QWidget *parent)
     : ConversionDialog(context, "Image to PDF conversion with Folder structure cloning", parent),
-      job_(context, *this, ImageToPdfLibrary::ours())
+      job_(context, *this, ImageToPdfLibrary::responsive())
 {
     // One file per core; they settle in order, so the log reads as one at a time.
     job_.setWorkers(QThread::idealThreadCount());
@@ -71,6 +71,9 @@ frmCloneDirectory::frmCloneDirectory(AppContext &context, QWidget *parent)
     connect(cmdOk, &QPushButton::clicked, this, &frmCloneDirectory::cmdOk_Click);
     connect(cmdBrwCloneFld, &QPushButton::clicked, this, &frmCloneDirectory::cmdBrwCloneFld_Click);
     connect(cmdBrwOutFld, &QPushButton::clicked, this, &frmCloneDirectory::cmdBrwOutFld_Click);
+    // The job reads the box for every file: a change during the run counts from the next one.
+    connect(chkReplace, &QCheckBox::toggled, this,
+            [this](bool on) { job_.setReplaceExisting(on); });
 }
 
 void frmCloneDirectory::buildFolders()
@@ -147,12 +150,45 @@ void frmCloneDirectory::showEvent(QShowEvent *event)
 
 void frmCloneDirectory::Form_Activate()
 {
-    job_.Form_Activate();
+    if (!job_.offerResume())
+        return;
+    const CloneIniRecord &job = job_.record();
+    txtCloningFrom->setText(job.LastClonePath);
+    txtoutputFld->setText(job.LastOutputPath);
+    chkReplace->setChecked(Val(job.LastReplaceExisting) != 0);
+    job_.resume();
 }
 
+// One button starts and stops: a click during a run comes through the run's yield points.
 void frmCloneDirectory::cmdOk_Click()
 {
-    job_.cmdOk_Click();
+    if (job_.running())
+        return job_.stop();
+    job_.start(options());
+    if (job_.lastRun().newJobWalked)
+        openOutputFolder();
+}
+
+FolderJobOptions frmCloneDirectory::options() const
+{
+    // The job's language is the program's setting, which no control here shows.
+    return {txtCloningFrom->text(),
+            txtoutputFld->text(),
+            chkReplace->isChecked(),
+            {ticked(chkEncodColor, cboEncodTrueColor), ticked(chkEncodGraycale, cboEncodGraycale),
+             ticked(chkEncodBW, cboEncodBW),
+             QString::fromStdString(ImageToPdfLibrary::responsive().ocrLanguage())}};
+}
+
+void frmCloneDirectory::openOutputFolder()
+{
+    const bool open = ChkOpenFolderCloneDir->isChecked();
+    context_.settings().setIsOpenFolderCloneDir(open ? 1 : 0);
+    if (!open)
+        return;
+    if (txtoutputFld->text().trimmed().isEmpty())
+        txtoutputFld->setText(txtCloningFrom->text());
+    context_.ui.ShellOpenFile("Explore", txtoutputFld->text());
 }
 
 void frmCloneDirectory::cmdBrwCloneFld_Click()
@@ -167,7 +203,8 @@ void frmCloneDirectory::cmdBrwOutFld_Click()
 
 void frmCloneDirectory::done(int result)
 {
-    job_.requestStop();
+    if (job_.running())
+        job_.stop();
     Settings &settings = context_.settings();
     settings.setIsDefaultPathCloneDir(ChkDefaultPathCloneDir->isChecked() ? 1 : 0);
     if (ChkDefaultPathCloneDir->isChecked())
@@ -176,97 +213,51 @@ void frmCloneDirectory::done(int result)
     QDialog::done(result);
 }
 
-QString frmCloneDirectory::sourceText() const
-{
-    return txtCloningFrom->text();
-}
-
-void frmCloneDirectory::setSourceText(const QString &text)
-{
-    txtCloningFrom->setText(text);
-}
-
-QString frmCloneDirectory::outputText() const
-{
-    return txtoutputFld->text();
-}
-
-void frmCloneDirectory::setOutputText(const QString &text)
-{
-    txtoutputFld->setText(text);
-}
-
-void frmCloneDirectory::focusOutput()
-{
-    txtoutputFld->setFocus();
-}
-
-bool frmCloneDirectory::replaceExisting() const
-{
-    return chkReplace->isChecked();
-}
-
-void frmCloneDirectory::setReplaceExisting(bool on)
-{
-    chkReplace->setChecked(on);
-}
-
-bool frmCloneDirectory::openFolderAfter() const
-{
-    return ChkOpenFolderCloneDir->isChecked();
-}
-
-CloneEncodings frmCloneDirectory::encodings() const
-{
-    // The job takes its language from the program's setting, which no control here shows.
-    return {ticked(chkEncodColor, cboEncodTrueColor),
-            ticked(chkEncodGraycale, cboEncodGraycale),
-            ticked(chkEncodBW, cboEncodBW),
-            {}};
-}
-
-void frmCloneDirectory::restoreEncodings(const CloneEncodings &shown)
+void frmCloneDirectory::encodingsRestored(const CloneEncodings &shown)
 {
     restoreRow(chkEncodColor, cboEncodTrueColor, shown.EncodColor);
     restoreRow(chkEncodGraycale, cboEncodGraycale, shown.EncodGraycale);
     restoreRow(chkEncodBW, cboEncodBW, shown.EncodBW);
 }
 
-QString frmCloneDirectory::runCaption() const
+void frmCloneDirectory::stateChanged(FolderJobState state)
 {
-    return cmdOk->text();
-}
-
-void frmCloneDirectory::setRunCaption(const QString &caption)
-{
-    cmdOk->setText(caption);
-}
-
-void frmCloneDirectory::setCloseEnabled(bool enabled)
-{
-    cmdCancel->setEnabled(enabled);
-}
-
-void frmCloneDirectory::setBusy(bool busy)
-{
+    // A failed run leaves the window as it stood: "Sto&p" on the button, Close disabled.
+    if (state == FolderJobState::Failed)
+        return;
+    const bool idle = state == FolderJobState::Idle;
+    cmdOk->setText(idle ? "&Start" : "Sto&p");
+    cmdCancel->setEnabled(idle);
     // The arrow with the hourglass: the window still takes the Stop click.
-    if (busy)
-        setCursor(Qt::BusyCursor);
-    else
+    if (idle)
         unsetCursor();
+    else
+        setCursor(Qt::BusyCursor);
 }
 
-void frmCloneDirectory::setStatusCaption(const QString &caption)
+void frmCloneDirectory::setStatusText(const QString &caption)
 {
     Frame3->setTitle(caption);
 }
 
-void frmCloneDirectory::clearLog()
+bool frmCloneDirectory::ask(const FolderJobMessage &question)
+{
+    return context_.ui.MsgBox(question.text, question.flags, question.title) == vbYes;
+}
+
+void frmCloneDirectory::tell(const FolderJobMessage &notice)
+{
+    context_.ui.MsgBox(notice.text, notice.flags, notice.title);
+    if (notice.aboutOutput)
+        txtoutputFld->setFocus();
+}
+
+void frmCloneDirectory::logCleared()
 {
     RtxtProcessingLog->clear();
 }
 
-void frmCloneDirectory::appendLog(const QString &text)
+void frmCloneDirectory::logAppended(const QString &text)
 {
     QScrollBar *scroll = RtxtProcessingLog->verticalScrollBar();
     const bool following = scroll->value() == scroll->maximum();
@@ -284,9 +275,9 @@ void frmCloneDirectory::setProgressMaximum(int maximum)
     ProgressBar1->setRange(0, maximum);
 }
 
-void frmCloneDirectory::setProgressValue(int value)
+void frmCloneDirectory::setValue(int done)
 {
-    ProgressBar1->setValue(value);
+    ProgressBar1->setValue(done);
 }
 
 } // namespace pw

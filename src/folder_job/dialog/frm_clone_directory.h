@@ -1,7 +1,6 @@
 #pragma once
 
 #include "conversion_dialogs/conversion_dialog.h"
-#include "folder_job/clone_job_view.h"
 #include "folder_job/folder_job.h"
 
 class QCheckBox;
@@ -17,8 +16,8 @@ namespace pw {
 
 // "Folder Conversion": a source tree cloned into a tree of PDFs as a resumable job. One button
 // starts and stops the job; the log pane and the bar follow it file by file. The job itself
-// is the FolderJob's: the dialog is its view.
-class frmCloneDirectory : public ConversionDialog, private CloneJobView {
+// is the FolderJob's: the dialog starts and stops it and shows what it hears from it.
+class frmCloneDirectory : public ConversionDialog, private FolderJobObserver {
     Q_OBJECT
 public:
     explicit frmCloneDirectory(AppContext &context, QWidget *parent = nullptr);
@@ -70,25 +69,18 @@ private:
     void buildImageProcess();
     void buildProcessing();
 
-    QString sourceText() const override;
-    void setSourceText(const QString &text) override;
-    QString outputText() const override;
-    void setOutputText(const QString &text) override;
-    void focusOutput() override;
-    bool replaceExisting() const override;
-    void setReplaceExisting(bool on) override;
-    bool openFolderAfter() const override;
-    CloneEncodings encodings() const override;
-    void restoreEncodings(const CloneEncodings &shown) override;
-    QString runCaption() const override;
-    void setRunCaption(const QString &caption) override;
-    void setCloseEnabled(bool enabled) override;
-    void setBusy(bool busy) override;
-    void setStatusCaption(const QString &caption) override;
-    void clearLog() override;
-    void appendLog(const QString &text) override;
+    FolderJobOptions options() const;
+    void openOutputFolder();
+
+    void stateChanged(FolderJobState state) override;
     void setProgressMaximum(int maximum) override;
-    void setProgressValue(int value) override;
+    void setValue(int done) override;
+    void setStatusText(const QString &caption) override;
+    void logCleared() override;
+    void logAppended(const QString &text) override;
+    void encodingsRestored(const CloneEncodings &shown) override;
+    bool ask(const FolderJobMessage &question) override;
+    void tell(const FolderJobMessage &notice) override;
 
     FolderJob job_;
     bool activated_ = false;
