@@ -222,15 +222,6 @@ QString TakePageOption(const QString &option, const QString &value, i2p::PageLay
     return option == "--max-pixels" ? applyMaxPixels(value) : takePageValue(option, value, layout);
 }
 
-bool TakePageOption(const QStringList &args, int &i, i2p::PageLayout &layout, QString &error)
-{
-    const QString option = args[i];
-    if (!PageOptionNames().contains(option))
-        return false;
-    error = TakePageOption(option, ++i < args.size() ? args[i] : QString(), layout);
-    return true;
-}
-
 QString ApplyPageLayout(const i2p::PageLayout &layout)
 {
     if (layout.width > 0 && 2 * layout.margin >= std::min(layout.width, layout.height))
@@ -266,11 +257,6 @@ QString ApplyOcrOption(const QString &language)
     const std::string why = ::ApSetOcrLanguage(language.toStdString());
     return why.empty() ? QString()
                        : "Option --ocr " + language + ": " + QString::fromStdString(why) + ".";
-}
-
-QString ApplyOcrOption(const QStringList &args, int &i)
-{
-    return ApplyOcrOption(++i < args.size() ? args[i] : QString());
 }
 
 } // namespace pw

@@ -50,9 +50,6 @@ public:
 const QStringList &PageOptionNames();
 // Takes `value` for the page option `option`: "" when it is right, else why not.
 QString TakePageOption(const QString &option, const QString &value, i2p::PageLayout &layout);
-// The same for an option found at args[i], i stepping over its value; false when args[i] is
-// no page option.
-bool TakePageOption(const QStringList &args, int &i, i2p::PageLayout &layout, QString &error);
 // Makes `layout` that of every page made from images from now on: "" when it was set, else why
 // not.
 QString ApplyPageLayout(const i2p::PageLayout &layout);
@@ -68,7 +65,5 @@ QString ApplySearchablePdfSetting(const Settings &settings);
 // layer read in LANG. "" when it was set, else why not (a language that is not installed
 // names its package).
 QString ApplyOcrOption(const QString &language);
-// The same for the language at args[i + 1], i stepping over it.
-QString ApplyOcrOption(const QStringList &args, int &i);
 
 } // namespace pw

@@ -3,6 +3,7 @@
 #include "folder_job.h"
 
 #include "core/app_context.h"
+#include "core/command_line.h"
 #include "core/master_layout.h"
 #include "core/ui_services.h"
 #include "engine/ap_img_to_pdf.h"
@@ -94,45 +95,46 @@ QString usage()
 QString readOptions(const QStringList &args, FolderJobOptions &options, bool &fresh, int &workers)
 {
     const bool clone = args[0] == "clone";
-    QStringList folders;
-    i2p::PageLayout layout;
-    for (int i = 1; i < args.size(); ++i) {
-        const QString &a = args[i];
-        if (a == "--jobs") {
-            bool number = false;
-            workers = ++i < args.size() ? args[i].toInt(&number) : 0;
-            if (!number || workers < 1)
-                return "Option --jobs needs a number of files to convert at once, 1 or more.";
-            continue;
-        }
-        if (QString wrong; TakePageOption(args, i, layout, wrong)) {
-            if (!wrong.isEmpty())
-                return wrong;
-            continue;
-        }
-        if (!clone)
-            return "The resume command takes only --jobs and the page options.";
-        QString *name = a == "--color"  ? &options.encodings.EncodColor
-                        : a == "--gray" ? &options.encodings.EncodGraycale
-                        : a == "--bw"   ? &options.encodings.EncodBW
-                                        : nullptr;
-        if (name) {
-            if (++i >= args.size() || !RecompressionNames.contains(args[i]))
-                return "Option " + a + " needs one of " + RecompressionNames.join(", ") + ".";
-            *name = args[i];
-        } else if (a == "--replace") {
-            options.replaceExisting = true;
-        } else if (a == "--new") {
-            fresh = true;
-        } else if (a == "--ocr") {
-            if (QString error = ApplyOcrOption(args, i); !error.isEmpty())
-                return error;
-        } else if (a.startsWith("--")) {
-            return "Unknown option " + a + ".";
-        } else {
-            folders << a;
-        }
+    const QStringList cloneOnly = {"--color", "--gray", "--bw", "--ocr", "--replace", "--new"};
+    const CommandLine line = ParseCommandLine(
+        args.mid(1),
+        QStringList{"--jobs", "--color", "--gray", "--bw", "--ocr"} + PageOptionNames(),
+        {"--replace", "--new"});
+    if (!line.error.isEmpty())
+        return line.error;
+    if (!clone && std::any_of(cloneOnly.begin(), cloneOnly.end(),
+                              [&](const QString &option) { return line.has(option); }))
+        return "The resume command takes only --jobs and the page options.";
+    if (line.has("--jobs")) {
+        bool number = false;
+        workers = line.value("--jobs").toInt(&number);
+        if (!number || workers < 1)
+            return "Option --jobs needs a number of files to convert at once, 1 or more.";
     }
+    i2p::PageLayout layout;
+    for (const QString &option : PageOptionNames())
+        if (line.has(option))
+            if (QString wrong = TakePageOption(option, line.value(option), layout);
+                !wrong.isEmpty())
+                return wrong;
+    const std::pair<const char *, QString *> names[] = {
+        {"--color", &options.encodings.EncodColor},
+        {"--gray", &options.encodings.EncodGraycale},
+        {"--bw", &options.encodings.EncodBW}};
+    for (const auto &[option, name] : names) {
+        if (!line.has(option))
+            continue;
+        *name = line.value(option);
+        if (!RecompressionNames.contains(*name))
+            return "Option " + QString(option) + " needs one of " + RecompressionNames.join(", ") +
+                   ".";
+    }
+    options.replaceExisting = line.has("--replace");
+    fresh = line.has("--new");
+    if (line.has("--ocr"))
+        if (QString error = ApplyOcrOption(line.value("--ocr")); !error.isEmpty())
+            return error;
+    const QStringList &folders = line.files;
     if (QString wrong = ApplyPageLayout(layout); !wrong.isEmpty())
         return wrong;
     if (!clone)
@@ -177,7 +179,7 @@ int RunBatchClone(const QStringList &args, const std::function<void(const QStrin
     bool fresh = false;
     int workers = std::max(1, QThread::idealThreadCount());
     if (const QString wrong = readOptions(args, options, fresh, workers); !wrong.isEmpty()) {
-        err(wrong + "\n" + usage());
+        err("pagewright-batch: " + wrong + "\n" + usage());
         return 2;
     }
     QuietUi ui;
