@@ -20,7 +20,6 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDir>
-#include <QElapsedTimer>
 #include <QFileInfo>
 #include <QFont>
 #include <QGuiApplication>
@@ -548,38 +547,6 @@ TEST_F(Conversions, AMergeKeepsItsDialogUpUntilItEnds)
     EXPECT_EQ(boxes(), QStringList{Merged});
     EXPECT_EQ(pageWidths(out + "/kept.pdf"), QList<int>({40, 40}));
     EXPECT_EQ(QGuiApplication::overrideCursor(), nullptr);
-}
-
-TEST_F(Conversions, AThreeHundredFileRunKeepsTheWindowAnswering)
-{
-    for (int i = 0; i < 300; ++i)
-        bilevelPattern(620, 877)
-            .convertToFormat(QImage::Format_Mono)
-            .save(box.filePath(QString("disk/scan%1.png").arg(i, 3, 10, QChar('0'))));
-    window();
-    w->mnuCtxSelectAll_Click();
-    qint64 longestGap = 0;
-    script.then<frmConImageToPdf>([&](frmConImageToPdf &d) {
-        QElapsedTimer sinceTick;
-        QTimer ticker;
-        ticker.setTimerType(Qt::PreciseTimer);
-        QObject::connect(&ticker, &QTimer::timeout,
-                         [&] { longestGap = std::max(longestGap, sinceTick.restart()); });
-        d.txtOutputFolder->setText(out);
-        const auto top = highest(d.ProgressBar1);
-        ticker.start(5);
-        sinceTick.start();
-        d.cmdConvert->click();
-        ticker.stop();
-        EXPECT_EQ(*top, 300);
-        EXPECT_EQ(d.ProgressBar1->maximum(), 300);
-    });
-    w->cmdConImageToPdf->click();
-    const QStringList pdfs = QDir(out).entryList(QDir::Files);
-    EXPECT_EQ(pdfs.size(), 300);
-    for (const QString &pdf : pdfs)
-        EXPECT_TRUE(qpdfChecks(out + "/" + pdf)) << pdf.toStdString();
-    EXPECT_LT(longestGap, 100) << "milliseconds without a turn of the event loop";
 }
 
 TEST_F(Conversions, RenameWindowFiltersKeysPreviewsInRedAndReportsWhatItLeft)

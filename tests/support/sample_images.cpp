@@ -4,9 +4,23 @@
 
 #include <vector>
 
-QImage colourPattern(int width, int height)
+namespace {
+
+// Qt gives a new image the screen's resolution, or 100 dpi where there is no screen: the
+// pictures are made at 96 dpi, so that what they convert to is the same under any application.
+QImage newPicture(int width, int height)
 {
     QImage img(width, height, QImage::Format_RGB32);
+    img.setDotsPerMeterX(qRound(96 / 0.0254));
+    img.setDotsPerMeterY(qRound(96 / 0.0254));
+    return img;
+}
+
+} // namespace
+
+QImage colourPattern(int width, int height)
+{
+    QImage img = newPicture(width, height);
     for (int y = 0; y < height; ++y)
         for (int x = 0; x < width; ++x) {
             const int r = (x * 255) / std::max(1, width - 1);
@@ -19,7 +33,7 @@ QImage colourPattern(int width, int height)
 
 QImage bilevelPattern(int width, int height)
 {
-    QImage img(width, height, QImage::Format_RGB32);
+    QImage img = newPicture(width, height);
     img.fill(Qt::white);
     for (int y = 0; y < height; ++y)
         for (int x = 0; x < width; ++x)

@@ -1,6 +1,7 @@
 #pragma once
 
-// Test images made in code, each with the picture a faithful PDF must show.
+// Test images made in code, each with the picture a faithful PDF must show. The patterns are
+// 96 dpi.
 
 #include <QImage>
 #include <QString>

@@ -5,6 +5,7 @@
 #include "image_to_pdf.h"
 #include "pdf_probe.h"
 #include "sandbox.h"
+#include "test_environment.h"
 #include "text_layer.h"
 
 #include <gtest/gtest.h>
@@ -13,6 +14,7 @@
 
 #include <QFont>
 #include <QFontMetrics>
+#include <QGuiApplication>
 #include <QImage>
 #include <QPainter>
 #include <QProcess>
@@ -298,3 +300,9 @@ TEST_F(Ocr, ALanguageThatIsNotInstalledIsRefusedNamingItsPackage)
 }
 
 } // namespace
+
+// The pages are drawn with real fonts, which need a QGuiApplication.
+int main(int argc, char **argv)
+{
+    return RunTests<QGuiApplication>(argc, argv);
+}
