@@ -1,5 +1,6 @@
 #include "conversion_dialogs/logic/batch_rename.h"
 #include "core/app_context.h"
+#include "core/batch_output.h"
 #include "core/command_line.h"
 #include "core/file_names.h"
 #include "core/master_layout.h"
@@ -9,6 +10,8 @@
 #include "program_info.h"
 
 #include <QCoreApplication>
+
+#include <unistd.h>
 
 #include <cstdio>
 
@@ -29,6 +32,22 @@ int main(int argc, char **argv)
     QStringList args;
     for (int i = 1; i < argc; ++i)
         args << pw::DecodeFileName(argv[i]);
+    // --quiet and --verbose go with every command, anywhere before "--".
+    const auto flag = [&args](const QStringList &spellings) {
+        const qsizetype end = args.indexOf("--") < 0 ? args.size() : args.indexOf("--");
+        bool given = false;
+        for (qsizetype i = end - 1; i >= 0; --i)
+            if (spellings.contains(args[i])) {
+                args.removeAt(i);
+                given = true;
+            }
+        return given;
+    };
+    const bool quiet = flag({"--quiet", "-q"}), verbose = flag({"--verbose", "-v"});
+    if (quiet && verbose) {
+        print(stderr)("pagewright-batch: --quiet and --verbose exclude each other.");
+        return 2;
+    }
     const QString command = args.value(0);
     // Without a command the usage is a reminder of a mistake: the same text, on stderr.
     if (command.isEmpty() || command == "--help" || command == "-h") {
@@ -46,27 +65,40 @@ int main(int argc, char **argv)
             return 0;
         }
     }
+    // The progress line is taken away before any other line, so that none shares its line.
+    pw::TerminalProgress progress(stderr, !quiet && ::isatty(STDERR_FILENO));
+    const pw::Sink err = [&](const QString &line) {
+        progress.clear();
+        print(stderr)(line);
+    };
+    const pw::Sink out = [&](const QString &line) {
+        if (quiet)
+            return;
+        progress.clear();
+        print(stdout)(line);
+    };
+    const pw::BatchOutput io{out, err, verbose ? out : [](const QString &) {}, progress};
     if (pw::IsBatchCloneCommand(command))
-        return pw::RunBatchClone(args, print(stdout), print(stderr));
+        return pw::RunBatchClone(args, io);
     pw::QuietUi ui;
     pw::AppContext context(ui);
     pw::BatchJob job(context);
     const bool ownCommand = pw::IsBatchPageCommand(command) || pw::IsBatchRenameCommand(command);
     QString error;
     if (!ownCommand && !job.initializeFromArgs(args, error)) {
-        print(stderr)("pagewright-batch: " + error);
+        err("pagewright-batch: " + error);
         return 2;
     }
     // Failures are logged where the windows log them.
     if (!pw::EnsureFileStoragePath(context)) {
-        print(stderr)("Cannot create the folder for the failure log: " +
-                      (context.FileStoragePath.isEmpty() ? "there is no per-user data folder"
-                                                         : context.FileStoragePath));
+        err("pagewright-batch: cannot create the folder for the failure log: " +
+            (context.FileStoragePath.isEmpty() ? "there is no per-user data folder"
+                                               : context.FileStoragePath));
         return 2;
     }
     if (pw::IsBatchPageCommand(command))
-        return pw::RunBatchPageCommand(ui, args, print(stdout), print(stderr));
+        return pw::RunBatchPageCommand(ui, args, io);
     if (pw::IsBatchRenameCommand(command))
-        return pw::RunBatchRename(context, args, print(stdout), print(stderr));
-    return job.run(print(stdout), print(stderr));
+        return pw::RunBatchRename(context, args, out, err);
+    return job.run(io);
 }

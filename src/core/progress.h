@@ -11,7 +11,10 @@ namespace pw {
 class Progress {
 public:
     virtual ~Progress() = default;
-    // `done` steps are finished; a window's bar was given its range by the caller.
+    // How many steps the work has, before the first value; a window's bar may have been given
+    // its range by the caller instead.
+    virtual void setMaximum(int) {}
+    // `done` steps are finished.
     virtual void setValue(int done) = 0;
     virtual void setStatusText(const QString &) {}
     // Polled between steps; work that has no stop simply never asks.

@@ -73,6 +73,9 @@ QString BatchJob::usage(const QString &moreCommands)
            " (for the colour class it"
            " fits: --color and --gray Lzw, Zip, Packbits, Jpeg; --bw Lzw, Zip, CCITT-G3,"
            " CCITT-G4). Without a name each image keeps a lossless encoding.\n"
+           "Every command takes --quiet (-q: nothing but errors) and --verbose (-v: each file"
+           " as it is done); on a terminal convert, merge, clone, resume, render, split,"
+           " extract and join show one line of progress on stderr.\n"
            "\"--\" ends the options. pagewright-batch COMMAND --help shows one command.\n"
            "Exit status: 0 when all was done; 1 when a file failed, each named on stderr with"
            " its reason; 2 for a usage error or a refusal before any file was touched; 130 when"
@@ -145,14 +148,13 @@ BatchJob::BatchJob(AppContext &context)
 {
 }
 
-int BatchJob::run(const std::function<void(const QString &)> &out,
-                  const std::function<void(const QString &)> &err)
+int BatchJob::run(const BatchOutput &io)
 {
     if (command_ == "convert")
-        return convert(err);
+        return convert(io);
     if (command_ == "merge")
-        return merge(err);
-    return pages(out, err);
+        return merge(io);
+    return pages(io);
 }
 
 namespace {
@@ -169,8 +171,9 @@ QString whyNotWritable(const QString &folder)
 
 // The windows read a create that the library refused as success; the command line checks that
 // this run wrote each PDF and says why not.
-int BatchJob::convert(const std::function<void(const QString &)> &err)
+int BatchJob::convert(const BatchOutput &io)
 {
+    const Sink &err = io.err;
     if (!MakeFolderPath(output_)) {
         err("pagewright-batch: " + output_ + ": cannot create the output folder");
         return 1;
@@ -217,24 +220,31 @@ int BatchJob::convert(const std::function<void(const QString &)> &err)
         });
         return converting < workers_ && int(inHand.size()) < 4 * workers_;
     };
-    int failed = 0;
+    int failed = 0, done = 0;
+    io.progress.setMaximum(int(files_.size()));
     for (qsizetype next = 0; next < files_.size() || !inHand.empty();) {
         do {
             while (next < files_.size() && room() && !clashes(files_[next]))
                 take(files_[next++]);
         } while (inHand.front().failure.wait_for(std::chrono::milliseconds(2)) !=
                  std::future_status::ready);
-        if (const QString why = inHand.front().failure.get(); !why.isEmpty()) {
-            err("pagewright-batch: " + inHand.front().file + ": " + why);
+        InHand &hand = inHand.front();
+        if (const QString why = hand.failure.get(); !why.isEmpty()) {
+            err("pagewright-batch: " + hand.file + ": " + why);
             ++failed;
+        } else {
+            io.verbose(hand.file + " -> " + hand.pdf);
         }
         inHand.pop_front();
+        io.progress.setStatusText(inHand.empty() ? QString() : inHand.front().file);
+        io.progress.setValue(++done);
     }
     return failed ? 1 : 0;
 }
 
-int BatchJob::merge(const std::function<void(const QString &)> &err)
+int BatchJob::merge(const BatchOutput &io)
 {
+    const Sink &err = io.err;
     const std::string refusal = OutputRefusal(EncodeFileName(output_).toStdString());
     if (!refusal.empty()) {
         err("pagewright-batch: " + output_ + ": " + QString::fromStdString(refusal));
@@ -250,10 +260,11 @@ int BatchJob::merge(const std::function<void(const QString &)> &err)
         row.setFileLocation(QFileInfo(absolute).path());
         binding.colSelectedData.push_back(row);
     }
-    // A terminal has no bar to fill; a merge is quiet until it fails.
-    NoProgress quiet;
-    if (binding.MergeConvert_TiffToPdfx(quiet) && binding.Written)
+    io.progress.setMaximum(int(files_.size()));
+    if (binding.MergeConvert_TiffToPdfx(io.progress) && binding.Written) {
+        io.verbose(output_);
         return 0;
+    }
     const QString why = !binding.LastFailureText.isEmpty() ? binding.LastFailureText
                         : !binding.NotWrittenWhy.isEmpty() ? binding.NotWrittenWhy
                                                            : "not written";
@@ -262,9 +273,10 @@ int BatchJob::merge(const std::function<void(const QString &)> &err)
     return 1;
 }
 
-int BatchJob::pages(const std::function<void(const QString &)> &out,
-                    const std::function<void(const QString &)> &err)
+int BatchJob::pages(const BatchOutput &io)
 {
+    const Sink &out = io.out;
+    const Sink &err = io.err;
     int failed = 0;
     for (const QString &file : files_) {
         const PageKind kind = PageKindOf(QFileInfo(file).fileName().toStdString());

@@ -7,11 +7,10 @@
 //   pagewright-batch pages FILE...
 
 #include "backends/image_to_pdf/page_layout.h"
+#include "core/batch_output.h"
 
 #include <QString>
 #include <QStringList>
-
-#include <functional>
 
 namespace pw {
 
@@ -23,10 +22,9 @@ public:
 
     // Reads the arguments (without the program name). False with `error` set when they are off.
     bool initializeFromArgs(const QStringList &args, QString &error);
-    // Runs the command. Every failed file gets one line on `err`; the result is the process's
-    // exit status: 0 when every file succeeded.
-    int run(const std::function<void(const QString &)> &out,
-            const std::function<void(const QString &)> &err);
+    // Runs the command. Every failed file gets one line on `io.err`; the result is the
+    // process's exit status: 0 when every file succeeded.
+    int run(const BatchOutput &io);
 
     // The help, with the lines of the commands other parts of the tool run after this job's.
     static QString usage(const QString &moreCommands = {});
@@ -34,10 +32,9 @@ public:
 private:
     // Checks the options and files read.
     bool checkArguments(QString &error);
-    int convert(const std::function<void(const QString &)> &err);
-    int merge(const std::function<void(const QString &)> &err);
-    int pages(const std::function<void(const QString &)> &out,
-              const std::function<void(const QString &)> &err);
+    int convert(const BatchOutput &io);
+    int merge(const BatchOutput &io);
+    int pages(const BatchOutput &io);
 
     AppContext &context_;
     QString command_;

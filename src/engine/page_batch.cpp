@@ -27,13 +27,12 @@ namespace pw {
 
 namespace {
 
-using Sink = std::function<void(const QString &)>;
-
 struct Context {
     UiServices &ui;
     CommandLine line;
     const Sink &out;
     const Sink &err;
+    const BatchOutput &io; // each file done, and how far the command is
 };
 
 constexpr int16_t PastTheEnd = 32767;
@@ -50,10 +49,16 @@ QString baseName(const QString &file)
 int eachFile(Context &c, const std::function<bool(const QString &)> &one,
              const std::function<QString()> &why = {})
 {
-    int failed = 0;
+    int failed = 0, done = 0;
+    c.io.progress.setMaximum(int(c.line.files.size()));
     for (const QString &file : c.line.files) {
-        if (one(file))
+        c.io.progress.setStatusText(file);
+        const bool ok = one(file);
+        c.io.progress.setValue(++done);
+        if (ok) {
+            c.io.verbose(file);
             continue;
+        }
         const QString reason = why ? why() : QString();
         c.err(file + ": " + (reason.isEmpty() ? "not done" : reason));
         ++failed;
@@ -340,12 +345,14 @@ int join(Context &c)
         commands.colSelectedData.push_back(joinRow(arg));
     // A merge that lost an input is dropped unwritten (see NotingPages::apClose).
     commands.OutputFile = output == "-" ? output : QFileInfo(output).absoluteFilePath();
-    NoProgress quiet;
-    const bool merged = commands.CombineOrderPdf(quiet);
+    c.io.progress.setMaximum(int(commands.colSelectedData.size()));
+    const bool merged = commands.CombineOrderPdf(c.io.progress);
     for (const QString &file : pages.refused)
         c.err(file);
-    if (merged && pages.refused.isEmpty() && pages.unwritten.isEmpty())
+    if (merged && pages.refused.isEmpty() && pages.unwritten.isEmpty()) {
+        c.io.verbose(output);
         return 0;
+    }
     if (pages.refused.isEmpty())
         c.err(output + ": " +
               (pages.unwritten.isEmpty() ? "no page of the inputs is in their ranges"
@@ -646,13 +653,13 @@ QString BatchPageCommandsUsage()
            "      else LZW; black and white stays 1 bit, grey 8 bits, the rest becomes RGB)\n";
 }
 
-int RunBatchPageCommand(UiServices &ui, const QStringList &args, const Sink &out, const Sink &err)
+int RunBatchPageCommand(UiServices &ui, const QStringList &args, const BatchOutput &io)
 {
     const QString name = args.value(0);
     const Command &command = commandTable().at(name);
     // Every complaint starts with the program's name, as its neighbours' do.
-    const Sink complain = [&err](const QString &line) { err("pagewright-batch: " + line); };
-    Context c{ui, ParseCommandLine(args.mid(1), command.valued, {}), out, complain};
+    const Sink complain = [&io](const QString &line) { io.err("pagewright-batch: " + line); };
+    Context c{ui, ParseCommandLine(args.mid(1), command.valued, {}), io.out, complain, io};
     for (const QString &option : command.required) {
         if (c.line.error.isEmpty() && !c.line.has(option))
             c.line.error = "The " + name + " command needs " + option + ".";

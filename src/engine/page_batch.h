@@ -16,9 +16,9 @@
 //   tiff-append [--at N] TARGET.tif FILE.tif...
 //   image-to-tiff [--compression auto|none|g4|lzw|jpeg|deflate] -o DIR IMAGE...
 
-#include <QStringList>
+#include "core/batch_output.h"
 
-#include <functional>
+#include <QStringList>
 
 namespace pw {
 
@@ -26,10 +26,8 @@ class UiServices;
 
 bool IsBatchPageCommand(const QString &command);
 // Runs the command (args without the program's name) and returns the exit status: 0 when every
-// file was done, 1 when any failed (each named on `err`), 2 for a usage error.
-int RunBatchPageCommand(UiServices &ui, const QStringList &args,
-                        const std::function<void(const QString &)> &out,
-                        const std::function<void(const QString &)> &err);
+// file was done, 1 when any failed (each named on `io.err`), 2 for a usage error.
+int RunBatchPageCommand(UiServices &ui, const QStringList &args, const BatchOutput &io);
 // The commands' lines for the batch tool's help.
 QString BatchPageCommandsUsage();
 

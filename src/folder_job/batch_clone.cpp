@@ -37,34 +37,33 @@ extern "C" void onInterrupt(int)
 // no images): the window shows it in a box, the command line says it.
 class CommandLineObserver final : public FolderJobObserver {
 public:
-    CommandLineObserver(const std::function<void(const QString &)> &out,
-                        const std::function<void(const QString &)> &err)
-        : out_(out), err_(err)
-    {
-    }
+    explicit CommandLineObserver(const BatchOutput &io) : io_(io) {}
     ~CommandLineObserver() override { flush(); }
 
-    void setValue(int) override {}
+    void setMaximum(int total) override { io_.progress.setMaximum(total); }
+    void setValue(int done) override { io_.progress.setValue(done); }
     void logCleared() override { flush(); }
     void logAppended(const QString &text) override
     {
         pending_ += text;
         for (qsizetype end; (end = pending_.indexOf("\r\n")) >= 0; pending_.remove(0, end + 2))
-            out_(pending_.left(end));
+            io_.out(pending_.left(end));
     }
     bool ask(const FolderJobMessage &) override { return false; }
-    void tell(const FolderJobMessage &notice) override { err_("pagewright-batch: " + notice.text); }
+    void tell(const FolderJobMessage &notice) override
+    {
+        io_.err("pagewright-batch: " + notice.text);
+    }
 
     void flush()
     {
         if (!pending_.isEmpty())
-            out_(pending_);
+            io_.out(pending_);
         pending_.clear();
     }
 
 private:
-    const std::function<void(const QString &)> &out_;
-    const std::function<void(const QString &)> &err_;
+    const BatchOutput &io_;
     QString pending_;
 };
 
@@ -158,7 +157,7 @@ int exitStatus(const CloneRunSummary &run)
 }
 
 // What the user must hear after a run: why it stopped when nobody asked it to.
-void reportInterruption(const CloneRunSummary &run, const std::function<void(const QString &)> &err)
+void reportInterruption(const CloneRunSummary &run, const Sink &err)
 {
     if (!run.interruption.isEmpty())
         err("pagewright-batch: " + run.interruption +
@@ -172,9 +171,9 @@ bool IsBatchCloneCommand(const QString &command)
     return command == "clone" || command == "resume";
 }
 
-int RunBatchClone(const QStringList &args, const std::function<void(const QString &)> &out,
-                  const std::function<void(const QString &)> &err)
+int RunBatchClone(const QStringList &args, const BatchOutput &io)
 {
+    const Sink &err = io.err;
     FolderJobOptions options;
     bool fresh = false;
     int workers = std::max(1, QThread::idealThreadCount());
@@ -186,7 +185,7 @@ int RunBatchClone(const QStringList &args, const std::function<void(const QStrin
     AppContext context(ui);
     if (!EnsureFileStoragePath(context))
         return 2;
-    CommandLineObserver observer(out, err);
+    CommandLineObserver observer(io);
     FolderJob job(context, observer, ImageToPdfLibrary::ours());
     job.setWorkers(workers);
     const InterruptScope interrupts(job);
@@ -199,12 +198,13 @@ int RunBatchClone(const QStringList &args, const std::function<void(const QStrin
     }
     if (args[0] == "resume") {
         if (!job.resume()) {
-            err("There is no unfinished folder job to resume.");
+            err("pagewright-batch: there is no unfinished folder job to resume.");
             return 2;
         }
     } else {
         if (job.unfinishedJobExists() && !fresh) {
-            err("An unfinished folder job exists (from " + job.record().LastClonePath +
+            err("pagewright-batch: an unfinished folder job exists (from " +
+                job.record().LastClonePath +
                 "): run \"pagewright-batch resume\", or clone --new to discard it.");
             return 2;
         }

@@ -6,17 +6,17 @@
 //                          SOURCE OUTPUT
 //   pagewright-batch resume
 
-#include <QStringList>
+#include "core/batch_output.h"
 
-#include <functional>
+#include <QStringList>
 
 namespace pw {
 
 bool IsBatchCloneCommand(const QString &command);
 // Runs the command (args without the program's name) and returns the exit status: 0 when
 // every file was converted or already there, 1 when a file failed or the run ended through a
-// failure, 2 for a usage error or a refusal. The log's lines go to `out` as they arrive.
-int RunBatchClone(const QStringList &args, const std::function<void(const QString &)> &out,
-                  const std::function<void(const QString &)> &err);
+// failure, 2 for a usage error or a refusal. The log's lines go to `io.out` as they arrive,
+// the count of files done to `io.progress`.
+int RunBatchClone(const QStringList &args, const BatchOutput &io);
 
 } // namespace pw

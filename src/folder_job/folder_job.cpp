@@ -454,7 +454,7 @@ void FolderJob::ResumeLastClone()
 void FolderJob::setProgressMaximum(int maximum)
 {
     state_->progressMaximum = maximum;
-    observer_.setProgressMaximum(maximum);
+    observer_.setMaximum(maximum);
 }
 
 void FolderJob::setProgressValue(int value)

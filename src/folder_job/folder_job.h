@@ -87,8 +87,6 @@ struct FolderJobMessage {
 class FolderJobObserver : public Progress {
 public:
     virtual void stateChanged(FolderJobState) {}
-    // The bar's range, 0 to `maximum` files, set before a run's first value.
-    virtual void setProgressMaximum(int) {}
     // The log: emptied at a run's start, then only appended to. The text holds CR LF line
     // breaks where lines end, and a line may come in several pieces.
     virtual void logCleared() {}

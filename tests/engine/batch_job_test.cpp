@@ -30,8 +30,9 @@ BatchRun batch(const QStringList &args)
     BatchJob job(context);
     if (!job.initializeFromArgs(args, r.error))
         return r;
-    r.status =
-        job.run([&](const QString &l) { r.out << l; }, [&](const QString &l) { r.err << l; });
+    NoProgress progress;
+    r.status = job.run({[&](const QString &l) { r.out << l; },
+                        [&](const QString &l) { r.err << l; }, [](const QString &) {}, progress});
     return r;
 }
 

@@ -59,5 +59,19 @@ for row in "${cases[@]}"; do
     fi
 done
 [[ -f out/doc/doc-2.pdf ]] || fail "--range=2 took no page 2"
+
+# --quiet keeps stdout empty, --verbose names each file done; only a terminal gets the
+# progress line, and it is gone before the next line.
+[[ -z $("$batch" info --quiet doc.pdf) ]] || fail "--quiet printed results"
+[[ $("$batch" -v convert --replace -o out dot.ppm) == "dot.ppm -> out/dot.pdf" ]] ||
+    fail "--verbose did not name the file done"
+cp dot.ppm dot2.ppm
+if command -v script >/dev/null; then
+    shown=$(script -qec "'$batch' convert --replace -o out dot.ppm dot2.ppm" /dev/null)
+    [[ $shown == *"2 of 2 files"* ]] || fail "no progress line on a terminal: $shown"
+    shown=$(script -qec "'$batch' convert -o out dot.ppm missing.ppm" /dev/null)
+    [[ $shown == *$'\r\e[Kpagewright-batch: missing.ppm: '* ]] ||
+        fail "a complaint shares the progress line: $shown"
+fi
 [[ $("$batch" info doc.pdf) == *"Title: Hello"* ]] || fail "--title=Hello was not set"
 ((failures == 0))

@@ -267,12 +267,14 @@ PageRun pageCommand(const QStringList &args)
     RecordingUi ui;
     // Every complaint names the program first; the cases below compare what follows.
     const QString program = "pagewright-batch: ";
-    r.status = RunBatchPageCommand(
-        ui, args, [&](const QString &l) { r.out << l; },
-        [&](const QString &l) {
-            EXPECT_TRUE(l.startsWith(program)) << l.toStdString();
-            r.err << l.mid(program.size());
-        });
+    NoProgress progress;
+    const BatchOutput io{[&](const QString &l) { r.out << l; },
+                         [&](const QString &l) {
+                             EXPECT_TRUE(l.startsWith(program)) << l.toStdString();
+                             r.err << l.mid(program.size());
+                         },
+                         [](const QString &) {}, progress};
+    r.status = RunBatchPageCommand(ui, args, io);
     return r;
 }
 

@@ -270,7 +270,7 @@ void frmCloneDirectory::logAppended(const QString &text)
         scroll->setValue(scroll->maximum());
 }
 
-void frmCloneDirectory::setProgressMaximum(int maximum)
+void frmCloneDirectory::setMaximum(int maximum)
 {
     ProgressBar1->setRange(0, maximum);
 }

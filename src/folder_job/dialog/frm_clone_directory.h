@@ -73,7 +73,7 @@ private:
     void openOutputFolder();
 
     void stateChanged(FolderJobState state) override;
-    void setProgressMaximum(int maximum) override;
+    void setMaximum(int maximum) override;
     void setValue(int done) override;
     void setStatusText(const QString &caption) override;
     void logCleared() override;
