@@ -1,3 +1,4 @@
+#include "allocator_options.h"
 #include "conversion_dialogs/logic/batch_rename.h"
 #include "core/app_context.h"
 #include "core/batch_output.h"
@@ -17,6 +18,7 @@
 
 int main(int argc, char **argv)
 {
+    pw::SetAllocatorOptions();
     // --help needs the commands' usage texts, printed below.
     if (pw::AnswerInfoOption(argc, argv, "pagewright-batch", nullptr))
         return 0;

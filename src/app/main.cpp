@@ -1,3 +1,4 @@
+#include "allocator_options.h"
 #include "core/app_context.h"
 #include "core/command_line.h"
 #include "core/master_layout.h"
@@ -29,6 +30,7 @@ const char *const help =
 
 int main(int argc, char **argv)
 {
+    pw::SetAllocatorOptions();
     if (pw::AnswerInfoOption(argc, argv, "pagewright", help))
         return 0;
     QApplication app(argc, argv);

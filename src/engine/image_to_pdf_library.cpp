@@ -47,13 +47,16 @@ public:
     int32_t ApClose(int32_t handle) override { return ::ApClose(handle); }
 };
 
-// The page itself is decoded and encoded on a worker thread while the caller's event loop keeps
-// turning. Creating, closing and the small calls stay on the caller's thread: each hand-over
-// wakes two sleeping threads, which costs a tenth of a millisecond or more on a virtual machine,
-// while a create or a close takes about as long as the hand-over would.
+// Every call runs on one worker thread while the caller's event loop keeps turning, so that a
+// window stays answering through a page that takes long to decode and encode. Creating and
+// closing go there too: the library keeps what it knows of a document's last close on the
+// thread that closed it, and a document is one thread's from its creation to its close.
 class ResponsiveLibrary final : public ImageToPdfLibrary {
 public:
-    int32_t ApCreate(const std::string &pdfPath) override { return ours_.ApCreate(pdfPath); }
+    int32_t ApCreate(const std::string &pdfPath) override
+    {
+        return worker_.run([&] { return ours_.ApCreate(pdfPath); });
+    }
     int32_t ApAddImage(int32_t handle, const std::string &imagePath) override
     {
         return worker_.run([&] { return ours_.ApAddImage(handle, imagePath); });
@@ -61,14 +64,26 @@ public:
     int32_t ApSetFunction(int32_t handle, int32_t code, int32_t n1, int32_t n2,
                           const std::string &text, int32_t n3) override
     {
-        return ours_.ApSetFunction(handle, code, n1, n2, text, n3);
+        return worker_.run([&] { return ours_.ApSetFunction(handle, code, n1, n2, text, n3); });
     }
     int32_t ApGetFunction(int32_t handle, int32_t code, int32_t n1, int32_t n2,
                           const std::string &text, int32_t n3) override
     {
-        return ours_.ApGetFunction(handle, code, n1, n2, text, n3);
+        return worker_.run([&] { return ours_.ApGetFunction(handle, code, n1, n2, text, n3); });
     }
-    int32_t ApClose(int32_t handle) override { return ours_.ApClose(handle); }
+    int32_t ApClose(int32_t handle) override
+    {
+        return worker_.run([&] { return ours_.ApClose(handle); });
+    }
+    std::string closeFailure() const override
+    {
+        std::string why;
+        worker_.run([&] {
+            why = ours_.closeFailure();
+            return 0;
+        });
+        return why;
+    }
 
 private:
     // One thread for the program's life: a thread made per call would start cold and hand each
@@ -115,7 +130,8 @@ private:
         std::condition_variable_any wake_;
         std::deque<std::packaged_task<int32_t()> *> tasks_;
         std::jthread thread_{[this](std::stop_token stop) { serve(stop); }};
-    } worker_;
+    };
+    mutable Worker worker_;
     ImageToPdfLibrary &ours_ = ours();
 };
 

@@ -26,7 +26,8 @@ public:
     virtual int32_t ApGetFunction(int32_t handle, int32_t code, int32_t n1, int32_t n2,
                                   const std::string &text, int32_t n3) = 0;
     virtual int32_t ApClose(int32_t handle) = 0;
-    // Why the last ApClose on this thread could not put the PDF in place.
+    // Why the last ApClose could not put the PDF in place: the last on this thread for ours(),
+    // the last on its worker for responsive().
     virtual std::string closeFailure() const;
 
     // Removes the hidden part files that killed conversions left in `folder`; a file that a
@@ -37,10 +38,12 @@ public:
     virtual std::string ocrLanguage();
     virtual std::string setOcrLanguage(const std::string &language);
 
-    // Our library, in this process.
+    // Our library, in this process: called on the caller's thread. Several threads may each
+    // make documents at once; a document's calls, from its create to its close, come from one.
     static ImageToPdfLibrary &ours();
-    // Our library, with each page added on a worker thread while the caller's events keep being
-    // processed, so that a window stays answering through a page that takes long to encode.
+    // Our library with every call made on one worker thread, while the calling thread's events
+    // keep being processed, so that a window stays answering through a page that takes long to
+    // encode. Any thread may call it; the calls of all of them take their turns on the worker.
     static ImageToPdfLibrary &responsive();
 };
 

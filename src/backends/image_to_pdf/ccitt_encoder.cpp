@@ -4,115 +4,7 @@
 #include "encoders.h"
 #include "tiff_handle.h"
 
-#include <algorithm>
-#include <cstring>
-
 namespace pw::i2p {
-
-namespace {
-
-struct MemoryFile {
-    std::string *data;
-    toff_t pos = 0;
-};
-
-tmsize_t memRead(thandle_t h, void *buf, tmsize_t n)
-{
-    auto *m = static_cast<MemoryFile *>(h);
-    if (m->pos >= m->data->size())
-        return 0;
-    const tmsize_t avail = tmsize_t(m->data->size() - m->pos);
-    n = std::min(n, avail);
-    std::memcpy(buf, m->data->data() + m->pos, size_t(n));
-    m->pos += toff_t(n);
-    return n;
-}
-
-tmsize_t memWrite(thandle_t h, void *buf, tmsize_t n)
-{
-    auto *m = static_cast<MemoryFile *>(h);
-    if (m->pos + toff_t(n) > m->data->size())
-        m->data->resize(size_t(m->pos + toff_t(n)));
-    std::memcpy(m->data->data() + m->pos, buf, size_t(n));
-    m->pos += toff_t(n);
-    return n;
-}
-
-toff_t memSeek(thandle_t h, toff_t off, int whence)
-{
-    auto *m = static_cast<MemoryFile *>(h);
-    toff_t base = whence == SEEK_CUR ? m->pos : (whence == SEEK_END ? m->data->size() : 0);
-    m->pos = base + off;
-    return m->pos;
-}
-
-int memClose(thandle_t)
-{
-    return 0;
-}
-
-toff_t memSize(thandle_t h)
-{
-    return static_cast<MemoryFile *>(h)->data->size();
-}
-
-int memMap(thandle_t, void **, toff_t *)
-{
-    return 0;
-}
-void memUnmap(thandle_t, void *, toff_t) {}
-
-int dropMessage(TIFF *, void *, const char *, const char *, va_list)
-{
-    return 1;
-}
-
-int keepError(TIFF *, void *user, const char *module, const char *fmt, va_list ap)
-{
-    auto *m = static_cast<TiffMessages *>(user);
-    if (m->firstError.empty()) {
-        char text[512];
-        std::vsnprintf(text, sizeof text, fmt, ap);
-        m->firstError = std::string(module ? module : "TIFF") + ": " + text;
-    }
-    return 1;
-}
-
-struct OptionsFree {
-    void operator()(TIFFOpenOptions *o) const { TIFFOpenOptionsFree(o); }
-};
-
-std::unique_ptr<TIFFOpenOptions, OptionsFree> makeOptions(TiffMessages *messages)
-{
-    std::unique_ptr<TIFFOpenOptions, OptionsFree> opts(TIFFOpenOptionsAlloc());
-    TIFFOpenOptionsSetErrorHandlerExtR(opts.get(), keepError, messages);
-    TIFFOpenOptionsSetWarningHandlerExtR(opts.get(), dropMessage, nullptr);
-    // A damaged header must not make libtiff ask for gigabytes.
-    TIFFOpenOptionsSetMaxSingleMemAlloc(opts.get(), tmsize_t(1) << 30);
-    return opts;
-}
-
-} // namespace
-
-TiffHandle openTiff(const std::string &path, const char *mode)
-{
-    TiffHandle h;
-    auto opts = makeOptions(h.messages.get());
-    h.tif.reset(TIFFOpenExt(path.c_str(), mode, opts.get()));
-    return h;
-}
-
-TiffHandle openMemoryTiff(std::string &buffer, const char *mode)
-{
-    TiffHandle h;
-    auto opts = makeOptions(h.messages.get());
-    auto file = std::make_shared<MemoryFile>();
-    file->data = &buffer;
-    h.memory = file;
-    h.tif.reset(TIFFClientOpenExt("memory", mode, file.get(), memRead, memWrite, memSeek, memClose,
-                                  memSize, memMap, memUnmap, opts.get()));
-    return h;
-}
 
 std::vector<uint8_t> ccittEncode(const Raster &raster, bool g4)
 {
@@ -124,7 +16,7 @@ std::vector<uint8_t> ccittEncode(const Raster &raster, bool g4)
     std::string buffer;
     std::vector<uint8_t> out;
     {
-        TiffHandle h = openMemoryTiff(buffer, "w");
+        TiffHandle h = TiffHandle::openMemory(buffer, "w");
         TIFF *t = h.get();
         if (!t)
             throw outOfMemory();
@@ -139,7 +31,7 @@ std::vector<uint8_t> ccittEncode(const Raster &raster, bool g4)
         if (!g4)
             TIFFSetField(t, TIFFTAG_GROUP3OPTIONS, 0);
         if (TIFFWriteEncodedStrip(t, 0, bits.data(), tmsize_t(bits.size())) < 0)
-            throw invalidFormat("CCITT encoder: " + h.messages->firstError);
+            throw invalidFormat("CCITT encoder: " + h.errorWithSource());
         uint64_t *offsets = nullptr;
         uint64_t *counts = nullptr;
         if (!TIFFGetField(t, TIFFTAG_STRIPOFFSETS, &offsets) ||

@@ -4,9 +4,8 @@
 #include "pdf_document.h"
 #include "text_layer.h"
 
-#include <malloc.h>
-
 #include <algorithm>
+#include <atomic>
 #include <cctype>
 #include <map>
 #include <memory>
@@ -41,14 +40,14 @@ std::map<int32_t, std::unique_ptr<PdfDocument>> &documents()
 }
 
 // Documents are made, looked up and closed from several threads at once (one per file of a
-// batch); each document itself is used by one thread at a time.
+// batch); each document itself is used by the one thread that made it.
 std::mutex &tableLock()
 {
     static std::mutex lock;
     return lock;
 }
 
-bool deterministicOutput = false;
+std::atomic<bool> deterministicOutput = false;
 
 PdfDocument *find(int32_t handle)
 {
@@ -68,11 +67,6 @@ std::string lower(std::string s)
 
 int32_t ApCreate(const std::string &pdfPath)
 {
-    // Page buffers come and go in megabytes. After the first is freed glibc would serve them
-    // from a heap it never gives back, and a long batch would keep the largest pages it met;
-    // a fixed threshold keeps each one mapped on its own and returned when freed.
-    static const int mappedAlone = mallopt(M_MMAP_THRESHOLD, 1 << 20);
-    (void)mappedAlone;
     try {
         auto doc = PdfDocument::create(pdfPath);
         if (!doc)

@@ -2,8 +2,15 @@
 
 // Image-to-PDF library: writes PDF documents from image files and PDFs behind a small C-style
 // contract of integer handles and numbered functions, so the binding that drives it can stay a
-// thin sequence of calls. Documents may be made and written on several threads at once, each
-// document by one thread at a time.
+// thin sequence of calls.
+//
+// Threads: any number of documents may be made at once, each on a thread of its own. All the
+// calls that name a document, from its ApCreate to its ApClose and the ApCloseFailure after
+// it, come from the one thread that created it. ApGetFunction and the process-wide settings
+// (ApSetMaxPixels, ApSetPageLayout, ApSetOcrLanguage) may be called from any thread; a setting
+// applies to the pages added after it. The library sets no allocator options: page buffers
+// come and go in megabytes, and a program that makes many documents should have glibc map
+// large blocks on their own (M_MMAP_THRESHOLD), as ours do in main.
 
 #include "ap_failure.h"
 #include "page_layout.h"

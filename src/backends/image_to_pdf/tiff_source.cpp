@@ -502,10 +502,13 @@ private:
         return r;
     }
 
-    [[noreturn]] void fail(const char *what) const
+    // `fallback` names the cause when this page's handle has none to give.
+    [[noreturn]] void fail(const char *what, const std::string &fallback = {}) const
     {
-        const std::string &why = h_.messages->firstError;
-        throw invalidFormat(std::string("TIFF: ") + (why.empty() ? what : why));
+        std::string why = h_.errorWithSource();
+        if (why.empty())
+            why = fallback.empty() ? what : fallback;
+        throw invalidFormat("TIFF: " + why);
     }
 
     // All rows of one plane (`samples` samples per pixel), as libtiff decodes them.
@@ -574,11 +577,12 @@ private:
             for (uint32_t i = started; i < shares; ++i)
                 read[i] = readStrips(t_, strips, first(i), first(i + 1));
         }
+        std::string helperWhy;
         for (uint32_t i = 1; i < shares; ++i)
-            if (!read[i] && h_.messages->firstError.empty())
-                h_.messages->firstError = helpers[i - 1].messages->firstError;
+            if (!read[i] && helperWhy.empty())
+                helperWhy = helpers[i - 1].errorWithSource();
         if (std::count(read.begin(), read.end(), 0) > 0)
-            fail("unreadable strip");
+            fail("unreadable strip", helperWhy);
         return out;
     }
 
@@ -658,7 +662,7 @@ private:
 
     std::optional<TiffHandle> extraHandle() const
     {
-        TiffHandle h = openTiff(path_, "r");
+        TiffHandle h = TiffHandle::open(path_, "r");
         if (!h.get() || !TIFFSetDirectory(h.get(), TIFFCurrentDirectory(t_)))
             return std::nullopt;
         uint32_t width = 0, height = 0;
@@ -808,10 +812,9 @@ private:
 
 void readTiff(const std::string &path, const PageSink &sink, bool firstOnly)
 {
-    TiffHandle h = openTiff(path, "r");
+    TiffHandle h = TiffHandle::open(path, "r");
     if (!h.get())
-        throw invalidFormat("TIFF: " + (h.messages->firstError.empty() ? std::string("cannot open")
-                                                                       : h.messages->firstError));
+        throw invalidFormat("TIFF: " + (h.error().empty() ? "cannot open" : h.errorWithSource()));
     int delivered = 0;
     bool more = true;
     while (more) {
@@ -825,13 +828,13 @@ void readTiff(const std::string &path, const PageSink &sink, bool firstOnly)
             if (firstOnly)
                 return;
         }
-        h.messages->firstError.clear();
+        h.clearError();
         more = TIFFReadDirectory(h.get()) != 0;
     }
     // A directory that cannot be read means pages are missing: the file is cut short or
     // broken, and half a document would pass for the whole one.
-    if (!h.messages->firstError.empty())
-        throw invalidFormat("TIFF: " + h.messages->firstError);
+    if (!h.error().empty())
+        throw invalidFormat("TIFF: " + h.errorWithSource());
     if (delivered == 0)
         throw invalidFormat("TIFF: no page");
 }

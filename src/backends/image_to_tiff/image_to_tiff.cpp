@@ -2,16 +2,15 @@
 
 #include "output_file.h"
 #include "run_time_errors.h"
+#include "tiff_handle.h"
 
 #include <QFile>
 #include <QImage>
 #include <QImageReader>
 
 #include <tiffio.h>
-#include <unistd.h>
 
 #include <cstdio>
-#include <memory>
 #include <string>
 
 namespace {
@@ -19,10 +18,6 @@ namespace {
 struct Failure {
     int32_t number;
     std::string what;
-};
-
-struct TiffCloser {
-    void operator()(TIFF *tiff) const { TIFFClose(tiff); }
 };
 
 void write(QImage image, const std::string &target, int32_t compression)
@@ -40,13 +35,9 @@ void write(QImage image, const std::string &target, int32_t compression)
         throw Failure{380, "TIFF compression " + std::to_string(compression)};
     pw::OutputFile file(target);
     // libtiff closes the descriptor it is given: it gets one of its own.
-    const int fd = file.share();
-    std::unique_ptr<TIFF, TiffCloser> tiff(fd < 0 ? nullptr : TIFFFdOpen(fd, target.c_str(), "w"));
-    if (!tiff) {
-        if (fd >= 0)
-            ::close(fd);
+    pw::TiffHandle tiff = pw::TiffHandle::open(file.share(), target, "w");
+    if (!tiff)
         throw Failure{75, target + (file.reason().empty() ? "" : ": " + file.reason())};
-    }
     TIFF *t = tiff.get();
     TIFFSetField(t, TIFFTAG_IMAGEWIDTH, image.width());
     TIFFSetField(t, TIFFTAG_IMAGELENGTH, image.height());
@@ -72,7 +63,8 @@ void write(QImage image, const std::string &target, int32_t compression)
     }
     if (!TIFFWriteDirectory(t))
         throw Failure{75, target};
-    tiff.reset();
+    if (!tiff.close())
+        throw Failure{75, target};
     if (!file.commit())
         throw Failure{75, target + ": " + file.reason()};
 }
@@ -96,9 +88,6 @@ int32_t pw_image_to_tiff(const char *source, const char *target, int32_t compres
         QImage image = reader.read();
         if (image.isNull())
             throw Failure{reader.error() == QImageReader::FileNotFoundError ? 53 : 321, source};
-        // Libtiff's own complaints would reach the terminal; the failure says what went wrong.
-        TIFFSetErrorHandler(nullptr);
-        TIFFSetWarningHandler(nullptr);
         write(std::move(image), target, compression);
         return PW_MODULE_OK;
     } catch (const Failure &failure) {

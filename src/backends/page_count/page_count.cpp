@@ -2,49 +2,14 @@
 
 #include "module_loader.h"
 #include "pdf_reading.h"
-
-#include <tiffio.h>
-
-#include <memory>
-
-namespace {
-
-// Returning 1 tells libtiff that the message was handled, so the process-wide handlers
-// (which print to stderr by default, and which other parts of the program may own) are
-// never reached for this handle.
-int SwallowTiffMessage(TIFF *, void *, const char *, const char *, va_list)
-{
-    return 1;
-}
-
-struct TiffOpenOptionsDeleter {
-    void operator()(TIFFOpenOptions *options) const { TIFFOpenOptionsFree(options); }
-};
-using TiffOpenOptions = std::unique_ptr<TIFFOpenOptions, TiffOpenOptionsDeleter>;
-
-struct TiffCloser {
-    void operator()(TIFF *tif) const { TIFFClose(tif); }
-};
-using TiffHandle = std::unique_ptr<TIFF, TiffCloser>;
-
-TiffHandle OpenTiffQuietly(const std::string &path)
-{
-    TiffOpenOptions options(TIFFOpenOptionsAlloc());
-    if (!options)
-        return nullptr;
-    TIFFOpenOptionsSetErrorHandlerExtR(options.get(), SwallowTiffMessage, nullptr);
-    TIFFOpenOptionsSetWarningHandlerExtR(options.get(), SwallowTiffMessage, nullptr);
-    // Memory-mapping is off so that a file truncated under us can't raise SIGBUS.
-    return TiffHandle(TIFFOpenExt(path.c_str(), "rm", options.get()));
-}
-
-} // namespace
+#include "tiff_handle.h"
 
 int32_t TiffPageCounter::GetPageCount(const std::string &utf8Path) const
 {
     // Opening reads the first directory, so a file whose only directory is unreadable fails
-    // here rather than passing as a TIFF of 0 pages.
-    TiffHandle tif = OpenTiffQuietly(utf8Path);
+    // here rather than passing as a TIFF of 0 pages. Memory-mapping is off so that a file truncated
+    // under us can't raise SIGBUS.
+    const pw::TiffHandle tif = pw::TiffHandle::open(utf8Path, "rm");
     if (!tif)
         return -1;
     // Every directory of the main chain is a page, reduced-resolution ones included: the

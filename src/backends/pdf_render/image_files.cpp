@@ -2,12 +2,10 @@
 
 #include <algorithm>
 #include <csetjmp>
-#include <cstdarg>
 #include <cstdio>
 #include <jpeglib.h>
 #include <png.h>
 #include <tiffio.h>
-#include <unistd.h>
 #include <vector>
 
 namespace pw::render {
@@ -96,13 +94,6 @@ bool jpegBody(jpeg_compress_struct &jpeg, FILE *file, const Raster &raster, int 
     return true;
 }
 
-// libtiff's messages go to the handlers of the file they concern, not to the process-wide
-// ones the host program may have set for its own TIFF reading.
-int tiffQuiet(TIFF *, void *, const char *, const char *, va_list)
-{
-    return 1;
-}
-
 bool isPredictable(int compression)
 {
     return compression == COMPRESSION_LZW || compression == COMPRESSION_ADOBE_DEFLATE ||
@@ -165,20 +156,11 @@ TiffFile::~TiffFile()
 bool TiffFile::open(const std::filesystem::path &path)
 {
     close();
-    TIFFOpenOptions *options = TIFFOpenOptionsAlloc();
-    if (!options)
-        return false;
-    TIFFOpenOptionsSetErrorHandlerExtR(options, tiffQuiet, nullptr);
-    TIFFOpenOptionsSetWarningHandlerExtR(options, tiffQuiet, nullptr);
     file_ = std::make_unique<OutputFile>(path.string());
     // libtiff closes the descriptor it is given: it gets one of its own.
-    const int fd = file_->share();
-    tiff_ = fd < 0 ? nullptr : TIFFFdOpenExt(fd, path.c_str(), "w", options);
-    TIFFOpenOptionsFree(options);
-    if (!tiff_ && fd >= 0)
-        ::close(fd);
+    tiff_ = TiffHandle::open(file_->share(), path.string(), "w");
     failed_ = false;
-    return tiff_ != nullptr;
+    return bool(tiff_);
 }
 
 bool TiffFile::addPage(const Raster &raster, int compression, int quality)
@@ -196,7 +178,7 @@ bool TiffFile::addPage(const Raster &raster, int compression, int quality)
     if (!tiffCompressionAvailable(compression))
         return false;
 
-    TIFF *t = tiff_;
+    TIFF *t = tiff_.get();
     const int samples = raster.depth == 24 ? 3 : 1;
     bool ok = TIFFSetField(t, TIFFTAG_SUBFILETYPE, FILETYPE_PAGE) &&
               TIFFSetField(t, TIFFTAG_IMAGEWIDTH, uint32_t(raster.width)) &&
@@ -252,10 +234,7 @@ bool TiffFile::close()
 {
     if (!tiff_)
         return !failed_;
-    // TIFFClose gives no result; the directories were checked as they were written.
-    TIFFClose(tiff_);
-    tiff_ = nullptr;
-    failed_ = failed_ || !file_->commit();
+    failed_ = failed_ || !tiff_.close() || !file_->commit();
     file_.reset();
     return !failed_;
 }

@@ -6,14 +6,13 @@
 // program's, not the libraries').
 
 #include "output_file.h"
+#include "tiff_handle.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <memory>
-
-typedef struct tiff TIFF;
 
 namespace pw::render {
 
@@ -61,11 +60,11 @@ public:
     bool close();
     // Closes the file and leaves nothing.
     void abandon();
-    bool isOpen() const { return tiff_ != nullptr; }
+    bool isOpen() const { return bool(tiff_); }
 
 private:
     std::unique_ptr<OutputFile> file_;
-    TIFF *tiff_ = nullptr;
+    TiffHandle tiff_;
     bool failed_ = false;
 };
 

@@ -1,17 +1,15 @@
 #include "tiff_pages.h"
 
 #include "output_file.h"
+#include "tiff_handle.h"
 
 #include <tiffio.h>
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdarg>
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
 #include <deque>
 #include <filesystem>
@@ -26,42 +24,6 @@ namespace fs = std::filesystem;
 // Keeps the first-listed pages safely below the classic 4 GiB offset limit: tags, directories
 // and padding come on top of the image data we can count.
 constexpr uint64_t kClassicLimit = (uint64_t{1} << 32) - (uint64_t{64} << 20);
-
-// libtiff reports through callbacks; each handle gets its own, so nothing reaches stderr and
-// the process-wide handlers (which other parts of the program may own) stay untouched. Only
-// errors are kept: warnings are about repairs libtiff made, which we don't need to explain.
-int KeepError(TIFF *, void *userData, const char *, const char *fmt, va_list ap)
-{
-    char text[512];
-    std::vsnprintf(text, sizeof text, fmt, ap);
-    auto *log = static_cast<std::string *>(userData);
-    if (log->empty())
-        *log = text;
-    return 1;
-}
-
-int IgnoreWarning(TIFF *, void *, const char *, const char *, va_list)
-{
-    return 1;
-}
-
-struct OptionsDeleter {
-    void operator()(TIFFOpenOptions *options) const { TIFFOpenOptionsFree(options); }
-};
-struct TiffCloser {
-    void operator()(TIFF *tif) const { TIFFClose(tif); }
-};
-using TiffHandle = std::unique_ptr<TIFF, TiffCloser>;
-
-std::unique_ptr<TIFFOpenOptions, OptionsDeleter> QuietOptions(std::string *log)
-{
-    std::unique_ptr<TIFFOpenOptions, OptionsDeleter> options(TIFFOpenOptionsAlloc());
-    if (options) {
-        TIFFOpenOptionsSetErrorHandlerExtR(options.get(), KeepError, log);
-        TIFFOpenOptionsSetWarningHandlerExtR(options.get(), IgnoreWarning, nullptr);
-    }
-    return options;
-}
 
 // Always false, so that a refusal reads `return Fail(error, why);`.
 bool Fail(std::string *error, std::string text)
@@ -82,7 +44,7 @@ std::string WithReason(const std::string &what, const std::string &why)
     return what + ": " + (named ? why.substr(colon + 2) : why);
 }
 
-// One source file, open for reading. Non-movable: libtiff holds a pointer to `log_`.
+// One source file, open for reading.
 class Source {
 public:
     Source() = default;
@@ -100,20 +62,18 @@ public:
         if (!S_ISREG(st.st_mode))
             return Fail(error, path + " is not a file");
         size_ = static_cast<uint64_t>(st.st_size);
-        auto options = QuietOptions(&log_);
         // No memory-mapping ("m"): a file cut short under us would raise SIGBUS instead of an
         // error. No strip chopping ("c"): libtiff would present one large uncompressed strip
         // as many small ones, and the copy would store them as such.
-        if (options)
-            tif_.reset(TIFFOpenExt(path.c_str(), "rmc", options.get()));
+        tif_ = TiffHandle::open(path, "rmc");
         if (!tif_)
-            return Fail(error, WithReason(path + " is not a readable TIFF", log_));
+            return Fail(error, WithReason(path + " is not a readable TIFF", tif_.error()));
         // TIFFNumberOfDirectories only follows the chain of directory offsets and stops at one
         // it has seen, so a looping file can't hang us; each page is read in full later.
-        log_.clear();
+        tif_.clearError();
         pages_ = TIFFNumberOfDirectories(tif_.get());
-        if (strict && !log_.empty())
-            return Fail(error, WithReason(path + " is damaged", log_));
+        if (strict && !tif_.error().empty())
+            return Fail(error, WithReason(path + " is damaged", tif_.error()));
         if (pages_ < 1)
             return Fail(error, path + " has no pages libtiff can list");
         return true;
@@ -122,7 +82,7 @@ public:
     // Makes page `dir` (0-based) current, walking forward when that is the next one.
     bool seek(tdir_t dir, std::string *error)
     {
-        log_.clear();
+        tif_.clearError();
         TIFF *tif = tif_.get();
         const tdir_t current = TIFFCurrentDirectory(tif);
         bool ok = true;
@@ -131,15 +91,17 @@ public:
         else if (dir != current)
             ok = TIFFSetDirectory(tif, dir) == 1;
         if (!ok || TIFFCurrentDirectory(tif) != dir)
-            return Fail(
-                error,
-                WithReason("cannot read page " + std::to_string(dir + 1) + " of " + path_, log_));
+            return Fail(error,
+                        WithReason("cannot read page " + std::to_string(dir + 1) + " of " + path_,
+                                   tif_.error()));
         return true;
     }
 
     TIFF *tif() const { return tif_.get(); }
     const std::string &path() const { return path_; }
-    std::string &log() { return log_; }
+    // What libtiff last reported on this file, since clearLog().
+    const std::string &log() const { return tif_.error(); }
+    void clearLog() { tif_.clearError(); }
     int pages() const { return static_cast<int>(pages_); }
     uint64_t size() const { return size_; }
     bool isBig() const { return TIFFIsBigTIFF(tif_.get()) != 0; }
@@ -147,7 +109,6 @@ public:
 
 private:
     std::string path_;
-    std::string log_;
     TiffHandle tif_;
     tdir_t pages_ = 0;
     uint64_t size_ = 0;
@@ -391,17 +352,11 @@ public:
         file_ = std::make_unique<pw::OutputFile>(target);
         if (file_->fd() < 0)
             return Fail(error, "cannot write " + target + ": " + file_->reason());
-        auto options = QuietOptions(&log_);
         const std::string mode = std::string("w") + (big ? "8" : "") + (bigEndian ? "b" : "l");
         // libtiff closes the descriptor it is given: it gets one of its own.
-        const int fd = file_->share();
-        if (options && fd >= 0)
-            tif_.reset(TIFFFdOpenExt(fd, target.c_str(), mode.c_str(), options.get()));
-        if (!tif_) {
-            if (fd >= 0)
-                ::close(fd);
-            return Fail(error, WithReason("cannot write " + target, log_));
-        }
+        tif_ = TiffHandle::open(file_->share(), target, mode.c_str());
+        if (!tif_)
+            return Fail(error, WithReason("cannot write " + target, tif_.error()));
         return true;
     }
 
@@ -425,32 +380,30 @@ public:
                                    (source.isBigEndian() ? "big" : "little") +
                                    "-endian order and cannot join a file of the other order");
 
-        source.log().clear();
-        log_.clear();
+        source.clearLog();
+        tif_.clearError();
         CopyCoreTags(in, out);
         TIFFSetField(out, TIFFTAG_PAGENUMBER, static_cast<uint16_t>(pageNumber),
                      static_cast<uint16_t>(pageTotal));
         // The image can't be described without these, so a page missing one is not written.
-        if (!log_.empty())
-            return Fail(error, WithReason("cannot copy the tags of " + where, log_));
+        if (!tif_.error().empty())
+            return Fail(error, WithReason("cannot copy the tags of " + where, tif_.error()));
         // Metadata libtiff refuses to write (a private tag in a shape it rejects) is left
         // behind rather than cost the user the page.
         CopyCustomTags(in, out, names_);
-        log_.clear();
+        tif_.clearError();
         if (!copyData(source, where, error))
             return false;
         if (!TIFFWriteDirectory(out))
-            return Fail(error, WithReason("cannot write " + where + " to " + target_, log_));
+            return Fail(error,
+                        WithReason("cannot write " + where + " to " + target_, tif_.error()));
         return true;
     }
 
     bool commitReady(std::string *error)
     {
-        TIFF *tif = tif_.release();
-        const bool flushed = TIFFFlush(tif) == 1;
-        TIFFClose(tif);
-        if (!flushed)
-            return Fail(error, WithReason("cannot write " + target_, log_));
+        if (!tif_.close())
+            return Fail(error, WithReason("cannot write " + target_, tif_.error()));
         return true;
     }
 
@@ -494,13 +447,13 @@ private:
             const tmsize_t put = tiled ? TIFFWriteRawTile(out, i, buffer_.data(), want)
                                        : TIFFWriteRawStrip(out, i, buffer_.data(), want);
             if (put != want)
-                return Fail(error, WithReason("cannot write " + where + " to " + target_, log_));
+                return Fail(error,
+                            WithReason("cannot write " + where + " to " + target_, tif_.error()));
         }
         return true;
     }
 
     std::string target_;
-    std::string log_;
     // Declared before the TIFF handle, which is closed first.
     std::unique_ptr<pw::OutputFile> file_;
     TiffHandle tif_;
