@@ -590,12 +590,6 @@ bool MergeTIFFs(const std::vector<std::string> &inputs, const std::string &outpu
     return Run({plan}, probes, error);
 }
 
-bool MergeTIFF(const std::string &first, const std::string &second, const std::string &output,
-               std::string *error)
-{
-    return MergeTIFFs({first, second}, output, error);
-}
-
 bool AddTIFFPages(const std::string &first, int index, const std::string &second,
                   std::string *error)
 {

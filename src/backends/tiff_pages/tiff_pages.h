@@ -24,9 +24,6 @@ int PageCount(const std::string &path, std::string *error = nullptr);
 // differs from the first input's, since its bytes can't be copied as they are.
 bool MergeTIFFs(const std::vector<std::string> &inputs, const std::string &output,
                 std::string *error = nullptr);
-// The pages of `first`, then those of `second`, into `output`.
-bool MergeTIFF(const std::string &first, const std::string &second, const std::string &output,
-               std::string *error = nullptr);
 // Puts the pages of `second` into `first` after its first `index` pages: 0 puts them in front,
 // an index at or past the page count appends them; a negative one is refused.
 bool AddTIFFPages(const std::string &first, int index, const std::string &second,

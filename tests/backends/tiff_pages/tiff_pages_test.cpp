@@ -143,7 +143,7 @@ TEST_F(TiffPagesTest, MergeKeepsEveryPageAsStored)
     WritePages(a, {{Kind::G4, 101}, {Kind::JpegYCbCr, 102}});
     WritePages(b, {{Kind::LzwGrey, 103}, {Kind::TiledGrey, 104}}, "w8");
     std::string error;
-    ASSERT_TRUE(MergeTIFF(a, b, out, &error)) << error;
+    ASSERT_TRUE(MergeTIFFs({a, b}, out, &error)) << error;
     std::vector<Stored> expected = ReadStored(a), b2 = ReadStored(b);
     expected.insert(expected.end(), b2.begin(), b2.end());
     EXPECT_EQ(ReadStored(out), expected);
@@ -263,7 +263,7 @@ protected:
         const QByteArray before = readFile(QString::fromStdString(input));
         std::string error;
         ::testing::internal::CaptureStderr();
-        EXPECT_FALSE(MergeTIFF(good, input, out, &error)) << input;
+        EXPECT_FALSE(MergeTIFFs({good, input}, out, &error)) << input;
         EXPECT_FALSE(SplitTIFF(input, 1, out, out + "2", &error)) << input;
         EXPECT_FALSE(AddTIFFPages(input, 1, good, &error)) << input;
         EXPECT_EQ(::testing::internal::GetCapturedStderr(), "") << input;
