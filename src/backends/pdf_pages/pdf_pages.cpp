@@ -43,7 +43,6 @@ namespace rte = pw::rte;
 using pw::failure;
 using pw::invalidFormat;
 
-thread_local std::string lastError;
 // Tried on every encrypted PDF this thread opens; set through pw_pages_set_password.
 thread_local std::string password;
 
@@ -55,8 +54,8 @@ constexpr size_t kMaxHandles = 1024;
 
 // `writing` tells a missing folder for a new file from a missing file to read; `why` replaces
 // the system's words for `error`.
-ApFailure systemFailure(int error, const std::string &path, bool writing = false,
-                        const std::string &why = {})
+pw::Failure systemFailure(int error, const std::string &path, bool writing = false,
+                          const std::string &why = {})
 {
     int number = rte::kDeviceIoError;
     switch (error) {
@@ -88,7 +87,7 @@ ApFailure systemFailure(int error, const std::string &path, bool writing = false
     return failure(number, path + ": " + (why.empty() ? std::strerror(error) : why));
 }
 
-ApFailure invalidCall(const std::string &cause)
+pw::Failure invalidCall(const std::string &cause)
 {
     return failure(rte::kInvalidCall, cause);
 }
@@ -99,8 +98,9 @@ void rethrowPassword(const QPDFExc &e)
     if (e.getErrorCode() != qpdf_e_password)
         throw;
     // Without "Invalid file format" before it: the file is whole, only locked.
-    throw ApFailure(rte::kInvalidFileFormat,
-                    password.empty() ? "needs a password" : "the password given does not open it");
+    throw pw::Failure(rte::kInvalidFileFormat, password.empty()
+                                                   ? "needs a password"
+                                                   : "the password given does not open it");
 }
 
 // Opened by us rather than by qpdf, so that a missing file is told from a damaged one.
@@ -313,8 +313,9 @@ void writeReplacing(QPDF &pdf, const std::string &target, const PDFVersion &vers
 class Job {
 public:
     virtual ~Job() = default;
-    virtual void run(int32_t code, int32_t number1, int32_t number2, const char *text1,
-                     const char *text2) = 0;
+    // "" when done, else what was left undone though nothing failed.
+    virtual std::string run(int32_t code, int32_t number1, int32_t number2, const char *text1,
+                            const char *text2) = 0;
     virtual void close() = 0;
 
     std::mutex busy;
@@ -324,7 +325,7 @@ class Merge : public Job {
 public:
     explicit Merge(std::string output) : output_(std::move(output)) { out_.emptyPDF(); }
 
-    void run(int32_t code, int32_t, int32_t, const char *text1, const char *text2) override
+    std::string run(int32_t code, int32_t, int32_t, const char *text1, const char *text2) override
     {
         if (code != PW_PAGES_ADD)
             throw invalidCall("code " + std::to_string(code) + " on a merge");
@@ -344,14 +345,13 @@ public:
                 pages.removePage(QPDFPageObjectHelper(out_.getAllPages().back()));
             throw;
         }
-        if (numbers.empty()) {
-            // Not a failure of the merge, which goes on; a caller may still want to know.
-            lastError = "no page in the range " + std::string(text2 ? text2 : "");
-            return;
-        }
+        // Not a failure of the merge, which goes on; a caller may still want to know.
+        if (numbers.empty())
+            return "no page in the range " + std::string(text2 ? text2 : "");
         version_.updateIfGreater(source.pdf->getVersionAsPDFVersion());
         if (firstPages_.emplace(text1, out_.getAllPages().at(before)).second)
             order_.push_back(text1);
+        return {};
     }
 
     void close() override
@@ -489,8 +489,8 @@ public:
         version_ = source_.pdf->getVersionAsPDFVersion();
     }
 
-    void run(int32_t code, int32_t number1, int32_t number2, const char *text1,
-             const char *text2) override
+    std::string run(int32_t code, int32_t number1, int32_t number2, const char *text1,
+                    const char *text2) override
     {
         if (code != PW_PAGES_SPLIT)
             throw invalidCall("code " + std::to_string(code) + " on a split");
@@ -500,7 +500,7 @@ public:
             throw invalidCall("no output path for the pages");
         const std::string range = number2 == 2 && text1 ? text1 : "";
         const std::string prefix = text2;
-        std::optional<ApFailure> first;
+        std::optional<pw::Failure> first;
         // A damaged page must not cost the user the pages after it: they are all written,
         // and the first failure is reported.
         const int pages = source_.pageCount();
@@ -516,7 +516,7 @@ public:
                 writePage(number, prefix + pw::pages::pageLabel(number, pages) + ".pdf");
             } catch (const std::bad_alloc &) {
                 throw;
-            } catch (const ApFailure &e) {
+            } catch (const pw::Failure &e) {
                 if (!first)
                     first = e;
             } catch (const std::exception &e) {
@@ -527,6 +527,7 @@ public:
         }
         if (first)
             throw *first;
+        return {};
     }
 
     void close() override {}
@@ -588,51 +589,15 @@ Registry &registry()
     return registry;
 }
 
-ApFailure failureOf(std::exception_ptr caught)
-{
-    try {
-        std::rethrow_exception(caught);
-    } catch (const ApFailure &e) {
-        return e;
-    } catch (const std::bad_alloc &) {
-        return pw::outOfMemory();
-    } catch (const std::exception &e) {
-        // qpdf reports damage beyond repair by QPDFExc and by plain run-time errors alike.
-        return invalidFormat(std::string("PDF: ") + e.what());
-    } catch (...) {
-        return invalidFormat("PDF: unreadable");
-    }
-}
-
-void keep(std::exception_ptr caught, pw_module_error *error) noexcept
-{
-    try {
-        const ApFailure failure = failureOf(caught);
-        lastError = failure.what();
-        if (error)
-            pw::report(*error, failure);
-    } catch (...) {
-        // No memory left even for the text.
-        lastError.clear();
-        if (error) {
-            error->number = rte::kOutOfMemory;
-            std::snprintf(error->text, sizeof error->text, "Out of memory");
-        }
-    }
-}
-
-// Runs `call` with its failure kept for apLastError and `error`: no exception may leave the
-// module.
+// Runs the work of an entry point: no exception may leave the module. qpdf reports damage
+// beyond repair by QPDFExc and by plain run-time errors alike.
 template <typename Call>
-int32_t guarded(int32_t failed, pw_module_error *error, Call &&call) noexcept
+int32_t entryPoint(int32_t failed, pw_module_error *error, Call &&call) noexcept
 {
-    try {
-        lastError.clear();
-        return call();
-    } catch (...) {
-        keep(std::current_exception(), error);
-    }
-    return failed;
+    const auto describe = [](const char *what) {
+        return invalidFormat(what ? std::string("PDF: ") + what : "PDF: unreadable");
+    };
+    return pw::contain(error, failed, describe, call);
 }
 
 std::string infoKey(const char *key)
@@ -751,7 +716,7 @@ int32_t rotate(const char *path, int32_t angle, const char *range)
         const auto numbers =
             pw::pages::pagesOfRange(text, int(std::min<size_t>(all.size(), INT_MAX)));
         if (numbers.empty())
-            throw ApFailure(rte::kInvalidCall, "no page in the range " + text);
+            throw pw::Failure(rte::kInvalidCall, "no page in the range " + text);
         // A page named twice in the range turns once: the range says which pages, not how often.
         std::set<int> turned(numbers.begin(), numbers.end());
         for (const int number : turned)
@@ -762,27 +727,27 @@ int32_t rotate(const char *path, int32_t angle, const char *range)
 
 } // namespace
 
-extern "C" int32_t apCreateMerge(const char *outputPath)
+extern "C" int32_t pw_pages_create_merge(const char *outputPath, pw_module_error *error)
 {
-    return guarded(0, nullptr, [&] {
+    return entryPoint(0, error, [&] {
         if (!outputPath || !*outputPath)
             throw invalidCall("no output path for the merge");
         return registry().add(std::make_shared<Merge>(outputPath));
     });
 }
 
-extern "C" int32_t apOpenSplit(const char *sourcePath)
+extern "C" int32_t pw_pages_open_split(const char *sourcePath, pw_module_error *error)
 {
-    return guarded(0, nullptr, [&] {
+    return entryPoint(0, error, [&] {
         if (!sourcePath || !*sourcePath)
             throw invalidCall("no PDF to split");
         return registry().add(std::make_shared<Split>(sourcePath));
     });
 }
 
-extern "C" int32_t pw_pages_split_count(int32_t handle)
+extern "C" int32_t pw_pages_split_count(int32_t handle, pw_module_error *error)
 {
-    return guarded(PW_MODULE_FAILED, nullptr, [&] {
+    return entryPoint(PW_MODULE_FAILED, error, [&] {
         auto job = std::dynamic_pointer_cast<Split>(registry().find(handle, false));
         if (!job)
             throw invalidCall("handle " + std::to_string(handle) + " is no split");
@@ -791,20 +756,25 @@ extern "C" int32_t pw_pages_split_count(int32_t handle)
     });
 }
 
-extern "C" int32_t apSetFunction(int32_t handle, int32_t code, int32_t number1, int32_t number2,
-                                 const char *text1, const char *text2)
+extern "C" int32_t pw_pages_set_function(int32_t handle, int32_t code, int32_t number1,
+                                         int32_t number2, const char *text1, const char *text2,
+                                         pw_module_error *error)
 {
-    return guarded(PW_MODULE_FAILED, nullptr, [&] {
+    return entryPoint(PW_MODULE_FAILED, error, [&]() -> int32_t {
         auto job = registry().find(handle, false);
         std::lock_guard guard(job->busy);
-        job->run(code, number1, number2, text1, text2);
-        return PW_MODULE_OK;
+        const std::string undone = job->run(code, number1, number2, text1, text2);
+        if (undone.empty())
+            return PW_MODULE_OK;
+        if (error)
+            pw::report(*error, pw::Failure(rte::kInvalidCall, undone));
+        return PW_PAGES_NOTHING_ADDED;
     });
 }
 
-extern "C" int32_t apClose(int32_t handle)
+extern "C" int32_t pw_pages_close(int32_t handle, pw_module_error *error)
 {
-    return guarded(PW_MODULE_FAILED, nullptr, [&] {
+    return entryPoint(PW_MODULE_FAILED, error, [&] {
         auto job = registry().find(handle, true);
         std::lock_guard guard(job->busy);
         job->close();
@@ -812,22 +782,18 @@ extern "C" int32_t apClose(int32_t handle)
     });
 }
 
-extern "C" int32_t pw_pages_abandon(int32_t handle)
+extern "C" int32_t pw_pages_abandon(int32_t handle, pw_module_error *error)
 {
-    return guarded(PW_MODULE_FAILED, nullptr, [&] {
+    return entryPoint(PW_MODULE_FAILED, error, [&] {
         registry().find(handle, true);
         return PW_MODULE_OK;
     });
 }
 
-extern "C" const char *apLastError(void)
+extern "C" int32_t pw_pages_count_checked(const char *path, int32_t *declared,
+                                          pw_module_error *error)
 {
-    return lastError.c_str();
-}
-
-extern "C" int32_t pw_pages_count_checked(const char *path, int32_t *declared)
-{
-    return guarded(PW_MODULE_FAILED, nullptr, [&] {
+    return entryPoint(PW_MODULE_FAILED, error, [&] {
         if (!path)
             throw invalidCall("no PDF");
         // The page tree alone: no page is read, nothing is prepared for copying.
@@ -841,22 +807,23 @@ extern "C" int32_t pw_pages_count_checked(const char *path, int32_t *declared)
     });
 }
 
-extern "C" int32_t pw_pages_count(const char *path)
+extern "C" int32_t pw_pages_count(const char *path, pw_module_error *error)
 {
-    return pw_pages_count_checked(path, nullptr);
+    return pw_pages_count_checked(path, nullptr, error);
 }
 
 extern "C" void pw_pages_set_password(const char *text)
 {
-    guarded(PW_MODULE_FAILED, nullptr, [&] {
+    entryPoint(PW_MODULE_FAILED, nullptr, [&] {
         password = text ? text : "";
         return PW_MODULE_OK;
     });
 }
 
-extern "C" int32_t pw_pages_describe(const char *path, char *text, size_t size)
+extern "C" int32_t pw_pages_describe(const char *path, char *text, size_t size,
+                                     pw_module_error *error)
 {
-    return guarded(PW_MODULE_FAILED, nullptr, [&] {
+    return entryPoint(PW_MODULE_FAILED, error, [&] {
         if (!path)
             throw invalidCall("no PDF");
         return describe(path, text, size);
@@ -866,16 +833,17 @@ extern "C" int32_t pw_pages_describe(const char *path, char *text, size_t size)
 extern "C" int32_t pw_pages_rotate(const char *path, int32_t angle, const char *range,
                                    pw_module_error *error)
 {
-    return guarded(PW_MODULE_FAILED, error, [&] {
+    return entryPoint(PW_MODULE_FAILED, error, [&] {
         if (!path)
             throw invalidCall("no PDF");
         return rotate(path, angle, range);
     });
 }
 
-extern "C" int32_t pw_pages_get_info(const char *path, const char *key, char *value, size_t size)
+extern "C" int32_t pw_pages_get_info(const char *path, const char *key, char *value, size_t size,
+                                     pw_module_error *error)
 {
-    return guarded(PW_MODULE_FAILED, nullptr, [&] {
+    return entryPoint(PW_MODULE_FAILED, error, [&] {
         if (!path)
             throw invalidCall("no PDF");
         return getInfo(path, key, value, size);
@@ -885,7 +853,7 @@ extern "C" int32_t pw_pages_get_info(const char *path, const char *key, char *va
 extern "C" int32_t pw_pages_set_info(const char *path, const char *key, const char *value,
                                      pw_module_error *error)
 {
-    return guarded(PW_MODULE_FAILED, error, [&] {
+    return entryPoint(PW_MODULE_FAILED, error, [&] {
         if (!path)
             throw invalidCall("no PDF");
         return setInfo(path, key, value);
