@@ -36,14 +36,14 @@ std::string libraryPath(const QString &path)
 } // namespace
 
 // Appends the image and finishes the document, letting window events run in between.
-void ApImgToPdf::addAndClose(int32_t handle, const QString &source, FailureTail &pwTail)
+void ApImgToPdf::addAndClose(OpenDocument &document, const QString &source, FailureTail &pwTail)
 {
     PW_STEP;
-    library_.ApAddImage(handle, libraryPath(source));
+    library_.ApAddImage(document.handle(), libraryPath(source));
     PW_STEP;
     ui_.DoEvents();
     PW_STEP;
-    library_.ApClose(handle);
+    document.close();
 }
 
 bool ApImgToPdf::MergeConvert_TiffToPdfx(Progress &status)
@@ -60,21 +60,21 @@ bool ApImgToPdf::MergeConvert_TiffToPdfx(Progress &status)
         }
         PW_STEP;
         int counter = 0;
-        const int32_t handle = library_.ApCreate(libraryPath(OutputPdfFile));
+        OpenDocument document(library_, libraryPath(OutputPdfFile));
         for (const clsColSetOrderGrid &row : colSelectedData) {
             PW_STEP;
             ui_.DoEvents();
             const QString source = ValidateDir(row.FileLocation()) + row.filename();
             PW_STEP;
             FailedFile = source;
-            library_.ApAddImage(handle, libraryPath(source));
+            library_.ApAddImage(document.handle(), libraryPath(source));
             FailedFile.clear();
             ++counter;
             PW_STEP;
             status.setValue(counter);
         }
         PW_STEP;
-        Written = library_.ApClose(handle) == 0;
+        Written = document.close() == 0;
         NotWrittenWhy = QString::fromStdString(library_.closeFailure());
         result = true;
     });
@@ -92,8 +92,8 @@ bool ApImgToPdf::Convert_EachTiffToPDFbyOne(const QString &source, const QString
         if (pdf.isEmpty() || source.isEmpty())
             return;
         PW_STEP;
-        const int32_t handle = library_.ApCreate(libraryPath(pdf));
-        addAndClose(handle, source, pwTail);
+        OpenDocument document(library_, libraryPath(pdf));
+        addAndClose(document, source, pwTail);
         result = true;
     });
     return result;
@@ -111,7 +111,8 @@ bool ApImgToPdf::ConverImageToPdf(const QString &source, const QString &pdf, con
         if (pdf.isEmpty() || source.isEmpty())
             return;
         PW_STEP;
-        const int32_t handle = library_.ApCreate(libraryPath(pdf));
+        OpenDocument document(library_, libraryPath(pdf));
+        const int32_t handle = document.handle();
         if (!(handle > 0)) {
             CreateRefused = true;
             result = true;
@@ -130,7 +131,7 @@ bool ApImgToPdf::ConverImageToPdf(const QString &source, const QString &pdf, con
             recompress(ClassGreyscale, grey);
         else if (!colour.isEmpty() && depth == 24)
             recompress(ClassColour, colour);
-        addAndClose(handle, source, pwTail);
+        addAndClose(document, source, pwTail);
         PW_STEP;
         ui_.DoEvents();
         result = true;

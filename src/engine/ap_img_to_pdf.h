@@ -61,7 +61,7 @@ public:
     bool CreateRefused = false;
 
 private:
-    void addAndClose(int32_t handle, const QString &source, FailureTail &pwTail);
+    void addAndClose(OpenDocument &document, const QString &source, FailureTail &pwTail);
 
     UiServices &ui_;
     ImageToPdfLibrary &library_;

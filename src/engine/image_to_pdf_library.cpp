@@ -17,22 +17,27 @@
 #include <mutex>
 #include <stop_token>
 #include <thread>
+#include <utility>
 
 namespace pw {
 
 namespace {
+
+// Why the last ApClose on this thread could not put the PDF in place.
+thread_local std::string lastCloseFailure;
+
 class OurLibrary final : public ImageToPdfLibrary {
 public:
     int32_t ApCreate(const std::string &pdfPath) override { return ::ApCreate(pdfPath); }
     int32_t ApAddImage(int32_t handle, const std::string &imagePath) override
     {
-        // The library reports an unreadable image by raising; the binding sees that as a
-        // run-time failure with the library's number and text.
-        try {
-            return ::ApAddImage(handle, imagePath);
-        } catch (const ApFailure &e) {
-            throw RuntimeError(e.number, QString::fromUtf8(e.what()), "imagetopdf");
-        }
+        // The binding sees an unreadable image as a run-time failure with the library's number
+        // and text.
+        const Result<int32_t> added = ::ApAddImage(handle, imagePath);
+        if (!added)
+            throw RuntimeError(added.failure().number, QString::fromUtf8(added.failure().what()),
+                               "imagetopdf");
+        return *added;
     }
     int32_t ApSetFunction(int32_t handle, int32_t code, int32_t n1, int32_t n2,
                           const std::string &text, int32_t n3) override
@@ -44,7 +49,13 @@ public:
     {
         return ::ApGetFunction(handle, code, n1, n2, text, n3);
     }
-    int32_t ApClose(int32_t handle) override { return ::ApClose(handle); }
+    int32_t ApClose(int32_t handle) override
+    {
+        const Result<int32_t> closed = ::ApClose(handle);
+        lastCloseFailure = closed ? std::string() : closed.failure().what();
+        return closed ? *closed : kCloseFailed;
+    }
+    int32_t ApDiscard(int32_t handle) override { return ::ApDiscard(handle); }
 };
 
 // Every call runs on one worker thread while the caller's event loop keeps turning, so that a
@@ -83,6 +94,10 @@ public:
             return 0;
         });
         return why;
+    }
+    int32_t ApDiscard(int32_t handle) override
+    {
+        return worker_.run([&] { return ours_.ApDiscard(handle); });
     }
 
 private:
@@ -139,7 +154,28 @@ private:
 
 std::string ImageToPdfLibrary::closeFailure() const
 {
-    return ::ApCloseFailure();
+    return lastCloseFailure;
+}
+
+int32_t ImageToPdfLibrary::ApDiscard(int32_t)
+{
+    return 0;
+}
+
+OpenDocument::OpenDocument(ImageToPdfLibrary &library, const std::string &pdfPath)
+    : library_(library), handle_(library.ApCreate(pdfPath))
+{
+}
+
+OpenDocument::~OpenDocument()
+{
+    if (handle_ > 0)
+        library_.ApDiscard(handle_);
+}
+
+int32_t OpenDocument::close()
+{
+    return library_.ApClose(std::exchange(handle_, 0));
 }
 
 void ImageToPdfLibrary::removeLeftovers(const std::string &folder)
@@ -152,9 +188,20 @@ std::string ImageToPdfLibrary::ocrLanguage()
     return ::ApOcrLanguage();
 }
 
+namespace {
+
+// "" when `language` is set, else why not.
+std::string useOcrLanguage(const std::string &language)
+{
+    const Result<void> set = ::ApSetOcrLanguage(language);
+    return set ? std::string() : set.failure().what();
+}
+
+} // namespace
+
 std::string ImageToPdfLibrary::setOcrLanguage(const std::string &language)
 {
-    return ::ApSetOcrLanguage(language);
+    return useOcrLanguage(language);
 }
 
 ImageToPdfLibrary &ImageToPdfLibrary::ours()
@@ -259,8 +306,8 @@ QString ApplySearchablePdfSetting(const Settings &settings)
 {
     const std::string language =
         settings.IsSearchablePdf() ? settings.OcrLanguage().trimmed().toStdString() : "";
-    if (const std::string why = ::ApSetOcrLanguage(language); !why.empty()) {
-        ::ApSetOcrLanguage("");
+    if (const std::string why = useOcrLanguage(language); !why.empty()) {
+        (void)::ApSetOcrLanguage("");
         return QString::fromStdString(why);
     }
     return {};
@@ -270,7 +317,7 @@ QString ApplyOcrOption(const QString &language)
 {
     if (language.isEmpty())
         return "Option --ocr needs a language, such as eng or deu+eng.";
-    const std::string why = ::ApSetOcrLanguage(language.toStdString());
+    const std::string why = useOcrLanguage(language.toStdString());
     return why.empty() ? QString()
                        : "Option --ocr " + language + ": " + QString::fromStdString(why) + ".";
 }

@@ -25,10 +25,14 @@ public:
                                   const std::string &text, int32_t n3) = 0;
     virtual int32_t ApGetFunction(int32_t handle, int32_t code, int32_t n1, int32_t n2,
                                   const std::string &text, int32_t n3) = 0;
+    // kCloseFailed when the PDF could not be written or put in place.
     virtual int32_t ApClose(int32_t handle) = 0;
+    static constexpr int32_t kCloseFailed = -3;
     // Why the last ApClose could not put the PDF in place: the last on this thread for ours(),
     // the last on its worker for responsive().
     virtual std::string closeFailure() const;
+    // Releases the handle writing nothing; a library that writes nothing has nothing to drop.
+    virtual int32_t ApDiscard(int32_t handle);
 
     // Removes the hidden part files that killed conversions left in `folder`; a file that a
     // running conversion still writes is left alone.
@@ -45,6 +49,25 @@ public:
     // keep being processed, so that a window stays answering through a page that takes long to
     // encode. Any thread may call it; the calls of all of them take their turns on the worker.
     static ImageToPdfLibrary &responsive();
+};
+
+// A document of `library` from its creation until close(): one left open, as when an image of it
+// cannot be read, is dropped unwritten and its handle released.
+class OpenDocument {
+public:
+    OpenDocument(ImageToPdfLibrary &library, const std::string &pdfPath);
+    ~OpenDocument();
+    OpenDocument(const OpenDocument &) = delete;
+    OpenDocument &operator=(const OpenDocument &) = delete;
+
+    // Above 0 while the document is open.
+    int32_t handle() const { return handle_; }
+    // ApClose's status.
+    int32_t close();
+
+private:
+    ImageToPdfLibrary &library_;
+    int32_t handle_;
 };
 
 // The batch commands' options for the pages made from images, each taking a value:

@@ -81,21 +81,16 @@ void usePassword(const Context &c)
         c.line.value("--password").toUtf8().constData());
 }
 
-// The page library's reason for its last failure on this thread.
-QString pagesFailure()
-{
-    return QString::fromUtf8(
-        moduleEntry<decltype(&::apLastError)>(pages::kModule, "apLastError")());
-}
-
 // Pages of `file` in full width (a PDF may have more than 32,767), or 0 with `why` set. `sound`
 // tells whether the page tree's root claims as many pages as it has.
 int pageCount(const QString &file, QString &why, bool *sound = nullptr)
 {
     int32_t declared = 0;
-    const int32_t pages = moduleEntry<decltype(&::pw_pages_count_checked)>(
-        pages::kModule, "pw_pages_count_checked")(QFile::encodeName(file).constData(), &declared);
-    why = pages > 0 ? QString() : pages == 0 ? "no pages" : pagesFailure();
+    pw_module_error error{};
+    const int32_t pages =
+        moduleEntry<decltype(&::pw_pages_count_checked)>(pages::kModule, "pw_pages_count_checked")(
+            QFile::encodeName(file).constData(), &declared, &error);
+    why = pages > 0 ? QString() : pages == 0 ? "no pages" : QString::fromUtf8(error.text);
     if (sound)
         *sound = declared == pages;
     return std::max(pages, 0);
@@ -107,13 +102,15 @@ int pageCount(const QString &file, QString &why, bool *sound = nullptr)
 QString soundCopy(const QString &file, const QTemporaryDir &folder, QString &why)
 {
     const QString copy = folder.filePath(QFileInfo(file).fileName());
-    PdfPagesLibrary &library = PdfPagesLibrary::ours();
+    PdfPagesModule library;
     const int32_t handle = library.apCreateMerge(QFile::encodeName(copy).toStdString());
-    const bool added = library.apSetFunction(handle, PW_PAGES_ADD, 0, 0,
-                                             QFile::encodeName(file).toStdString(), "") == 0;
-    why = added ? QString() : pagesFailure();
+    // A file without pages adds nothing, and nothing is written.
+    const bool added =
+        library.apSetFunction(handle, PW_PAGES_ADD, 0, 0, QFile::encodeName(file).toStdString(),
+                              "") != PW_MODULE_FAILED;
+    why = added ? QString() : QString::fromStdString(library.failure());
     if (library.apClose(handle) != 0 && added)
-        why = pagesFailure();
+        why = QString::fromStdString(library.failure());
     return why.isEmpty() ? copy : QString();
 }
 
@@ -218,25 +215,23 @@ class NotingPages final : public PdfPagesLibrary {
 public:
     int32_t apCreateMerge(const std::string &output) override
     {
-        return ours().apCreateMerge(output);
+        return module_.apCreateMerge(output);
     }
     int32_t apOpenSplit(const std::string &source) override
     {
-        const int32_t handle = ours().apOpenSplit(source);
-        splitPages = handle > 0 ? moduleEntry<decltype(&::pw_pages_split_count)>(
-                                      pages::kModule, "pw_pages_split_count")(handle)
-                                : 0;
+        const int32_t handle = module_.apOpenSplit(source);
         if (handle <= 0)
             why = lastError();
+        splitPages = handle > 0 ? module_.splitPages(handle) : 0;
         return handle;
     }
     int32_t apSetFunction(int32_t handle, int32_t code, int32_t number1, int32_t number2,
                           const std::string &text1, const std::string &text2) override
     {
-        const int32_t result = ours().apSetFunction(handle, code, number1, number2, text1, text2);
         // A range that selects no page adds nothing and is no failure of the merge; a user
         // who named that range made a mistake all the same.
-        if (result != 0 || !lastError().isEmpty()) {
+        const int32_t result = module_.apSetFunction(handle, code, number1, number2, text1, text2);
+        if (result != 0) {
             why = lastError();
             refused << QFile::decodeName(text1.c_str()) + ": " + why;
         }
@@ -246,9 +241,8 @@ public:
     {
         // What was refused is not left out quietly: nothing is written.
         if (!refused.isEmpty())
-            return moduleEntry<decltype(&::pw_pages_abandon)>(pages::kModule,
-                                                              "pw_pages_abandon")(handle);
-        const int32_t result = ours().apClose(handle);
+            return module_.abandon(handle);
+        const int32_t result = module_.apClose(handle);
         if (result != 0)
             unwritten = lastError();
         return result;
@@ -260,11 +254,8 @@ public:
     QString unwritten;
 
 private:
-    static QString lastError()
-    {
-        return QString::fromUtf8(
-            moduleEntry<decltype(&::apLastError)>(pages::kModule, "apLastError")());
-    }
+    QString lastError() const { return QString::fromStdString(module_.failure()); }
+    PdfPagesModule module_;
 };
 
 int split(Context &c, const QString &range)
@@ -366,12 +357,12 @@ QStringList describe(const QString &file)
     const auto entry =
         moduleEntry<decltype(&::pw_pages_describe)>(pages::kModule, "pw_pages_describe");
     const QByteArray path = QFile::encodeName(file);
-    const int32_t length = entry(path.constData(), nullptr, 0);
+    pw_module_error error{};
+    const int32_t length = entry(path.constData(), nullptr, 0, &error);
     if (length < 0)
-        throw RuntimeError(321, QString::fromUtf8(moduleEntry<decltype(&::apLastError)>(
-                                    pages::kModule, "apLastError")()));
+        throw RuntimeError(321, QString::fromUtf8(error.text));
     QByteArray text(length + 1, '\0');
-    entry(path.constData(), text.data(), size_t(text.size()));
+    entry(path.constData(), text.data(), size_t(text.size()), &error);
     text.chop(1);
     QStringList lines;
     for (const QString &line : QString::fromUtf8(text).split('\n', Qt::SkipEmptyParts))

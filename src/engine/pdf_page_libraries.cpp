@@ -44,29 +44,6 @@ public:
     }
 };
 
-class OurPages final : public PdfPagesLibrary {
-public:
-    int32_t apCreateMerge(const std::string &output) override
-    {
-        return moduleEntry<decltype(&::apCreateMerge)>(pages::kModule,
-                                                       "apCreateMerge")(output.c_str());
-    }
-    int32_t apOpenSplit(const std::string &source) override
-    {
-        return moduleEntry<decltype(&::apOpenSplit)>(pages::kModule, "apOpenSplit")(source.c_str());
-    }
-    int32_t apSetFunction(int32_t handle, int32_t code, int32_t number1, int32_t number2,
-                          const std::string &text1, const std::string &text2) override
-    {
-        return moduleEntry<decltype(&::apSetFunction)>(pages::kModule, "apSetFunction")(
-            handle, code, number1, number2, text1.c_str(), text2.c_str());
-    }
-    int32_t apClose(int32_t handle) override
-    {
-        return moduleEntry<decltype(&::apClose)>(pages::kModule, "apClose")(handle);
-    }
-};
-
 } // namespace
 
 PdfToImageLibrary &PdfToImageLibrary::ours()
@@ -77,8 +54,68 @@ PdfToImageLibrary &PdfToImageLibrary::ours()
 
 PdfPagesLibrary &PdfPagesLibrary::ours()
 {
-    static OurPages pages;
+    thread_local PdfPagesModule pages;
     return pages;
+}
+
+// The module fills `error` only when it has something to say.
+template <typename Call> int32_t PdfPagesModule::noting(Call &&call)
+{
+    pw_module_error error{};
+    const int32_t result = call(&error);
+    failure_ = error.text;
+    return result;
+}
+
+int32_t PdfPagesModule::apCreateMerge(const std::string &output)
+{
+    return noting([&](pw_module_error *error) {
+        return moduleEntry<decltype(&::pw_pages_create_merge)>(
+            pages::kModule, "pw_pages_create_merge")(output.c_str(), error);
+    });
+}
+
+int32_t PdfPagesModule::apOpenSplit(const std::string &source)
+{
+    return noting([&](pw_module_error *error) {
+        return moduleEntry<decltype(&::pw_pages_open_split)>(pages::kModule, "pw_pages_open_split")(
+            source.c_str(), error);
+    });
+}
+
+int32_t PdfPagesModule::apSetFunction(int32_t handle, int32_t code, int32_t number1,
+                                      int32_t number2, const std::string &text1,
+                                      const std::string &text2)
+{
+    return noting([&](pw_module_error *error) {
+        return moduleEntry<decltype(&::pw_pages_set_function)>(
+            pages::kModule, "pw_pages_set_function")(handle, code, number1, number2, text1.c_str(),
+                                                     text2.c_str(), error);
+    });
+}
+
+int32_t PdfPagesModule::apClose(int32_t handle)
+{
+    return noting([&](pw_module_error *error) {
+        return moduleEntry<decltype(&::pw_pages_close)>(pages::kModule, "pw_pages_close")(handle,
+                                                                                          error);
+    });
+}
+
+int32_t PdfPagesModule::abandon(int32_t handle)
+{
+    return noting([&](pw_module_error *error) {
+        return moduleEntry<decltype(&::pw_pages_abandon)>(pages::kModule,
+                                                          "pw_pages_abandon")(handle, error);
+    });
+}
+
+int32_t PdfPagesModule::splitPages(int32_t handle)
+{
+    return noting([&](pw_module_error *error) {
+        return moduleEntry<decltype(&::pw_pages_split_count)>(
+            pages::kModule, "pw_pages_split_count")(handle, error);
+    });
 }
 
 } // namespace pw

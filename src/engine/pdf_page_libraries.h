@@ -30,8 +30,30 @@ public:
                                   const std::string &text1, const std::string &text2) = 0;
     virtual int32_t apClose(int32_t handle) = 0;
 
-    // Our page library; raises 48 on first use when its module cannot be loaded.
+    // Our page library, one for each thread; raises 48 on first use when its module cannot be
+    // loaded.
     static PdfPagesLibrary &ours();
+};
+
+// Our page library, keeping why its last call failed or added nothing.
+class PdfPagesModule final : public PdfPagesLibrary {
+public:
+    int32_t apCreateMerge(const std::string &output) override;
+    int32_t apOpenSplit(const std::string &source) override;
+    int32_t apSetFunction(int32_t handle, int32_t code, int32_t number1, int32_t number2,
+                          const std::string &text1, const std::string &text2) override;
+    int32_t apClose(int32_t handle) override;
+    // Releases the handle without writing anything.
+    int32_t abandon(int32_t handle);
+    // Pages of the PDF that the split `handle` opened.
+    int32_t splitPages(int32_t handle);
+
+    // "" when the last call succeeded.
+    const std::string &failure() const { return failure_; }
+
+private:
+    template <typename Call> int32_t noting(Call &&call);
+    std::string failure_;
 };
 
 // The entry point `symbol` of the loaded module `module`; raises 48 "Error in loading DLL"

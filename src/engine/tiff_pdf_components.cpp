@@ -40,11 +40,11 @@ void requireFile(const QString &file)
 void Tiff2Pdf::ConvertTiffToPDF(const QString &source, const QString &pdf)
 {
     ImageToPdfLibrary &library = ImageToPdfLibrary::ours();
-    const int32_t handle = library.ApCreate(encoded(pdf));
-    if (handle <= 0)
+    OpenDocument document(library, encoded(pdf));
+    if (document.handle() <= 0)
         fail(75, pdf);
-    library.ApAddImage(handle, encoded(source));
-    if (library.ApClose(handle) != 0)
+    library.ApAddImage(document.handle(), encoded(source));
+    if (document.close() != 0)
         fail(75, pdf);
 }
 
@@ -81,11 +81,11 @@ QString PdfStamper::UpdatePDFInfo(const QString &file, const QString &key)
     requireFile(file);
     const std::string path = encoded(file);
     const std::string name = key.toUtf8().toStdString();
-    const int32_t length = get(path.c_str(), name.c_str(), nullptr, 0);
+    const int32_t length = get(path.c_str(), name.c_str(), nullptr, 0, nullptr);
     if (length < 0)
         fail(321, file);
     QByteArray value(length + 1, '\0');
-    get(path.c_str(), name.c_str(), value.data(), static_cast<size_t>(value.size()));
+    get(path.c_str(), name.c_str(), value.data(), static_cast<size_t>(value.size()), nullptr);
     value.chop(1);
     return QString::fromUtf8(value);
 }
@@ -95,53 +95,46 @@ int32_t PdfSplitMerge::GetNumberOfPages(const QString &file, const QString &pass
     requireFile(file);
     moduleEntry<decltype(&::pw_pages_set_password)>(pages::kModule, "pw_pages_set_password")(
         password.toUtf8().constData());
+    pw_module_error error{};
     const int32_t pages = moduleEntry<decltype(&::pw_pages_count)>(
-        pages::kModule, "pw_pages_count")(encoded(file).c_str());
+        pages::kModule, "pw_pages_count")(encoded(file).c_str(), &error);
     if (pages < 0)
-        throw RuntimeError(321, QString::fromUtf8(moduleEntry<decltype(&::apLastError)>(
-                                    pages::kModule, "apLastError")()));
+        throw RuntimeError(321, QString::fromUtf8(error.text));
     return pages;
 }
 
-bool TiffMergeSplit::answer(bool done, const std::string &error)
+bool TiffMergeSplit::answer(const Result<void> &done)
 {
-    lastError_ = done ? QString() : QString::fromStdString(error);
-    return done;
+    lastError_ = done ? QString() : QString::fromUtf8(done.failure().what());
+    return bool(done);
 }
 
 bool TiffMergeSplit::AddTIFFPages(const QString &first, int16_t index, const QString &second)
 {
-    std::string error;
-    return answer(tiff::AddTIFFPages(encoded(first), index, encoded(second), &error), error);
+    return answer(tiff::AddTIFFPages(encoded(first), index, encoded(second)));
 }
 
 bool TiffMergeSplit::DeleteTIFFPages(const QString &file, int16_t page)
 {
-    std::string error;
-    return answer(tiff::DeleteTIFFPages(encoded(file), page, &error), error);
+    return answer(tiff::DeleteTIFFPages(encoded(file), page));
 }
 
 bool TiffMergeSplit::SplitTIFF(const QString &source, int16_t page, const QString &firstOutput,
                                const QString &secondOutput)
 {
-    std::string error;
     return answer(
-        tiff::SplitTIFF(encoded(source), page, encoded(firstOutput), encoded(secondOutput), &error),
-        error);
+        tiff::SplitTIFF(encoded(source), page, encoded(firstOutput), encoded(secondOutput)));
 }
 
 bool TiffMergeSplit::ExtractPages(const QString &source, int16_t firstPage, int16_t lastPage,
                                   const QString &folder)
 {
-    std::string error;
-    return answer(tiff::ExtractPages(encoded(source), firstPage, lastPage, encoded(folder), &error),
-                  error);
+    return answer(tiff::ExtractPages(encoded(source), firstPage, lastPage, encoded(folder)));
 }
 
 bool TiffMergeSplit::ExtractAllTIFFpages(const QString &source, const QString &folder)
 {
-    std::string error;
-    return answer(tiff::ExtractAllTIFFpages(encoded(source), encoded(folder), &error), error);
+    return answer(tiff::ExtractAllTIFFpages(encoded(source), encoded(folder)));
 }
 
 bool TiffMergeSplit::MergeTIFFs(const QStringList &inputs, const QString &output)
@@ -149,13 +142,13 @@ bool TiffMergeSplit::MergeTIFFs(const QStringList &inputs, const QString &output
     std::vector<std::string> paths;
     for (const QString &input : inputs)
         paths.push_back(encoded(input));
-    std::string error;
-    return answer(tiff::MergeTIFFs(paths, encoded(output), &error), error);
+    return answer(tiff::MergeTIFFs(paths, encoded(output)));
 }
 
 int TiffMergeSplit::PageCount(const QString &file)
 {
-    return std::max(0, tiff::PageCount(encoded(file)));
+    const auto pages = tiff::PageCount(encoded(file));
+    return pages ? *pages : 0;
 }
 
 } // namespace pw

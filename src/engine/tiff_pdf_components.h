@@ -12,6 +12,8 @@
 
 namespace pw {
 
+template <typename T> class Result;
+
 class Tiff2Pdf {
 public:
     // Every page of the TIFF (or any image our image-to-PDF library reads) into one PDF.
@@ -56,7 +58,7 @@ public:
     const QString &lastError() const { return lastError_; }
 
 private:
-    bool answer(bool done, const std::string &error);
+    bool answer(const Result<void> &done);
     QString lastError_;
 };
 

@@ -85,6 +85,11 @@ public:
         calls << QString("close %1").arg(handle);
         return 0;
     }
+    int32_t ApDiscard(int32_t handle) override
+    {
+        calls << QString("discard %1").arg(handle);
+        return 0;
+    }
 
     static QString name(const std::string &path)
     {
@@ -136,8 +141,9 @@ TEST_F(Binding, CallsTheLibraryInItsFixedOrder)
     RecordingLibrary failing;
     failing.unreadable = "in.tif";
     EXPECT_FALSE(ApImgToPdf(ui, failing).ConverImageToPdf(in, out, "", "", ""));
-    EXPECT_EQ(failing.calls, QStringList({"create", "get 0 211 in.tif", "add 7 in.tif"}))
-        << "no close after a failure: the handle stays open";
+    EXPECT_EQ(failing.calls,
+              QStringList({"create", "get 0 211 in.tif", "add 7 in.tif", "discard 7"}))
+        << "a failed add drops the document unwritten";
 
     RecordingLibrary plain;
     EXPECT_TRUE(ApImgToPdf(ui, plain).Convert_EachTiffToPDFbyOne(in, out));
@@ -157,7 +163,7 @@ TEST_F(Binding, MergeAddsRowsInOrderAndNamesTheFileThatStoppedIt)
         addRow(merge, name, box.path());
     merge.OutputPdfFile = box.filePath("m.pdf");
     EXPECT_FALSE(merge.MergeConvert_TiffToPdfx(progress));
-    EXPECT_EQ(library.calls, QStringList({"create", "add 7 a.tif", "add 7 b.tif"}));
+    EXPECT_EQ(library.calls, QStringList({"create", "add 7 a.tif", "add 7 b.tif", "discard 7"}));
     EXPECT_EQ(progress.values, QList<int>({1}));
     EXPECT_EQ(merge.FailedFile, box.filePath("b.tif"));
     EXPECT_TRUE(log().contains("in procedure MergeConvert_TiffToPdfx"));

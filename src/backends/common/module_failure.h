@@ -1,10 +1,10 @@
 #pragma once
 
 // Failures across a module boundary: the module turns its failure into a pw_module_error, and
-// the program turns it back into the ApFailure it would have thrown itself. Callbacks the
-// module calls keep their exception until the module has returned.
+// the program turns it back into the Failure it would have raised itself. Callbacks the module
+// calls keep their exception until the module has returned.
 
-#include "ap_failure.h"
+#include "failure.h"
 #include "module_abi.h"
 
 #include <cstdio>
@@ -13,16 +13,49 @@
 namespace pw {
 
 // Module side.
-inline void report(pw_module_error &error, const ApFailure &failure)
+inline void report(pw_module_error &error, const Failure &failure)
 {
     error.number = failure.number;
     std::snprintf(error.text, sizeof error.text, "%s", failure.what());
 }
 
-// Program side: the failure as the module reported it.
-inline ApFailure reported(const pw_module_error &error)
+// Module side: runs the work of an entry point so that no exception crosses into the program.
+// Returns what `work` returns, or `failed` with the failure in `error` (when given): a Failure
+// as raised, lack of memory as such, and any other exception as `describe` words it from its
+// text (null when it has none).
+template <typename Describe, typename Work>
+int32_t contain(pw_module_error *error, int32_t failed, Describe &&describe, Work &&work) noexcept
 {
-    return ApFailure(error.number, error.text);
+    try {
+        try {
+            return work();
+        } catch (const Failure &f) {
+            if (error)
+                report(*error, f);
+        } catch (const std::bad_alloc &) {
+            if (error)
+                report(*error, outOfMemory());
+        } catch (const std::exception &e) {
+            if (error)
+                report(*error, describe(e.what()));
+        } catch (...) {
+            if (error)
+                report(*error, describe(nullptr));
+        }
+    } catch (...) {
+        // No memory left even for the text.
+        if (error) {
+            error->number = rte::kOutOfMemory;
+            std::snprintf(error->text, sizeof error->text, "%s", "Out of memory");
+        }
+    }
+    return failed;
+}
+
+// Program side: the failure as the module reported it.
+inline Failure reported(const pw_module_error &error)
+{
+    return Failure(error.number, error.text);
 }
 
 // Program side: wraps each callback a module calls, so that nothing it throws unwinds through

@@ -49,8 +49,8 @@ public:
     }
     ByteView sub(size_t at, size_t n) const { return ByteView(need(at, n), n, format_); }
 
-    ApFailure cutShort() const { return fail("the data is cut short"); }
-    ApFailure fail(const std::string &why) const
+    pw::Failure cutShort() const { return fail("the data is cut short"); }
+    pw::Failure fail(const std::string &why) const
     {
         return invalidFormat(std::string(format_) + ": " + why);
     }

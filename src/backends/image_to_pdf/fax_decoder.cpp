@@ -1,6 +1,6 @@
 #include "fax_decoder.h"
 
-#include "ap_failure.h"
+#include "failure.h"
 
 #include <array>
 #include <unordered_map>

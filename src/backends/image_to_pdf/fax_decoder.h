@@ -11,7 +11,7 @@
 namespace pw::i2p {
 
 // `rows` rows of `width` pixels from the start of `data`, packed eight pixels to a byte from
-// the most significant bit, 1 for black. Throws ApFailure on a code that is not in the tables,
+// the most significant bit, 1 for black. Throws pw::Failure on a code that is not in the tables,
 // a row that runs past the page, or data that ends before the last row does.
 std::vector<uint8_t> decodeModifiedHuffman(const uint8_t *data, size_t size, int width, int rows);
 

@@ -83,7 +83,7 @@ int32_t ApCreate(const std::string &pdfPath)
     }
 }
 
-int32_t ApAddImage(int32_t handle, const std::string &imagePath)
+pw::Result<int32_t> ApAddImage(int32_t handle, const std::string &imagePath)
 {
     PdfDocument *doc = find(handle);
     if (!doc)
@@ -129,7 +129,7 @@ int32_t ApGetFunction(int32_t, int32_t code, int32_t, int32_t, const std::string
         pw::i2p::readImageFile(
             file, [&](pw::i2p::PageSource &page) { depth = page.depth(); }, true);
         return depth;
-    } catch (const ApFailure &f) {
+    } catch (const pw::Failure &f) {
         return -std::abs(f.number);
     } catch (...) {
         return -pw::rte::kInvalidFileFormat;
@@ -137,28 +137,37 @@ int32_t ApGetFunction(int32_t, int32_t code, int32_t, int32_t, const std::string
 }
 
 namespace {
-thread_local std::string closeFailure;
+
+// The document of `handle`, taken out of the table; null when there is none.
+std::unique_ptr<PdfDocument> release(int32_t handle)
+{
+    const std::lock_guard hold(tableLock());
+    auto &table = documents();
+    auto it = table.find(handle);
+    if (it == table.end())
+        return nullptr;
+    std::unique_ptr<PdfDocument> doc = std::move(it->second);
+    table.erase(it);
+    return doc;
 }
 
-int32_t ApClose(int32_t handle)
+} // namespace
+
+pw::Result<int32_t> ApClose(int32_t handle)
 {
-    closeFailure.clear();
-    std::unique_ptr<PdfDocument> doc;
-    {
-        const std::lock_guard hold(tableLock());
-        auto &table = documents();
-        auto it = table.find(handle);
-        if (it == table.end())
-            return -1;
-        doc = std::move(it->second);
-        table.erase(it);
-    }
-    return doc->close(deterministicOutput, closeFailure);
+    const std::unique_ptr<PdfDocument> doc = release(handle);
+    if (!doc)
+        return -1;
+    return doc->close(deterministicOutput);
 }
 
-const std::string &ApCloseFailure()
+int32_t ApDiscard(int32_t handle)
 {
-    return closeFailure;
+    const std::unique_ptr<PdfDocument> doc = release(handle);
+    if (!doc)
+        return -1;
+    doc->discardOutput();
+    return 0;
 }
 
 void ApSetDeterministic(bool on)
@@ -181,12 +190,7 @@ std::string ApOcrLanguage()
     return pw::i2p::ocrLanguage();
 }
 
-std::string ApSetOcrLanguage(const std::string &language)
+pw::Result<void> ApSetOcrLanguage(const std::string &language)
 {
-    try {
-        pw::i2p::setOcrLanguage(language);
-        return {};
-    } catch (const ApFailure &f) {
-        return f.what();
-    }
+    return pw::attempt([&] { pw::i2p::setOcrLanguage(language); });
 }

@@ -12,7 +12,7 @@
 // come and go in megabytes, and a program that makes many documents should have glibc map
 // large blocks on their own (M_MMAP_THRESHOLD), as ours do in main.
 
-#include "ap_failure.h"
+#include "failure.h"
 #include "page_layout.h"
 
 #include <cstdint>
@@ -26,10 +26,10 @@ int32_t ApCreate(const std::string &pdfPath);
 
 // Appends every page of the image (every directory of a TIFF, frame of a GIF, page of a DCX or
 // PDF). Returns 0, or a negative status for lesser problems: -1 unknown handle, -3 a
-// recompression could not be applied and the default encoding was used. Throws ApFailure when
-// any page of the file cannot be read, a file cut short included; the document is then left as
-// it was before the call, and one still without pages holds no open file.
-int32_t ApAddImage(int32_t handle, const std::string &imagePath);
+// recompression could not be applied and the default encoding was used. Fails when any page of
+// the file cannot be read, a file cut short included; the document is then left as it was
+// before the call, and one still without pages holds no open file.
+pw::Result<int32_t> ApAddImage(int32_t handle, const std::string &imagePath);
 
 // Code 123: n1 selects the class (1 black and white, 2 greyscale, 3 colour) and `text` names
 // the recompression for that class's next images: "Lzw", "Zip", "Packbits", "Jpeg",
@@ -46,11 +46,11 @@ int32_t ApGetFunction(int32_t handle, int32_t code, int32_t n1, int32_t n2, cons
                       int32_t n3);
 
 // Finishes the document and puts it in place of the target in one step. Returns 0, -1 unknown
-// handle, -2 nothing was added (no file is written), -3 the write or the placing failed (the
-// target is left untouched). The handle is released in every case.
-int32_t ApClose(int32_t handle);
-// Why the last ApClose on this thread returned -3, in words.
-const std::string &ApCloseFailure();
+// handle, -2 nothing was added (no file is written), or fails when the write or the placing
+// failed (the target is left untouched). The handle is released in every case.
+pw::Result<int32_t> ApClose(int32_t handle);
+// Releases the handle writing nothing: the target stays as it was. Returns 0, -1 unknown handle.
+int32_t ApDiscard(int32_t handle);
 
 // Pages of more pixels than `pixels` are refused before they are decoded, as files whose
 // headers claim them (0: the default, 2^30). For the whole process; call it before converting.
@@ -62,10 +62,10 @@ void ApSetMaxPixels(uint64_t pixels);
 void ApSetPageLayout(const pw::i2p::PageLayout &layout);
 
 // Every image page added from now on gets an invisible text layer of the words read on it in
-// `language` ("eng", "deu+eng"; "" for none); its image stays as it would be without. Returns ""
-// or why the language cannot be used (one not installed names the package to install). For
-// the whole process; call it before converting.
-std::string ApSetOcrLanguage(const std::string &language);
+// `language` ("eng", "deu+eng"; "" for none); its image stays as it would be without. Fails
+// when the language cannot be used (one not installed names the package to install). For the
+// whole process; call it before converting.
+pw::Result<void> ApSetOcrLanguage(const std::string &language);
 std::string ApOcrLanguage();
 
 // Test helper: output that is byte for byte the same from run to run (fixed document ID).

@@ -3,7 +3,7 @@
 // The in-between forms of one page: a decoded raster, an image stream ready for the PDF, and
 // the interface through which each file reader offers its pages.
 
-#include "ap_failure.h"
+#include "failure.h"
 #include "file_ranges.h"
 #include "pixel_bytes.h"
 
@@ -88,7 +88,7 @@ struct EncodedImage {
     std::vector<uint8_t> bytes; // data made here ...
     FileRanges source;          // ... or taken from the input file as it is
     std::unique_ptr<EncodedImage> smask;
-    // For data taken as it is: reads it through and throws ApFailure when it cannot back the
+    // For data taken as it is: reads it through and throws pw::Failure when it cannot back the
     // page (cut short, damaged). The writer runs it beside the writing of the page.
     std::function<void()> verify;
 };
@@ -116,7 +116,7 @@ public:
 using PageSink = std::function<void(PageSource &)>;
 
 // The first bytes of a file, read once for every decision taken on them: PDF or image, and
-// which reader. Throws ApFailure for a path that is no readable, non-empty regular file.
+// which reader. Throws pw::Failure for a path that is no readable, non-empty regular file.
 struct FileHead {
     explicit FileHead(const std::string &path);
     bool isPdf() const;
@@ -131,12 +131,12 @@ struct FileHead {
 inline constexpr uint64_t kDefaultMaxPagePixels = uint64_t(1) << 30;
 void setMaxPagePixels(uint64_t pixels);
 uint64_t maxPagePixels();
-// Throws ApFailure, naming `format`, for a page of `width` x `height` pixels that is empty or
+// Throws pw::Failure, naming `format`, for a page of `width` x `height` pixels that is empty or
 // over the limit: readers call it before they allocate anything of the page's size.
 void checkPageSize(const char *format, uint64_t width, uint64_t height);
 
 // Feeds every page of an image file to `sink`, in order; with `firstOnly` it stops after the
-// first page. Throws ApFailure when any page cannot be read, the file's data stopping short of
+// first page. Throws pw::Failure when any page cannot be read, the file's data stopping short of
 // what its own headers promise included: a document missing pages must not pass for whole.
 void readImageFile(const FileHead &file, const PageSink &sink, bool firstOnly = false);
 
@@ -144,7 +144,7 @@ void readImageFile(const FileHead &file, const PageSink &sink, bool firstOnly = 
 // zero bytes, then the TIFF-structured data); 1 when it names none or cannot be read.
 int exifOrientation(const uint8_t *data, size_t size);
 
-// Reads a whole file (bounded by one input, never the document). Throws ApFailure.
+// Reads a whole file (bounded by one input, never the document). Throws pw::Failure.
 std::vector<uint8_t> readWholeFile(const std::string &path);
 FileRanges wholeFileRanges(const std::string &path, uint64_t offset = 0, uint64_t length = 0);
 

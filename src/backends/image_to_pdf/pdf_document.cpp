@@ -127,10 +127,10 @@ void PdfDocument::needVersion(const std::string &version)
     version_ = std::max(version_, version);
 }
 
-int PdfDocument::addFile(const std::string &path)
+Result<int> PdfDocument::addFile(const std::string &path)
 {
     if (!out_ && !openOutput())
-        throw failure(rte::kPathFileAccessError, "cannot write the PDF: " + target_);
+        return failure(rte::kPathFileAccessError, "cannot write the PDF: " + target_);
     const PdfWriter::Mark mark = out_->mark();
     const size_t pages = pages_.size();
     const std::string version = version_;
@@ -154,15 +154,15 @@ int PdfDocument::addFile(const std::string &path)
             return addPdfFile(path);
         const std::string metafile = file.metafileFormat();
         return metafile.empty() ? addImageFile(file) : addMetafile(path, metafile);
-    } catch (const ApFailure &) {
+    } catch (const pw::Failure &f) {
         rollback();
-        throw;
+        return f;
     } catch (const std::bad_alloc &) {
         rollback();
-        throw outOfMemory();
+        return outOfMemory();
     } catch (const std::exception &e) {
         rollback();
-        throw invalidFormat(e.what());
+        return invalidFormat(e.what());
     }
 }
 
@@ -180,7 +180,7 @@ int PdfDocument::addImageFile(const FileHead &file)
                 text.read(raster, page);
                 img = encodeRaster(std::move(raster), wanted, fb);
                 fellBack = fellBack || fb;
-            } catch (const ApFailure &) {
+            } catch (const pw::Failure &) {
                 // A page that only its stored form can carry keeps it.
                 if (wanted == Filter::None || !(img = page.asIs(Filter::None)))
                     throw;
@@ -396,13 +396,13 @@ void PdfDocument::writeText(size_t waiting)
     }
 }
 
-int PdfDocument::close(bool deterministic, std::string &why)
+Result<int> PdfDocument::close(bool deterministic)
 {
     if (pages_.empty()) {
         discardOutput();
         return -2;
     }
-    int status = 0;
+    Result<int> status = 0;
     try {
         std::string kids;
         for (int page : pages_)
@@ -415,13 +415,10 @@ int PdfDocument::close(bool deterministic, std::string &why)
         out_->write("<< /Type /Catalog /Pages " + std::to_string(kPages) + " 0 R >>");
         out_->endObject();
         out_->finish(kCatalog, version_, deterministic);
-        if (!file_->commit()) {
-            status = -3;
-            why = file_->reason();
-        }
+        if (!file_->commit())
+            status = Failure(rte::kPathFileAccessError, file_->reason());
     } catch (const std::exception &e) {
-        status = -3;
-        why = e.what();
+        status = Failure(rte::kPathFileAccessError, e.what());
     }
     discardOutput();
     return status;

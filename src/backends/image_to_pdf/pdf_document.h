@@ -33,13 +33,13 @@ public:
     PdfDocument(const PdfDocument &) = delete;
     PdfDocument &operator=(const PdfDocument &) = delete;
 
-    // Status as ApAddImage returns it; throws ApFailure for an unreadable file, and the
-    // document is then as it was before the call.
-    int addFile(const std::string &path);
+    // Status as ApAddImage returns it, or why the file cannot be read; the document is then as
+    // it was before the call.
+    Result<int> addFile(const std::string &path);
     // `colourClass` 0 black and white, 1 greyscale, 2 colour.
     void setRecompression(int colourClass, Filter filter) { recompression_[colourClass] = filter; }
-    // Status as ApClose returns it; `why` takes the reason of a -3.
-    int close(bool deterministic, std::string &why);
+    // Status as ApClose returns it, or why the PDF could not be written or put in place.
+    Result<int> close(bool deterministic);
 
 private:
     bool openOutput();

@@ -364,7 +364,7 @@ void PageText::read(PageSource &page)
         return;
     try {
         read(page.decode(), page);
-    } catch (const ApFailure &) {
+    } catch (const pw::Failure &) {
     }
 }
 

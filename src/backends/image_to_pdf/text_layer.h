@@ -31,13 +31,13 @@ struct OcrWord {
 };
 
 // The language the text layer is read in, for every document of the process ("" for no text
-// layer). Throws ApFailure, naming the package to install, when a language is not installed;
+// layer). Throws pw::Failure, naming the package to install, when a language is not installed;
 // the setting is then unchanged.
 void setOcrLanguage(const std::string &language);
 std::string ocrLanguage();
 
 OcrPage ocrCopy(const Raster &raster, double dpi);
-// Throws ApFailure when recognition fails.
+// Throws pw::Failure when recognition fails.
 std::vector<OcrWord> recognise(const OcrPage &page, const std::string &language);
 
 // Content-stream operators that draw `words`, read on the page as shown upright after its
@@ -64,7 +64,7 @@ public:
     // Starts reading a decoded copy of a page whose stored data is written as it is. A page
     // that cannot be decoded gets no text: its image is still whole.
     void read(PageSource &page);
-    // textLayer() of the words found, once they are; "" when not wanted(). Throws ApFailure
+    // textLayer() of the words found, once they are; "" when not wanted(). Throws pw::Failure
     // when the reading failed.
     std::string layer(int width, int height);
 

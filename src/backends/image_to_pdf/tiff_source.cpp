@@ -177,7 +177,7 @@ public:
             return decodeRgba();
         try {
             return decodeDirect();
-        } catch (const ApFailure &) {
+        } catch (const pw::Failure &) {
             // libtiff wants line ends in one-dimensional fax data; some writers leave them out.
             if (oneDimensionalFax())
                 return decodeFaxRows();

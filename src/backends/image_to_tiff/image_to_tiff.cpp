@@ -1,5 +1,6 @@
 #include "image_to_tiff.h"
 
+#include "module_failure.h"
 #include "output_file.h"
 #include "run_time_errors.h"
 #include "tiff_handle.h"
@@ -15,11 +16,6 @@
 
 namespace {
 
-struct Failure {
-    int32_t number;
-    std::string what;
-};
-
 void write(QImage image, const std::string &target, int32_t compression)
 {
     const bool bilevel = image.depth() == 1;
@@ -32,12 +28,12 @@ void write(QImage image, const std::string &target, int32_t compression)
     const bool fax = compression == COMPRESSION_CCITTFAX3 || compression == COMPRESSION_CCITTFAX4;
     if (!TIFFIsCODECConfigured(static_cast<uint16_t>(compression)) || (fax && !bilevel) ||
         (compression == COMPRESSION_JPEG && bilevel))
-        throw Failure{380, "TIFF compression " + std::to_string(compression)};
+        throw pw::failure(380, "TIFF compression " + std::to_string(compression));
     pw::OutputFile file(target);
     // libtiff closes the descriptor it is given: it gets one of its own.
     pw::TiffHandle tiff = pw::TiffHandle::open(file.share(), target, "w");
     if (!tiff)
-        throw Failure{75, target + (file.reason().empty() ? "" : ": " + file.reason())};
+        throw pw::failure(75, target + (file.reason().empty() ? "" : ": " + file.reason()));
     TIFF *t = tiff.get();
     TIFFSetField(t, TIFFTAG_IMAGEWIDTH, image.width());
     TIFFSetField(t, TIFFTAG_IMAGELENGTH, image.height());
@@ -59,23 +55,14 @@ void write(QImage image, const std::string &target, int32_t compression)
         image.invertPixels(); // a set bit is the lighter colour in a min-is-black page
     for (int row = 0; row < image.height(); ++row) {
         if (TIFFWriteScanline(t, image.scanLine(row), static_cast<uint32_t>(row), 0) < 0)
-            throw Failure{75, target};
+            throw pw::failure(75, target);
     }
     if (!TIFFWriteDirectory(t))
-        throw Failure{75, target};
+        throw pw::failure(75, target);
     if (!tiff.close())
-        throw Failure{75, target};
+        throw pw::failure(75, target);
     if (!file.commit())
-        throw Failure{75, target + ": " + file.reason()};
-}
-
-void fill(pw_module_error *error, int32_t number, const std::string &what)
-{
-    if (!error)
-        return;
-    error->number = number;
-    std::snprintf(error->text, sizeof error->text, "%s: %s",
-                  std::string(pw::rte::errorText(number)).c_str(), what.c_str());
+        throw pw::failure(75, target + ": " + file.reason());
 }
 
 } // namespace
@@ -83,17 +70,19 @@ void fill(pw_module_error *error, int32_t number, const std::string &what)
 int32_t pw_image_to_tiff(const char *source, const char *target, int32_t compression,
                          pw_module_error *error)
 {
-    try {
-        QImageReader reader(QFile::decodeName(source));
-        QImage image = reader.read();
-        if (image.isNull())
-            throw Failure{reader.error() == QImageReader::FileNotFoundError ? 53 : 321, source};
-        write(std::move(image), target, compression);
-        return PW_MODULE_OK;
-    } catch (const Failure &failure) {
-        fill(error, failure.number, failure.what);
-    } catch (...) {
-        fill(error, 7, target);
-    }
-    return PW_MODULE_FAILED;
+    // Whatever else goes wrong is taken for lack of memory, naming the file it was writing.
+    const auto describe = [&](const char *) { return pw::failure(pw::rte::kOutOfMemory, target); };
+    return pw::contain(error, PW_MODULE_FAILED, describe, [&] {
+        try {
+            QImageReader reader(QFile::decodeName(source));
+            QImage image = reader.read();
+            if (image.isNull())
+                throw pw::failure(reader.error() == QImageReader::FileNotFoundError ? 53 : 321,
+                                  source);
+            write(std::move(image), target, compression);
+            return PW_MODULE_OK;
+        } catch (const std::bad_alloc &) {
+            throw pw::failure(pw::rte::kOutOfMemory, target);
+        }
+    });
 }

@@ -29,20 +29,17 @@ struct StoppedByCaller {};
 // throws becomes the error result (a stop asked for by the program's callback needs none).
 template <typename Work> int32_t entryPoint(pw_module_error &error, const char *format, Work &&work)
 {
-    try {
-        work();
-        return PW_MODULE_OK;
-    } catch (const StoppedByCaller &) {
-    } catch (const ApFailure &f) {
-        pw::report(error, f);
-    } catch (const std::bad_alloc &) {
-        pw::report(error, pw::outOfMemory());
-    } catch (const std::exception &f) {
-        pw::report(error, invalidFormat(f.what()));
-    } catch (...) {
-        pw::report(error, invalidFormat(std::string(format) + ": unreadable image"));
-    }
-    return PW_MODULE_FAILED;
+    const auto describe = [&](const char *what) {
+        return invalidFormat(what ? std::string(what) : std::string(format) + ": unreadable image");
+    };
+    return pw::contain(&error, PW_MODULE_FAILED, describe, [&] {
+        try {
+            work();
+            return PW_MODULE_OK;
+        } catch (const StoppedByCaller &) {
+            return PW_MODULE_FAILED;
+        }
+    });
 }
 
 void silent(const ::ExceptionType, const char *, const char *) {}

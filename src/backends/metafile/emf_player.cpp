@@ -4,7 +4,7 @@
 
 #include "emf_player.h"
 
-#include "ap_failure.h"
+#include "failure.h"
 #include "glyphs.h"
 
 #include <QPainter>
@@ -1230,7 +1230,7 @@ template <typename Play> void named(const Record &, uint32_t kind, Play &&play)
 {
     try {
         play();
-    } catch (const ApFailure &f) {
+    } catch (const pw::Failure &f) {
         throw invalidFormat(std::string(f.what()) + " (record type " + std::to_string(kind) + ")");
     }
 }

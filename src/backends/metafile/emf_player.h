@@ -21,7 +21,7 @@ struct Canvas {
 // Makes the canvas for a picture of the given size in millimetres; it must outlive the play.
 using CanvasFor = std::function<Canvas(const QSizeF &mm)>;
 
-// Plays the EMF in `data` onto the canvas `canvasFor` makes. Throws ApFailure when the records
+// Plays the EMF in `data` onto the canvas `canvasFor` makes. Throws pw::Failure when the records
 // are damaged or end before the end-of-file record.
 void playEmf(const uint8_t *data, size_t size, const CanvasFor &canvasFor);
 // The same for a Windows metafile (WMF), with or without its placeable header.

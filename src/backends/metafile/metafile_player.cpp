@@ -18,18 +18,10 @@ namespace {
 // Nothing may cross into the program but the error result.
 template <typename Work> int32_t entryPoint(pw_module_error &error, Work &&work)
 {
-    try {
-        return work();
-    } catch (const ApFailure &f) {
-        pw::report(error, f);
-    } catch (const std::bad_alloc &) {
-        pw::report(error, pw::outOfMemory());
-    } catch (const std::exception &f) {
-        pw::report(error, pw::invalidFormat(f.what()));
-    } catch (...) {
-        pw::report(error, pw::invalidFormat("EMF: unreadable metafile"));
-    }
-    return PW_MODULE_FAILED;
+    const auto describe = [](const char *what) {
+        return pw::invalidFormat(what ? what : "EMF: unreadable metafile");
+    };
+    return pw::contain(&error, PW_MODULE_FAILED, describe, work);
 }
 
 void play(const uint8_t *data, size_t size, const char *format,

@@ -24,19 +24,14 @@ constexpr double kScaleAbove = 400;
 
 template <typename Work> int32_t entryPoint(pw_module_error &error, Work &&work)
 {
-    try {
+    const auto describe = [](const char *what) {
+        return pw::failure(pw::rte::kInvalidCall,
+                           what ? std::string("OCR: ") + what : "OCR: the page could not be read");
+    };
+    return pw::contain(&error, PW_MODULE_FAILED, describe, [&] {
         work();
         return PW_MODULE_OK;
-    } catch (const ApFailure &f) {
-        pw::report(error, f);
-    } catch (const std::bad_alloc &) {
-        pw::report(error, pw::outOfMemory());
-    } catch (const std::exception &f) {
-        pw::report(error, pw::failure(pw::rte::kInvalidCall, std::string("OCR: ") + f.what()));
-    } catch (...) {
-        pw::report(error, pw::failure(pw::rte::kInvalidCall, "OCR: the page could not be read"));
-    }
-    return PW_MODULE_FAILED;
+    });
 }
 
 std::vector<std::string> languagesOf(const std::string &language)
@@ -64,15 +59,15 @@ void checkName(const std::string &language)
     const bool plain = std::all_of(language.begin(), language.end(),
                                    [](unsigned char c) { return std::isalnum(c) || c == '_'; });
     if (language.empty() || !plain)
-        throw ApFailure(pw::rte::kInvalidPropertyValue,
-                        "\"" + language + "\" is no OCR language (such as eng or deu+eng)");
+        throw pw::Failure(pw::rte::kInvalidPropertyValue,
+                          "\"" + language + "\" is no OCR language (such as eng or deu+eng)");
 }
 
 [[noreturn]] void missingLanguage(const std::string &language)
 {
-    throw ApFailure(pw::rte::kFileNotFound, "the OCR language \"" + language +
-                                                "\" is not installed (Debian package " +
-                                                packageOf(language) + ")");
+    throw pw::Failure(pw::rte::kFileNotFound, "the OCR language \"" + language +
+                                                  "\" is not installed (Debian package " +
+                                                  packageOf(language) + ")");
 }
 
 // tesseract starts with the languages it could load and leaves the others out: each one asked

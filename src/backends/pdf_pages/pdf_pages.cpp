@@ -43,7 +43,6 @@ namespace rte = pw::rte;
 using pw::failure;
 using pw::invalidFormat;
 
-thread_local std::string lastError;
 // Tried on every encrypted PDF this thread opens; set through pw_pages_set_password.
 thread_local std::string password;
 
@@ -55,8 +54,8 @@ constexpr size_t kMaxHandles = 1024;
 
 // `writing` tells a missing folder for a new file from a missing file to read; `why` replaces
 // the system's words for `error`.
-ApFailure systemFailure(int error, const std::string &path, bool writing = false,
-                        const std::string &why = {})
+pw::Failure systemFailure(int error, const std::string &path, bool writing = false,
+                          const std::string &why = {})
 {
     int number = rte::kDeviceIoError;
     switch (error) {
@@ -88,7 +87,7 @@ ApFailure systemFailure(int error, const std::string &path, bool writing = false
     return failure(number, path + ": " + (why.empty() ? std::strerror(error) : why));
 }
 
-ApFailure invalidCall(const std::string &cause)
+pw::Failure invalidCall(const std::string &cause)
 {
     return failure(rte::kInvalidCall, cause);
 }
@@ -99,8 +98,9 @@ void rethrowPassword(const QPDFExc &e)
     if (e.getErrorCode() != qpdf_e_password)
         throw;
     // Without "Invalid file format" before it: the file is whole, only locked.
-    throw ApFailure(rte::kInvalidFileFormat,
-                    password.empty() ? "needs a password" : "the password given does not open it");
+    throw pw::Failure(rte::kInvalidFileFormat, password.empty()
+                                                   ? "needs a password"
+                                                   : "the password given does not open it");
 }
 
 // Opened by us rather than by qpdf, so that a missing file is told from a damaged one.
@@ -339,6 +339,23 @@ public:
         QPDFPageDocumentHelper(*pdf).pushInheritedAttributesToPage();
     }
 
+    // The pages of `range`, all of them for "". A few are found through the tree's counts; for
+    // more, the tree is read whole, which costs less than trimming the resources of every page
+    // found by counts, and for all, the pages are those the tree really holds.
+    std::vector<int> pagesOf(const std::string &range)
+    {
+        if (range.empty())
+            readWhole();
+        std::vector<int> numbers = pw::pages::pagesOfRange(range, pageCount());
+        if (!whole_ && numbers.size() > kFewPages) {
+            readWhole();
+            numbers = pw::pages::pagesOfRange(range, pageCount());
+        }
+        return numbers;
+    }
+
+    bool whole() const { return whole_; }
+
     int pageCount()
     {
         if (!whole_) {
@@ -427,6 +444,8 @@ private:
         return false;
     }
 
+    static constexpr size_t kFewPages = 32;
+
     bool whole_ = false;
     std::optional<std::set<QPDFObjGen>> shared;
 };
@@ -471,8 +490,9 @@ void writeReplacing(QPDF &pdf, const std::string &target, const PDFVersion &vers
 class Job {
 public:
     virtual ~Job() = default;
-    virtual void run(int32_t code, int32_t number1, int32_t number2, const char *text1,
-                     const char *text2) = 0;
+    // "" when done, else what was left undone though nothing failed.
+    virtual std::string run(int32_t code, int32_t number1, int32_t number2, const char *text1,
+                            const char *text2) = 0;
     virtual void close() = 0;
 
     std::mutex busy;
@@ -482,7 +502,7 @@ class Merge : public Job {
 public:
     explicit Merge(std::string output) : output_(std::move(output)) { out_.emptyPDF(); }
 
-    void run(int32_t code, int32_t, int32_t, const char *text1, const char *text2) override
+    std::string run(int32_t code, int32_t, int32_t, const char *text1, const char *text2) override
     {
         if (code != PW_PAGES_ADD)
             throw invalidCall("code " + std::to_string(code) + " on a merge");
@@ -490,9 +510,7 @@ public:
             throw invalidCall("no file to add");
         Source &source = sourceFor(text1);
         const std::string range = text2 ? text2 : "";
-        if (range.empty())
-            source.readWhole();
-        const auto numbers = pw::pages::pagesOfRange(range, source.pageCount());
+        const auto numbers = source.pagesOf(range);
         const size_t before = out_.getAllPages().size();
         try {
             for (const int number : numbers)
@@ -505,14 +523,13 @@ public:
                 pages.removePage(QPDFPageObjectHelper(out_.getAllPages().back()));
             throw;
         }
-        if (numbers.empty()) {
-            // Not a failure of the merge, which goes on; a caller may still want to know.
-            lastError = "no page in the range " + std::string(text2 ? text2 : "");
-            return;
-        }
+        // Not a failure of the merge, which goes on; a caller may still want to know.
+        if (numbers.empty())
+            return "no page in the range " + std::string(text2 ? text2 : "");
         version_.updateIfGreater(source.pdf->getVersionAsPDFVersion());
         if (firstPages_.emplace(text1, out_.getAllPages().at(before)).second)
             order_.push_back(text1);
+        return {};
     }
 
     void close() override
@@ -650,8 +667,8 @@ public:
         version_ = source_.pdf->getVersionAsPDFVersion();
     }
 
-    void run(int32_t code, int32_t number1, int32_t number2, const char *text1,
-             const char *text2) override
+    std::string run(int32_t code, int32_t number1, int32_t number2, const char *text1,
+                    const char *text2) override
     {
         if (code != PW_PAGES_SPLIT)
             throw invalidCall("code " + std::to_string(code) + " on a split");
@@ -661,19 +678,19 @@ public:
             throw invalidCall("no output path for the pages");
         const std::string range = number2 == 2 && text1 ? text1 : "";
         const std::string prefix = text2;
-        std::optional<ApFailure> first;
+        std::optional<pw::Failure> first;
         // A damaged page must not cost the user the pages after it: they are all written,
         // and the first failure is reported.
-        if (range.empty())
-            source_.readWhole();
+        const std::vector<int> numbers = source_.pagesOf(range);
         const int pages = source_.pageCount();
         size_t opened = heapInUse();
-        for (const int number : pw::pages::pagesOfRange(range, pages)) {
+        for (const int number : numbers) {
             // qpdf keeps every object it has read until its document goes, so a long split
             // would end up holding the whole source: past a bound it is opened afresh.
             if (heapInUse() > opened + kSplitHeld) {
+                const bool whole = source_.whole();
                 source_ = Source(openPdf(path_));
-                if (range.empty())
+                if (whole)
                     source_.readWhole();
                 opened = heapInUse();
             }
@@ -681,7 +698,7 @@ public:
                 writePage(number, prefix + pw::pages::pageLabel(number, pages) + ".pdf");
             } catch (const std::bad_alloc &) {
                 throw;
-            } catch (const ApFailure &e) {
+            } catch (const pw::Failure &e) {
                 if (!first)
                     first = e;
             } catch (const std::exception &e) {
@@ -692,6 +709,7 @@ public:
         }
         if (first)
             throw *first;
+        return {};
     }
 
     void close() override {}
@@ -753,51 +771,15 @@ Registry &registry()
     return registry;
 }
 
-ApFailure failureOf(std::exception_ptr caught)
-{
-    try {
-        std::rethrow_exception(caught);
-    } catch (const ApFailure &e) {
-        return e;
-    } catch (const std::bad_alloc &) {
-        return pw::outOfMemory();
-    } catch (const std::exception &e) {
-        // qpdf reports damage beyond repair by QPDFExc and by plain run-time errors alike.
-        return invalidFormat(std::string("PDF: ") + e.what());
-    } catch (...) {
-        return invalidFormat("PDF: unreadable");
-    }
-}
-
-void keep(std::exception_ptr caught, pw_module_error *error) noexcept
-{
-    try {
-        const ApFailure failure = failureOf(caught);
-        lastError = failure.what();
-        if (error)
-            pw::report(*error, failure);
-    } catch (...) {
-        // No memory left even for the text.
-        lastError.clear();
-        if (error) {
-            error->number = rte::kOutOfMemory;
-            std::snprintf(error->text, sizeof error->text, "Out of memory");
-        }
-    }
-}
-
-// Runs `call` with its failure kept for apLastError and `error`: no exception may leave the
-// module.
+// Runs the work of an entry point: no exception may leave the module. qpdf reports damage
+// beyond repair by QPDFExc and by plain run-time errors alike.
 template <typename Call>
-int32_t guarded(int32_t failed, pw_module_error *error, Call &&call) noexcept
+int32_t entryPoint(int32_t failed, pw_module_error *error, Call &&call) noexcept
 {
-    try {
-        lastError.clear();
-        return call();
-    } catch (...) {
-        keep(std::current_exception(), error);
-    }
-    return failed;
+    const auto describe = [](const char *what) {
+        return invalidFormat(what ? std::string("PDF: ") + what : "PDF: unreadable");
+    };
+    return pw::contain(error, failed, describe, call);
 }
 
 std::string infoKey(const char *key)
@@ -916,7 +898,7 @@ int32_t rotate(const char *path, int32_t angle, const char *range)
         const auto numbers =
             pw::pages::pagesOfRange(text, int(std::min<size_t>(all.size(), INT_MAX)));
         if (numbers.empty())
-            throw ApFailure(rte::kInvalidCall, "no page in the range " + text);
+            throw pw::Failure(rte::kInvalidCall, "no page in the range " + text);
         // A page named twice in the range turns once: the range says which pages, not how often.
         std::set<int> turned(numbers.begin(), numbers.end());
         for (const int number : turned)
@@ -927,27 +909,27 @@ int32_t rotate(const char *path, int32_t angle, const char *range)
 
 } // namespace
 
-extern "C" int32_t apCreateMerge(const char *outputPath)
+extern "C" int32_t pw_pages_create_merge(const char *outputPath, pw_module_error *error)
 {
-    return guarded(0, nullptr, [&] {
+    return entryPoint(0, error, [&] {
         if (!outputPath || !*outputPath)
             throw invalidCall("no output path for the merge");
         return registry().add(std::make_shared<Merge>(outputPath));
     });
 }
 
-extern "C" int32_t apOpenSplit(const char *sourcePath)
+extern "C" int32_t pw_pages_open_split(const char *sourcePath, pw_module_error *error)
 {
-    return guarded(0, nullptr, [&] {
+    return entryPoint(0, error, [&] {
         if (!sourcePath || !*sourcePath)
             throw invalidCall("no PDF to split");
         return registry().add(std::make_shared<Split>(sourcePath));
     });
 }
 
-extern "C" int32_t pw_pages_split_count(int32_t handle)
+extern "C" int32_t pw_pages_split_count(int32_t handle, pw_module_error *error)
 {
-    return guarded(PW_MODULE_FAILED, nullptr, [&] {
+    return entryPoint(PW_MODULE_FAILED, error, [&] {
         auto job = std::dynamic_pointer_cast<Split>(registry().find(handle, false));
         if (!job)
             throw invalidCall("handle " + std::to_string(handle) + " is no split");
@@ -956,20 +938,25 @@ extern "C" int32_t pw_pages_split_count(int32_t handle)
     });
 }
 
-extern "C" int32_t apSetFunction(int32_t handle, int32_t code, int32_t number1, int32_t number2,
-                                 const char *text1, const char *text2)
+extern "C" int32_t pw_pages_set_function(int32_t handle, int32_t code, int32_t number1,
+                                         int32_t number2, const char *text1, const char *text2,
+                                         pw_module_error *error)
 {
-    return guarded(PW_MODULE_FAILED, nullptr, [&] {
+    return entryPoint(PW_MODULE_FAILED, error, [&]() -> int32_t {
         auto job = registry().find(handle, false);
         std::lock_guard guard(job->busy);
-        job->run(code, number1, number2, text1, text2);
-        return PW_MODULE_OK;
+        const std::string undone = job->run(code, number1, number2, text1, text2);
+        if (undone.empty())
+            return PW_MODULE_OK;
+        if (error)
+            pw::report(*error, pw::Failure(rte::kInvalidCall, undone));
+        return PW_PAGES_NOTHING_ADDED;
     });
 }
 
-extern "C" int32_t apClose(int32_t handle)
+extern "C" int32_t pw_pages_close(int32_t handle, pw_module_error *error)
 {
-    return guarded(PW_MODULE_FAILED, nullptr, [&] {
+    return entryPoint(PW_MODULE_FAILED, error, [&] {
         auto job = registry().find(handle, true);
         std::lock_guard guard(job->busy);
         job->close();
@@ -977,22 +964,18 @@ extern "C" int32_t apClose(int32_t handle)
     });
 }
 
-extern "C" int32_t pw_pages_abandon(int32_t handle)
+extern "C" int32_t pw_pages_abandon(int32_t handle, pw_module_error *error)
 {
-    return guarded(PW_MODULE_FAILED, nullptr, [&] {
+    return entryPoint(PW_MODULE_FAILED, error, [&] {
         registry().find(handle, true);
         return PW_MODULE_OK;
     });
 }
 
-extern "C" const char *apLastError(void)
+extern "C" int32_t pw_pages_count_checked(const char *path, int32_t *declared,
+                                          pw_module_error *error)
 {
-    return lastError.c_str();
-}
-
-extern "C" int32_t pw_pages_count_checked(const char *path, int32_t *declared)
-{
-    return guarded(PW_MODULE_FAILED, nullptr, [&] {
+    return entryPoint(PW_MODULE_FAILED, error, [&] {
         if (!path)
             throw invalidCall("no PDF");
         // The page tree alone: no page is read, nothing is prepared for copying.
@@ -1008,22 +991,23 @@ extern "C" int32_t pw_pages_count_checked(const char *path, int32_t *declared)
     });
 }
 
-extern "C" int32_t pw_pages_count(const char *path)
+extern "C" int32_t pw_pages_count(const char *path, pw_module_error *error)
 {
-    return pw_pages_count_checked(path, nullptr);
+    return pw_pages_count_checked(path, nullptr, error);
 }
 
 extern "C" void pw_pages_set_password(const char *text)
 {
-    guarded(PW_MODULE_FAILED, nullptr, [&] {
+    entryPoint(PW_MODULE_FAILED, nullptr, [&] {
         password = text ? text : "";
         return PW_MODULE_OK;
     });
 }
 
-extern "C" int32_t pw_pages_describe(const char *path, char *text, size_t size)
+extern "C" int32_t pw_pages_describe(const char *path, char *text, size_t size,
+                                     pw_module_error *error)
 {
-    return guarded(PW_MODULE_FAILED, nullptr, [&] {
+    return entryPoint(PW_MODULE_FAILED, error, [&] {
         if (!path)
             throw invalidCall("no PDF");
         return describe(path, text, size);
@@ -1033,16 +1017,17 @@ extern "C" int32_t pw_pages_describe(const char *path, char *text, size_t size)
 extern "C" int32_t pw_pages_rotate(const char *path, int32_t angle, const char *range,
                                    pw_module_error *error)
 {
-    return guarded(PW_MODULE_FAILED, error, [&] {
+    return entryPoint(PW_MODULE_FAILED, error, [&] {
         if (!path)
             throw invalidCall("no PDF");
         return rotate(path, angle, range);
     });
 }
 
-extern "C" int32_t pw_pages_get_info(const char *path, const char *key, char *value, size_t size)
+extern "C" int32_t pw_pages_get_info(const char *path, const char *key, char *value, size_t size,
+                                     pw_module_error *error)
 {
-    return guarded(PW_MODULE_FAILED, nullptr, [&] {
+    return entryPoint(PW_MODULE_FAILED, error, [&] {
         if (!path)
             throw invalidCall("no PDF");
         return getInfo(path, key, value, size);
@@ -1052,7 +1037,7 @@ extern "C" int32_t pw_pages_get_info(const char *path, const char *key, char *va
 extern "C" int32_t pw_pages_set_info(const char *path, const char *key, const char *value,
                                      pw_module_error *error)
 {
-    return guarded(PW_MODULE_FAILED, error, [&] {
+    return entryPoint(PW_MODULE_FAILED, error, [&] {
         if (!path)
             throw invalidCall("no PDF");
         return setInfo(path, key, value);

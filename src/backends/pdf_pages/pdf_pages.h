@@ -23,7 +23,7 @@
 extern "C" {
 #endif
 
-/* apSetFunction codes. */
+/* pw_pages_set_function codes. */
 enum {
     PW_PAGES_ADD = 175,  /* merge handle: number1 0, number2 0, text1 the file to add, text2
                             its page range */
@@ -33,46 +33,49 @@ enum {
                             of the page count ("<text2>007.pdf" of 120 pages) */
 };
 
-/* A handle above 0 for a merge into `outputPath`, which apClose writes; 0 when no more
+/* Every entry point that can fail takes `error` last: when it fails, the run-time error number
+   and text of the failure go there (`error` may be null). */
+
+/* A handle above 0 for a merge into `outputPath`, which pw_pages_close writes; 0 when no more
    handles can be had. */
-PW_MODULE_EXPORT int32_t apCreateMerge(const char *outputPath);
+PW_MODULE_EXPORT int32_t pw_pages_create_merge(const char *outputPath, pw_module_error *error);
 /* A handle above 0 for splitting `sourcePath`; 0 when it cannot be read as a PDF. */
-PW_MODULE_EXPORT int32_t apOpenSplit(const char *sourcePath);
+PW_MODULE_EXPORT int32_t pw_pages_open_split(const char *sourcePath, pw_module_error *error);
 /* Pages of the PDF a split handle opened, or -1 for a handle that is no split: counted once
    with the split, where a separate count would read the page tree a second time. */
-PW_MODULE_EXPORT int32_t pw_pages_split_count(int32_t handle);
-/* 0 when done; -1 for an unknown handle or code, or a file that cannot be read or written.
-   The failure's text is kept for apLastError. An add whose range selects no page of the file
-   is done (nothing is added), and apLastError then says so. */
-PW_MODULE_EXPORT int32_t apSetFunction(int32_t handle, int32_t code, int32_t number1,
-                                       int32_t number2, const char *text1, const char *text2);
+PW_MODULE_EXPORT int32_t pw_pages_split_count(int32_t handle, pw_module_error *error);
+/* 0 when done; -1 for an unknown handle or code, or a file that cannot be read or written. An
+   add whose range selects no page of the file adds nothing and is no failure of the merge: it
+   returns PW_PAGES_NOTHING_ADDED, and `error` says so. */
+enum { PW_PAGES_NOTHING_ADDED = 1 };
+PW_MODULE_EXPORT int32_t pw_pages_set_function(int32_t handle, int32_t code, int32_t number1,
+                                               int32_t number2, const char *text1,
+                                               const char *text2, pw_module_error *error);
 /* Writes a merge (one with no pages writes nothing) and releases the handle. 0, or -1 when
    the handle is unknown or the merged file cannot be written. */
-PW_MODULE_EXPORT int32_t apClose(int32_t handle);
+PW_MODULE_EXPORT int32_t pw_pages_close(int32_t handle, pw_module_error *error);
 /* Releases the handle without writing anything: a merge that lost an input is not wanted. 0, or
    -1 when the handle is unknown. */
-PW_MODULE_EXPORT int32_t pw_pages_abandon(int32_t handle);
-/* The text of the last failure on this thread, "" when there was none: every call of this
-   module starts by clearing it. */
-PW_MODULE_EXPORT const char *apLastError(void);
+PW_MODULE_EXPORT int32_t pw_pages_abandon(int32_t handle, pw_module_error *error);
 
 /* The password tried on every encrypted PDF that this thread opens from now on ("" or null:
    none). An unencrypted PDF ignores it. */
 PW_MODULE_EXPORT void pw_pages_set_password(const char *password);
 
 /* Pages of `path`, or -1 when it cannot be read as a PDF. */
-PW_MODULE_EXPORT int32_t pw_pages_count(const char *path);
+PW_MODULE_EXPORT int32_t pw_pages_count(const char *path, pw_module_error *error);
 /* The same, and in `declared` the count the page tree's root claims (-1 when it claims none):
    readers that trust the claim (poppler) see other pages than there are when they differ. */
-PW_MODULE_EXPORT int32_t pw_pages_count_checked(const char *path, int32_t *declared);
+PW_MODULE_EXPORT int32_t pw_pages_count_checked(const char *path, int32_t *declared,
+                                                pw_module_error *error);
 /* Copies the document information entry `key` ("Title", "Subject", "Author", "Keywords",
    "Creator", "Producer" or any other) of `path` into `value` as UTF-8, NUL-terminated and
    cut to `size`. Returns the full length in bytes (0 when the entry is missing), or -1 when the
    file cannot be read. */
 PW_MODULE_EXPORT int32_t pw_pages_get_info(const char *path, const char *key, char *value,
-                                           size_t size);
+                                           size_t size, pw_module_error *error);
 /* Sets entry `key` of `path` to the UTF-8 `value` (the empty text removes it) and rewrites
-   the file in place through a temporary file beside it. 0, or -1 with `error` filled. */
+   the file in place through a temporary file beside it. 0, or -1. */
 PW_MODULE_EXPORT int32_t pw_pages_set_info(const char *path, const char *key, const char *value,
                                            pw_module_error *error);
 
@@ -81,10 +84,11 @@ PW_MODULE_EXPORT int32_t pw_pages_set_info(const char *path, const char *key, co
    Keywords, Creator, Producer, CreationDate and ModDate, each present even when empty (line
    breaks and tabs in values become spaces). Copied into `text` as pw_pages_get_info does;
    returns the full length, or -1 when the file cannot be read. */
-PW_MODULE_EXPORT int32_t pw_pages_describe(const char *path, char *text, size_t size);
+PW_MODULE_EXPORT int32_t pw_pages_describe(const char *path, char *text, size_t size,
+                                           pw_module_error *error);
 /* Turns the pages of `range` (see above) of `path` by `angle` degrees clockwise (90, 180 or
    270) more than they are, and rewrites the file in place as pw_pages_set_info does. 0, or
-   -1 with `error` filled; a range without a page of the file is a failure. */
+   -1; a range without a page of the file is a failure. */
 PW_MODULE_EXPORT int32_t pw_pages_rotate(const char *path, int32_t angle, const char *range,
                                          pw_module_error *error);
 

@@ -235,24 +235,21 @@ std::string copyPages(const std::string &name, Open &&open, const pw_pdf_sink &s
 template <typename Copy>
 int32_t answerCopy(Copy &&copy, char *version, size_t version_size, pw_module_error *error)
 {
-    try {
-        const std::string found = copy();
-        std::snprintf(version, version_size, "%s", found.c_str());
-        return PW_MODULE_OK;
-    } catch (const SinkFailed &) {
-        // The program kept the writer's own failure.
-    } catch (const ApFailure &e) {
-        pw::report(*error, e);
-    } catch (const std::bad_alloc &) {
-        pw::report(*error, pw::outOfMemory());
-    } catch (const QPDFExc &e) {
-        pw::report(*error, invalidFormat("PDF: " + e.getMessageDetail()));
-    } catch (const std::exception &e) {
-        pw::report(*error, invalidFormat(std::string("PDF: ") + e.what()));
-    } catch (...) {
-        pw::report(*error, invalidFormat("PDF: unreadable"));
-    }
-    return PW_MODULE_FAILED;
+    const auto describe = [](const char *what) {
+        return invalidFormat(what ? std::string("PDF: ") + what : "PDF: unreadable");
+    };
+    return pw::contain(error, PW_MODULE_FAILED, describe, [&] {
+        try {
+            const std::string found = copy();
+            std::snprintf(version, version_size, "%s", found.c_str());
+            return PW_MODULE_OK;
+        } catch (const SinkFailed &) {
+            // The program kept the writer's own failure.
+            return PW_MODULE_FAILED;
+        } catch (const QPDFExc &e) {
+            throw invalidFormat("PDF: " + e.getMessageDetail());
+        }
+    });
 }
 
 } // namespace

@@ -1,6 +1,6 @@
 #include "pdf_writer.h"
 
-#include "ap_failure.h"
+#include "failure.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

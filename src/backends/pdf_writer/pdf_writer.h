@@ -41,7 +41,7 @@ public:
     void rollback(const Mark &m);
 
     // Writes the cross-reference table and trailer and sets the header's version ("1.4").
-    // Throws ApFailure when the file cannot be written.
+    // Throws pw::Failure when the file cannot be written.
     void finish(int root, const std::string &version, bool fixedId);
 
 private:

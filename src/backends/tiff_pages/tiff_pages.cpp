@@ -19,18 +19,29 @@
 namespace pw::tiff {
 namespace {
 
+namespace rte = pw::rte;
+
 namespace fs = std::filesystem;
 
 // Keeps the first-listed pages safely below the classic 4 GiB offset limit: tags, directories
 // and padding come on top of the image data we can count.
 constexpr uint64_t kClassicLimit = (uint64_t{1} << 32) - (uint64_t{64} << 20);
 
-// Always false, so that a refusal reads `return Fail(error, why);`.
-bool Fail(std::string *error, std::string text)
+// What an operation answers: a source that cannot be read, an output that cannot be written, a
+// request that cannot be met.
+Failure Unreadable(const std::string &text)
 {
-    if (error)
-        *error = std::move(text);
-    return false;
+    return Failure(rte::kInvalidFileFormat, text);
+}
+
+Failure Unwritable(const std::string &text)
+{
+    return Failure(rte::kPathFileAccessError, text);
+}
+
+Failure Refused(const std::string &text)
+{
+    return Failure(rte::kInvalidCall, text);
 }
 
 // libtiff starts most messages with the file name, which `what` already gives.
@@ -53,34 +64,34 @@ public:
 
     // `strict` also refuses a file whose chain of pages breaks off (a next page past the end,
     // a loop): copying it would drop pages without a word.
-    bool open(const std::string &path, std::string *error, bool strict = true)
+    Result<void> open(const std::string &path, bool strict = true)
     {
         path_ = path;
         struct stat st {};
         if (::stat(path.c_str(), &st) != 0)
-            return Fail(error, "cannot open " + path + ": " + std::strerror(errno));
+            return Unreadable("cannot open " + path + ": " + std::strerror(errno));
         if (!S_ISREG(st.st_mode))
-            return Fail(error, path + " is not a file");
+            return Unreadable(path + " is not a file");
         size_ = static_cast<uint64_t>(st.st_size);
         // No memory-mapping ("m"): a file cut short under us would raise SIGBUS instead of an
         // error. No strip chopping ("c"): libtiff would present one large uncompressed strip
         // as many small ones, and the copy would store them as such.
         tif_ = TiffHandle::open(path, "rmc");
         if (!tif_)
-            return Fail(error, WithReason(path + " is not a readable TIFF", tif_.error()));
+            return Unreadable(WithReason(path + " is not a readable TIFF", tif_.error()));
         // TIFFNumberOfDirectories only follows the chain of directory offsets and stops at one
         // it has seen, so a looping file can't hang us; each page is read in full later.
         tif_.clearError();
         pages_ = TIFFNumberOfDirectories(tif_.get());
         if (strict && !tif_.error().empty())
-            return Fail(error, WithReason(path + " is damaged", tif_.error()));
+            return Unreadable(WithReason(path + " is damaged", tif_.error()));
         if (pages_ < 1)
-            return Fail(error, path + " has no pages libtiff can list");
-        return true;
+            return Unreadable(path + " has no pages libtiff can list");
+        return {};
     }
 
     // Makes page `dir` (0-based) current, walking forward when that is the next one.
-    bool seek(tdir_t dir, std::string *error)
+    Result<void> seek(tdir_t dir)
     {
         tif_.clearError();
         TIFF *tif = tif_.get();
@@ -91,10 +102,9 @@ public:
         else if (dir != current)
             ok = TIFFSetDirectory(tif, dir) == 1;
         if (!ok || TIFFCurrentDirectory(tif) != dir)
-            return Fail(error,
-                        WithReason("cannot read page " + std::to_string(dir + 1) + " of " + path_,
-                                   tif_.error()));
-        return true;
+            return Unreadable(WithReason(
+                "cannot read page " + std::to_string(dir + 1) + " of " + path_, tif_.error()));
+        return {};
     }
 
     TIFF *tif() const { return tif_.get(); }
@@ -135,13 +145,12 @@ struct Probe {
     bool bigEndian = false;
 };
 
-bool ProbeFile(const std::string &path, Probe *probe, std::string *error, bool strict = true)
+Result<Probe> ProbeFile(const std::string &path, bool strict = true)
 {
     Source source;
-    if (!source.open(path, error, strict))
-        return false;
-    *probe = {source.pages(), source.size(), source.isBig(), source.isBigEndian()};
-    return true;
+    if (auto opened = source.open(path, strict); !opened)
+        return opened.failure();
+    return Probe{source.pages(), source.size(), source.isBig(), source.isBigEndian()};
 }
 
 // Tags libtiff keeps outside its list of custom values: each needs its own call shape.
@@ -345,22 +354,22 @@ public:
     Sink(const Sink &) = delete;
     Sink &operator=(const Sink &) = delete;
 
-    bool open(const std::string &target, bool big, bool bigEndian, std::string *error)
+    Result<void> open(const std::string &target, bool big, bool bigEndian)
     {
         target_ = target;
         bigEndian_ = bigEndian;
         file_ = std::make_unique<pw::OutputFile>(target);
         if (file_->fd() < 0)
-            return Fail(error, "cannot write " + target + ": " + file_->reason());
+            return Unwritable("cannot write " + target + ": " + file_->reason());
         const std::string mode = std::string("w") + (big ? "8" : "") + (bigEndian ? "b" : "l");
         // libtiff closes the descriptor it is given: it gets one of its own.
         tif_ = TiffHandle::open(file_->share(), target, mode.c_str());
         if (!tif_)
-            return Fail(error, WithReason("cannot write " + target, tif_.error()));
-        return true;
+            return Unwritable(WithReason("cannot write " + target, tif_.error()));
+        return {};
     }
 
-    bool copyPage(Source &source, int pageNumber, int pageTotal, std::string *error)
+    Result<void> copyPage(Source &source, int pageNumber, int pageTotal)
     {
         TIFF *in = source.tif();
         TIFF *out = tif_.get();
@@ -370,15 +379,14 @@ public:
         TIFFGetFieldDefaulted(in, TIFFTAG_COMPRESSION, &compression);
         TIFFGetFieldDefaulted(in, TIFFTAG_BITSPERSAMPLE, &bits);
         if (compression == COMPRESSION_OJPEG)
-            return Fail(error, where +
-                                   " uses old-style JPEG compression (6), which cannot be copied; "
+            return Refused(where + " uses old-style JPEG compression (6), which cannot be copied; "
                                    "convert it to new-style JPEG first");
         // Samples wider than a byte are stored in the file's byte order, which the copied
         // bytes can't change; a JPEG stream is the same in either order.
         if (bits > 8 && compression != COMPRESSION_JPEG && source.isBigEndian() != bigEndian_)
-            return Fail(error, where + " has " + std::to_string(bits) + "-bit samples in " +
-                                   (source.isBigEndian() ? "big" : "little") +
-                                   "-endian order and cannot join a file of the other order");
+            return Refused(where + " has " + std::to_string(bits) + "-bit samples in " +
+                           (source.isBigEndian() ? "big" : "little") +
+                           "-endian order and cannot join a file of the other order");
 
         source.clearLog();
         tif_.clearError();
@@ -387,53 +395,51 @@ public:
                      static_cast<uint16_t>(pageTotal));
         // The image can't be described without these, so a page missing one is not written.
         if (!tif_.error().empty())
-            return Fail(error, WithReason("cannot copy the tags of " + where, tif_.error()));
+            return Unreadable(WithReason("cannot copy the tags of " + where, tif_.error()));
         // Metadata libtiff refuses to write (a private tag in a shape it rejects) is left
         // behind rather than cost the user the page.
         CopyCustomTags(in, out, names_);
         tif_.clearError();
-        if (!copyData(source, where, error))
-            return false;
+        if (auto copied = copyData(source, where); !copied)
+            return copied;
         if (!TIFFWriteDirectory(out))
-            return Fail(error,
-                        WithReason("cannot write " + where + " to " + target_, tif_.error()));
-        return true;
+            return Unwritable(WithReason("cannot write " + where + " to " + target_, tif_.error()));
+        return {};
     }
 
-    bool commitReady(std::string *error)
+    Result<void> commitReady()
     {
         if (!tif_.close())
-            return Fail(error, WithReason("cannot write " + target_, tif_.error()));
-        return true;
+            return Unwritable(WithReason("cannot write " + target_, tif_.error()));
+        return {};
     }
 
-    bool commit(std::string *error)
+    Result<void> commit()
     {
         if (!file_->commit())
-            return Fail(error, "cannot write " + target_ + ": " + file_->reason());
-        return true;
+            return Unwritable("cannot write " + target_ + ": " + file_->reason());
+        return {};
     }
 
 private:
-    bool copyData(Source &source, const std::string &where, std::string *error)
+    Result<void> copyData(Source &source, const std::string &where)
     {
         TIFF *in = source.tif();
         TIFF *out = tif_.get();
         const bool tiled = TIFFIsTiled(in) != 0;
         const uint32_t n = tiled ? TIFFNumberOfTiles(in) : TIFFNumberOfStrips(in);
         if (n == 0 || n != (tiled ? TIFFNumberOfTiles(out) : TIFFNumberOfStrips(out)))
-            return Fail(error,
-                        WithReason("cannot lay out the " + std::string(tiled ? "tiles" : "strips") +
-                                       " of " + where,
-                                   source.log()));
+            return Unreadable(WithReason(
+                "cannot lay out the " + std::string(tiled ? "tiles" : "strips") + " of " + where,
+                source.log()));
         for (uint32_t i = 0; i < n; ++i) {
             int failed = 0;
             const uint64_t offset = TIFFGetStrileOffsetWithErr(in, i, &failed);
             const uint64_t size = failed ? 0 : TIFFGetStrileByteCountWithErr(in, i, &failed);
             // Never allocate on the word of a damaged file: the data must lie inside it.
             if (failed || offset > source.size() || size > source.size() - offset)
-                return Fail(error, WithReason(where + " is damaged: its data lies outside the file",
-                                              source.log()));
+                return Unreadable(WithReason(where + " is damaged: its data lies outside the file",
+                                             source.log()));
             // A strip never written (a sparse file) stays unwritten in the copy.
             if (size == 0)
                 continue;
@@ -443,14 +449,14 @@ private:
             const tmsize_t got = tiled ? TIFFReadRawTile(in, i, buffer_.data(), want)
                                        : TIFFReadRawStrip(in, i, buffer_.data(), want);
             if (got != want)
-                return Fail(error, WithReason(where + " is cut short or damaged", source.log()));
+                return Unreadable(WithReason(where + " is cut short or damaged", source.log()));
             const tmsize_t put = tiled ? TIFFWriteRawTile(out, i, buffer_.data(), want)
                                        : TIFFWriteRawStrip(out, i, buffer_.data(), want);
             if (put != want)
-                return Fail(error,
-                            WithReason("cannot write " + where + " to " + target_, tif_.error()));
+                return Unwritable(
+                    WithReason("cannot write " + where + " to " + target_, tif_.error()));
         }
-        return true;
+        return {};
     }
 
     std::string target_;
@@ -465,8 +471,8 @@ private:
 
 // Writes every plan to its temporary file, then renames them all into place, so that a
 // failure anywhere leaves none of the outputs behind (and every input untouched).
-bool Run(const std::vector<Plan> &plans, const std::vector<std::pair<std::string, Probe>> &probes,
-         std::string *error)
+Result<void> Run(const std::vector<Plan> &plans,
+                 const std::vector<std::pair<std::string, Probe>> &probes)
 {
     auto probeOf = [&](const std::string &path) -> const Probe & {
         for (const auto &[p, probe] : probes)
@@ -498,41 +504,43 @@ bool Run(const std::vector<Plan> &plans, const std::vector<std::pair<std::string
             bytes += probe.size * static_cast<uint64_t>((count + probe.pages - 1) / probe.pages);
         }
         if (total > 65535)
-            return Fail(error, "more than 65535 pages for " + plan.target);
+            return Refused("more than 65535 pages for " + plan.target);
         // The first page decides the byte order, so that a single-source output keeps its
         // own and its wide samples stay copyable.
         const bool bigEndian = probeOf(plan.parts.front().path).bigEndian;
         auto sink = std::make_unique<Sink>();
-        if (!sink->open(plan.target, big || bytes > kClassicLimit, bigEndian, error))
-            return false;
+        if (auto opened = sink->open(plan.target, big || bytes > kClassicLimit, bigEndian); !opened)
+            return opened;
         int number = 0;
         for (const Part &part : plan.parts) {
             // Reused while consecutive parts come from the same file, as when splitting.
             if (!source || source->path() != part.path) {
                 source.reset();
                 source = std::make_unique<Source>();
-                if (!source->open(part.path, error))
-                    return false;
+                if (auto opened = source->open(part.path); !opened)
+                    return opened;
             }
-            for (int dir = part.first; dir < part.first + part.count; ++dir)
-                if (!source->seek(static_cast<tdir_t>(dir), error) ||
-                    !sink->copyPage(*source, number++, total, error))
-                    return false;
+            for (int dir = part.first; dir < part.first + part.count; ++dir) {
+                if (auto found = source->seek(static_cast<tdir_t>(dir)); !found)
+                    return found;
+                if (auto copied = sink->copyPage(*source, number++, total); !copied)
+                    return copied;
+            }
         }
-        if (!sink->commitReady(error))
-            return false;
+        if (auto ready = sink->commitReady(); !ready)
+            return ready;
         sinks.push_back(std::move(sink));
     }
     source.reset();
     for (auto &sink : sinks)
-        if (!sink->commit(error))
-            return false;
-    return true;
+        if (auto committed = sink->commit(); !committed)
+            return committed;
+    return {};
 }
 
 // Probes each distinct path once.
-bool ProbeAll(const std::vector<std::string> &paths,
-              std::vector<std::pair<std::string, Probe>> *probes, std::string *error)
+Result<void> ProbeAll(const std::vector<std::string> &paths,
+                      std::vector<std::pair<std::string, Probe>> *probes)
 {
     for (const std::string &path : paths) {
         bool seen = false;
@@ -540,12 +548,12 @@ bool ProbeAll(const std::vector<std::string> &paths,
             seen = seen || entry.first == path;
         if (seen)
             continue;
-        Probe probe;
-        if (!ProbeFile(path, &probe, error))
-            return false;
-        probes->emplace_back(path, probe);
+        auto probe = ProbeFile(path);
+        if (!probe)
+            return probe.failure();
+        probes->emplace_back(path, *probe);
     }
-    return true;
+    return {};
 }
 
 std::string PageFileName(const std::string &source, const std::string &folder, int page)
@@ -555,31 +563,32 @@ std::string PageFileName(const std::string &source, const std::string &folder, i
         .string();
 }
 
-bool IsFolder(const std::string &folder, std::string *error)
+Result<void> IsFolder(const std::string &folder)
 {
     struct stat st {};
     if (::stat(folder.c_str(), &st) == 0 && S_ISDIR(st.st_mode))
-        return true;
-    return Fail(error, "no such folder: " + folder);
+        return {};
+    return Failure(rte::kPathNotFound, "no such folder: " + folder);
 }
 
 } // namespace
 
-int PageCount(const std::string &path, std::string *error)
+Result<int> PageCount(const std::string &path)
 {
-    Probe probe;
     // Counted as the page grid counts, a broken chain giving the pages before the break.
-    return ProbeFile(path, &probe, error, false) ? probe.pages : -1;
+    auto probe = ProbeFile(path, false);
+    if (!probe)
+        return probe.failure();
+    return probe->pages;
 }
 
-bool MergeTIFFs(const std::vector<std::string> &inputs, const std::string &output,
-                std::string *error)
+Result<void> MergeTIFFs(const std::vector<std::string> &inputs, const std::string &output)
 {
     if (inputs.empty())
-        return Fail(error, "no files to merge");
+        return Refused("no files to merge");
     std::vector<std::pair<std::string, Probe>> probes;
-    if (!ProbeAll(inputs, &probes, error))
-        return false;
+    if (auto probed = ProbeAll(inputs, &probes); !probed)
+        return probed;
     Plan plan{output, {}};
     for (const std::string &path : inputs)
         for (const auto &[p, probe] : probes)
@@ -587,17 +596,16 @@ bool MergeTIFFs(const std::vector<std::string> &inputs, const std::string &outpu
                 plan.parts.push_back({path, 0, probe.pages});
                 break;
             }
-    return Run({plan}, probes, error);
+    return Run({plan}, probes);
 }
 
-bool AddTIFFPages(const std::string &first, int index, const std::string &second,
-                  std::string *error)
+Result<void> AddTIFFPages(const std::string &first, int index, const std::string &second)
 {
     if (index < 0)
-        return Fail(error, "page index " + std::to_string(index) + " is negative");
+        return Refused("page index " + std::to_string(index) + " is negative");
     std::vector<std::pair<std::string, Probe>> probes;
-    if (!ProbeAll({first, second}, &probes, error))
-        return false;
+    if (auto probed = ProbeAll({first, second}, &probes); !probed)
+        return probed;
     const int firstPages = probes.front().second.pages;
     const int secondPages = probes.back().second.pages;
     const int split = index < firstPages ? index : firstPages;
@@ -607,62 +615,69 @@ bool AddTIFFPages(const std::string &first, int index, const std::string &second
     plan.parts.push_back({second, 0, secondPages});
     if (split < firstPages)
         plan.parts.push_back({first, split, firstPages - split});
-    return Run({plan}, probes, error);
+    return Run({plan}, probes);
 }
 
-bool DeleteTIFFPages(const std::string &path, int page, std::string *error)
+Result<void> DeleteTIFFPages(const std::string &path, int page)
 {
-    Probe probe;
-    if (!ProbeFile(path, &probe, error))
-        return false;
+    const auto probed = ProbeFile(path);
+    if (!probed)
+        return probed.failure();
+    const Probe &probe = *probed;
     if (probe.pages == 1)
-        return Fail(error, "cannot delete the only page of " + path);
+        return Refused("cannot delete the only page of " + path);
     if (page < 1 || page > probe.pages)
-        return Fail(error, "no page " + std::to_string(page) + " in " + path + " (" +
-                               std::to_string(probe.pages) + " pages)");
+        return Refused("no page " + std::to_string(page) + " in " + path + " (" +
+                       std::to_string(probe.pages) + " pages)");
     Plan plan{path, {}};
     if (page > 1)
         plan.parts.push_back({path, 0, page - 1});
     if (page < probe.pages)
         plan.parts.push_back({path, page, probe.pages - page});
-    return Run({plan}, {{path, probe}}, error);
+    return Run({plan}, {{path, probe}});
 }
 
-bool SplitTIFF(const std::string &source, int page, const std::string &firstOutput,
-               const std::string &secondOutput, std::string *error)
+Result<void> SplitTIFF(const std::string &source, int page, const std::string &firstOutput,
+                       const std::string &secondOutput)
 {
-    Probe probe;
-    if (!ProbeFile(source, &probe, error))
-        return false;
+    const auto probed = ProbeFile(source);
+    if (!probed)
+        return probed.failure();
+    const Probe &probe = *probed;
     if (page < 1 || page > probe.pages)
-        return Fail(error, "no page " + std::to_string(page) + " in " + source + " (" +
-                               std::to_string(probe.pages) + " pages)");
+        return Refused("no page " + std::to_string(page) + " in " + source + " (" +
+                       std::to_string(probe.pages) + " pages)");
     std::vector<Plan> plans{{firstOutput, {{source, 0, page}}}};
     if (page < probe.pages)
         plans.push_back({secondOutput, {{source, page, probe.pages - page}}});
-    return Run(plans, {{source, probe}}, error);
+    return Run(plans, {{source, probe}});
 }
 
-bool ExtractPages(const std::string &source, int firstPage, int lastPage, const std::string &folder,
-                  std::string *error)
+Result<void> ExtractPages(const std::string &source, int firstPage, int lastPage,
+                          const std::string &folder)
 {
-    Probe probe;
-    if (!IsFolder(folder, error) || !ProbeFile(source, &probe, error))
-        return false;
+    if (auto folderFound = IsFolder(folder); !folderFound)
+        return folderFound;
+    const auto probed = ProbeFile(source);
+    if (!probed)
+        return probed.failure();
+    const Probe &probe = *probed;
     if (firstPage < 1 || lastPage < firstPage || lastPage > probe.pages)
-        return Fail(error, "pages " + std::to_string(firstPage) + " to " +
-                               std::to_string(lastPage) + " are not within the " +
-                               std::to_string(probe.pages) + " pages of " + source);
+        return Refused("pages " + std::to_string(firstPage) + " to " + std::to_string(lastPage) +
+                       " are not within the " + std::to_string(probe.pages) + " pages of " +
+                       source);
     std::vector<Plan> plans;
     for (int page = firstPage; page <= lastPage; ++page)
         plans.push_back({PageFileName(source, folder, page), {{source, page - 1, 1}}});
-    return Run(plans, {{source, probe}}, error);
+    return Run(plans, {{source, probe}});
 }
 
-bool ExtractAllTIFFpages(const std::string &source, const std::string &folder, std::string *error)
+Result<void> ExtractAllTIFFpages(const std::string &source, const std::string &folder)
 {
-    const int pages = PageCount(source, error);
-    return pages > 0 && ExtractPages(source, 1, pages, folder, error);
+    const auto pages = PageCount(source);
+    if (!pages)
+        return pages.failure();
+    return ExtractPages(source, 1, *pages, folder);
 }
 
 } // namespace pw::tiff

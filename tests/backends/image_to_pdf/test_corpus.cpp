@@ -1,5 +1,5 @@
 // Real files from other projects, damaged ones included: each converts to a PDF that qpdf
-// accepts, or fails with ApFailure, and never writes to stderr.
+// accepts, or fails with pw::Failure, and never writes to stderr.
 
 #include "image_to_pdf.h"
 #include "pdf_probe.h"
@@ -26,7 +26,7 @@ QStringList filesUnder(const QString &folder)
 
 struct Outcome {
     int status = 0;
-    int failure = 0; // ApFailure number, 0 when none
+    int failure = 0; // pw::Failure number, 0 when none
     std::string why;
     int closeStatus = 0;
 };
@@ -38,13 +38,14 @@ Outcome convert(const QString &input, const QString &pdf)
     testing::internal::CaptureStderr();
     Outcome o;
     const int32_t h = ApCreate(pdf.toStdString());
-    try {
-        o.status = ApAddImage(h, input.toStdString());
-    } catch (const ApFailure &f) {
-        o.failure = f.number;
-        o.why = f.what();
+    if (const pw::Result<int32_t> added = ApAddImage(h, input.toStdString())) {
+        o.status = *added;
+    } else {
+        o.failure = added.failure().number;
+        o.why = added.failure().what();
     }
-    o.closeStatus = ApClose(h);
+    const pw::Result<int32_t> closed = ApClose(h);
+    o.closeStatus = closed ? *closed : -3;
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
     return o;
 }

@@ -44,11 +44,9 @@ QImage onWhite(const QImage &reference)
 int convert(const QString &input, const QString &pdf)
 {
     const int32_t h = ApCreate(pdf.toStdString());
-    try {
-        ApAddImage(h, input.toStdString());
-    } catch (const ApFailure &f) {
-        ApClose(h);
-        return f.number;
+    if (const pw::Result<int32_t> added = ApAddImage(h, input.toStdString()); !added) {
+        ApDiscard(h);
+        return added.failure().number;
     }
     return ApClose(h) == 0 ? 0 : -1;
 }
@@ -741,11 +739,9 @@ TEST(HostileFiles, RefusedBeforeTheyCostMemory)
             {
                 limitAddressSpace(uint64_t(512) << 20);
                 const int32_t h = ApCreate(pdf);
-                try {
-                    ApAddImage(h, file);
-                } catch (const ApFailure &f) {
-                    std::fprintf(stderr, "%s\n", f.what());
-                    leave(f.number % 256);
+                if (const pw::Result<int32_t> added = ApAddImage(h, file); !added) {
+                    std::fprintf(stderr, "%s\n", added.failure().what());
+                    leave(added.failure().number % 256);
                 }
                 leave(0);
             },

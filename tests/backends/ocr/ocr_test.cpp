@@ -95,14 +95,18 @@ bool writeG4(const QImage &page, const QString &path, uint16_t orientation = ORI
 
 int convert(const QString &image, const QString &pdf, const std::string &language)
 {
-    if (!::ApSetOcrLanguage(language).empty())
+    if (!::ApSetOcrLanguage(language))
         return -100;
     const int32_t h = ApCreate(pdf.toStdString());
     if (h <= 0)
         return -101;
-    const int32_t added = ApAddImage(h, image.toStdString());
-    const int32_t closed = ApClose(h);
-    return added != 0 ? added : closed;
+    const pw::Result<int32_t> added = ApAddImage(h, image.toStdString());
+    if (!added) {
+        ApDiscard(h);
+        return -102;
+    }
+    const pw::Result<int32_t> closed = ApClose(h);
+    return *added != 0 ? *added : closed ? *closed : -3;
 }
 
 struct FoundWord {
@@ -137,10 +141,10 @@ protected:
     {
         if (QStandardPaths::findExecutable("pdftotext").isEmpty())
             GTEST_SKIP() << "pdftotext missing";
-        if (const std::string why = ::ApSetOcrLanguage("eng"); !why.empty())
-            GTEST_SKIP() << why;
+        if (const pw::Result<void> set = ::ApSetOcrLanguage("eng"); !set)
+            GTEST_SKIP() << set.failure().what();
     }
-    void TearDown() override { ::ApSetOcrLanguage(""); }
+    void TearDown() override { (void)::ApSetOcrLanguage(""); }
 
     SandboxDir sandbox;
 };
@@ -294,7 +298,9 @@ TEST_F(Ocr, ALanguageThatIsNotInstalledIsRefusedNamingItsPackage)
          {Case{"qqq", "\"qqq\" is not installed (Debian package tesseract-ocr-qqq)"},
           Case{"eng+chi_xx", "(Debian package tesseract-ocr-chi-xx)"},
           Case{"../eng", "\"../eng\" is no OCR language"}, Case{"eng+", "no OCR"}}) {
-        const std::string why = ::ApSetOcrLanguage(c.language);
+        const pw::Result<void> set = ::ApSetOcrLanguage(c.language);
+        ASSERT_FALSE(set) << c.language;
+        const std::string why = set.failure().what();
         EXPECT_NE(why.find(c.reason), std::string::npos) << c.language << ": " << why;
     }
 }

@@ -75,7 +75,7 @@ TEST(PageRangeTest, SelectsNothingFromWhatItCannotRead)
         EXPECT_EQ(pagesOfRange(range, 5), Pages{}) << range;
 }
 
-// The module's entry points, as the engine finds them.
+// The module's entry points, as the engine finds them, each call keeping its failure.
 struct Module {
     template <typename F> static F *entry(const char *name)
     {
@@ -83,25 +83,49 @@ struct Module {
         EXPECT_NE(f, nullptr) << name;
         return f;
     }
-    decltype(&apCreateMerge) createMerge = entry<int32_t(const char *)>("apCreateMerge");
-    decltype(&apOpenSplit) openSplit = entry<int32_t(const char *)>("apOpenSplit");
-    decltype(&apSetFunction) setFunction =
-        entry<int32_t(int32_t, int32_t, int32_t, int32_t, const char *, const char *)>(
-            "apSetFunction");
-    decltype(&apClose) close = entry<int32_t(int32_t)>("apClose");
-    decltype(&apLastError) lastError = entry<const char *()>("apLastError");
-    decltype(&pw_pages_count) count = entry<int32_t(const char *)>("pw_pages_count");
-    decltype(&pw_pages_get_info) getInfo =
-        entry<int32_t(const char *, const char *, char *, size_t)>("pw_pages_get_info");
-    decltype(&pw_pages_set_info) setInfo =
-        entry<int32_t(const char *, const char *, const char *, pw_module_error *)>(
-            "pw_pages_set_info");
+    // Calls `function` with the failure of this call in `error`.
+    template <typename F, typename... Args> int32_t call(F *function, Args... args)
+    {
+        error = {};
+        return function(args..., &error);
+    }
+
+    int32_t createMerge(const char *output) { return call(createMerge_, output); }
+    int32_t openSplit(const char *source) { return call(openSplit_, source); }
+    int32_t setFunction(int32_t handle, int32_t code, int32_t n1, int32_t n2, const char *text1,
+                        const char *text2)
+    {
+        return call(setFunction_, handle, code, n1, n2, text1, text2);
+    }
+    int32_t close(int32_t handle) { return call(close_, handle); }
+    int32_t count(const char *path) { return call(count_, path); }
+    int32_t getInfo(const char *path, const char *key, char *value, size_t size)
+    {
+        return call(getInfo_, path, key, value, size);
+    }
+    int32_t describe(const char *path, char *text, size_t size)
+    {
+        return call(describe_, path, text, size);
+    }
+    // Why the last call failed.
+    const char *why() const { return error.text; }
+
+    decltype(&pw_pages_create_merge) createMerge_ =
+        entry<decltype(pw_pages_create_merge)>("pw_pages_create_merge");
+    decltype(&pw_pages_open_split) openSplit_ =
+        entry<decltype(pw_pages_open_split)>("pw_pages_open_split");
+    decltype(&pw_pages_set_function) setFunction_ =
+        entry<decltype(pw_pages_set_function)>("pw_pages_set_function");
+    decltype(&pw_pages_close) close_ = entry<decltype(pw_pages_close)>("pw_pages_close");
+    decltype(&pw_pages_count) count_ = entry<decltype(pw_pages_count)>("pw_pages_count");
+    decltype(&pw_pages_get_info) getInfo_ = entry<decltype(pw_pages_get_info)>("pw_pages_get_info");
+    decltype(&pw_pages_set_info) setInfo = entry<decltype(pw_pages_set_info)>("pw_pages_set_info");
     decltype(&pw_pages_set_password) setPassword =
-        entry<void(const char *)>("pw_pages_set_password");
-    decltype(&pw_pages_describe) describe =
-        entry<int32_t(const char *, char *, size_t)>("pw_pages_describe");
-    decltype(&pw_pages_rotate) rotate =
-        entry<int32_t(const char *, int32_t, const char *, pw_module_error *)>("pw_pages_rotate");
+        entry<decltype(pw_pages_set_password)>("pw_pages_set_password");
+    decltype(&pw_pages_describe) describe_ =
+        entry<decltype(pw_pages_describe)>("pw_pages_describe");
+    decltype(&pw_pages_rotate) rotate = entry<decltype(pw_pages_rotate)>("pw_pages_rotate");
+    pw_module_error error{};
 };
 
 bool hasTools(const QStringList &tools)
@@ -128,7 +152,7 @@ std::string utf8(const QString &path)
 
 class PdfPagesTest : public ::testing::Test {
 protected:
-    void SetUp() override { ASSERT_NE(pdf.count, nullptr) << "module not found"; }
+    void SetUp() override { ASSERT_NE(pdf.count_, nullptr) << "module not found"; }
 
     // Three pages of different sizes, each with its own words.
     QString writeSource(const QString &name)
@@ -195,14 +219,14 @@ protected:
         EXPECT_GT(handle, 0);
         for (const auto &[file, range] : parts)
             EXPECT_EQ(pdf.setFunction(handle, PW_PAGES_ADD, 0, 0, utf8(file).c_str(), range), 0)
-                << pdf.lastError();
+                << pdf.why();
         return pdf.close(handle);
     }
 
     int32_t split(const QString &source, int32_t which, const char *range, const QString &prefix)
     {
         const int32_t handle = pdf.openSplit(utf8(source).c_str());
-        EXPECT_GT(handle, 0) << pdf.lastError();
+        EXPECT_GT(handle, 0) << pdf.why();
         const int32_t result =
             pdf.setFunction(handle, PW_PAGES_SPLIT, 1, which, range, utf8(prefix).c_str());
         EXPECT_EQ(pdf.close(handle), 0);
@@ -234,7 +258,7 @@ TEST_F(PdfPagesTest, SplitThenJoinGivesTheDocumentBack)
 {
     const QString source = writeSource(QString::fromUtf8("Quelle ü.pdf"));
     const QString folder = sandbox.mkdir(QString::fromUtf8("Seiten ñ"));
-    ASSERT_EQ(split(source, 1, "", folder + "/p"), 0) << pdf.lastError();
+    ASSERT_EQ(split(source, 1, "", folder + "/p"), 0) << pdf.why();
     std::vector<std::pair<QString, const char *>> parts;
     for (int page = 1; page <= 3; ++page) {
         const QString single = folder + QString("/p%1.pdf").arg(page);
@@ -245,7 +269,7 @@ TEST_F(PdfPagesTest, SplitThenJoinGivesTheDocumentBack)
     EXPECT_EQ(QDir(folder).entryList(QDir::Files).size(), 3) << "no temporary file left";
 
     const QString joined = sandbox.filePath("joined.pdf");
-    ASSERT_EQ(merge(joined, parts), 0) << pdf.lastError();
+    ASSERT_EQ(merge(joined, parts), 0) << pdf.why();
     EXPECT_TRUE(qpdfChecks(joined));
     EXPECT_EQ(pdf.count(utf8(joined).c_str()), 3);
     EXPECT_EQ(sizes(joined), sizes(source));
@@ -261,7 +285,7 @@ TEST_F(PdfPagesTest, RangesPickThePagesOfSplitsAndMerges)
 {
     const QString source = writeSource("source.pdf");
     const auto all = sizes(source);
-    ASSERT_EQ(split(source, 2, "3,1, 9", sandbox.filePath("q")), 0) << pdf.lastError();
+    ASSERT_EQ(split(source, 2, "3,1, 9", sandbox.filePath("q")), 0) << pdf.why();
     EXPECT_TRUE(QFile::exists(sandbox.filePath("q1.pdf")));
     EXPECT_FALSE(QFile::exists(sandbox.filePath("q2.pdf")));
     EXPECT_EQ(sizes(sandbox.filePath("q3.pdf")), decltype(all){all[2]});
@@ -270,8 +294,13 @@ TEST_F(PdfPagesTest, RangesPickThePagesOfSplitsAndMerges)
     EXPECT_EQ(sizes(source), (decltype(all){all[2], all[0], all[1], all[1]}));
     EXPECT_TRUE(qpdfChecks(source));
 
-    // Nothing to write is no failure, and leaves no file.
-    EXPECT_EQ(merge(sandbox.filePath("none.pdf"), {{source, "a"}}), 0);
+    // A range without a page adds nothing and says so; nothing to write is no failure, and
+    // leaves no file.
+    const int32_t handle = pdf.createMerge(utf8(sandbox.filePath("none.pdf")).c_str());
+    EXPECT_EQ(pdf.setFunction(handle, PW_PAGES_ADD, 0, 0, utf8(source).c_str(), "a"),
+              PW_PAGES_NOTHING_ADDED);
+    EXPECT_STREQ(pdf.why(), "no page in the range a");
+    EXPECT_EQ(pdf.close(handle), 0);
     EXPECT_FALSE(QFile::exists(sandbox.filePath("none.pdf")));
 }
 
@@ -323,7 +352,7 @@ TEST_F(PdfPagesTest, DamagedFilesFailWithoutHarm)
         EXPECT_EQ(pdf.count(file.c_str()), -1) << file;
         EXPECT_EQ(pdf.getInfo(file.c_str(), "Title", value, sizeof value), -1) << file;
         EXPECT_EQ(pdf.openSplit(file.c_str()), 0) << file;
-        EXPECT_STRNE(pdf.lastError(), "") << file;
+        EXPECT_STRNE(pdf.why(), "") << file;
         const int32_t handle = pdf.createMerge(utf8(sandbox.filePath("out.pdf")).c_str());
         EXPECT_EQ(pdf.setFunction(handle, PW_PAGES_ADD, 0, 0, file.c_str(), ""), -1) << file;
         EXPECT_EQ(pdf.close(handle), 0);
@@ -341,7 +370,7 @@ TEST_F(PdfPagesTest, RangesAndRotationsReadAsQpdfReadsThem)
     const QString source = writeShared("six.pdf", 6);
     const QString ours = sandbox.filePath("ours.pdf"), theirs = sandbox.filePath("theirs.pdf");
     for (const char *range : {"z-1", "r3-z", "1-z:odd", "2-5:even", "5-2,z", "r1"}) {
-        ASSERT_EQ(merge(ours, {{source, range}}), 0) << range << ": " << pdf.lastError();
+        ASSERT_EQ(merge(ours, {{source, range}}), 0) << range << ": " << pdf.why();
         run("qpdf", {"--empty", "--pages", source, range, "--", theirs});
         EXPECT_EQ(sizes(ours), sizes(theirs)) << range;
     }
@@ -375,7 +404,7 @@ TEST_F(PdfPagesTest, ReadsOnlyThePagesAskedFor)
     };
     const long long before = bytesRead();
     EXPECT_EQ(pdf.count(utf8(source).c_str()), 20);
-    ASSERT_EQ(split(source, 2, "1", sandbox.filePath("p")), 0) << pdf.lastError();
+    ASSERT_EQ(split(source, 2, "1", sandbox.filePath("p")), 0) << pdf.why();
     EXPECT_LT(bytesRead() - before, 4 << 20) << "the file has 20 MB of contents";
 
     // The page keeps the one font it uses of the twenty its resources name.
@@ -437,7 +466,7 @@ TEST_F(PdfPagesTest, FindsAPageThroughTheTreesCounts)
     for (const auto &c : cases) {
         const QString out = sandbox.filePath("one.pdf");
         const long long before = bytesRead();
-        ASSERT_EQ(merge(out, {{c.file, c.range}}), 0) << pdf.lastError();
+        ASSERT_EQ(merge(out, {{c.file, c.range}}), 0) << pdf.why();
         if (c.alone) {
             EXPECT_LT(bytesRead() - before, 1 << 20) << c.range << ": the pages hold 4 MB";
         }
@@ -496,13 +525,13 @@ TEST_F(PdfPagesTest, EncryptedFilesOpenWithTheirPassword)
     run("qpdf", {"--encrypt", "secret", "owner", "256", "--", writeSource("plain.pdf"), locked});
     const std::string file = utf8(locked);
     EXPECT_EQ(pdf.count(file.c_str()), -1);
-    EXPECT_STREQ(pdf.lastError(), "needs a password");
+    EXPECT_STREQ(pdf.why(), "needs a password");
     pdf.setPassword("wrong");
     EXPECT_EQ(pdf.count(file.c_str()), -1);
-    EXPECT_STREQ(pdf.lastError(), "the password given does not open it");
+    EXPECT_STREQ(pdf.why(), "the password given does not open it");
     pdf.setPassword("secret");
     EXPECT_EQ(pdf.count(file.c_str()), 3);
-    EXPECT_EQ(split(locked, 2, "z", sandbox.filePath("s")), 0) << pdf.lastError();
+    EXPECT_EQ(split(locked, 2, "z", sandbox.filePath("s")), 0) << pdf.why();
     pdf.setPassword("");
     EXPECT_EQ(pdf.count(utf8(sandbox.filePath("s3.pdf")).c_str()), 1) << "written unencrypted";
     EXPECT_TRUE(text(sandbox.filePath("s3.pdf")).contains("Words of page 3"));
@@ -568,7 +597,7 @@ TEST_F(PdfPagesCorpusTest, SurvivesDamagedFiles)
                 EXPECT_EQ(pdf.setFunction(handle, PW_PAGES_SPLIT, 1, 1, "",
                                           utf8(sandbox.filePath("x")).c_str()),
                           0)
-                    << file << ": " << pdf.lastError();
+                    << file << ": " << pdf.why();
                 pdf.close(handle);
             }
         }

@@ -19,6 +19,14 @@ using namespace pw::tiff;
 
 namespace {
 
+// Success, or the failure's text.
+::testing::AssertionResult Done(const pw::Result<void> &result)
+{
+    if (result)
+        return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << result.failure().what();
+}
+
 enum class Kind { G4, LzwGrey, JpegYCbCr, TiledGrey, Grey16 };
 
 // A page is told apart from the others by its width.
@@ -142,8 +150,7 @@ TEST_F(TiffPagesTest, MergeKeepsEveryPageAsStored)
     const std::string a = file("a.tif"), b = file("b.tif"), out = file("out.tif");
     WritePages(a, {{Kind::G4, 101}, {Kind::JpegYCbCr, 102}});
     WritePages(b, {{Kind::LzwGrey, 103}, {Kind::TiledGrey, 104}}, "w8");
-    std::string error;
-    ASSERT_TRUE(MergeTIFFs({a, b}, out, &error)) << error;
+    ASSERT_TRUE(Done(MergeTIFFs({a, b}, out)));
     std::vector<Stored> expected = ReadStored(a), b2 = ReadStored(b);
     expected.insert(expected.end(), b2.begin(), b2.end());
     EXPECT_EQ(ReadStored(out), expected);
@@ -190,12 +197,14 @@ TEST_F(TiffPagesTest, MergeKeepsEveryPageAsStored)
     // Wide samples keep their byte order when their file is the first one...
     const std::string wide = file("wide.tif");
     WritePages(wide, {{Kind::Grey16, 105}}, "wb");
-    ASSERT_TRUE(MergeTIFFs({wide, a}, out, &error)) << error;
+    ASSERT_TRUE(Done(MergeTIFFs({wide, a}, out)));
     EXPECT_EQ(ReadStored(out).front(), ReadStored(wide).front());
     // ...and are refused where their bytes would be read in the other order.
     const QByteArray before = readFile(QString::fromStdString(out));
-    EXPECT_FALSE(MergeTIFFs({a, wide}, out, &error));
-    EXPECT_NE(error.find("order"), std::string::npos) << error;
+    const auto refused = MergeTIFFs({a, wide}, out);
+    ASSERT_FALSE(refused);
+    EXPECT_NE(std::string(refused.failure().what()).find("order"), std::string::npos)
+        << refused.failure().what();
     EXPECT_EQ(readFile(QString::fromStdString(out)), before);
     EXPECT_EQ(QDir(sandbox.path()).entryList(QDir::Hidden | QDir::Files).filter(".tmp"),
               QStringList());
@@ -213,41 +222,40 @@ TEST_F(TiffPagesTest, CommandsPutPagesInOrder)
                 {2, {1, 2, 91, 92, 3}},
                 {3, {1, 2, 3, 91, 92}},
                 {9, {1, 2, 3, 91, 92}}};
-    std::string error;
     for (const auto &c : adds) {
         WritePages(doc, three);
-        ASSERT_TRUE(AddTIFFPages(doc, c.index, add, &error)) << error;
+        ASSERT_TRUE(Done(AddTIFFPages(doc, c.index, add)));
         EXPECT_EQ(Widths(doc), c.widths) << c.index;
     }
 
     WritePages(doc, three);
-    ASSERT_TRUE(MergeTIFFs({doc, add, doc}, out, &error)) << error;
+    ASSERT_TRUE(Done(MergeTIFFs({doc, add, doc}, out)));
     EXPECT_EQ(Widths(out), (std::vector<uint32_t>{1, 2, 3, 91, 92, 1, 2, 3}));
-    EXPECT_EQ(PageCount(out), 8);
-    ASSERT_TRUE(DeleteTIFFPages(doc, 2, &error)) << error;
+    EXPECT_EQ(PageCount(out).value(), 8);
+    ASSERT_TRUE(Done(DeleteTIFFPages(doc, 2)));
     EXPECT_EQ(Widths(doc), (std::vector<uint32_t>{1, 3}));
-    EXPECT_FALSE(DeleteTIFFPages(doc, 3, &error));
-    ASSERT_TRUE(DeleteTIFFPages(doc, 1, &error)) << error;
-    EXPECT_FALSE(DeleteTIFFPages(doc, 1, &error)) << "the only page stays";
+    EXPECT_FALSE(DeleteTIFFPages(doc, 3));
+    ASSERT_TRUE(Done(DeleteTIFFPages(doc, 1)));
+    EXPECT_FALSE(DeleteTIFFPages(doc, 1)) << "the only page stays";
     EXPECT_EQ(Widths(doc), (std::vector<uint32_t>{3}));
 
     WritePages(doc, three);
     const std::string left = file("left.tif"), right = file("right.tif");
-    ASSERT_TRUE(SplitTIFF(doc, 1, left, right, &error)) << error;
+    ASSERT_TRUE(Done(SplitTIFF(doc, 1, left, right)));
     EXPECT_EQ(Widths(left), (std::vector<uint32_t>{1}));
     EXPECT_EQ(Widths(right), (std::vector<uint32_t>{2, 3}));
     QFile::remove(QString::fromStdString(right));
-    ASSERT_TRUE(SplitTIFF(doc, 3, left, right, &error)) << error;
+    ASSERT_TRUE(Done(SplitTIFF(doc, 3, left, right)));
     EXPECT_EQ(Widths(left), (std::vector<uint32_t>{1, 2, 3}));
     EXPECT_FALSE(QFile::exists(QString::fromStdString(right)));
 
     const std::string folder = sandbox.mkdir("pages").toStdString();
-    ASSERT_TRUE(ExtractPages(doc, 2, 3, folder, &error)) << error;
+    ASSERT_TRUE(Done(ExtractPages(doc, 2, 3, folder)));
     EXPECT_EQ(QDir(QString::fromStdString(folder)).entryList(QDir::Files),
               (QStringList{"doc-2.tif", "doc-3.tif"}));
     EXPECT_EQ(Widths(folder + "/doc-3.tif"), (std::vector<uint32_t>{3}));
-    EXPECT_FALSE(ExtractPages(doc, 3, 4, folder, &error));
-    ASSERT_TRUE(ExtractAllTIFFpages(doc, folder, &error)) << error;
+    EXPECT_FALSE(ExtractPages(doc, 3, 4, folder));
+    ASSERT_TRUE(Done(ExtractAllTIFFpages(doc, folder)));
     EXPECT_EQ(Widths(folder + "/doc-1.tif"), (std::vector<uint32_t>{1}));
     EXPECT_EQ(ReadStored(folder + "/doc-2.tif").front(), ReadStored(doc)[1]);
 }
@@ -261,13 +269,13 @@ protected:
         const std::string good = file("good.tif"), out = file("out.tif");
         WritePages(good, {{Kind::G4, 10}, {Kind::LzwGrey, 11}, {Kind::LzwGrey, 12}});
         const QByteArray before = readFile(QString::fromStdString(input));
-        std::string error;
         ::testing::internal::CaptureStderr();
-        EXPECT_FALSE(MergeTIFFs({good, input}, out, &error)) << input;
-        EXPECT_FALSE(SplitTIFF(input, 1, out, out + "2", &error)) << input;
-        EXPECT_FALSE(AddTIFFPages(input, 1, good, &error)) << input;
+        const auto merged = MergeTIFFs({good, input}, out);
+        EXPECT_FALSE(merged) << input;
+        EXPECT_FALSE(SplitTIFF(input, 1, out, out + "2")) << input;
+        EXPECT_FALSE(AddTIFFPages(input, 1, good)) << input;
         EXPECT_EQ(::testing::internal::GetCapturedStderr(), "") << input;
-        EXPECT_FALSE(error.empty()) << input;
+        EXPECT_STRNE(merged ? "" : merged.failure().what(), "") << input;
         EXPECT_EQ(readFile(QString::fromStdString(input)), before) << input;
         const QStringList left = QDir(sandbox.path()).entryList(QDir::Files | QDir::Hidden);
         EXPECT_FALSE(left.contains("out.tif") || left.contains("out.tif2") ||
