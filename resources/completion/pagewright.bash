@@ -82,7 +82,7 @@ _pagewright_batch()
         ;;
     esac
     if [[ $cur == -* ]]; then
-        mapfile -t COMPREPLY < <(compgen -W "$(_pagewright_batch_options "${COMP_WORDS[1]}") --help" -- "$cur")
+        mapfile -t COMPREPLY < <(compgen -W "$(_pagewright_batch_options "${COMP_WORDS[1]}") --quiet --verbose --help" -- "$cur")
         return
     fi
     mapfile -t COMPREPLY < <(compgen -f -- "$cur")
