@@ -139,13 +139,6 @@ QString folderNameProblem(const QString &file)
     return {};
 }
 
-// The render module's reason for its last failure on this thread.
-QString renderFailure()
-{
-    return QString::fromUtf8(moduleEntry<decltype(&::pw_render_last_error)>(
-        pw::render::kModule, "pw_render_last_error")());
-}
-
 int renderPages(Context &c)
 {
     static const std::map<QString, std::pair<int32_t, const char *>> formats = {
@@ -165,9 +158,12 @@ int renderPages(Context &c)
         return 2;
     }
     const auto [number, extension] = format->second;
-    ApPdfToImage binding(c.ui);
+    PdfRenderModule renderer;
+    ApPdfToImage binding(c.ui, renderer);
     binding.setPassword(c.line.value("--password"));
     const QString output = c.line.value("-o");
+    // The render module's reason for its last failure.
+    const auto renderFailure = [&renderer] { return QString::fromStdString(renderer.failure()); };
     QString undone;
     const auto one = [&](const QString &file) {
         if (number != ApPdfToImage::StraightIntoFolder &&

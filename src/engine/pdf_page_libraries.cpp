@@ -15,40 +15,43 @@ void *requiredSymbol(const char *module, const char *symbol)
                                .arg(QString::fromUtf8(module), QString::fromUtf8(symbol)));
 }
 
-namespace {
-
 // The entry points are looked up at each call: a lookup in a loaded module costs far less than
 // a page, and a module that cannot be loaded fails the call that needs it, not the program.
-class OurRenderer final : public PdfToImageLibrary {
-public:
-    int32_t apOpen(const std::string &path, const std::string &text1,
-                   const std::string &text2) override
-    {
-        return moduleEntry<decltype(&::apOpen)>(render::kModule, "apOpen")(
-            path.c_str(), text1.c_str(), text2.c_str());
-    }
-    int32_t apSetProperty(int32_t handle, int32_t property, const std::string &text,
-                          int32_t number1, int32_t number2) override
-    {
-        return moduleEntry<decltype(&::apSetProperty)>(render::kModule, "apSetProperty")(
-            handle, property, text.c_str(), number1, number2);
-    }
-    int32_t apConvertPage(int32_t handle, int32_t page) override
-    {
-        return moduleEntry<decltype(&::apConvertPage)>(render::kModule, "apConvertPage")(handle,
-                                                                                         page);
-    }
-    int32_t apClose(int32_t handle) override
-    {
-        return moduleEntry<decltype(&::apClose)>(render::kModule, "apClose")(handle);
-    }
-};
+int32_t PdfRenderModule::apOpen(const std::string &path, const std::string &text1,
+                                const std::string &text2)
+{
+    pw_module_error error{};
+    const int32_t handle = moduleEntry<decltype(&::pw_render_open)>(
+        render::kModule, "pw_render_open")(path.c_str(), text1.c_str(), text2.c_str(), &error);
+    failure_ = error.text;
+    return handle;
+}
 
-} // namespace
+int32_t PdfRenderModule::apSetProperty(int32_t handle, int32_t property, const std::string &text,
+                                       int32_t number1, int32_t number2)
+{
+    return moduleEntry<decltype(&::pw_render_set_property)>(
+        render::kModule, "pw_render_set_property")(handle, property, text.c_str(), number1,
+                                                   number2);
+}
+
+int32_t PdfRenderModule::apConvertPage(int32_t handle, int32_t page)
+{
+    pw_module_error error{};
+    const int32_t result = moduleEntry<decltype(&::pw_render_convert_page)>(
+        render::kModule, "pw_render_convert_page")(handle, page, &error);
+    failure_ = error.text;
+    return result;
+}
+
+int32_t PdfRenderModule::apClose(int32_t handle)
+{
+    return moduleEntry<decltype(&::pw_render_close)>(render::kModule, "pw_render_close")(handle);
+}
 
 PdfToImageLibrary &PdfToImageLibrary::ours()
 {
-    static OurRenderer renderer;
+    thread_local PdfRenderModule renderer;
     return renderer;
 }
 

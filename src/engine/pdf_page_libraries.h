@@ -17,8 +17,26 @@ public:
     virtual int32_t apConvertPage(int32_t handle, int32_t page) = 0;
     virtual int32_t apClose(int32_t handle) = 0;
 
-    // Our rendering library; raises 48 on first use when its module cannot be loaded.
+    // Our rendering library, one for each thread; raises 48 on first use when its module
+    // cannot be loaded.
     static PdfToImageLibrary &ours();
+};
+
+// Our rendering library, keeping why its last open or page failed.
+class PdfRenderModule final : public PdfToImageLibrary {
+public:
+    int32_t apOpen(const std::string &path, const std::string &text1,
+                   const std::string &text2) override;
+    int32_t apSetProperty(int32_t handle, int32_t property, const std::string &text,
+                          int32_t number1, int32_t number2) override;
+    int32_t apConvertPage(int32_t handle, int32_t page) override;
+    int32_t apClose(int32_t handle) override;
+
+    // "" when the last open or page succeeded.
+    const std::string &failure() const { return failure_; }
+
+private:
+    std::string failure_;
 };
 
 class PdfPagesLibrary {

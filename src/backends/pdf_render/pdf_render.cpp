@@ -1,6 +1,7 @@
 #include "pdf_render.h"
 
 #include "image_files.h"
+#include "module_failure.h"
 #include "page_range.h"
 
 #include <poppler-document.h>
@@ -33,8 +34,6 @@ constexpr double kMaxPixels = double(1 << 30);
 // A page is rendered in bands of at most this many pixels and written as they come, so that a
 // poster-sized page costs tens of megabytes, not gigabytes. An ordinary page is one band.
 constexpr size_t kBandPixels = size_t(1) << 23;
-
-thread_local std::string lastError;
 
 struct Settings {
     std::string folder; // empty: the PDF's own
@@ -115,9 +114,9 @@ bool isReadableFile(const char *path)
 
 // The page as a viewer shows it, its crop box turned by its rotation, in pixels: a pixel
 // partly covered counts whole, which is how pdftoppm sizes its images.
-bool pageSize(const poppler::page &page, int dpi, int &width, int &height)
+// "" when the page can be drawn, else why not.
+std::string pageSize(const poppler::page &page, int dpi, int &width, int &height)
 {
-    lastError.clear();
     const poppler::rectf box = page.page_rect(poppler::crop_box);
     double across = std::abs(box.width()), down = std::abs(box.height());
     const poppler::page::orientation_enum turn = page.orientation();
@@ -127,16 +126,15 @@ bool pageSize(const poppler::page &page, int dpi, int &width, int &height)
     // rounded to a double first would make it 1650.0000000000002 and so 1651.
     const double w = std::ceil(across * dpi / 72.0), h = std::ceil(down * dpi / 72.0);
     if (!(w >= 1 && h >= 1 && w <= kMaxSide && h <= kMaxSide && w * h <= kMaxPixels)) {
-        lastError = "a page of " + std::to_string(long(across)) + " x " +
-                    std::to_string(long(down)) + " points would be " + std::to_string(long(w)) +
-                    " x " + std::to_string(long(h)) + " pixels at " + std::to_string(dpi) +
-                    " dpi, more than the " + std::to_string(long(kMaxPixels)) +
-                    " pixels a page may have; choose a lower resolution";
-        return false;
+        return "a page of " + std::to_string(long(across)) + " x " + std::to_string(long(down)) +
+               " points would be " + std::to_string(long(w)) + " x " + std::to_string(long(h)) +
+               " pixels at " + std::to_string(dpi) + " dpi, more than the " +
+               std::to_string(long(kMaxPixels)) +
+               " pixels a page may have; choose a lower resolution";
     }
     width = int(w);
     height = int(h);
-    return true;
+    return {};
 }
 
 // Black where the grey is below the middle; bits packed for the writers (1 is black).
@@ -235,31 +233,24 @@ bool writePage(Document &document, const Raster &raster, int page)
     }
 }
 
-int32_t convertPage(Document &document, int32_t page)
+// Renders page `page` and writes its image; a page that cannot be raises why.
+void convertPage(Document &document, int32_t page)
 {
-    lastError.clear();
-    if (page < 1 || page > document.pages) {
-        lastError = "no page " + std::to_string(page);
-        return PW_MODULE_FAILED;
-    }
+    const std::string which = "page " + std::to_string(page);
+    if (page < 1 || page > document.pages)
+        throw pw::Failure(pw::rte::kInvalidCall, "no " + which);
     const std::unique_ptr<poppler::page> source(document.pdf->create_page(page - 1));
     const Settings &s = document.settings;
     int width = 0, height = 0;
-    if (!source) {
-        lastError = "page " + std::to_string(page) + " cannot be read";
-        return PW_MODULE_FAILED;
-    }
-    if (!pageSize(*source, s.dpi, width, height)) {
-        lastError = "page " + std::to_string(page) + ": " + lastError;
-        return PW_MODULE_FAILED;
-    }
+    if (!source)
+        throw pw::Failure(pw::rte::kInvalidFileFormat, which + " cannot be read");
+    if (const std::string why = pageSize(*source, s.dpi, width, height); !why.empty())
+        throw pw::Failure(pw::rte::kInvalidCall, which + ": " + why);
     // The first band is rendered before any file is made: a page poppler cannot draw leaves
     // nothing behind.
     Bands bands(*source, s, width, height);
-    if (!bands.reach(0)) {
-        lastError = "page " + std::to_string(page) + " cannot be rendered";
-        return PW_MODULE_FAILED;
-    }
+    if (!bands.reach(0))
+        throw pw::Failure(pw::rte::kInvalidFileFormat, which + " cannot be rendered");
     Raster raster;
     raster.width = width;
     raster.height = height;
@@ -267,10 +258,9 @@ int32_t convertPage(Document &document, int32_t page)
     raster.dpi = s.dpi;
     raster.stride = bands.stride();
     raster.rows = [&bands](int y) { return bands.row(y); };
-    if (writePage(document, raster, page))
-        return PW_MODULE_OK;
-    lastError = "page " + std::to_string(page) + ": the image could not be written";
-    return PW_MODULE_FAILED;
+    if (!writePage(document, raster, page))
+        throw pw::Failure(pw::rte::kPathFileAccessError,
+                          which + ": the image could not be written");
 }
 
 bool setProperty(Settings &s, int32_t property, const char *text, int32_t number)
@@ -333,43 +323,62 @@ bool setProperty(Settings &s, int32_t property, const char *text, int32_t number
     }
 }
 
+// Why an open failed, with the result that tells its kind.
+struct Refusal {
+    int32_t result;
+    pw::Failure failure;
+};
+
+int32_t openDocument(const char *path, const char *userPassword, const char *ownerPassword)
+{
+    silencePoppler();
+    if (!path || !isReadableFile(path))
+        throw Refusal{PW_RENDER_CANNOT_OPEN,
+                      pw::Failure(pw::rte::kFileNotFound, "cannot be opened")};
+    auto document = std::make_shared<Document>();
+    document->source = fs::path(path);
+    document->pdf.reset(poppler::document::load_from_file(path, ownerPassword ? ownerPassword : "",
+                                                          userPassword ? userPassword : ""));
+    if (!document->pdf)
+        throw Refusal{PW_RENDER_DAMAGED,
+                      pw::Failure(pw::rte::kInvalidFileFormat, "cannot be read as a PDF")};
+    // A locked document answers nothing else: poppler would crash on its page count.
+    if (document->pdf->is_locked())
+        throw Refusal{PW_RENDER_LOCKED, pw::Failure(pw::rte::kInvalidFileFormat,
+                                                    userPassword && *userPassword
+                                                        ? "the password given does not open it"
+                                                        : "needs a password")};
+    document->pages = document->pdf->pages();
+    if (document->pages < 1)
+        throw Refusal{PW_RENDER_NO_PAGES, pw::Failure(pw::rte::kInvalidFileFormat, "no pages")};
+    return addDocument(std::move(document));
+}
+
 } // namespace
 
 extern "C" {
 
-int32_t apOpen(const char *path, const char *userPassword, const char *ownerPassword)
+int32_t pw_render_open(const char *path, const char *userPassword, const char *ownerPassword,
+                       pw_module_error *error)
 {
-    try {
-        silencePoppler();
-        lastError = "cannot be opened";
-        if (!path || !isReadableFile(path))
-            return PW_RENDER_CANNOT_OPEN;
-        lastError = "cannot be read as a PDF";
-        auto document = std::make_shared<Document>();
-        document->source = fs::path(path);
-        document->pdf.reset(poppler::document::load_from_file(
-            path, ownerPassword ? ownerPassword : "", userPassword ? userPassword : ""));
-        if (!document->pdf)
-            return PW_RENDER_DAMAGED;
-        // A locked document answers nothing else: poppler would crash on its page count.
-        if (document->pdf->is_locked()) {
-            lastError = userPassword && *userPassword ? "the password given does not open it"
-                                                      : "needs a password";
-            return PW_RENDER_LOCKED;
+    int32_t result = PW_RENDER_CANNOT_OPEN;
+    const auto describe = [](const char *) {
+        return pw::Failure(pw::rte::kFileNotFound, "cannot be opened");
+    };
+    pw::contain(error, PW_RENDER_CANNOT_OPEN, describe, [&] {
+        try {
+            result = openDocument(path, userPassword, ownerPassword);
+        } catch (const Refusal &refusal) {
+            result = refusal.result;
+            throw refusal.failure;
         }
-        document->pages = document->pdf->pages();
-        lastError = "no pages";
-        if (document->pages < 1)
-            return PW_RENDER_NO_PAGES;
-        lastError.clear();
-        return addDocument(std::move(document));
-    } catch (...) {
-        return PW_RENDER_CANNOT_OPEN;
-    }
+        return result;
+    });
+    return result;
 }
 
-int32_t apSetProperty(int32_t handle, int32_t property, const char *text, int32_t number1,
-                      int32_t /*number2*/)
+int32_t pw_render_set_property(int32_t handle, int32_t property, const char *text, int32_t number1,
+                               int32_t /*number2*/)
 {
     try {
         const std::shared_ptr<Document> document = findDocument(handle);
@@ -383,20 +392,23 @@ int32_t apSetProperty(int32_t handle, int32_t property, const char *text, int32_
     }
 }
 
-int32_t apConvertPage(int32_t handle, int32_t page)
+int32_t pw_render_convert_page(int32_t handle, int32_t page, pw_module_error *error)
 {
-    try {
+    const auto describe = [page](const char *) {
+        return pw::Failure(pw::rte::kInvalidFileFormat,
+                           "page " + std::to_string(page) + " cannot be rendered");
+    };
+    return pw::contain(error, PW_MODULE_FAILED, describe, [&] {
         const std::shared_ptr<Document> document = findDocument(handle);
         if (!document)
-            return PW_MODULE_FAILED;
+            throw pw::Failure(pw::rte::kInvalidCall, "handle " + std::to_string(handle));
         std::lock_guard lock(document->mutex);
-        return convertPage(*document, page);
-    } catch (...) {
-        return PW_MODULE_FAILED;
-    }
+        convertPage(*document, page);
+        return PW_MODULE_OK;
+    });
 }
 
-int32_t apPageCount(int32_t handle)
+int32_t pw_render_page_count(int32_t handle)
 {
     try {
         const std::shared_ptr<Document> document = findDocument(handle);
@@ -406,7 +418,7 @@ int32_t apPageCount(int32_t handle)
     }
 }
 
-int32_t apClose(int32_t handle)
+int32_t pw_render_close(int32_t handle)
 {
     try {
         const std::shared_ptr<Document> document = takeDocument(handle);
@@ -419,11 +431,6 @@ int32_t apClose(int32_t handle)
     } catch (...) {
         return PW_MODULE_FAILED;
     }
-}
-
-const char *pw_render_last_error(void)
-{
-    return lastError.c_str();
 }
 
 } // extern "C"

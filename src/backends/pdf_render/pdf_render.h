@@ -49,24 +49,22 @@ enum {
                                    its extension */
 };
 
-/* A handle above 0 for the PDF at `path`, or one of the open results above. The passwords may
-   be empty or null. */
-PW_MODULE_EXPORT int32_t apOpen(const char *path, const char *userPassword,
-                                const char *ownerPassword);
+/* A handle above 0 for the PDF at `path`, or one of the open results above with `error`
+   saying why. The passwords may be empty or null. */
+PW_MODULE_EXPORT int32_t pw_render_open(const char *path, const char *userPassword,
+                                        const char *ownerPassword, pw_module_error *error);
 /* Sets `property` from `text` or `number1`; `number2` is reserved. 0, or -1 for an unknown
    handle, property or value out of range. */
-PW_MODULE_EXPORT int32_t apSetProperty(int32_t handle, int32_t property, const char *text,
-                                       int32_t number1, int32_t number2);
-/* Renders page `page` (1 is the first) and writes its image. 0, or -1 when the handle or page
-   is unknown or the image cannot be written. */
-PW_MODULE_EXPORT int32_t apConvertPage(int32_t handle, int32_t page);
+PW_MODULE_EXPORT int32_t pw_render_set_property(int32_t handle, int32_t property, const char *text,
+                                                int32_t number1, int32_t number2);
+/* Renders page `page` (1 is the first) and writes its image. 0, or -1 with `error` saying why
+   (an unknown handle or page, a page too large to draw, an image that cannot be written). */
+PW_MODULE_EXPORT int32_t pw_render_convert_page(int32_t handle, int32_t page,
+                                                pw_module_error *error);
 /* Pages of the open document, or -1 for an unknown handle. */
-PW_MODULE_EXPORT int32_t apPageCount(int32_t handle);
+PW_MODULE_EXPORT int32_t pw_render_page_count(int32_t handle);
 /* Finishes a multi-page file and releases the handle. 0, or -1 for an unknown handle. */
-PW_MODULE_EXPORT int32_t apClose(int32_t handle);
-/* Why the last apOpen or apConvertPage on this thread failed, in words for the user; "" after
-   one that succeeded. */
-PW_MODULE_EXPORT const char *pw_render_last_error(void);
+PW_MODULE_EXPORT int32_t pw_render_close(int32_t handle);
 
 #ifdef __cplusplus
 }

@@ -46,7 +46,7 @@ protected:
     }
     void SetUp() override
     {
-        ASSERT_TRUE(open && set && convert && count && close) << "module not found";
+        ASSERT_TRUE(open_ && set && convert_ && count && close) << "module not found";
     }
 
     // A handle on `pdf` writing into `folder` with the given (property, number) settings.
@@ -76,11 +76,27 @@ protected:
     }
 
     SandboxDir sandbox;
-    decltype(&apOpen) open = entry<decltype(&apOpen)>("apOpen");
-    decltype(&apSetProperty) set = entry<decltype(&apSetProperty)>("apSetProperty");
-    decltype(&apConvertPage) convert = entry<decltype(&apConvertPage)>("apConvertPage");
-    decltype(&apPageCount) count = entry<decltype(&apPageCount)>("apPageCount");
-    decltype(&apClose) close = entry<decltype(&apClose)>("apClose");
+    // The calls that can fail keep why in `error`.
+    int32_t open(const char *path, const char *user, const char *owner)
+    {
+        error = {};
+        return open_(path, user, owner, &error);
+    }
+    int32_t convert(int32_t handle, int32_t page)
+    {
+        error = {};
+        return convert_(handle, page, &error);
+    }
+
+    decltype(&pw_render_open) open_ = entry<decltype(&pw_render_open)>("pw_render_open");
+    decltype(&pw_render_set_property) set =
+        entry<decltype(&pw_render_set_property)>("pw_render_set_property");
+    decltype(&pw_render_convert_page) convert_ =
+        entry<decltype(&pw_render_convert_page)>("pw_render_convert_page");
+    decltype(&pw_render_page_count) count =
+        entry<decltype(&pw_render_page_count)>("pw_render_page_count");
+    decltype(&pw_render_close) close = entry<decltype(&pw_render_close)>("pw_render_close");
+    pw_module_error error{};
 };
 
 // Exact pixels, colour and grey, for a page we draw and a real paper at its own size.
@@ -122,7 +138,7 @@ TEST_F(PdfRenderTest, RefusesPagesBeyondTheLimitWithTheReason)
                 "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 14400 14400] >>"}));
     const int32_t handle = openFor(poster, sandbox.filePath("out"), {{PW_RENDER_RESOLUTION, 300}});
     EXPECT_EQ(convert(handle, 1), -1);
-    const std::string why = entry<decltype(&pw_render_last_error)>("pw_render_last_error")();
+    const std::string why = error.text;
     EXPECT_NE(why.find("60000 x 60000 pixels at 300 dpi"), std::string::npos) << why;
     EXPECT_NE(why.find("choose a lower resolution"), std::string::npos) << why;
     EXPECT_EQ(close(handle), 0);
@@ -148,6 +164,7 @@ TEST_F(PdfRenderTest, OpenResults)
         const int32_t handle = open(path.toUtf8().constData(), "", nullptr);
         EXPECT_EQ(::testing::internal::GetCapturedStderr(), "") << path.toStdString();
         EXPECT_EQ(handle > 0 ? count(handle) : handle, expected) << path.toStdString();
+        EXPECT_EQ(handle > 0, error.text[0] == '\0') << path.toStdString() << ": " << error.text;
         if (handle > 0) {
             EXPECT_EQ(close(handle), 0);
             EXPECT_EQ(close(handle), -1) << "a closed handle is gone";
@@ -158,6 +175,7 @@ TEST_F(PdfRenderTest, OpenResults)
     const QString locked = corpusDir() + "/pdfs/pypdf__libreoffice-writer-password.pdf";
     if (QFile::exists(locked)) {
         EXPECT_EQ(open(locked.toUtf8().constData(), nullptr, nullptr), PW_RENDER_LOCKED);
+        EXPECT_STREQ(error.text, "needs a password");
         const int32_t handle = open(locked.toUtf8().constData(), "openpassword", nullptr);
         EXPECT_EQ(count(handle), 1);
         close(handle);
