@@ -54,14 +54,6 @@ QStringList listed(const QDialog &dialog)
     return names;
 }
 
-QList<int> pageWidths(const QString &pdf)
-{
-    QList<int> widths;
-    for (const ProbedPage &page : probePdf(pdf))
-        widths << qRound(page.width);
-    return widths;
-}
-
 // The highest value `bar` shows from now on.
 std::shared_ptr<int> highest(QProgressBar *bar)
 {

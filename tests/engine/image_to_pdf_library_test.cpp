@@ -41,14 +41,6 @@ Made makeDocument(ImageToPdfLibrary &library, const QString &pdf, const QStringL
     return made;
 }
 
-QList<int> widthsOf(const QString &pdf)
-{
-    QList<int> widths;
-    for (const ProbedPage &page : probePdf(pdf))
-        widths << qRound(page.width);
-    return widths;
-}
-
 } // namespace
 
 // The windows' library and the batch's, each used from several threads at once (the window's
@@ -81,7 +73,7 @@ TEST(ImageToPdfLibraries, DocumentsOfManyThreadsKeepToThemselves)
         threads.clear();
         for (size_t i = 0; i < made.size(); ++i) {
             EXPECT_EQ(made[i].statuses, allFine) << i;
-            EXPECT_EQ(widthsOf(box.filePath(QString("t%1.pdf").arg(i))), widths) << i;
+            EXPECT_EQ(pageWidths(box.filePath(QString("t%1.pdf").arg(i))), widths) << i;
         }
 
         const QString gone = box.mkdir("gone");

@@ -165,3 +165,11 @@ std::string pdfStream(const std::string &dict, const std::string &data)
     return "<< " + dict + " /Length " + std::to_string(data.size()) + " >>\nstream\n" + data +
            "\nendstream";
 }
+
+QList<int> pageWidths(const QString &pdf)
+{
+    QList<int> widths;
+    for (const ProbedPage &page : probePdf(pdf))
+        widths << qRound(page.width);
+    return widths;
+}

@@ -4,6 +4,7 @@
 // as stored, pages as poppler paints them.
 
 #include <QImage>
+#include <QList>
 #include <QString>
 
 #include <string>
@@ -26,6 +27,8 @@ struct ProbedPage {
 
 // Pages of `pdf` with their images; empty when qpdf cannot open the file.
 std::vector<ProbedPage> probePdf(const QString &pdf);
+// The width of each page of `pdf` in whole points, in page order.
+QList<int> pageWidths(const QString &pdf);
 // The filter of the first image on the first page; "" when there is none.
 std::string firstImageFilter(const QString &pdf);
 // `qpdf --check` passes without errors or warnings.
