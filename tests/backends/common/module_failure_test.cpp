@@ -60,25 +60,4 @@ TEST(ModuleFailure, TheProgramGetsBackWhatWasReported)
     EXPECT_THROW(fence.rethrow(error), std::logic_error);
 }
 
-TEST(Result, HoldsAValueOrTheFailure)
-{
-    const pw::Result<int> value = pw::attempt([] { return 3; });
-    ASSERT_TRUE(value);
-    EXPECT_EQ(value, 3);
-    EXPECT_FALSE(value == 4);
-
-    const pw::Result<int> failed =
-        pw::attempt([]() -> int { throw pw::failure(pw::rte::kPathNotFound, "d"); });
-    ASSERT_FALSE(failed);
-    EXPECT_FALSE(failed == 0) << "a failure equals no value";
-    EXPECT_STREQ(failed.failure().what(), "Path not found: d");
-    EXPECT_THROW((void)failed.value(), pw::Failure);
-
-    const pw::Result<void> memory = pw::attempt([] { throw std::bad_alloc(); });
-    ASSERT_FALSE(memory);
-    EXPECT_EQ(memory.failure().number, pw::rte::kOutOfMemory);
-    EXPECT_NO_THROW(pw::attempt([] {}).value());
-    EXPECT_THROW((void)pw::attempt([] { throw std::logic_error("not ours"); }), std::logic_error);
-}
-
 } // namespace
