@@ -43,7 +43,8 @@ void ApImgToPdf::addAndClose(OpenDocument &document, const QString &source, Fail
     PW_STEP;
     ui_.DoEvents();
     PW_STEP;
-    document.close();
+    Written = document.close() == 0;
+    NotWrittenWhy = Written ? QString() : QString::fromStdString(library_.closeFailure());
 }
 
 bool ApImgToPdf::MergeConvert_TiffToPdfx(Progress &status)
@@ -105,6 +106,7 @@ bool ApImgToPdf::ConverImageToPdf(const QString &source, const QString &pdf, con
     bool result = false;
     LastFailureNumber = 0;
     CreateRefused = false;
+    Written = false;
     PW_PROCEDURE("ConverImageToPdf", binding);
     guarded(pwTail, [&] {
         PW_STEP;

@@ -37,8 +37,9 @@ public:
     QString OutputPdfFile;
     // After a merge that failed: the file it was adding, "" when the failure was elsewhere.
     QString FailedFile;
-    // After a merge: whether the library put the merged PDF in place (a device or pipe leaves
-    // no file to look for), and why not.
+    // After a merge or a conversion: whether the library put the PDF in place (a device or pipe
+    // leaves no file to look for), and why not. A conversion whose PDF the library could not
+    // finish (a disk that filled up as it was written out) still reads as success.
     bool Written = false;
     QString NotWrittenWhy;
 

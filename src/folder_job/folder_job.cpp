@@ -649,8 +649,12 @@ FolderJob::InHand FolderJob::takeInHand(const CloneList &list, int index, Failur
     }
     const CloneEncodings e = state_->encodings;
     const auto convert = [source, target = file.target, e](ApImgToPdf &converter) {
+        // The binding takes a PDF it could not finish (the disk filled up as it was written
+        // out) for one made: the job asks whether it was, and a full disk then stops the run
+        // with the file still to do.
         const bool made =
-            converter.ConverImageToPdf(source, target, e.EncodColor, e.EncodGraycale, e.EncodBW);
+            converter.ConverImageToPdf(source, target, e.EncodColor, e.EncodGraycale, e.EncodBW) &&
+            (converter.CreateRefused || converter.Written);
         return Conversion{made, converter.CreateRefused, converter.LastFailureNumber};
     };
     if (state_->workers > 1) {
