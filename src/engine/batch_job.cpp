@@ -199,8 +199,10 @@ int BatchJob::convert(const BatchOutput &io)
                 ApImgToPdf binding(quiet);
                 if (!binding.ConverImageToPdf(file, pdf, colour_, grey_, blackWhite_))
                     return binding.LastFailureText;
-                if (binding.CreateRefused || !IsRegularFilePath(pdf))
-                    return "not written: " + pdf + ": " + whyNotWritable(output_);
+                if (binding.CreateRefused || !binding.Written)
+                    return "not written: " + pdf + ": " +
+                           (binding.NotWrittenWhy.isEmpty() ? whyNotWritable(output_)
+                                                            : binding.NotWrittenWhy);
                 return QString();
             });
             return inHand.push_back(std::move(hand));
