@@ -71,7 +71,10 @@ QString TerminalProgress::line(int done, int total, qint64 elapsedMs, const QStr
     if (done > 0 && done < total && elapsedMs >= 1000)
         shown += ", " + clock(elapsedMs * (total - done) / done / 1000) + " left";
     if (!text.isEmpty())
-        shown += "  " + text;
+        shown += "  ";
+    // A name with a line break or a tab would break the one line it shares.
+    for (const QChar c : text)
+        shown += c.category() == QChar::Other_Control ? QChar('?') : c;
     // One character short of the width: a full line would wrap on some terminals.
     return shown.left(std::max(columns - 1, 0));
 }
