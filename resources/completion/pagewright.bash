@@ -20,6 +20,7 @@ _pagewright_batch_options()
     tiff-join) echo '-o' ;;
     info) echo "--title --subject --author --keywords $pdf" ;;
     rotate) echo "--angle --range $pdf" ;;
+    ocr) echo "--language $pdf" ;;
     tiff-split) echo '--page --prefix -o' ;;
     tiff-extract) echo '--first --last -o' ;;
     tiff-append) echo '--at' ;;
@@ -33,7 +34,7 @@ _pagewright_batch_options()
 _pagewright_batch()
 {
     local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD - 1]}
-    local commands='convert merge pages clone resume render split extract join info rotate
+    local commands='convert merge pages clone resume render split extract join info rotate ocr
         tiff-join tiff-split tiff-extract tiff-delete tiff-append image-to-tiff rename-by-pages'
     if ((COMP_CWORD == 1)); then
         mapfile -t COMPREPLY < <(compgen -W "$commands --help --version" -- "$cur")

@@ -1,6 +1,7 @@
 #include "page_batch.h"
 
 #include "ap_pdf_to_image.h"
+#include "text_layers.h"
 #include "tiff_pdf_commands.h"
 #include "tiff_pdf_components.h"
 
@@ -421,6 +422,29 @@ int rotate(Context &c)
         [&] { return QString::fromUtf8(error.text); });
 }
 
+int addTextLayers(Context &c)
+{
+    const QString language = c.line.value("--language", "eng");
+    if (const QString why = CheckOcrLanguage(language); !why.isEmpty()) {
+        c.err("--language " + language + ": " + why);
+        return 2;
+    }
+    int failed = 0;
+    AddTextLayers(c.line.files, language, c.line.value("--password"), c.io.progress,
+                  [&](const TextLayerOutcome &file) {
+                      if (!file.failure.isEmpty()) {
+                          c.err(file.file + ": " + file.failure);
+                          ++failed;
+                      } else if (file.pagesRead == 0 && file.pagesShown > 0) {
+                          c.out(file.file + ": every page shows text already; left as it was");
+                      } else {
+                          c.io.verbose(file.file + ": " + QString::number(file.pagesRead) +
+                                       " pages made searchable");
+                      }
+                  });
+    return failed ? 1 : 0;
+}
+
 int tiffJoin(Context &c)
 {
     const QString output = c.line.value("-o");
@@ -557,6 +581,7 @@ const std::map<QString, Command> &commandTable()
         {"join", {{"-o", "--password"}, {"-o"}}},
         {"info", {{"--title", "--subject", "--author", "--keywords", "--password"}, {}}},
         {"rotate", {{"--angle", "--range", "--password"}, {"--angle"}}},
+        {"ocr", {{"--language", "--password"}, {}}},
         {"tiff-join", {{"-o"}, {"-o"}}},
         {"tiff-split", {{"-o", "--page", "--prefix"}, {"-o", "--page"}}},
         {"tiff-extract", {{"-o", "--first", "--last"}, {"-o"}}},
@@ -621,8 +646,12 @@ QString BatchPageCommandsUsage()
            "      (an empty value removes the entry)\n"
            "  pagewright-batch rotate --angle 90|180|270 [--range RANGE] FILE.pdf...\n"
            "      turns the pages (of RANGE) clockwise, rewriting each file in place\n"
-           "  render, split, extract, join, info and rotate take --password P for encrypted"
-           " PDFs\n"
+           "  pagewright-batch ocr [--language LANG] FILE.pdf...\n"
+           "      lays an invisible text layer, read by text recognition in LANG (default eng;\n"
+           "      deu+eng reads both), over the pages that show no text, rewriting each file\n"
+           "      in place; the pages' images stay as they are\n"
+           "  render, split, extract, join, info, rotate and ocr take --password P for"
+           " encrypted PDFs\n"
            "  pagewright-batch tiff-join -o OUT.tif FILE.tif...\n"
            "      the pages of the files into one TIFF, each page copied as stored\n"
            "  pagewright-batch tiff-split --page N [--prefix TEXT] -o DIR FILE.tif...\n"
@@ -689,6 +718,8 @@ int RunBatchPageCommand(UiServices &ui, const QStringList &args, const BatchOutp
         return join(c);
     if (name == "info")
         return info(c);
+    if (name == "ocr")
+        return addTextLayers(c);
     return rotate(c);
 }
 

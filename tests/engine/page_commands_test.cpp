@@ -4,6 +4,7 @@
 #include "engine/page_batch.h"
 #include "engine/tiff_pdf_commands.h"
 
+#include "page_command.h"
 #include "pdf_probe.h"
 #include "recording_ui.h"
 #include "sample_images.h"
@@ -250,32 +251,6 @@ TEST_F(Bindings, TiffCommandsWriteIntoAFolderNamedAfterTheSource)
     QDir().mkpath(box.filePath("pdfs"));
     ASSERT_TRUE(commands.Convert_EachTiffToPDFx(box.filePath("pdfs")));
     EXPECT_TRUE(QFileInfo::exists(box.filePath("pdfs/a.Pdf")));
-}
-
-} // namespace
-
-namespace {
-
-struct PageRun {
-    int status = -1;
-    QStringList out, err;
-};
-
-PageRun pageCommand(const QStringList &args)
-{
-    PageRun r;
-    RecordingUi ui;
-    // Every complaint names the program first; the cases below compare what follows.
-    const QString program = "pagewright-batch: ";
-    NoProgress progress;
-    const BatchOutput io{[&](const QString &l) { r.out << l; },
-                         [&](const QString &l) {
-                             EXPECT_TRUE(l.startsWith(program)) << l.toStdString();
-                             r.err << l.mid(program.size());
-                         },
-                         [](const QString &) {}, progress};
-    r.status = RunBatchPageCommand(ui, args, io);
-    return r;
 }
 
 } // namespace

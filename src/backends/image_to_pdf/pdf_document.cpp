@@ -20,6 +20,43 @@ namespace pw::i2p {
 
 namespace {
 
+std::string reference(int object)
+{
+    return std::to_string(object) + " 0 R";
+}
+
+std::vector<uint8_t> flate(const std::string &text)
+{
+    return deflateBytes(reinterpret_cast<const uint8_t *>(text.data()), text.size());
+}
+
+// Writes the text layer's font and returns the number of the object to name in /Resources.
+int writeGlyphlessFont(PdfWriter &out)
+{
+    const std::vector<uint8_t> program = glyphlessTrueType();
+    const int file = out.reserve();
+    out.writeStream(file, " /Length1 " + std::to_string(program.size()) + " /Filter /FlateDecode",
+                    deflateBytes(program.data(), program.size()));
+    const int descriptor = out.reserve();
+    out.beginObject(descriptor);
+    out.write(glyphlessDescriptor(reference(file)));
+    out.endObject();
+    const std::vector<uint8_t> glyphs = glyphlessCidToGid();
+    const int cidToGid = out.reserve();
+    out.writeStream(cidToGid, " /Filter /FlateDecode", deflateBytes(glyphs.data(), glyphs.size()));
+    const int cidFont = out.reserve();
+    out.beginObject(cidFont);
+    out.write(glyphlessCidFont(reference(descriptor), reference(cidToGid)));
+    out.endObject();
+    const int toUnicode = out.reserve();
+    out.writeStream(toUnicode, " /Filter /FlateDecode", flate(glyphlessToUnicode()));
+    const int type0 = out.reserve();
+    out.beginObject(type0);
+    out.write(glyphlessType0(reference(cidFont), reference(toUnicode)));
+    out.endObject();
+    return type0;
+}
+
 int iccComponents(const std::string &icc)
 {
     if (icc.size() < 132 || icc.compare(36, 4, "acsp") != 0)
@@ -389,9 +426,7 @@ void PdfDocument::writeText(size_t waiting)
         PendingText &next = pendingText_.front();
         const std::string layer =
             "q " + next.placed + " cm " + next.text.layer(next.width, next.height) + "Q\n";
-        out_->writeStream(
-            next.object, " /Filter /FlateDecode",
-            deflateBytes(reinterpret_cast<const uint8_t *>(layer.data()), layer.size()));
+        out_->writeStream(next.object, " /Filter /FlateDecode", flate(layer));
         pendingText_.pop_front();
     }
 }

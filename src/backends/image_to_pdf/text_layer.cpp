@@ -347,6 +347,13 @@ size_t PageText::readers()
     return ReaderPool::size();
 }
 
+std::future<std::vector<OcrWord>> readOnPool(OcrPage page, const std::string &language)
+{
+    return readerPool().read([copy = std::make_shared<OcrPage>(std::move(page)), language] {
+        return recognise(*copy, language);
+    });
+}
+
 void PageText::read(const Raster &raster, const PageSource &page)
 {
     if (language_.empty())

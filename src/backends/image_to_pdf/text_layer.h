@@ -40,15 +40,16 @@ OcrPage ocrCopy(const Raster &raster, double dpi);
 // Throws pw::Failure when recognition fails.
 std::vector<OcrWord> recognise(const OcrPage &page, const std::string &language);
 
+// Reads `page`, given as it is shown, on the pool of recognisers that PageText reads on, beside
+// the caller. The future throws pw::Failure when recognition fails.
+std::future<std::vector<OcrWord>> readOnPool(OcrPage page, const std::string &language);
+
 // Content-stream operators that draw `words`, read on the page as shown upright after its
 // EXIF/TIFF `orientation` code, invisibly in the font named `font` over an image of `width` x
 // `height` pixels as stored. They follow the image's drawing while its unit square is the
 // current space. "" when there are no words.
 std::string textLayer(const std::vector<OcrWord> &words, const std::string &font, int width,
                       int height, int orientation = 1);
-
-// The name the page's resources give the text layer's font.
-inline constexpr char kOcrFont[] = "Ocr";
 
 // The text of one page, read by the pool of recognisers beside the writing of the document,
 // when a language is set (ocrLanguage()) as the page is met.

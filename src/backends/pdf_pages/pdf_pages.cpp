@@ -1,6 +1,7 @@
 #include "pdf_pages.h"
 
 #include "block_input_source.h"
+#include "glyphless_font.h"
 #include "module_failure.h"
 #include "output_file.h"
 #include "page_range.h"
@@ -473,7 +474,10 @@ void copyPage(QPDF &out, std::unique_ptr<QPDFAcroFormDocumentHelper> &outForms, 
 // half-written PDF under the target's name, and a target that is one of the sources is read to
 // the end before it is replaced. `durable` waits for the disk, which a file rewritten in place
 // deserves.
-void writeReplacing(QPDF &pdf, const std::string &target, const PDFVersion &version, bool durable)
+// Writes `pdf` to `target`, replacing it once whole. A file rewritten in place is the user's
+// own: it is synced before it takes the old one's place, and its streams keep their bytes (qpdf
+// would otherwise recode LZW and ASCII streams), so an edit changes only what it is about.
+void writeReplacing(QPDF &pdf, const std::string &target, const PDFVersion &version, bool inPlace)
 {
     pw::OutputFile output(target);
     std::FILE *file = output.stream();
@@ -482,8 +486,10 @@ void writeReplacing(QPDF &pdf, const std::string &target, const PDFVersion &vers
     QPDFWriter writer(pdf);
     writer.setOutputFile(target.c_str(), file, false);
     writer.setMinimumPDFVersion(version);
+    if (inPlace)
+        writer.setDecodeLevel(qpdf_dl_none);
     writer.write();
-    if (!output.commit(durable))
+    if (!output.commit(inPlace))
         throw systemFailure(output.error(), target, true, output.reason());
 }
 
@@ -907,6 +913,83 @@ int32_t rotate(const char *path, int32_t angle, const char *range)
     });
 }
 
+// The glyph-less font of text layers, made once per document.
+QPDFObjectHandle glyphlessFont(QPDF &pdf)
+{
+    const auto stream = [&pdf](const auto &data) {
+        return QPDFObjectHandle::newStream(&pdf, std::string(data.begin(), data.end()));
+    };
+    const auto object = [&pdf](const std::string &text) {
+        return pdf.makeIndirectObject(QPDFObjectHandle::parse(&pdf, text));
+    };
+    const auto ref = [](const QPDFObjectHandle &o) { return o.getObjGen().unparse(' ') + " R"; };
+    const std::vector<uint8_t> truetype = pw::glyphlessTrueType();
+    QPDFObjectHandle program = stream(truetype);
+    program.getDict().replaceKey("/Length1",
+                                 QPDFObjectHandle::newInteger(int64_t(truetype.size())));
+    const QPDFObjectHandle cidFont = object(pw::glyphlessCidFont(
+        ref(object(pw::glyphlessDescriptor(ref(program)))), ref(stream(pw::glyphlessCidToGid()))));
+    return object(pw::glyphlessType0(ref(cidFont), ref(stream(pw::glyphlessToUnicode()))));
+}
+
+// `dict`'s entry `key` as a dictionary of this holder's own, so that a change to it reaches no
+// other page that shared it.
+QPDFObjectHandle ownDictionary(QPDFObjectHandle dict, const std::string &key)
+{
+    QPDFObjectHandle entry = dict.getKey(key);
+    entry = entry.isDictionary() ? entry.shallowCopy() : QPDFObjectHandle::newDictionary();
+    dict.replaceKey(key, entry);
+    return entry;
+}
+
+// Lays `content` (operators in the page's own space that draw in the font kOcrFont) over
+// `page`, as a form of its own: its font needs no name in the page's resources, and what the
+// page's own content leaves of the graphics state does not reach it.
+void layOver(QPDF &pdf, QPDFPageObjectHelper page, const std::string &content,
+             const QPDFObjectHandle &font)
+{
+    QPDFObjectHandle form = QPDFObjectHandle::newStream(&pdf, content);
+    QPDFObjectHandle dict = form.getDict();
+    dict.replaceKey("/Type", QPDFObjectHandle::newName("/XObject"));
+    dict.replaceKey("/Subtype", QPDFObjectHandle::newName("/Form"));
+    dict.replaceKey("/BBox", page.getMediaBox().shallowCopy());
+    QPDFObjectHandle fonts = QPDFObjectHandle::newDictionary();
+    fonts.replaceKey(std::string("/") + pw::kOcrFont, font);
+    QPDFObjectHandle resources = QPDFObjectHandle::newDictionary();
+    resources.replaceKey("/Font", fonts);
+    dict.replaceKey("/Resources", resources);
+
+    QPDFObjectHandle pageObject = page.getObjectHandle();
+    pageObject.replaceKey("/Resources", page.getAttribute("/Resources", true).isDictionary()
+                                            ? page.getAttribute("/Resources", true).shallowCopy()
+                                            : QPDFObjectHandle::newDictionary());
+    QPDFObjectHandle forms = ownDictionary(pageObject.getKey("/Resources"), "/XObject");
+    int suffix = 1;
+    const std::string name =
+        pageObject.getKey("/Resources").getUniqueResourceName("/PwText", suffix);
+    forms.replaceKey(name, form);
+    page.addPageContents(QPDFObjectHandle::newStream(&pdf, "q\n"), true);
+    page.addPageContents(QPDFObjectHandle::newStream(&pdf, "\nQ\nq " + name + " Do Q\n"), false);
+}
+
+int32_t addLayers(const char *path, const pw_pages_layer *layers, int32_t count)
+{
+    return rewriteInPlace(path, [&](QPDF &pdf) {
+        untanglePageTree(pdf);
+        const std::vector<QPDFObjectHandle> &all = pdf.getAllPages();
+        QPDFObjectHandle font;
+        for (int32_t i = 0; i < count; ++i) {
+            const pw_pages_layer &layer = layers[i];
+            if (layer.page < 1 || size_t(layer.page) > all.size() || !layer.content)
+                throw invalidCall("no page " + std::to_string(layer.page));
+            if (!font.isInitialized())
+                font = glyphlessFont(pdf);
+            layOver(pdf, QPDFPageObjectHelper(all[size_t(layer.page - 1)]), layer.content, font);
+        }
+        return count > 0;
+    });
+}
+
 } // namespace
 
 extern "C" int32_t pw_pages_create_merge(const char *outputPath, pw_module_error *error)
@@ -1021,6 +1104,16 @@ extern "C" int32_t pw_pages_rotate(const char *path, int32_t angle, const char *
         if (!path)
             throw invalidCall("no PDF");
         return rotate(path, angle, range);
+    });
+}
+
+extern "C" int32_t pw_pages_add_layers(const char *path, const pw_pages_layer *layers,
+                                       int32_t count, pw_module_error *error)
+{
+    return entryPoint(PW_MODULE_FAILED, error, [&] {
+        if (!path || (count > 0 && !layers))
+            throw invalidCall("no PDF");
+        return addLayers(path, layers, count);
     });
 }
 

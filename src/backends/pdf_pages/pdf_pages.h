@@ -92,6 +92,18 @@ PW_MODULE_EXPORT int32_t pw_pages_describe(const char *path, char *text, size_t 
 PW_MODULE_EXPORT int32_t pw_pages_rotate(const char *path, int32_t angle, const char *range,
                                          pw_module_error *error);
 
+/* A text layer: operators drawing in the page's own space, with the glyph-less text font
+   under the name "Ocr". */
+typedef struct pw_pages_layer {
+    int32_t page; /* 1 is the first */
+    const char *content;
+} pw_pages_layer;
+
+/* Lays each of `layers` over its page of `path`, the page's own content untouched, and
+   rewrites the file in place as pw_pages_set_info does. 0, or -1. */
+PW_MODULE_EXPORT int32_t pw_pages_add_layers(const char *path, const pw_pages_layer *layers,
+                                             int32_t count, pw_module_error *error);
+
 #ifdef __cplusplus
 }
 

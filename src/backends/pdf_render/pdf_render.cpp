@@ -11,6 +11,7 @@
 #include <poppler-page.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
@@ -205,6 +206,18 @@ private:
     std::vector<unsigned char> bits_;
 };
 
+// Page `page` of `document`, which the caller holds locked.
+std::unique_ptr<poppler::page> openPage(Document &document, int32_t page)
+{
+    if (page < 1 || page > document.pages)
+        throw pw::Failure(pw::rte::kInvalidCall, "no page " + std::to_string(page));
+    std::unique_ptr<poppler::page> source(document.pdf->create_page(page - 1));
+    if (!source)
+        throw pw::Failure(pw::rte::kInvalidFileFormat,
+                          "page " + std::to_string(page) + " cannot be read");
+    return source;
+}
+
 bool writePage(Document &document, const Raster &raster, int page)
 {
     const Settings &s = document.settings;
@@ -237,13 +250,9 @@ bool writePage(Document &document, const Raster &raster, int page)
 void convertPage(Document &document, int32_t page)
 {
     const std::string which = "page " + std::to_string(page);
-    if (page < 1 || page > document.pages)
-        throw pw::Failure(pw::rte::kInvalidCall, "no " + which);
-    const std::unique_ptr<poppler::page> source(document.pdf->create_page(page - 1));
+    const std::unique_ptr<poppler::page> source = openPage(document, page);
     const Settings &s = document.settings;
     int width = 0, height = 0;
-    if (!source)
-        throw pw::Failure(pw::rte::kInvalidFileFormat, which + " cannot be read");
     if (const std::string why = pageSize(*source, s.dpi, width, height); !why.empty())
         throw pw::Failure(pw::rte::kInvalidCall, which + ": " + why);
     // The first band is rendered before any file is made: a page poppler cannot draw leaves
@@ -329,6 +338,67 @@ struct Refusal {
     pw::Failure failure;
 };
 
+bool showsText(poppler::page &page)
+{
+    const std::vector<char> text = page.text().to_utf8();
+    return std::any_of(text.begin(), text.end(),
+                       [](char c) { return !std::isspace(static_cast<unsigned char>(c)); });
+}
+
+int quarterTurns(const poppler::page &page)
+{
+    switch (page.orientation()) {
+    case poppler::page::landscape:
+        return 1;
+    case poppler::page::upside_down:
+        return 2;
+    case poppler::page::seascape:
+        return 3;
+    default:
+        return 0;
+    }
+}
+
+void renderGrey(Document &document, int32_t page, int dpi, double maxPixels,
+                pw_render_grey_fn onPage, void *context)
+{
+    const std::unique_ptr<poppler::page> source = openPage(document, page);
+    int width = 0, height = 0;
+    const std::string which = "page " + std::to_string(page);
+    if (const std::string why = pageSize(*source, dpi, width, height); !why.empty())
+        throw pw::Failure(pw::rte::kInvalidCall, which + ": " + why);
+    if (double(width) * height > maxPixels) {
+        dpi = std::max(1, int(dpi * std::sqrt(maxPixels / (double(width) * height))));
+        if (const std::string why = pageSize(*source, dpi, width, height); !why.empty())
+            throw pw::Failure(pw::rte::kInvalidCall, which + ": " + why);
+    }
+    poppler::page_renderer renderer;
+    renderer.set_render_hints(poppler::page_renderer::antialiasing |
+                              poppler::page_renderer::text_antialiasing);
+    renderer.set_image_format(poppler::image::format_gray8);
+    const poppler::image image = renderer.render_page(source.get(), dpi, dpi, 0, 0, width, height);
+    if (!image.is_valid() || image.width() != width || image.height() != height)
+        throw pw::Failure(pw::rte::kInvalidFileFormat, which + " cannot be rendered");
+    const poppler::rectf box = source->page_rect(poppler::crop_box);
+    const pw_render_grey grey{reinterpret_cast<const uint8_t *>(image.const_data()),
+                              width,
+                              height,
+                              size_t(image.bytes_per_row()),
+                              dpi,
+                              quarterTurns(*source),
+                              {box.left(), box.top(), box.right(), box.bottom()}};
+    onPage(context, &grey);
+}
+
+// The document of `handle`; throws for an unknown one.
+std::shared_ptr<Document> documentOf(int32_t handle)
+{
+    std::shared_ptr<Document> document = findDocument(handle);
+    if (!document)
+        throw pw::Failure(pw::rte::kInvalidCall, "handle " + std::to_string(handle));
+    return document;
+}
+
 int32_t openDocument(const char *path, const char *userPassword, const char *ownerPassword)
 {
     silencePoppler();
@@ -399,11 +469,39 @@ int32_t pw_render_convert_page(int32_t handle, int32_t page, pw_module_error *er
                            "page " + std::to_string(page) + " cannot be rendered");
     };
     return pw::contain(error, PW_MODULE_FAILED, describe, [&] {
-        const std::shared_ptr<Document> document = findDocument(handle);
-        if (!document)
-            throw pw::Failure(pw::rte::kInvalidCall, "handle " + std::to_string(handle));
+        const std::shared_ptr<Document> document = documentOf(handle);
         std::lock_guard lock(document->mutex);
         convertPage(*document, page);
+        return PW_MODULE_OK;
+    });
+}
+
+int32_t pw_render_page_has_text(int32_t handle, int32_t page, pw_module_error *error)
+{
+    const auto describe = [page](const char *) {
+        return pw::Failure(pw::rte::kInvalidFileFormat,
+                           "the text of page " + std::to_string(page) + " cannot be read");
+    };
+    return pw::contain(error, PW_MODULE_FAILED, describe, [&] {
+        const std::shared_ptr<Document> document = documentOf(handle);
+        std::lock_guard lock(document->mutex);
+        return showsText(*openPage(*document, page)) ? 1 : 0;
+    });
+}
+
+int32_t pw_render_grey_page(int32_t handle, int32_t page, int32_t dpi, double max_pixels,
+                            pw_render_grey_fn on_page, void *context, pw_module_error *error)
+{
+    const auto describe = [page](const char *) {
+        return pw::Failure(pw::rte::kInvalidFileFormat,
+                           "page " + std::to_string(page) + " cannot be rendered");
+    };
+    return pw::contain(error, PW_MODULE_FAILED, describe, [&] {
+        if (dpi < 1 || dpi > 2400 || !(max_pixels >= 1) || !on_page)
+            throw pw::Failure(pw::rte::kInvalidCall, "a resolution of " + std::to_string(dpi));
+        const std::shared_ptr<Document> document = documentOf(handle);
+        std::lock_guard lock(document->mutex);
+        renderGrey(*document, page, dpi, max_pixels, on_page, context);
         return PW_MODULE_OK;
     });
 }

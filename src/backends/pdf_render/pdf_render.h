@@ -10,6 +10,7 @@
 
 #include "module_abi.h"
 
+#include <stddef.h>
 #include <stdint.h>
 
 #ifdef __cplusplus
@@ -65,6 +66,30 @@ PW_MODULE_EXPORT int32_t pw_render_convert_page(int32_t handle, int32_t page,
 PW_MODULE_EXPORT int32_t pw_render_page_count(int32_t handle);
 /* Finishes a multi-page file and releases the handle. 0, or -1 for an unknown handle. */
 PW_MODULE_EXPORT int32_t pw_render_close(int32_t handle);
+
+/* A page as a viewer shows it, in 8-bit grey (0 black), rows `row_bytes` apart. */
+typedef struct pw_render_grey {
+    const uint8_t *pixels;
+    int32_t width;
+    int32_t height;
+    size_t row_bytes;
+    int32_t dpi;
+    int32_t quarter_turns; /* clockwise quarter turns a viewer gives the page as stored */
+    double box[4];         /* the area drawn (x1 y1 x2 y2), in the page's own space */
+} pw_render_grey;
+
+typedef void (*pw_render_grey_fn)(void *context, const pw_render_grey *page);
+
+/* 1 when page `page` (1 is the first) shows text, 0 when it does not; -1 with `error` set
+   for an unknown handle or page. */
+PW_MODULE_EXPORT int32_t pw_render_page_has_text(int32_t handle, int32_t page,
+                                                 pw_module_error *error);
+/* Renders page `page` in grey at `dpi`, or at the highest resolution that keeps it within
+   `max_pixels`, and hands it to `on_page`; the pixels are valid during that call. Leaves the
+   settings and files of the handle alone. 0, or -1 with `error` set. */
+PW_MODULE_EXPORT int32_t pw_render_grey_page(int32_t handle, int32_t page, int32_t dpi,
+                                             double max_pixels, pw_render_grey_fn on_page,
+                                             void *context, pw_module_error *error);
 
 #ifdef __cplusplus
 }

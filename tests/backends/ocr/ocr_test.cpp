@@ -3,6 +3,7 @@
 
 #include "glyphless_font.h"
 #include "image_to_pdf.h"
+#include "page_command.h"
 #include "pdf_probe.h"
 #include "sandbox.h"
 #include "test_environment.h"
@@ -135,6 +136,22 @@ std::vector<FoundWord> extractedWords(const QString &pdf, double &pageWidth)
     return found;
 }
 
+// Checks that pdftotext reads each of the `drawn` words (pixels of a 300 dpi page) on the first
+// page of `pdf`, in order and inside the box it was drawn in on the page as shown.
+void expectWordsInTheirBoxes(const QString &pdf, const std::vector<DrawnWord> &drawn)
+{
+    double pageWidth = 0;
+    const std::vector<FoundWord> found = extractedWords(pdf, pageWidth);
+    ASSERT_EQ(found.size(), drawn.size());
+    constexpr double toPoints = 72.0 / kDpi;
+    for (size_t i = 0; i < drawn.size(); ++i) {
+        EXPECT_EQ(found[i].text, drawn[i].text);
+        const QRectF box(drawn[i].box.topLeft() * toPoints, drawn[i].box.size() * toPoints);
+        EXPECT_TRUE(box.contains(found[i].box.center()))
+            << found[i].text.toStdString() << " found off its box";
+    }
+}
+
 class Ocr : public ::testing::Test {
 protected:
     void SetUp() override
@@ -213,7 +230,7 @@ TEST(GlyphlessCodes, TextBecomesUtf16CodeUnits)
                                "<FFFD0061>", 2},
                           Case{"\xe2\x82", "<FFFD>", 1}}) {
         int units = 0;
-        EXPECT_EQ(pw::i2p::glyphlessCodes(c.utf8, units), c.codes) << c.utf8;
+        EXPECT_EQ(pw::glyphlessCodes(c.utf8, units), c.codes) << c.utf8;
         EXPECT_EQ(units, c.units) << c.utf8;
     }
 }
@@ -242,12 +259,10 @@ TEST_F(Ocr, EveryWordReadsBackInsideItsBoxAndTheImageIsUntouched)
         QString image;
         std::string filter;
         bool storedAsIs; // the image stream is the file's own data
-        bool drawnBoxes; // the page measures as the drawing
     };
-    for (const Case &c :
-         {Case{png, "/FlateDecode", false, true}, Case{jpeg, "/DCTDecode", true, true},
-          Case{g4, "/CCITTFaxDecode", false, true}, Case{fine, "/FlateDecode", false, true},
-          Case{sideways, "/CCITTFaxDecode", false, false}}) {
+    for (const Case &c : {Case{png, "/FlateDecode", false}, Case{jpeg, "/DCTDecode", true},
+                          Case{g4, "/CCITTFaxDecode", false}, Case{fine, "/FlateDecode", false},
+                          Case{sideways, "/CCITTFaxDecode", false}}) {
         SCOPED_TRACE(c.image.toStdString());
         const QString plain = c.image + ".plain.pdf";
         const QString searchable = c.image + ".pdf";
@@ -266,26 +281,47 @@ TEST_F(Ocr, EveryWordReadsBackInsideItsBoxAndTheImageIsUntouched)
 
         double pageWidth = 0;
         EXPECT_TRUE(extractedWords(plain, pageWidth).empty());
-        const std::vector<FoundWord> found = extractedWords(searchable, pageWidth);
-        const double toPoints = pageWidth / page.width();
-        ASSERT_EQ(found.size(), drawn.size());
-        if (!c.drawnBoxes) {
-            // Read upright; a reader of the page as stored meets them in another order.
-            QStringList read, written;
-            for (size_t i = 0; i < drawn.size(); ++i)
-                read << found[i].text, written << drawn[i].text;
-            read.sort();
-            written.sort();
-            EXPECT_EQ(read, written);
-            continue;
-        }
-        for (size_t i = 0; i < drawn.size(); ++i) {
-            EXPECT_EQ(found[i].text, drawn[i].text);
-            const QRectF box(drawn[i].box.topLeft() * toPoints, drawn[i].box.size() * toPoints);
-            EXPECT_TRUE(box.contains(found[i].box.center()))
-                << found[i].text.toStdString() << " found off its box";
-        }
+        expectWordsInTheirBoxes(searchable, drawn);
     }
+}
+
+// `pagewright-batch ocr` on PDFs made without text: the words land on the pages as a
+// conversion with text would place them, the images keep their bytes, and a page that shows
+// text already is left alone.
+TEST_F(Ocr, TheOcrCommandMakesPdfsWithoutTextSearchable)
+{
+    std::vector<DrawnWord> drawn;
+    const QImage page = textPage(drawn);
+    const QString upright = sandbox.filePath("fax.tif"), sideways = sandbox.filePath("side.tif");
+    ASSERT_TRUE(writeG4(page, upright));
+    // Shown upright through the page's rotation.
+    ASSERT_TRUE(
+        writeG4(page.transformed(QTransform().rotate(-90)), sideways, ORIENTATION_RIGHTTOP));
+    const QString plain = sandbox.filePath("fax.pdf"), turned = sandbox.filePath("side.pdf");
+    const QString searchable = sandbox.filePath("searchable.pdf");
+    ASSERT_EQ(convert(upright, plain, ""), 0);
+    ASSERT_EQ(convert(sideways, turned, ""), 0);
+    ASSERT_EQ(convert(upright, searchable, "eng"), 0);
+    (void)::ApSetOcrLanguage("");
+    const auto imagesBefore = probePdf(plain);
+    const QByteArray searchableBefore = readFile(searchable);
+
+    PageRun missing = pageCommand({"ocr", "--language", "qqq", plain});
+    EXPECT_EQ(missing.status, 2);
+    EXPECT_TRUE(missing.err.value(0).contains("tesseract-ocr-qqq"))
+        << missing.err.value(0).toStdString();
+
+    const PageRun run = pageCommand({"ocr", plain, turned, searchable});
+    EXPECT_EQ(run.status, 0) << run.err.join('\n').toStdString();
+    EXPECT_EQ(run.out, QStringList{searchable + ": every page shows text already; left as it was"});
+    EXPECT_EQ(readFile(searchable), searchableBefore);
+    EXPECT_TRUE(qpdfChecks(plain));
+    const auto images = probePdf(plain);
+    ASSERT_EQ(images.size(), 1u);
+    ASSERT_EQ(images[0].images.size(), 1u);
+    EXPECT_EQ(images[0].images[0].raw, imagesBefore[0].images[0].raw);
+    expectWordsInTheirBoxes(plain, drawn);
+    expectWordsInTheirBoxes(turned, drawn);
 }
 
 TEST_F(Ocr, ALanguageThatIsNotInstalledIsRefusedNamingItsPackage)

@@ -1,11 +1,11 @@
 #include "glyphless_font.h"
 
-#include "encoders.h"
-
+#include <algorithm>
 #include <array>
 #include <cstdio>
+#include <string_view>
 
-namespace pw::i2p {
+namespace pw {
 
 namespace {
 
@@ -129,31 +129,6 @@ std::vector<uint8_t> post()
     return Bytes().u32(0x00030000).u32(0).u16(-100).u16(50).u32(1).zeros(16).data;
 }
 
-std::string toUnicodeCMap()
-{
-    std::string map = "/CIDInit /ProcSet findresource begin\n12 dict begin\nbegincmap\n"
-                      "/CIDSystemInfo << /Registry (Adobe) /Ordering (UCS) /Supplement 0 >> def\n"
-                      "/CMapName /Adobe-Identity-UCS def\n/CMapType 2 def\n"
-                      "1 begincodespacerange\n<0000> <FFFF>\nendcodespacerange\n";
-    // A range may not cross a change of its first byte: one per high byte.
-    for (int block = 0; block < 256; block += 100) {
-        const int count = std::min(100, 256 - block);
-        map += std::to_string(count) + " beginbfrange\n";
-        for (int high = block; high < block + count; ++high) {
-            char line[32];
-            std::snprintf(line, sizeof line, "<%02X00> <%02XFF> <%02X00>\n", high, high, high);
-            map += line;
-        }
-        map += "endbfrange\n";
-    }
-    return map + "endcmap\nCMapName currentdict /CMap defineresource pop\nend\nend\n";
-}
-
-std::vector<uint8_t> flate(const std::vector<uint8_t> &bytes)
-{
-    return deflateBytes(bytes.data(), bytes.size());
-}
-
 } // namespace
 
 std::vector<uint8_t> glyphlessTrueType()
@@ -190,45 +165,57 @@ std::vector<uint8_t> glyphlessTrueType()
     return font.data;
 }
 
-int writeGlyphlessFont(PdfWriter &out)
+std::string glyphlessDescriptor(const std::string &program)
 {
-    const std::vector<uint8_t> program = glyphlessTrueType();
-    const int file = out.reserve();
-    out.writeStream(file, " /Length1 " + std::to_string(program.size()) + " /Filter /FlateDecode",
-                    flate(program));
-    const int descriptor = out.reserve();
-    out.beginObject(descriptor);
-    out.write("<< /Type /FontDescriptor /FontName /GlyphLessFont /Flags 5 /FontBBox [0 " +
-              std::to_string(kDescent) + ' ' + std::to_string(kGlyphlessAdvance) + ' ' +
-              std::to_string(kAscent) + "] /ItalicAngle 0 /Ascent " + std::to_string(kAscent) +
-              " /Descent " + std::to_string(kDescent) + " /CapHeight " + std::to_string(kAscent) +
-              " /StemV 80 /FontFile2 " + std::to_string(file) + " 0 R >>");
-    out.endObject();
+    return "<< /Type /FontDescriptor /FontName /GlyphLessFont /Flags 5 /FontBBox [0 " +
+           std::to_string(kDescent) + ' ' + std::to_string(kGlyphlessAdvance) + ' ' +
+           std::to_string(kAscent) + "] /ItalicAngle 0 /Ascent " + std::to_string(kAscent) +
+           " /Descent " + std::to_string(kDescent) + " /CapHeight " + std::to_string(kAscent) +
+           " /StemV 80 /FontFile2 " + program + " >>";
+}
+
+std::vector<uint8_t> glyphlessCidToGid()
+{
     // Every code, a UTF-16 unit, draws glyph 1.
     Bytes glyphs;
     for (int code = 0; code < 0x10000; ++code)
         glyphs.u16(1);
-    const int cidToGid = out.reserve();
-    out.writeStream(cidToGid, " /Filter /FlateDecode", flate(glyphs.data));
-    const int cidFont = out.reserve();
-    out.beginObject(cidFont);
-    out.write("<< /Type /Font /Subtype /CIDFontType2 /BaseFont /GlyphLessFont /CIDSystemInfo "
-              "<< /Registry (Adobe) /Ordering (Identity) /Supplement 0 >> /FontDescriptor " +
-              std::to_string(descriptor) + " 0 R /DW " + std::to_string(kGlyphlessAdvance) +
-              " /CIDToGIDMap " + std::to_string(cidToGid) + " 0 R >>");
-    out.endObject();
-    const std::string cmapText = toUnicodeCMap();
-    const int toUnicode = out.reserve();
-    out.writeStream(toUnicode, " /Filter /FlateDecode",
-                    flate(std::vector<uint8_t>(cmapText.begin(), cmapText.end())));
-    const int type0 = out.reserve();
-    out.beginObject(type0);
-    out.write("<< /Type /Font /Subtype /Type0 /BaseFont /GlyphLessFont /Encoding /Identity-H "
-              "/DescendantFonts [" +
-              std::to_string(cidFont) + " 0 R] /ToUnicode " + std::to_string(toUnicode) +
-              " 0 R >>");
-    out.endObject();
-    return type0;
+    return glyphs.data;
+}
+
+std::string glyphlessCidFont(const std::string &descriptor, const std::string &cidToGid)
+{
+    return "<< /Type /Font /Subtype /CIDFontType2 /BaseFont /GlyphLessFont /CIDSystemInfo "
+           "<< /Registry (Adobe) /Ordering (Identity) /Supplement 0 >> /FontDescriptor " +
+           descriptor + " /DW " + std::to_string(kGlyphlessAdvance) + " /CIDToGIDMap " + cidToGid +
+           " >>";
+}
+
+std::string glyphlessToUnicode()
+{
+    std::string map = "/CIDInit /ProcSet findresource begin\n12 dict begin\nbegincmap\n"
+                      "/CIDSystemInfo << /Registry (Adobe) /Ordering (UCS) /Supplement 0 >> def\n"
+                      "/CMapName /Adobe-Identity-UCS def\n/CMapType 2 def\n"
+                      "1 begincodespacerange\n<0000> <FFFF>\nendcodespacerange\n";
+    // A range may not cross a change of its first byte: one per high byte.
+    for (int block = 0; block < 256; block += 100) {
+        const int count = std::min(100, 256 - block);
+        map += std::to_string(count) + " beginbfrange\n";
+        for (int high = block; high < block + count; ++high) {
+            char line[32];
+            std::snprintf(line, sizeof line, "<%02X00> <%02XFF> <%02X00>\n", high, high, high);
+            map += line;
+        }
+        map += "endbfrange\n";
+    }
+    return map + "endcmap\nCMapName currentdict /CMap defineresource pop\nend\nend\n";
+}
+
+std::string glyphlessType0(const std::string &cidFont, const std::string &toUnicode)
+{
+    return "<< /Type /Font /Subtype /Type0 /BaseFont /GlyphLessFont /Encoding /Identity-H "
+           "/DescendantFonts [" +
+           cidFont + "] /ToUnicode " + toUnicode + " >>";
 }
 
 namespace {
@@ -279,4 +266,4 @@ std::string glyphlessCodes(const std::string &utf8, int &units)
     return hex + '>';
 }
 
-} // namespace pw::i2p
+} // namespace pw
