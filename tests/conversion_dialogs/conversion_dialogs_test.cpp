@@ -1,9 +1,10 @@
-// The two conversion commands driven from the main window, through their real dialogs, with
+// The conversion commands driven from the main window, through their real dialogs, with
 // every message box answered by the recorder.
 #include "conversion_dialogs/frm_con_image_to_pdf.h"
 #include "conversion_dialogs/frm_error_report_dialog.h"
 #include "conversion_dialogs/frm_rename_files.h"
 #include "conversion_dialogs/frm_set_order_m_con_tiff.h"
+#include "folder_job/dialog/frm_clone_directory.h"
 #include "main_window/frm_main.h"
 
 #include "engine/ap_img_to_pdf.h"
@@ -29,6 +30,7 @@
 #include <QProgressBar>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QScopeGuard>
 #include <QStandardPaths>
 #include <QTest>
 #include <QTextDocument>
@@ -305,39 +307,83 @@ TEST_F(Conversions, ImageToPdfNamesReplacesRecompressesAndReportsTheFailedFile)
     EXPECT_EQ(boxes(), QStringList(2, saved + " already exists.\nDo you want to replace it?"));
 }
 
-// With Preferences' "Make PDFs searchable (OCR)" set, the window's conversions write text.
-TEST_F(Conversions, ImageToPdfHonoursTheSearchablePdfSetting)
+// Preferences' "Make PDFs searchable (OCR)" reaches each of the window's conversions: its PDF
+// of a page with known words reads back as those words, and as nothing with the setting off.
+TEST_F(Conversions, EveryConversionHonoursTheSearchablePdfSetting)
 {
+    const auto guard = qScopeGuard([&] {
+        t.context.settings().setIsSearchablePdf(0);
+        ApplySearchablePdfSetting(t.context.settings());
+    });
     t.context.settings().setIsSearchablePdf(1);
     t.context.settings().setOcrLanguage("eng");
     if (!ApplySearchablePdfSetting(t.context.settings()).isEmpty() ||
         QStandardPaths::findExecutable("pdftotext").isEmpty())
         GTEST_SKIP() << "no English text recognition data or no pdftotext";
-    QImage page(900, 200, QImage::Format_Grayscale8);
-    page.fill(255);
-    page.setDotsPerMeterX(11811); // 300 dpi
-    page.setDotsPerMeterY(11811);
-    {
+    // A merge needs two files: the second page is blank, so the words are the first page's.
+    for (const QString &words : {QString("Searchable dialogs"), QString()}) {
+        QImage page(900, 200, QImage::Format_Grayscale8);
+        page.fill(255);
+        page.setDotsPerMeterX(11811); // 300 dpi
+        page.setDotsPerMeterY(11811);
         QPainter painter(&page);
         QFont font("DejaVu Sans");
         font.setPixelSize(70);
         painter.setFont(font);
-        painter.drawText(40, 130, "Searchable dialogs");
+        painter.drawText(40, 130, words);
+        painter.end();
+        ASSERT_TRUE(page.save(disk + (words.isEmpty() ? "/blank.png" : "/words.png")));
     }
-    ASSERT_TRUE(page.save(disk + "/words.png"));
     window();
-    tick({"words.png"});
-    script.then<frmConImageToPdf>([&](frmConImageToPdf &d) {
-        d.txtOutputFolder->setText(out);
-        d.cmdConvert->click();
-    });
-    w->cmdConImageToPdf->click();
-    t.context.settings().setIsSearchablePdf(0);
-    ApplySearchablePdfSetting(t.context.settings());
-    QProcess text;
-    text.start("pdftotext", {out + "/words.pdf", "-"});
-    ASSERT_TRUE(text.waitForFinished(-1));
-    EXPECT_EQ(QString::fromUtf8(text.readAllStandardOutput()).simplified(), "Searchable dialogs");
+    tick({"words.png", "blank.png"});
+    const struct {
+        const char *dialog;
+        QString pdf;                              // under the output folder
+        std::function<void(const QString &)> run; // into an output folder
+    } cases[] = {
+        {"Image to PDF", "words.pdf",
+         [&](const QString &folder) {
+             script.then<frmConImageToPdf>([folder](frmConImageToPdf &d) {
+                 d.txtOutputFolder->setText(folder);
+                 d.cmdConvert->click();
+             });
+             w->cmdConImageToPdf->click();
+         }},
+        {"Merge", "joined.pdf",
+         [&](const QString &folder) {
+             script.then<frmSetOrder_MConTiff>([folder](frmSetOrder_MConTiff &d) {
+                 d.txtmanualfilename->setText("joined");
+                 d.txtOutputFolder->setText(folder);
+                 d.cmdOK->click();
+             });
+             w->cmdConverttiffToPdf->click();
+         }},
+        {"Folder Conversion", "disk/words.pdf",
+         [&](const QString &folder) {
+             script.then<frmCloneDirectory>([folder](frmCloneDirectory &d) {
+                 settle(d);
+                 d.txtoutputFld->setText(folder);
+                 d.cmdOk->click();
+             });
+             w->cmdCloneDir->click();
+         }},
+    };
+    for (const auto &c : cases)
+        for (const bool searchable : {true, false}) {
+            SCOPED_TRACE(std::string(c.dialog) + (searchable ? " searchable" : " plain"));
+            t.context.settings().setIsSearchablePdf(searchable ? 1 : 0);
+            ASSERT_TRUE(ApplySearchablePdfSetting(t.context.settings()).isEmpty());
+            const QString folder =
+                box.mkdir(QString("out/%1-%2").arg(c.dialog).arg(searchable ? "on" : "off"));
+            c.run(folder);
+            const QString pdf = folder + "/" + c.pdf;
+            ASSERT_TRUE(qpdfChecks(pdf));
+            QProcess text;
+            text.start("pdftotext", {pdf, "-"});
+            ASSERT_TRUE(text.waitForFinished(-1));
+            EXPECT_EQ(QString::fromUtf8(text.readAllStandardOutput()).simplified(),
+                      QString(searchable ? "Searchable dialogs" : ""));
+        }
 }
 
 TEST_F(Conversions, ImageToPdfEndsARunSilentlyOnANameWithoutDot)

@@ -50,13 +50,8 @@ protected:
     void open(std::function<void(frmCloneDirectory &)> step)
     {
         script.then<frmCloneDirectory>([step](frmCloneDirectory &d) {
-            // The prompt, and a job resumed, are queued when the window shows: a call queued
-            // after them returns once they are done.
-            ASSERT_TRUE(QTest::qWaitFor([&d] { return d.isVisible(); }));
-            bool passed = false;
-            QMetaObject::invokeMethod(
-                &d, [&passed] { passed = true; }, Qt::QueuedConnection);
-            ASSERT_TRUE(QTest::qWaitFor([&passed] { return passed; }));
+            // The prompt, and a job resumed, are queued when the window shows.
+            settle(d);
             step(d);
         });
         w->cmdCloneDir->click();

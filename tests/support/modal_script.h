@@ -8,10 +8,22 @@
 #include <QApplication>
 #include <QDialog>
 #include <QEvent>
+#include <QTest>
 #include <QTimer>
 
 #include <deque>
 #include <functional>
+
+// Returns once `dialog` shows and the calls it queued so far have run, such as the checks a
+// dialog makes when its window is up: a step then acts on a dialog that is done opening.
+inline void settle(QDialog &dialog)
+{
+    ASSERT_TRUE(QTest::qWaitFor([&dialog] { return dialog.isVisible(); }));
+    bool passed = false;
+    QMetaObject::invokeMethod(
+        &dialog, [&passed] { passed = true; }, Qt::QueuedConnection);
+    ASSERT_TRUE(QTest::qWaitFor([&passed] { return passed; }));
+}
 
 class ModalScript final : public QObject {
 public:
