@@ -246,29 +246,44 @@ std::string textLayer(const std::vector<OcrWord> &words, const std::string &font
                   m.fW * width + m.fH * height);
     // Render mode 3 draws nothing: the words are there to be found, selected and copied.
     std::string ops = std::string("q ") + spaces + " BT 3 Tr\n";
-    // A tenth of a pixel is finer than any reader selects; the font changes only with the line.
-    const auto tenths = [](double v) { return pdfNumber(std::round(v * 10) / 10); };
+    // Whole pixels are finer than any reader selects. The text matrix is set again only where
+    // the baseline's slope changes; every other word moves from where the last one started,
+    // in the lines' own space, which costs a few bytes a word where a matrix cost twenty.
+    const auto whole = [](double v) { return std::to_string(std::lround(v)); };
+    struct Line {
+        bool set = false;
+        double c = 0, s = 0, x = 0, y = 0; // x, y: where the last word started
+    } line;
     double lastSize = 0;
     for (const OcrWord &w : words) {
         int units = 0;
         const std::string codes = glyphlessCodes(w.text, units);
         const double dx = w.baselineX2 - w.baselineX1;
         const double dy = w.baselineY2 - w.baselineY1;
-        const double length = std::hypot(dx, dy);
         if (units == 0 || dx <= 0 || w.right <= w.left)
             continue;
         // Along the baseline, and up from it (y runs down here, so text space flips).
-        const double c = dx / length, s = dy / length;
+        const double c = dx / std::hypot(dx, dy), s = dy / std::hypot(dx, dy);
         const double baseY = w.baselineY1 + (w.left - w.baselineX1) * dy / dx;
         const double size = std::max(1.0, std::round(w.fontSize));
-        const double advance = units * size * kGlyphlessAdvance / 1000.0;
-        const double scale = 100 * (w.right - w.left) / c / advance;
         if (size != lastSize)
             ops += "/" + font + ' ' + pdfNumber(size) + " Tf ";
         lastSize = size;
-        ops += tenths(scale) + " Tz " + pdfNumber(c) + ' ' + pdfNumber(s) + ' ' + pdfNumber(s) +
-               ' ' + pdfNumber(-c) + ' ' + tenths(w.left) + ' ' + tenths(baseY) + " Tm " + codes +
-               " Tj\n";
+        // A slope within a hundredth of the last keeps a word within a few pixels of its own.
+        if (line.set && std::abs(s - line.s) <= 0.01) {
+            const long along = std::lround((w.left - line.x) * line.c + (baseY - line.y) * line.s);
+            const long up = std::lround((w.left - line.x) * line.s - (baseY - line.y) * line.c);
+            ops += std::to_string(along) + ' ' + std::to_string(up) + " Td ";
+            line.x += along * line.c + up * line.s;
+            line.y += along * line.s - up * line.c;
+        } else {
+            const double c3 = std::round(c * 1000) / 1000, s3 = std::round(s * 1000) / 1000;
+            ops += pdfNumber(c3) + ' ' + pdfNumber(s3) + ' ' + pdfNumber(s3) + ' ' +
+                   pdfNumber(-c3) + ' ' + whole(w.left) + ' ' + whole(baseY) + " Tm ";
+            line = {true, c3, s3, double(std::lround(w.left)), double(std::lround(baseY))};
+        }
+        const double advance = units * size * kGlyphlessAdvance / 1000.0;
+        ops += whole(100 * (w.right - w.left) / line.c / advance) + " Tz " + codes + " Tj\n";
     }
     return ops + "ET Q ";
 }
