@@ -21,5 +21,19 @@ export QT_QPA_PLATFORM=offscreen
 cmake -S . -B build-asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DCMAKE_C_FLAGS_DEBUG="-O1 -g" \
     -DCMAKE_CXX_FLAGS_DEBUG="-O1 -g" -DPAGEWRIGHT_SANITIZE=ON -DPAGEWRIGHT_WERROR=OFF >/dev/null
 cmake --build build-asan --parallel "$(nproc)" --target pw_headless_tests
-ctest --test-dir build-asan -L '^(unit|corpus)$' --output-on-failure --timeout 600 \
-    --parallel "$(nproc)" "$@"
+log=$(mktemp)
+trap 'rm -f "$log"' EXIT
+if ctest --test-dir build-asan -L '^(unit|corpus)$' --output-on-failure --timeout 600 \
+    --parallel "$(nproc)" "$@" 2>&1 | tee "$log"; then
+    exit 0
+fi
+# LeakSanitizer's own thread tracer now and then crashes as a process exits ("Tracer caught
+# signal 11"), after the test has passed: a fault of the tool under load, not of the program.
+# When every failure shows it, the failed tests run once more; any other failure stands.
+failed=$(grep -oP '\d+(?= tests failed out of)' "$log" || echo 0)
+crashed=$(grep -c 'LeakSanitizer has encountered a fatal error' "$log" || true)
+if ((failed == 0 || crashed < failed)); then
+    exit 1
+fi
+echo "== $failed failed only in LeakSanitizer's tracer; running them once more" >&2
+ctest --test-dir build-asan --rerun-failed --output-on-failure --timeout 600
