@@ -167,7 +167,6 @@ void offerWords(tesseract::TessBaseAPI &api, double factor, pw_ocr_word_fn onWor
     std::unique_ptr<tesseract::ResultIterator> it(api.GetIterator());
     if (!it)
         return;
-    using tesseract::RIL_TEXTLINE;
     using tesseract::RIL_WORD;
     do {
         const std::unique_ptr<char[]> text(it->GetUTF8Text(RIL_WORD));
@@ -187,10 +186,13 @@ void offerWords(tesseract::TessBaseAPI &api, double factor, pw_ocr_word_fn onWor
         w.baseline_y1 = y1 * factor;
         w.baseline_x2 = x2 * factor;
         w.baseline_y2 = y2 * factor;
-        int lineLeft, lineTop, lineRight, lineBottom;
-        w.font_size = it->BoundingBox(RIL_TEXTLINE, &lineLeft, &lineTop, &lineRight, &lineBottom)
-                          ? (lineBottom - lineTop) * factor
-                          : w.bottom - w.top;
+        // The row's height and its descenders (below 0) as tesseract fits them to the whole row:
+        // lines of one paragraph get one size, as a reader expects of the lines of one block
+        // (their boxes vary with the letters they hold, and a reader would split the block).
+        float rowHeight = 0, descenders = 0, ascenders = 0;
+        it->RowAttributes(&rowHeight, &descenders, &ascenders);
+        w.font_size = rowHeight - descenders > 0 ? (rowHeight - descenders) * factor
+                                                 : w.bottom - w.top;
         onWord(context, &w);
     } while (it->Next(RIL_WORD));
 }
