@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# Searchable PDFs: pagewright-batch convert --ocr against ocrmypdf run on the PDFs that
-# pagewright-batch writes without text (the usual "OCR afterwards"), with the same tesseract
-# and language, on scans of pages of real text whose words are known.
+# Searchable PDFs: pagewright-batch convert --ocr, and pagewright-batch ocr on the PDFs that
+# pagewright-batch writes without text, against ocrmypdf on those same PDFs (the usual "OCR
+# afterwards"), with the same tesseract and language, on scans of pages of real text whose
+# words are known.
 #
 #   bench/ocr/run.sh
 #
@@ -33,7 +34,7 @@ SOURCES=("$CORPUS/pdfs/pdfjs__tracemonkey.pdf" "$CORPUS/pdfs/pypdf__pdflatex-4-p
 source "$HERE/../pagewright.sh"
 
 WORK=${WORK:-$(mktemp -d /tmp/pw-ocr-bench.XXXXXX)}
-mkdir -p "$WORK"/{in,truth,plain,ours,theirs,log}
+mkdir -p "$WORK"/{in,truth,plain,ours,after,theirs,log}
 [[ $KEEP == 1 ]] || trap 'rm -rf "$WORK"' EXIT
 export XDG_DATA_HOME=$WORK/xdg
 RESULTS=$WORK/results.tsv
@@ -76,8 +77,14 @@ measure() {
 }
 
 echo "== pagewright-batch without text, then with --ocr eng" >&2
-measure plain "$PAGES" "$PAGEWRIGHT" convert --replace -o "$WORK/plain" "${SCANS[@]}"
-measure ours "$PAGES" "$PAGEWRIGHT" convert --replace --ocr eng -o "$WORK/ours" "${SCANS[@]}"
+measure plain "$PAGES" "$PAGEWRIGHT" convert --replace --jobs "$JOBS" -o "$WORK/plain" \
+    "${SCANS[@]}"
+measure ours "$PAGES" "$PAGEWRIGHT" convert --replace --jobs "$JOBS" --ocr eng -o "$WORK/ours" \
+    "${SCANS[@]}"
+
+echo "== pagewright-batch ocr on copies of the PDFs without text" >&2
+cp "$WORK"/plain/*.pdf "$WORK/after/"
+measure after "$PAGES" "$PAGEWRIGHT" ocr "$WORK"/after/*.pdf
 
 echo "== ocrmypdf on the PDFs without text" >&2
 theirs() {
@@ -90,19 +97,23 @@ export WORK JOBS
 measure theirs "$PAGES" bash -c theirs
 
 # ---- checks --------------------------------------------------------------------------------
-# Every page image of ours is the one written without text, byte for byte.
-same=0
+# Every page image of ours, made with text or given it afterwards, is the one written without
+# text, byte for byte.
+same=0 same_after=0
 for pdf in "$WORK"/plain/*.pdf; do
     name=$(basename "$pdf" .pdf)
-    mkdir -p "$WORK/img/$name"/{plain,ours}
-    pdfimages -all "$pdf" "$WORK/img/$name/plain/i"
-    pdfimages -all "$WORK/ours/$name.pdf" "$WORK/img/$name/ours/i"
+    mkdir -p "$WORK/img/$name"/{plain,ours,after}
+    for label in plain ours after; do
+        pdfimages -all "$WORK/$label/$name.pdf" "$WORK/img/$name/$label/i"
+    done
     diff -r "$WORK/img/$name/plain" "$WORK/img/$name/ours" >/dev/null && same=$((same + 1))
+    diff -r "$WORK/img/$name/plain" "$WORK/img/$name/after" >/dev/null &&
+        same_after=$((same_after + 1))
 done
-for label in ours theirs; do
+for label in ours after theirs; do
     for pdf in "$WORK/$label"/*.pdf; do
         pdftotext "$pdf" "$WORK/$label/$(basename "$pdf" .pdf).txt"
     done
 done
 
-python3 "$HERE/report.py" "$WORK" "$same" "$PAGES" "$JOBS" | tee "$WORK/report.md"
+python3 "$HERE/report.py" "$WORK" "$same" "$same_after" "$PAGES" "$JOBS" | tee "$WORK/report.md"
