@@ -23,7 +23,7 @@ namespace {
 // Pages are read at the resolution of a scan; a page beyond a poster's size is read at a lower
 // one, which recognition hardly notices and memory does.
 constexpr int kOcrDpi = 300;
-constexpr double kMaxOcrPixels = 64e6;
+constexpr double kMaxOcrPixels = 48e6;
 
 // The EXIF/TIFF orientation code of a page that a viewer turns clockwise `quarterTurns` times.
 int orientationOf(int quarterTurns)

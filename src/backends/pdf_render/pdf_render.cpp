@@ -155,8 +155,11 @@ void threshold(const poppler::image &grey, size_t stride, std::vector<unsigned c
 // Renders the page band by band as the writer asks for its rows.
 class Bands {
 public:
-    Bands(poppler::page &page, const Settings &s, int width, int height)
-        : page_(page), s_(s), width_(width), height_(height),
+    // `across` times as many pixels across as down, for a page rendered finer across; turned
+    // `more` on top of the page's own rotation.
+    Bands(poppler::page &page, const Settings &s, int width, int height, int across = 1,
+          poppler::rotation_enum more = poppler::rotate_0)
+        : page_(page), s_(s), across_(across), more_(more), width_(width), height_(height),
           rowsPerBand_(int(std::max<size_t>(1, kBandPixels / size_t(width))))
     {
         // With both kinds of antialiasing on, the pixels are pdftoppm's at the same resolution.
@@ -176,7 +179,8 @@ public:
             return true;
         top_ = y - y % rowsPerBand_;
         const int rows = std::min(rowsPerBand_, height_ - top_);
-        image_ = renderer_.render_page(&page_, s_.dpi, s_.dpi, 0, top_, width_, rows);
+        image_ =
+            renderer_.render_page(&page_, s_.dpi * across_, s_.dpi, 0, top_, width_, rows, more_);
         if (!image_.is_valid() || image_.width() != width_ || image_.height() != rows)
             return false;
         stride_ = size_t(image_.bytes_per_row());
@@ -198,6 +202,8 @@ public:
 private:
     poppler::page &page_;
     const Settings &s_;
+    int across_;
+    poppler::rotation_enum more_;
     int width_, height_, rowsPerBand_;
     poppler::page_renderer renderer_;
     poppler::image image_;
@@ -359,6 +365,32 @@ int quarterTurns(const poppler::page &page)
     }
 }
 
+// Rendered at this many times the resolution asked for across, and averaged back. poppler
+// draws an image at less than four times its own resolution, both ways, by bilinear
+// interpolation, which smooths a scan drawn at its own resolution by half a pixel (and costs
+// recognition words); four times across is enough for it to copy each pixel instead, and the
+// average of the copies is the pixel again. A turned image is sampled another way: the page is
+// rendered as stored and turned here.
+constexpr int kOversampling = 4;
+
+// `stored` (width x height) turned clockwise `turns` quarter turns.
+std::vector<uint8_t> turned(const std::vector<uint8_t> &stored, int width, int height, int turns)
+{
+    if (turns == 0)
+        return stored;
+    const bool sideways = turns % 2 != 0;
+    const int shownWidth = sideways ? height : width, shownHeight = sideways ? width : height;
+    std::vector<uint8_t> shown(stored.size());
+    for (int y = 0; y < shownHeight; ++y)
+        for (int x = 0; x < shownWidth; ++x) {
+            const int sx = turns == 1 ? y : turns == 2 ? width - 1 - x : width - 1 - y;
+            const int sy = turns == 1 ? height - 1 - x : turns == 2 ? height - 1 - y : x;
+            shown[size_t(y) * size_t(shownWidth) + size_t(x)] =
+                stored[size_t(sy) * size_t(width) + size_t(sx)];
+        }
+    return shown;
+}
+
 void renderGrey(Document &document, int32_t page, int dpi, double maxPixels,
                 pw_render_grey_fn onPage, void *context)
 {
@@ -367,23 +399,47 @@ void renderGrey(Document &document, int32_t page, int dpi, double maxPixels,
     const std::string which = "page " + std::to_string(page);
     if (const std::string why = pageSize(*source, dpi, width, height); !why.empty())
         throw pw::Failure(pw::rte::kInvalidCall, which + ": " + why);
-    if (double(width) * height > maxPixels) {
+    if (double(width) * height > maxPixels)
         dpi = std::max(1, int(dpi * std::sqrt(maxPixels / (double(width) * height))));
-        if (const std::string why = pageSize(*source, dpi, width, height); !why.empty())
+    Settings settings;
+    settings.depth = 8;
+    settings.dpi = dpi;
+    int fineWidth = 0, fineHeight = 0;
+    for (const std::string &why : {pageSize(*source, dpi * kOversampling, fineWidth, fineHeight),
+                                   pageSize(*source, dpi, width, height)})
+        if (!why.empty())
             throw pw::Failure(pw::rte::kInvalidCall, which + ": " + why);
+    // The sizes as stored, before the page's turn.
+    const int turns = quarterTurns(*source);
+    if (turns % 2 != 0) {
+        std::swap(width, height);
+        fineWidth = fineHeight;
     }
-    poppler::page_renderer renderer;
-    renderer.set_render_hints(poppler::page_renderer::antialiasing |
-                              poppler::page_renderer::text_antialiasing);
-    renderer.set_image_format(poppler::image::format_gray8);
-    const poppler::image image = renderer.render_page(source.get(), dpi, dpi, 0, 0, width, height);
-    if (!image.is_valid() || image.width() != width || image.height() != height)
-        throw pw::Failure(pw::rte::kInvalidFileFormat, which + " cannot be rendered");
+    Bands bands(*source, settings, fineWidth, height, kOversampling,
+                poppler::rotation_enum((4 - turns) % 4));
+    std::vector<uint8_t> pixels(size_t(width) * size_t(height));
+    for (int y = 0; y < height; ++y) {
+        const unsigned char *row = bands.row(y);
+        if (!row)
+            throw pw::Failure(pw::rte::kInvalidFileFormat, which + " cannot be rendered");
+        uint8_t *out = pixels.data() + size_t(y) * size_t(width);
+        for (int x = 0; x < width; ++x) {
+            const int first = x * kOversampling;
+            const int count = std::min(kOversampling, fineWidth - first);
+            int sum = 0;
+            for (int k = 0; k < count; ++k)
+                sum += row[first + k];
+            out[x] = uint8_t((sum + count / 2) / std::max(count, 1));
+        }
+    }
+    pixels = turned(pixels, width, height, turns);
+    if (turns % 2 != 0)
+        std::swap(width, height);
     const poppler::rectf box = source->page_rect(poppler::crop_box);
-    const pw_render_grey grey{reinterpret_cast<const uint8_t *>(image.const_data()),
+    const pw_render_grey grey{pixels.data(),
                               width,
                               height,
-                              size_t(image.bytes_per_row()),
+                              size_t(width),
                               dpi,
                               quarterTurns(*source),
                               {box.left(), box.top(), box.right(), box.bottom()}};

@@ -129,6 +129,76 @@ TEST_F(PdfRenderTest, PixelsEqualPdftoppm)
     }
 }
 
+// The grey page read by text recognition: a scan drawn at its own resolution keeps its
+// pixels (poppler would smooth them by half a pixel), a turned page comes as it is shown, and a
+// page with text says so.
+TEST_F(PdfRenderTest, GreyPagesForRecognitionKeepAScansPixelsAndShowThePageAsShown)
+{
+    constexpr int kWidth = 40, kHeight = 30;
+    std::string noise;
+    for (int i = 0; i < kWidth * kHeight; ++i)
+        noise += char((i * 7919 + i / kWidth * 104729) % 251);
+    const std::string image =
+        pdfStream("/Type /XObject /Subtype /Image /Width 40 /Height 30 /ColorSpace /DeviceGray "
+                  "/BitsPerComponent 8",
+                  noise);
+    const auto scan = [&](const char *name, const std::string &rotate) {
+        return sandbox.write(
+            name, rawPdf({"<< /Type /Catalog /Pages 2 0 R >>",
+                          "<< /Type /Pages /Kids [3 0 R] /Count 1 >>",
+                          "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 9.6 7.2]" + rotate +
+                              " /Contents 4 0 R /Resources << /XObject << /Im 5 0 R >> >> >>",
+                          pdfStream("", "q 9.6 0 0 7.2 0 0 cm /Im Do Q"), image}));
+    };
+    const auto hasText = entry<decltype(&pw_render_page_has_text)>("pw_render_page_has_text");
+    const auto greyPage = entry<decltype(&pw_render_grey_page)>("pw_render_grey_page");
+    struct Seen {
+        std::vector<uint8_t> pixels;
+        pw_render_grey page{};
+    };
+    for (const int turns : {0, 1, 3}) {
+        SCOPED_TRACE(turns);
+        const int32_t handle = openFor(scan("scan.pdf", " /Rotate " + std::to_string(turns * 90)),
+                                       sandbox.filePath("ours"));
+        EXPECT_EQ(hasText(handle, 1, &error), 0);
+        Seen seen;
+        ASSERT_EQ(greyPage(
+                      handle, 1, 300, 1e6,
+                      [](void *context, const pw_render_grey *page) {
+                          auto &s = *static_cast<Seen *>(context);
+                          s.page = *page;
+                          for (int y = 0; y < page->height; ++y)
+                              s.pixels.insert(s.pixels.end(), page->pixels + y * page->row_bytes,
+                                              page->pixels + y * page->row_bytes + page->width);
+                      },
+                      &seen, &error),
+                  0)
+            << error.text;
+        EXPECT_EQ(close(handle), 0);
+        EXPECT_EQ(seen.page.quarter_turns, turns);
+        EXPECT_EQ(seen.page.dpi, 300);
+        ASSERT_EQ(seen.page.width, turns ? kHeight : kWidth);
+        ASSERT_EQ(seen.page.height, turns ? kWidth : kHeight);
+        EXPECT_EQ(std::vector<double>(seen.page.box, seen.page.box + 4),
+                  (std::vector<double>{0, 0, 9.6, 7.2}));
+        size_t differ = 0;
+        for (int y = 0; y < seen.page.height; ++y)
+            for (int x = 0; x < seen.page.width; ++x) {
+                // A quarter turn clockwise shows the stored column x from the bottom up, three
+                // show the last column first, from the top down.
+                const int sx = turns == 0 ? x : turns == 1 ? y : kWidth - 1 - y;
+                const int sy = turns == 0 ? y : turns == 1 ? kHeight - 1 - x : x;
+                differ += seen.pixels[size_t(y * seen.page.width + x)] !=
+                          uint8_t(noise[size_t(sy * kWidth + sx)]);
+            }
+        EXPECT_EQ(differ, 0u);
+    }
+    const int32_t text = openFor(sandbox.write("text.pdf", drawnPdf(1)), sandbox.filePath("ours"));
+    EXPECT_EQ(hasText(text, 1, &error), 1);
+    EXPECT_EQ(hasText(text, 2, &error), -1);
+    EXPECT_EQ(close(text), 0);
+}
+
 // A page larger than any image a viewer opens is refused before a pixel is drawn, saying why.
 TEST_F(PdfRenderTest, RefusesPagesBeyondTheLimitWithTheReason)
 {
