@@ -191,8 +191,8 @@ void offerWords(tesseract::TessBaseAPI &api, double factor, pw_ocr_word_fn onWor
         // (their boxes vary with the letters they hold, and a reader would split the block).
         float rowHeight = 0, descenders = 0, ascenders = 0;
         it->RowAttributes(&rowHeight, &descenders, &ascenders);
-        w.font_size = rowHeight - descenders > 0 ? (rowHeight - descenders) * factor
-                                                 : w.bottom - w.top;
+        w.font_size =
+            rowHeight - descenders > 0 ? (rowHeight - descenders) * factor : w.bottom - w.top;
         onWord(context, &w);
     } while (it->Next(RIL_WORD));
 }
