@@ -472,10 +472,8 @@ void copyPage(QPDF &out, std::unique_ptr<QPDFAcroFormDocumentHelper> &outForms, 
 
 // Writes `pdf` to `target` through the output file: neither a reader nor a crash ever meets a
 // half-written PDF under the target's name, and a target that is one of the sources is read to
-// the end before it is replaced. `durable` waits for the disk, which a file rewritten in place
-// deserves.
-// Writes `pdf` to `target`, replacing it once whole. A file rewritten in place is the user's
-// own: it is synced before it takes the old one's place, and its streams keep their bytes (qpdf
+// the end before it is replaced. A file rewritten `inPlace` is the user's own: the write waits
+// for the disk before it takes the old one's place, and its streams keep their bytes (qpdf
 // would otherwise recode LZW and ASCII streams), so an edit changes only what it is about.
 void writeReplacing(QPDF &pdf, const std::string &target, const PDFVersion &version, bool inPlace)
 {
