@@ -219,7 +219,8 @@ std::vector<OcrWord> recognise(const OcrPage &page, const std::string &lang)
         auto &c = *static_cast<Collected *>(context);
         try {
             c.words.push_back({w->text, w->left, w->top, w->right, w->bottom, w->baseline_x1,
-                               w->baseline_y1, w->baseline_x2, w->baseline_y2, w->font_size});
+                               w->baseline_y1, w->baseline_x2, w->baseline_y2, w->font_size,
+                               w->ends_line != 0});
         } catch (const std::bad_alloc &) {
             c.outOfMemory = true; // nothing may unwind through the module
         }
@@ -283,7 +284,11 @@ std::string textLayer(const std::vector<OcrWord> &words, const std::string &font
             line = {true, c3, s3, double(std::lround(w.left)), double(std::lround(baseY))};
         }
         const double advance = units * size * kGlyphlessAdvance / 1000.0;
-        ops += whole(100 * (w.right - w.left) / line.c / advance) + " Tz " + codes + " Tj\n";
+        // The letters span the word's box. A space follows a word that does not end its line,
+        // so that readers part words whose ink nearly touches, and copied text has its spaces;
+        // a line's last word gets none, so that a word hyphenated there is joined again.
+        const std::string spaced = w.endsLine ? codes : codes.substr(0, codes.size() - 1) + "0020>";
+        ops += whole(100 * (w.right - w.left) / line.c / advance) + " Tz " + spaced + " Tj\n";
     }
     return ops + "ET Q ";
 }

@@ -28,6 +28,7 @@ struct OcrWord {
     double left = 0, top = 0, right = 0, bottom = 0;
     double baselineX1 = 0, baselineY1 = 0, baselineX2 = 0, baselineY2 = 0;
     double fontSize = 0;
+    bool endsLine = true;
 };
 
 // The language the text layer is read in, for every document of the process ("" for no text

@@ -186,13 +186,17 @@ void offerWords(tesseract::TessBaseAPI &api, double factor, pw_ocr_word_fn onWor
         w.baseline_y1 = y1 * factor;
         w.baseline_x2 = x2 * factor;
         w.baseline_y2 = y2 * factor;
-        // The row's height and its descenders (below 0) as tesseract fits them to the whole row:
-        // lines of one paragraph get one size, as a reader expects of the lines of one block
-        // (their boxes vary with the letters they hold, and a reader would split the block).
+        // The size of a row as tesseract fits it to the whole row, so that the lines of a
+        // paragraph get one size (their boxes vary with the letters they hold), taken about as
+        // large as the lines' pitch: its height with the ascenders counted once more. Readers
+        // keep lines together in a paragraph when they are close for their size, and join a
+        // word hyphenated at a line's end only there; this size read best on the benchmark's
+        // pages (the row's height alone, or with its descenders, parted more paragraphs).
         float rowHeight = 0, descenders = 0, ascenders = 0;
         it->RowAttributes(&rowHeight, &descenders, &ascenders);
         w.font_size =
-            rowHeight - descenders > 0 ? (rowHeight - descenders) * factor : w.bottom - w.top;
+            rowHeight + ascenders > 0 ? (rowHeight + ascenders) * factor : w.bottom - w.top;
+        w.ends_line = it->IsAtFinalElement(tesseract::RIL_TEXTLINE, RIL_WORD) ? 1 : 0;
         onWord(context, &w);
     } while (it->Next(RIL_WORD));
 }

@@ -36,7 +36,8 @@ typedef struct pw_ocr_word {
     double baseline_y1;
     double baseline_x2;
     double baseline_y2;
-    double font_size; /* estimated em size */
+    double font_size;  /* estimated em size */
+    int32_t ends_line; /* 1 for the last word of its line */
 } pw_ocr_word;
 
 typedef void (*pw_ocr_word_fn)(void *context, const pw_ocr_word *word);
