@@ -435,6 +435,8 @@ int addTextLayers(Context &c)
                       if (!file.failure.isEmpty()) {
                           c.err(file.file + ": " + file.failure);
                           ++failed;
+                      } else if (!file.sameAs.isEmpty()) {
+                          c.io.verbose(file.file + ": the same file as " + file.sameAs);
                       } else if (file.pagesRead == 0 && file.pagesShown > 0) {
                           c.out(file.file + ": every page shows text already; left as it was");
                       } else {

@@ -10,6 +10,7 @@
 #include "text_layer.h"
 
 #include <QFile>
+#include <QFileInfo>
 
 #include <cstring>
 #include <deque>
@@ -152,7 +153,10 @@ public:
         for (size_t i = 0; i < files_.size() && !progress.cancelRequested(); ++i) {
             progress.setStatusText(files_[i].outcome.file);
             try {
-                queue(i);
+                // A file is read before the one ahead of it is written: named twice, it would
+                // get two layers.
+                if (files_[i].outcome.sameAs = earlierName(i); files_[i].outcome.sameAs.isEmpty())
+                    queue(i);
             } catch (const Failure &failure) {
                 files_[i].outcome.failure = QString::fromUtf8(failure.what());
             }
@@ -166,6 +170,16 @@ public:
     }
 
 private:
+    // The name an earlier input gave the file `file` names, "" when none did.
+    QString earlierName(size_t file) const
+    {
+        const QString real = QFileInfo(files_[file].outcome.file).canonicalFilePath();
+        for (size_t i = 0; i < file && !real.isEmpty(); ++i)
+            if (QFileInfo(files_[i].outcome.file).canonicalFilePath() == real)
+                return files_[i].outcome.file;
+        return {};
+    }
+
     void queue(size_t file)
     {
         const RenderedPdf pdf(files_[file].outcome.file, password_);

@@ -17,6 +17,7 @@ struct TextLayerOutcome {
     QString failure;    // "" when the file was done
     int pagesRead = 0;  // pages that were given a text layer
     int pagesShown = 0; // pages left alone because they show text already
+    QString sameAs;     // an earlier input that is this very file (a link, or named twice)
 };
 
 // "" when `language` ("eng", "deu+eng") can be read, else why not, naming the package to
